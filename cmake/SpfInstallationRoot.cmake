@@ -1,0 +1,6 @@
+# Where the build tree keeps an installation: programs and bundles lie below it as they do below an install prefix,
+# so that programs run from the build tree find their bundles by the same rule.
+
+set(SPF_INSTALLATION_ROOT "${PROJECT_BINARY_DIR}/root")
+set(SPF_BUNDLE_DIRECTORY "bin/darwinarm64/spf")                    # the seven directories of SPF bundles
+set(SPF_MICROSERVICES_BUNDLE_DIRECTORY "bin/darwinarm64/microservices")  # Configuration Admin, installed by the host
