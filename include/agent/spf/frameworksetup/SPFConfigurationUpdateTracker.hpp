@@ -1,0 +1,96 @@
+// Ties one published version of a configuration to the framework's event stream.
+#ifndef AGENT_SPF_FRAMEWORKSETUP_SPF_CONFIGURATION_UPDATE_TRACKER_HPP
+#define AGENT_SPF_FRAMEWORKSETUP_SPF_CONFIGURATION_UPDATE_TRACKER_HPP
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <cppmicroservices/Any.h>
+#include <cppmicroservices/ServiceRegistrationBase.h>
+
+#include "agent/spf/frameworksetup/export.hpp"
+
+namespace cppmicroservices {
+class AnyMap;
+}
+
+namespace agent::spf::frameworksetup {
+
+class FrameworkSetupListener;
+
+// Makes the FrameworkSetupListener of a configuration, registers it as a FrameworkListener service,
+// unregisters it once every publisher is complete, and forwards the client's waits to it. Requires of the
+// host: getFramework(); without a framework nothing is registered and no event arrives.
+//
+// Thread safe, except that one enable() of a tracker must not run during another. Registering and
+// unregistering run other people's service listeners on the calling thread; no lock is held meanwhile, so
+// they may deliver events and call the tracker, except enable(). Owned by a shared pointer; a call keeps what
+// it uses alive until it returns.
+class AGENT_SPF_FRAMEWORKSETUP_EXPORT SPFConfigurationUpdateTracker
+    : public std::enable_shared_from_this<SPFConfigurationUpdateTracker> {
+public:
+    // A new tracker, enabled for the configuration.
+    static std::shared_ptr<SPFConfigurationUpdateTracker>
+    create(cppmicroservices::AnyMap const& configuration);
+
+    // A tracker that listens to nothing. Before enable(), the waits, the list of outstanding endpoints and
+    // registerListenerForUnpublishing() throw std::logic_error.
+    SPFConfigurationUpdateTracker();
+    SPFConfigurationUpdateTracker(SPFConfigurationUpdateTracker const&) = delete;
+    SPFConfigurationUpdateTracker& operator=(SPFConfigurationUpdateTracker const&) = delete;
+
+    // Unregisters the listener, if it is registered. Never throws.
+    ~SPFConfigurationUpdateTracker();
+
+    // Makes and registers a listener for the configuration. A listener that is there already is replaced, and
+    // unregistered if it was registered. Throws std::bad_weak_ptr when no shared pointer owns the tracker,
+    // what the listener's construction throws, and what registering and unregistering throw.
+    void enable(cppmicroservices::AnyMap const& configuration);
+
+    // Unregisters the listener, if it is registered. Throws what unregistering throws.
+    void disable();
+
+    // Prepares for the removal of the configuration: from now on completion no longer unregisters the
+    // listener, and a listener that is not registered any more is registered again. Throws what registering
+    // throws.
+    void registerListenerForUnpublishing();
+
+    // The waits and the list of outstanding endpoints of one publisher: see FrameworkSetupListener. At the
+    // end of waitForAllServicesToBeUnpublished(), reached or timed out, the listener is unregistered; when
+    // the wait throws it stays as it is.
+    bool waitForAllEndpoints(std::chrono::milliseconds const& timeout, std::string const& servicePublisherID);
+    bool waitForAllServices(std::chrono::milliseconds const& timeout, std::string const& servicePublisherID);
+    bool waitForAllServicesToBeUnpublished(std::chrono::milliseconds const& timeout,
+                                           std::string const& servicePublisherID);
+    std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>>
+    listOutstandingEndpoints(std::string const& servicePublisherID);
+
+private:
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL std::shared_ptr<FrameworkSetupListener> enabledListener() const;
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL std::unique_lock<std::mutex> lockWhenSettled();
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL void settleWithLock(std::unique_lock<std::mutex>& lock);
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL void registerListenerWithLock(std::unique_lock<std::mutex>& lock);
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL void unregisterListenerWithLock(std::unique_lock<std::mutex>& lock);
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL void unregisterAfterCompletion(std::uint64_t ofCompletion);
+
+    std::shared_ptr<FrameworkSetupListener> listener; // read and replaced atomically, without the mutex
+
+    std::mutex mutex;                                       // guards every member below
+    cppmicroservices::ServiceRegistrationBase registration; // changed only by the settling thread
+    bool registrationWanted = false;
+    std::thread::id
+        settlingThread; // the thread that is making `registration` what is wanted; the empty ID if none
+    std::condition_variable settled; // notified when the settling thread is done
+    std::uint64_t completion = 0;    // the completion that may unregister the listener; 0 when none may
+};
+
+} // namespace agent::spf::frameworksetup
+
+#endif

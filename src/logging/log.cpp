@@ -1,0 +1,34 @@
+// The logger accessor, and how a record is made.
+#include "logging/log.hpp"
+
+#include <boost/log/sources/record_ostream.hpp>
+
+#include "agent/host/DiagnosticLogger.hpp"
+#include "agent/spf/frameworksetup/frameworksetup.hpp"
+
+namespace agent::spf::frameworksetup {
+
+host::DiagnosticLogger& getLogger() {
+    static host::DiagnosticLogger logger("agent::spf::frameworksetup");
+    return logger;
+}
+
+namespace detail {
+
+static std::ostream& operator<<(std::ostream& stream, Message const& message) {
+    message.format(stream, message.context);
+    return stream;
+}
+
+bool isLogged(host::Severity severity) {
+    return (getLogger().enabledSeverities() & static_cast<std::uint32_t>(severity)) != 0;
+}
+
+void writeRecord(host::Severity severity, Message const& message) {
+    // Pushes the record at the end of the statement, unless an exception began while the message was
+    // streamed.
+    BOOST_LOG_SEV(getLogger().source(), severity) << message;
+}
+
+} // namespace detail
+} // namespace agent::spf::frameworksetup

@@ -1,0 +1,154 @@
+// The progress of one service publisher, and the waits on it.
+#include "agent/spf/frameworksetup/ConfigTracker.hpp"
+
+#include <algorithm>
+
+#include "agent/host/DiagnosticLogger.hpp"
+#include "logging/log.hpp"
+
+namespace agent::spf::frameworksetup {
+
+namespace {
+
+using cppmicroservices::Any;
+using Clock = std::chrono::steady_clock;
+
+// An empty endpoint equals nothing: CppMicroServices does not define comparing with an empty `Any`.
+bool areEqual(Any const& left, Any const& right) {
+    return !left.Empty() && !right.Empty() && left == right;
+}
+
+// The moment when a time-out that begins now ends, kept within the clock's range.
+Clock::time_point deadlineAfter(std::chrono::milliseconds const& timeout) {
+    auto const now = Clock::now();
+    if (timeout <= std::chrono::milliseconds::zero()) {
+        return now;
+    }
+    if (timeout > std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now)) {
+        return Clock::time_point::max();
+    }
+    return now + timeout;
+}
+
+} // namespace
+
+ConfigTracker::ConfigTracker(std::vector<Any> bindEndpoints, std::vector<Any> connectEndpoints,
+                             bool forRpcPublisher)
+    : endpointsToBindTo(std::move(bindEndpoints))
+    , endpointsToConnectTo(std::move(connectEndpoints))
+    , rpcPublisher(forRpcPublisher) {}
+
+ConfigTracker::~ConfigTracker() = default;
+
+bool ConfigTracker::areAllEndpointsFinished() const {
+    return endpointsToBindTo.empty() && endpointsToConnectTo.empty();
+}
+
+bool ConfigTracker::areAllServicesFinished() const {
+    return allServicesPublished;
+}
+
+bool ConfigTracker::areAllServicesUnpublished() const {
+    return configurationRemoved;
+}
+
+bool ConfigTracker::isFinished() const {
+    return error || (areAllEndpointsFinished() && allServicesPublished);
+}
+
+bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (error || isFinished()) {
+        return true;
+    }
+    error = std::move(reported);
+    lock.unlock();
+    condition.notify_all();
+    return true;
+}
+
+bool ConfigTracker::completeEndpointBind(Any const& endpoint) {
+    return completeEndpoint(endpointsToBindTo, endpoint, "ConfigTracker completeEndpointBind ");
+}
+
+bool ConfigTracker::completeEndpointConnect(Any const& endpoint) {
+    return completeEndpoint(endpointsToConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
+}
+
+bool ConfigTracker::completeEndpoint(std::vector<Any>& outstanding, Any const& endpoint,
+                                     char const* message) {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (isFinished()) {
+        return true;
+    }
+    auto const completed = std::remove_if(outstanding.begin(), outstanding.end(),
+                                          [&](Any const& other) { return areEqual(other, endpoint); });
+    if (completed == outstanding.end()) {
+        return false;
+    }
+    outstanding.erase(completed, outstanding.end());
+    log(host::Severity::Progress, [&](std::ostream& stream) { stream << message << endpoint.ToString(); });
+    auto const allEndpointsFinished = areAllEndpointsFinished();
+    auto const finished = isFinished();
+    lock.unlock();
+    if (allEndpointsFinished) {
+        condition.notify_all();
+    }
+    return finished;
+}
+
+bool ConfigTracker::completeAllServicesPublished() {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (isFinished() || allServicesPublished) {
+        return isFinished();
+    }
+    log(host::Severity::Progress,
+        [](std::ostream& stream) { stream << "ConfigTracker completeAllServicesPublished"; });
+    allServicesPublished = true;
+    auto const finished = isFinished();
+    lock.unlock();
+    condition.notify_all();
+    return finished;
+}
+
+bool ConfigTracker::completeConfigurationRemoved() {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (configurationRemoved) {
+        return true;
+    }
+    configurationRemoved = true;
+    lock.unlock();
+    condition.notify_all();
+    return true;
+}
+
+bool ConfigTracker::waitForAllEndpoints(std::chrono::milliseconds const& timeout) {
+    return waitUntil(&ConfigTracker::areAllEndpointsFinished, timeout);
+}
+
+bool ConfigTracker::waitForAllServices(std::chrono::milliseconds const& timeout) {
+    return waitUntil(&ConfigTracker::areAllServicesFinished, timeout);
+}
+
+bool ConfigTracker::waitForAllServicesToBeUnpublished(std::chrono::milliseconds const& timeout) {
+    return waitUntil(&ConfigTracker::areAllServicesUnpublished, timeout);
+}
+
+bool ConfigTracker::waitUntil(Predicate reached, std::chrono::milliseconds const& timeout) {
+    std::unique_lock<std::mutex> lock(mutex);
+    auto const deadline = deadlineAfter(timeout);
+    while (!error && !(this->*reached)() && Clock::now() < deadline) {
+        condition.wait_until(lock, deadline);
+    }
+    if (error) {
+        std::rethrow_exception(error);
+    }
+    return (this->*reached)();
+}
+
+std::pair<std::vector<Any>, std::vector<Any>> ConfigTracker::listOutstandingEndpoints() {
+    std::lock_guard<std::mutex> const lock(mutex);
+    return {endpointsToConnectTo, endpointsToBindTo};
+}
+
+} // namespace agent::spf::frameworksetup
