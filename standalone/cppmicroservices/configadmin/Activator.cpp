@@ -1,0 +1,63 @@
+// Starts and stops Configuration Admin.
+#include "ConfigurationAdminService.hpp"
+#include "SubscriberTracker.hpp"
+
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/ServiceRegistration.h>
+
+#include <memory>
+
+namespace agent::configurationadmin {
+
+class Activator final : public cppmicroservices::BundleActivator {
+public:
+    // The trackers open before anybody can find the service, so that no listener misses an event.
+    void Start(cppmicroservices::BundleContext context) override {
+        queues_ = SerialQueues::create();
+        reference_ = std::make_shared<AdminReference>(context);
+        auto const store = std::make_shared<ConfigurationStore>(queues_, reference_);
+        try {
+            listeners_ = std::make_unique<SubscriberTracker<ConfigurationStore::ConfigurationListener>>(
+                context, store);
+            managedServices_ =
+                std::make_unique<SubscriberTracker<ConfigurationStore::ManagedService>>(context, store);
+            factories_ = std::make_unique<SubscriberTracker<ConfigurationStore::ManagedServiceFactory>>(
+                context, store);
+            listeners_->open();
+            managedServices_->open();
+            factories_->open();
+            registration_ = context.RegisterService<cppmicroservices::service::cm::ConfigurationAdmin>(
+                std::make_shared<ConfigurationAdminService>(store));
+        } catch (...) {
+            stopDelivery();
+            throw;
+        }
+    }
+
+    void Stop(cppmicroservices::BundleContext) override {
+        registration_.Unregister();
+        stopDelivery();
+    }
+
+private:
+    // What was accepted is delivered while the services are still known.
+    void stopDelivery() {
+        queues_->stop();
+        factories_.reset();
+        managedServices_.reset();
+        listeners_.reset();
+        reference_->release();
+    }
+
+    std::shared_ptr<SerialQueues> queues_;
+    std::shared_ptr<AdminReference> reference_;
+    std::unique_ptr<SubscriberTracker<ConfigurationStore::ConfigurationListener>> listeners_;
+    std::unique_ptr<SubscriberTracker<ConfigurationStore::ManagedService>> managedServices_;
+    std::unique_ptr<SubscriberTracker<ConfigurationStore::ManagedServiceFactory>> factories_;
+    cppmicroservices::ServiceRegistration<cppmicroservices::service::cm::ConfigurationAdmin> registration_;
+};
+
+} // namespace agent::configurationadmin
+
+CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(agent::configurationadmin::Activator)

@@ -1,0 +1,32 @@
+// The service reference of Configuration Admin that its events carry.
+#pragma once
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/ServiceReference.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+
+#include <mutex>
+
+namespace agent::configurationadmin {
+
+// Looked up when first needed: a client that finds the service while it is being registered may cause an
+// event before the registering bundle itself knows the reference. Thread-safe.
+class AdminReference {
+public:
+    using Reference = cppmicroservices::ServiceReference<cppmicroservices::service::cm::ConfigurationAdmin>;
+
+    explicit AdminReference(cppmicroservices::BundleContext context);
+
+    // Invalid if the service is not registered.
+    Reference get();
+
+    // Lets go of the framework: from now on get() returns an invalid reference.
+    void release();
+
+private:
+    std::mutex mutex_; // guards what follows
+    cppmicroservices::BundleContext context_;
+    Reference reference_;
+};
+
+} // namespace agent::configurationadmin

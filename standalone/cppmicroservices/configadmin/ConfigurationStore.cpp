@@ -1,0 +1,282 @@
+#include "ConfigurationStore.hpp"
+
+#include "ConfigurationHandle.hpp"
+
+#include <cppmicroservices/LDAPFilter.h>
+
+#include <cstddef>
+#include <stdexcept>
+#include <string_view>
+
+namespace agent::configurationadmin {
+
+using cppmicroservices::AnyMap;
+using cppmicroservices::service::cm::ConfigurationEventType;
+
+namespace {
+
+constexpr char factorySeparator = '~';
+constexpr std::size_t generatedNameLength = 6;
+constexpr std::string_view generatedNameCharacters =
+    "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+std::string factoryPidOf(std::string const& pid) {
+    auto const separator = pid.find(factorySeparator);
+    return separator == std::string::npos ? std::string{} : pid.substr(0, separator);
+}
+
+std::shared_ptr<AnyMap const> noProperties() {
+    return std::make_shared<AnyMap const>(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+}
+
+std::shared_future<void> readyFuture() {
+    std::promise<void> done;
+    done.set_value();
+    return done.get_future().share();
+}
+
+void requirePresenceWithLock(Record const& record) {
+    if (record.removed) {
+        throw std::runtime_error("This Configuration has been Removed");
+    }
+}
+
+// What a filter sees. The PID hides a property of the same name.
+AnyMap filteredProperties(AnyMap const& properties, std::string const& pid) {
+    AnyMap result{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+    result["pid"] = pid;
+    for (auto const& property : properties) {
+        result.insert(property);
+    }
+    return result;
+}
+
+template <class Service>
+Subscribers<Service> subscribersOf(std::unordered_map<std::string, Subscribers<Service>> const& byPid,
+                                   std::string const& pid) {
+    auto const found = byPid.find(pid);
+    return found == byPid.end() ? nullptr : found->second;
+}
+
+template <class Service>
+void removeSubscriber(std::unordered_map<std::string, Subscribers<Service>>& byPid,
+                      std::shared_ptr<Subscriber<Service>> const& subscriber) {
+    auto const found = byPid.find(subscriber->pid());
+    if (found == byPid.end()) {
+        return;
+    }
+    found->second = withoutSubscriber(found->second, subscriber);
+    if (!found->second) {
+        byPid.erase(found);
+    }
+}
+
+} // namespace
+
+ConfigurationStore::ConfigurationStore(std::shared_ptr<SerialQueues> queues,
+                                       std::shared_ptr<AdminReference> reference)
+    : queues_(std::move(queues))
+    , reference_(std::move(reference)) {}
+
+std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::get(std::string const& pid) {
+    std::lock_guard lock{mutex_};
+    return getWithLock(pid);
+}
+
+std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::get(std::string const& factoryPid,
+                                                                           std::string const& instanceName) {
+    return get(factoryPid + factorySeparator + instanceName);
+}
+
+std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::create(std::string const& factoryPid) {
+    std::lock_guard lock{mutex_};
+    return getWithLock(unusedPidWithLock(factoryPid));
+}
+
+std::vector<std::shared_ptr<ConfigurationStore::Configuration>>
+ConfigurationStore::list(std::string const& filter) {
+    auto const parsed =
+        filter.empty() ? cppmicroservices::LDAPFilter{} : cppmicroservices::LDAPFilter{filter};
+    struct Candidate {
+        std::string const* pid;
+        std::shared_ptr<AnyMap const> properties;
+        std::shared_ptr<Configuration> handle; // keeps what `pid` points to
+    };
+    std::vector<Candidate> candidates;
+    {
+        std::lock_guard lock{mutex_};
+        for (auto const& [pid, record] : records_) {
+            if (record->changeCount > 0) {
+                candidates.push_back({&record->pid, record->properties, handleWithLock(record)});
+            }
+        }
+    }
+    std::vector<std::shared_ptr<Configuration>> result;
+    for (auto& candidate : candidates) {
+        if (filter.empty() || parsed.Match(filteredProperties(*candidate.properties, *candidate.pid))) {
+            result.push_back(std::move(candidate.handle));
+        }
+    }
+    return result;
+}
+
+void ConfigurationStore::requirePresence(Record const& record) const {
+    std::lock_guard lock{mutex_};
+    requirePresenceWithLock(record);
+}
+
+std::shared_ptr<AnyMap const> ConfigurationStore::properties(Record const& record) const {
+    std::lock_guard lock{mutex_};
+    requirePresenceWithLock(record);
+    return record.properties;
+}
+
+unsigned long ConfigurationStore::changeCount(Record const& record) const {
+    std::lock_guard lock{mutex_};
+    requirePresenceWithLock(record);
+    return record.changeCount;
+}
+
+std::shared_future<void> ConfigurationStore::update(Record& record, AnyMap properties) {
+    auto updated = std::make_shared<AnyMap const>(std::move(properties));
+    std::lock_guard lock{mutex_};
+    requirePresenceWithLock(record);
+    return storeWithLock(record, updated);
+}
+
+std::pair<bool, std::shared_future<void>> ConfigurationStore::updateIfDifferent(Record& record,
+                                                                                AnyMap properties) {
+    auto updated = std::make_shared<AnyMap const>(std::move(properties));
+    auto current = this->properties(record);
+    for (;;) {
+        if (*current == *updated) { // without the lock, because it compares values of the client's types
+            return {false, readyFuture()};
+        }
+        std::lock_guard lock{mutex_};
+        requirePresenceWithLock(record);
+        if (record.properties == current) {
+            return {true, storeWithLock(record, updated)};
+        }
+        current = record.properties;
+    }
+}
+
+std::shared_future<void> ConfigurationStore::remove(Record& record) {
+    std::lock_guard lock{mutex_};
+    requirePresenceWithLock(record);
+    record.removed = true;
+    records_.erase(record.pid);
+    if (record.changeCount == 0) {
+        return readyFuture();
+    }
+    return announceWithLock(
+        {ConfigurationEventType::CM_DELETED, record.pid, record.factoryPid, noProperties()});
+}
+
+void ConfigurationStore::add(std::shared_ptr<Subscriber<ConfigurationListener>> const& subscriber) {
+    std::lock_guard lock{mutex_};
+    listeners_ = withSubscriber(listeners_, subscriber);
+}
+
+void ConfigurationStore::add(std::shared_ptr<Subscriber<ManagedService>> const& subscriber) {
+    std::lock_guard lock{mutex_};
+    auto& subscribers = managedServices_[subscriber->pid()];
+    subscribers = withSubscriber(subscribers, subscriber);
+    auto const found = records_.find(subscriber->pid());
+    if (found != records_.end()) {
+        postInitialWithLock(*found->second, subscriber);
+    }
+}
+
+void ConfigurationStore::add(std::shared_ptr<Subscriber<ManagedServiceFactory>> const& subscriber) {
+    std::lock_guard lock{mutex_};
+    auto& subscribers = factories_[subscriber->pid()];
+    subscribers = withSubscriber(subscribers, subscriber);
+    auto const prefix = subscriber->pid() + factorySeparator;
+    for (auto found = records_.lower_bound(prefix);
+         found != records_.end() && found->first.compare(0, prefix.size(), prefix) == 0; ++found) {
+        if (found->second->factoryPid == subscriber->pid()) {
+            postInitialWithLock(*found->second, subscriber);
+        }
+    }
+}
+
+void ConfigurationStore::remove(std::shared_ptr<Subscriber<ConfigurationListener>> const& subscriber) {
+    subscriber->leave();
+    std::lock_guard lock{mutex_};
+    listeners_ = withoutSubscriber(listeners_, subscriber);
+}
+
+void ConfigurationStore::remove(std::shared_ptr<Subscriber<ManagedService>> const& subscriber) {
+    subscriber->leave();
+    std::lock_guard lock{mutex_};
+    removeSubscriber(managedServices_, subscriber);
+}
+
+void ConfigurationStore::remove(std::shared_ptr<Subscriber<ManagedServiceFactory>> const& subscriber) {
+    subscriber->leave();
+    std::lock_guard lock{mutex_};
+    removeSubscriber(factories_, subscriber);
+}
+
+std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::getWithLock(std::string const& pid) {
+    auto const found = records_.find(pid);
+    if (found != records_.end()) {
+        return handleWithLock(found->second);
+    }
+    auto record =
+        std::make_shared<Record>(Record{pid, factoryPidOf(pid), ++instanceCounts_[pid], noProperties()});
+    records_.emplace(pid, record);
+    return handleWithLock(record);
+}
+
+std::shared_ptr<ConfigurationStore::Configuration>
+ConfigurationStore::handleWithLock(std::shared_ptr<Record> const& record) {
+    if (auto existing = record->handle.lock()) {
+        return existing;
+    }
+    auto created = std::make_shared<ConfigurationHandle>(shared_from_this(), queues_, record);
+    record->handle = created;
+    return created;
+}
+
+std::string ConfigurationStore::unusedPidWithLock(std::string const& factoryPid) {
+    std::uniform_int_distribution<std::size_t> anyCharacter{0, generatedNameCharacters.size() - 1};
+    std::string pid;
+    do {
+        pid = factoryPid + factorySeparator;
+        for (std::size_t i = 0; i < generatedNameLength; ++i) {
+            pid += generatedNameCharacters[anyCharacter(random_)];
+        }
+    } while (instanceCounts_.count(pid) > 0);
+    return pid;
+}
+
+// Leaves the former properties in `properties`, for the caller to destroy without the lock.
+std::shared_future<void> ConfigurationStore::storeWithLock(Record& record,
+                                                           std::shared_ptr<AnyMap const>& properties) {
+    record.properties.swap(properties);
+    ++record.changeCount;
+    return announceWithLock(
+        {ConfigurationEventType::CM_UPDATED, record.pid, record.factoryPid, record.properties});
+}
+
+std::shared_future<void> ConfigurationStore::announceWithLock(Change change) {
+    Recipients recipients{listeners_, subscribersOf(managedServices_, change.pid),
+                          change.factoryPid.empty() ? nullptr : subscribersOf(factories_, change.factoryPid)};
+    auto const pid = change.pid;
+    return queues_->post(pid, [change = std::move(change), recipients = std::move(recipients),
+                               reference = reference_] { deliver(change, recipients, *reference); });
+}
+
+template <class Service>
+void ConfigurationStore::postInitialWithLock(Record const& record,
+                                             std::shared_ptr<Subscriber<Service>> const& subscriber) {
+    if (record.changeCount == 0) {
+        return;
+    }
+    Change change{ConfigurationEventType::CM_UPDATED, record.pid, record.factoryPid, record.properties};
+    queues_->post(record.pid, [change = std::move(change), subscriber] { deliver(change, *subscriber); });
+}
+
+} // namespace agent::configurationadmin

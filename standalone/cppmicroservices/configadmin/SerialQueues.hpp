@@ -1,0 +1,85 @@
+// Runs jobs asynchronously: in order within a queue, while no queue ever waits for another.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <future>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+
+namespace agent::configurationadmin {
+
+// Queues come into being with their first job and go with their last. A thread runs the jobs of a ready queue
+// one at a time; when a queue becomes ready and no thread is free, another thread is started, so that a job
+// that blocks holds up nothing but its own queue. Threads that found no work for a while end.
+//
+// Thread-safe. Owned by shared pointers; stop() must be called before the last owner goes.
+class SerialQueues : public std::enable_shared_from_this<SerialQueues> {
+public:
+    // A job must not throw. It may call every member of this class.
+    using Job = std::function<void()>;
+
+    // Throws std::system_error if the system provides no thread.
+    static std::shared_ptr<SerialQueues> create();
+
+    // Appends the job to the queue. The result is ready when the job has run and has been destroyed, or at
+    // once if stop() has been called: the job then does not run. Destroying the result never waits.
+    std::shared_future<void> post(std::string const& name, Job job);
+
+    // Waits until the result of a post() is ready. Inside a job, the jobs that queue up behind it run
+    // meanwhile on this thread, inside this call; so jobs may wait for their own queue, and for each other in
+    // a circle.
+    void wait(std::shared_future<void> const& result);
+
+    // Refuses further jobs and returns when all accepted ones have run and all threads have ended. Called
+    // inside a job, it drops the jobs behind that one, whose results become ready, and the calling thread
+    // ends when the job returns.
+    void stop();
+
+private:
+    struct Entry {
+        Job job;
+        std::promise<void> done;
+    };
+    struct Queue {
+        std::deque<Entry> entries;
+        bool scheduled = false; // in ready_ or taken by a thread
+    };
+    using NamedQueues = std::unordered_map<std::string, Queue>;
+    using NamedQueue = NamedQueues::value_type;
+
+    // What the calling thread is running, if it is a thread of this class.
+    struct Current {
+        SerialQueues* owner = nullptr;
+        Queue* queue = nullptr;
+    };
+    static thread_local Current current_;
+
+    SerialQueues() = default;
+    void startThreadWithLock();
+    void scheduleWithLock(NamedQueue& queue);
+    void work();
+    bool awaitReadyQueueWithLock(std::unique_lock<std::mutex>& lock);
+    void runQueueOnceWithLock(NamedQueue& queue, std::unique_lock<std::mutex>& lock);
+    void runFrontWithLock(Queue& queue, std::unique_lock<std::mutex>& lock);
+    void retireWithLock(std::unique_lock<std::mutex>& lock);
+
+    std::mutex mutex_; // guards everything below; no job is run or destroyed under it
+    NamedQueues queues_;
+    std::deque<NamedQueue*> ready_;  // have entries and wait for a thread
+    std::list<std::thread> threads_; // at least one until stop()
+    std::list<std::thread> retired_; // at most one: each thread that retires joins the one before it
+    std::size_t idle_ = 0;           // threads that wait in readyOrStopping_
+    std::size_t waiters_ = 0;        // jobs that wait in progress_
+    std::condition_variable readyOrStopping_;
+    std::condition_variable progress_; // a job is done or has been appended
+    bool stopping_ = false;
+};
+
+} // namespace agent::configurationadmin
