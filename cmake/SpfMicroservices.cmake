@@ -10,7 +10,7 @@ endif()
 
 set(SPF_MICROSERVICES_PROVIDER standalone)
 if(NOT SPF_MICROSERVICES STREQUAL standalone)
-    find_package(CppMicroServices 3.8 QUIET)
+    find_package(CppMicroServices 3.8 QUIET COMPONENTS Framework usAsyncWorkService ConfigurationAdmin)
     if(CppMicroServices_FOUND)
         set(SPF_MICROSERVICES_PROVIDER installed)
     elseif(SPF_MICROSERVICES STREQUAL installed)
