@@ -1,0 +1,13 @@
+// Version of the framework library.
+#ifndef CPPMICROSERVICES_FRAMEWORKCONFIG_H
+#define CPPMICROSERVICES_FRAMEWORKCONFIG_H
+
+#include "cppmicroservices/FrameworkExport.h"
+
+#define US_FRAMEWORK_VERSION_MAJOR CppMicroServices_VERSION_MAJOR
+#define US_FRAMEWORK_VERSION_MINOR CppMicroServices_VERSION_MINOR
+#define US_FRAMEWORK_VERSION_PATCH CppMicroServices_VERSION_PATCH
+#define US_FRAMEWORK_VERSION CppMicroServices_VERSION
+#define US_FRAMEWORK_VERSION_STR CppMicroServices_VERSION_STR
+
+#endif

@@ -1,0 +1,124 @@
+// How an Any keeps a value of a type it does not know: storage, and a table of the operations on that type.
+#ifndef CPPMICROSERVICES_DETAIL_ANYVALUE_H
+#define CPPMICROSERVICES_DETAIL_ANYVALUE_H
+
+#include "cppmicroservices/FrameworkExport.h"
+#include "cppmicroservices/detail/AnyPrinting.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
+namespace cppmicroservices::detail {
+
+union AnyStorage {
+    void* heap;
+    alignas(std::string) std::byte bytes[sizeof(std::string)];
+};
+
+/// The operations on one type. `relocate` moves the value and ends the life of the one moved from, so that an
+/// Any whose value was taken is simply empty.
+struct AnyOperations {
+    std::type_info const& type;
+    bool isInline;
+    void (*copy)(AnyStorage const& from, AnyStorage& to);
+    void (*relocate)(AnyStorage& from, AnyStorage& to) noexcept;
+    void (*destroy)(AnyStorage& storage) noexcept;
+    bool (*equal)(void const* left, void const* right);
+    void (*toString)(std::ostream& os, void const* value);
+    void (*toJson)(std::ostream& os, void const* value, std::uint8_t increment, std::int32_t indent);
+    void (*toCpp)(std::ostream& os, void const* value, std::uint8_t increment, std::int32_t indent);
+};
+
+template <typename T, typename = void>
+struct HasEquality : std::false_type {};
+
+template <typename T>
+struct HasEquality<T, std::void_t<decltype(std::declval<T const&>() == std::declval<T const&>())>>
+    : std::true_type {};
+
+/// Types that cannot be compared are equal to nothing.
+template <typename T>
+bool equalValues(T const& left, T const& right) {
+    if constexpr (HasEquality<T>::value) {
+        return static_cast<bool>(left == right);
+    } else {
+        return false;
+    }
+}
+
+/// Exported, so that where possible all libraries share one table per type, and none is left pointing into a
+/// library that was unloaded.
+template <typename T>
+class US_Framework_EXPORT AnyOperationsFor {
+public:
+    static constexpr bool isInline = sizeof(T) <= sizeof(AnyStorage) && alignof(T) <= alignof(AnyStorage) &&
+                                     std::is_nothrow_move_constructible_v<T>;
+
+    static AnyOperations const table;
+
+    template <typename Source>
+    static void create(AnyStorage& storage, Source&& source) {
+        if constexpr (isInline) {
+            ::new (static_cast<void*>(&storage)) T(std::forward<Source>(source));
+        } else {
+            storage.heap = new T(std::forward<Source>(source));
+        }
+    }
+
+    static T const* get(AnyStorage const& storage) noexcept {
+        if constexpr (isInline) {
+            return std::launder(reinterpret_cast<T const*>(&storage));
+        } else {
+            return static_cast<T const*>(storage.heap);
+        }
+    }
+
+private:
+    static T const& as(void const* value) noexcept { return *static_cast<T const*>(value); }
+
+    static void copy(AnyStorage const& from, AnyStorage& to) { create(to, *get(from)); }
+
+    static void relocate(AnyStorage& from, AnyStorage& to) noexcept {
+        if constexpr (isInline && !std::is_trivially_copyable_v<T>) {
+            T& source = const_cast<T&>(*get(from));
+            create(to, std::move(source));
+            source.~T();
+        } else {
+            to = from;
+        }
+    }
+
+    static void destroy(AnyStorage& storage) noexcept {
+        if constexpr (isInline) {
+            get(storage)->~T();
+        } else {
+            delete get(storage);
+        }
+    }
+
+    static bool equal(void const* left, void const* right) { return equalValues(as(left), as(right)); }
+
+    static void toString(std::ostream& os, void const* value) { any_value_to_string(os, as(value)); }
+
+    static void toJson(std::ostream& os, void const* value, std::uint8_t increment, std::int32_t indent) {
+        any_value_to_json(os, as(value), increment, indent);
+    }
+
+    static void toCpp(std::ostream& os, void const* value, std::uint8_t increment, std::int32_t indent) {
+        any_value_to_cpp(os, as(value), increment, indent);
+    }
+};
+
+template <typename T>
+AnyOperations const AnyOperationsFor<T>::table = {typeid(T), isInline,  &copy,   &relocate, &destroy,
+                                                  &equal,    &toString, &toJson, &toCpp};
+
+} // namespace cppmicroservices::detail
+
+#endif

@@ -1,0 +1,141 @@
+// The entries of an any_map: nodes in iteration order, and an index to find them by key.
+#ifndef CPPMICROSERVICES_SRC_VALUES_ANYMAPSTORAGE_HPP
+#define CPPMICROSERVICES_SRC_VALUES_ANYMAPSTORAGE_HPP
+
+#include "SortedIndex.hpp"
+#include "cppmicroservices/AnyMap.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+/// Memory for nodes, taken from the heap in growing chunks and given back as a whole.
+class NodePool {
+public:
+    NodePool() = default;
+    NodePool(NodePool const&) = delete;
+    NodePool& operator=(NodePool const&) = delete;
+
+    /// Makes room for `count` further nodes in one chunk.
+    void reserve(std::size_t count);
+
+    /// Memory for one node.
+    void* take();
+
+    /// Takes back what take() gave; no node lives in it any more.
+    void giveBack(void* memory) noexcept;
+
+private:
+    struct Slot {
+        alignas(AnyMapNode) std::byte memory[sizeof(AnyMapNode)];
+    };
+    struct FreeSlot {
+        FreeSlot* next;
+    };
+    static constexpr std::size_t kFirstCount = 4;
+    static constexpr std::size_t kLargestCount = 1024;
+
+    Slot first_[kFirstCount]; // small maps need no chunk
+    Slot* unused_ = first_;
+    Slot* unusedEnd_ = first_ + kFirstCount;
+    FreeSlot* free_ = nullptr;
+    std::size_t nextCount_ = kFirstCount;
+    std::vector<std::unique_ptr<Slot[]>> chunks_;
+};
+
+/// Nodes never move, so that references to entries stay valid.
+class AnyMapStorage {
+public:
+    explicit AnyMapStorage(any_map::map_type kind)
+        : kind_(kind) {}
+    AnyMapStorage(AnyMapStorage const& other);
+    AnyMapStorage& operator=(AnyMapStorage const&) = delete;
+    ~AnyMapStorage();
+
+    AnyMapNode* first() const noexcept { return first_; }
+    std::size_t size() const noexcept { return size_; }
+
+    /// Null if there is no such entry.
+    AnyMapNode* find(std::string const& key) const;
+
+    /// The entry with this key, and whether it is new; a new one is constructed from `args`, which begin with
+    /// the key.
+    template <typename... Args>
+    std::pair<AnyMapNode*, bool> tryInsert(std::string const& key, Args&&... args);
+
+    bool erase(std::string const& key);
+
+    /// Makes room for a map of `count` entries.
+    void reserve(std::size_t count);
+
+private:
+    /// Gives a node that was made but not yet kept back to the pool.
+    struct NodeDeleter {
+        AnyMapStorage* storage;
+        void operator()(AnyMapNode* node) const noexcept { storage->destroyNode(node); }
+    };
+    using OwnedNode = std::unique_ptr<AnyMapNode, NodeDeleter>;
+
+    bool isOrdered() const noexcept { return kind_ == any_map::ORDERED_MAP; }
+    bool sameKey(std::string const& left, std::string const& right) const;
+    AnyMapNode* findHashed(std::string const& key, std::size_t hash) const;
+
+    template <typename... Args>
+    OwnedNode makeNode(Args&&... args);
+    void destroyNode(AnyMapNode* node) noexcept;
+
+    AnyMapNode* keepOrdered(SortedIndex::Position position, AnyMapNode* successor, OwnedNode node);
+    AnyMapNode* keepHashed(std::size_t hash, OwnedNode node);
+
+    AnyMapNode*& bucketOf(std::size_t hash) noexcept { return buckets_[hash & (buckets_.size() - 1)]; }
+    void growBuckets(std::size_t entries);
+    void removeFromBucket(AnyMapNode* node) noexcept;
+
+    /// Puts the node in front of `successor` in the iteration order, at the end if that is null.
+    void link(AnyMapNode* node, AnyMapNode* successor) noexcept;
+    void unlink(AnyMapNode* node) noexcept;
+
+    any_map::map_type const kind_;
+    std::size_t size_ = 0;
+    AnyMapNode* first_ = nullptr;
+    AnyMapNode* last_ = nullptr;
+    std::vector<AnyMapNode*> buckets_; // of hashed maps with more than a few entries; a power of two
+    SortedIndex sorted_;               // of ordered maps
+    NodePool pool_;
+};
+
+template <typename... Args>
+AnyMapStorage::OwnedNode AnyMapStorage::makeNode(Args&&... args) {
+    void* const memory = pool_.take();
+    try {
+        return OwnedNode(::new (memory) AnyMapNode(std::forward<Args>(args)...), NodeDeleter{this});
+    } catch (...) {
+        pool_.giveBack(memory);
+        throw;
+    }
+}
+
+template <typename... Args>
+std::pair<AnyMapNode*, bool> AnyMapStorage::tryInsert(std::string const& key, Args&&... args) {
+    if (isOrdered()) {
+        auto const position = sorted_.lowerBound(key);
+        AnyMapNode* const successor = sorted_.nodeAt(position);
+        if (successor && successor->entry.first == key) {
+            return {successor, false};
+        }
+        return {keepOrdered(position, successor, makeNode(std::forward<Args>(args)...)), true};
+    }
+    std::size_t const hash = any_map_cihash()(key);
+    if (AnyMapNode* const node = findHashed(key, hash)) {
+        return {node, false};
+    }
+    return {keepHashed(hash, makeNode(std::forward<Args>(args)...)), true};
+}
+
+} // namespace cppmicroservices::detail
+
+#endif

@@ -1,0 +1,47 @@
+// A parsed LDAP filter: a tree of conditions on properties.
+#ifndef CPPMICROSERVICES_SRC_VALUES_LDAPEXPRESSION_HPP
+#define CPPMICROSERVICES_SRC_VALUES_LDAPEXPRESSION_HPP
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+/// Stands in patterns for any text. The character DEL, because no text has it and because it orders values
+/// against patterns as filters always have.
+constexpr char kWildcard = '\x7f';
+
+/// The right-hand side of a comparison, in every form that a property's type can ask for.
+struct LDAPPattern {
+    explicit LDAPPattern(std::string pattern);
+
+    std::string text;             // '*' as kWildcard, escapes removed
+    std::string approximate;      // as normaliseForApproximation() makes it
+    std::optional<long> integer;  // none if the text does not begin with one that fits
+    std::optional<double> number; // none if the text does not begin with one that fits
+    bool isPresence;              // just "*"
+};
+
+struct LDAPExpression {
+    enum class Operator { And, Or, Not, Equal, Approximate, GreaterOrEqual, LessOrEqual };
+
+    /// @throws std::invalid_argument if `filter` is malformed.
+    static LDAPExpression parse(std::string_view filter);
+
+    /// The filter in its shortest form.
+    std::string toString() const;
+
+    Operator operation = Operator::And;
+    std::vector<LDAPExpression> operands; // of And, Or, Not
+    std::string attribute;                // of comparisons
+    LDAPPattern pattern{std::string()};   // of comparisons
+};
+
+/// Removes white space and makes ASCII letters lower-case.
+std::string normaliseForApproximation(std::string_view text);
+
+} // namespace cppmicroservices::detail
+
+#endif
