@@ -155,15 +155,11 @@ private:
         return operations_->isInline ? static_cast<void const*>(&storage_) : storage_.heap;
     }
 
-    // Null unless a ValueType is held. Each library may have its own table of a type's operations, so that
-    // comparing the tables' addresses only serves to answer early.
+    // Null unless a ValueType is held. Asks nothing of the type, which may be one that an Any cannot hold.
     template <typename ValueType>
     ValueType const* valueIf() const noexcept {
-        using Operations = detail::AnyOperationsFor<ValueType>;
-        if (operations_ && (operations_ == &Operations::table || operations_->type == typeid(ValueType))) {
-            return Operations::get(storage_);
-        }
-        return nullptr;
+        bool const isHeld = operations_ && operations_->type == typeid(ValueType);
+        return isHeld ? detail::AnyOperationsFor<ValueType>::get(storage_) : nullptr;
     }
 
     // Requires that this is empty or that its value has been destroyed or relocated.
