@@ -1,0 +1,168 @@
+// The process's one framework: started once on demand, stopped, and started anew.
+#include "FrameworkLifecycle.hpp"
+
+#include <chrono>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/FrameworkEvent.h>
+
+#include "BundleInstallation.hpp"
+#include "PathConversion.hpp"
+#include "agent/host/standalone/StandaloneHost.hpp"
+
+namespace agent::host::standalone {
+
+using cppmicroservices::Framework;
+
+namespace {
+
+std::filesystem::path microservicesDirectory() {
+    return installationRoot() / toFilesystemPath(Path(SPF_MICROSERVICES_BUNDLE_DIRECTORY));
+}
+
+void stopAndWait(Framework& framework) {
+    framework.Stop();
+    framework.WaitForStop(std::chrono::milliseconds::zero()); // zero: until it has stopped
+}
+
+void stopAtExit() {
+    try {
+        FrameworkLifecycle::instance().stop();
+    } catch (std::exception const&) {
+        // exit() was called by a bundle that was being started: there is nobody left to tell.
+    }
+}
+
+} // namespace
+
+FrameworkLifecycle& FrameworkLifecycle::instance() {
+    static auto* const lifecycle = new FrameworkLifecycle;
+    return *lifecycle;
+}
+
+void FrameworkLifecycle::setProperties(cppmicroservices::FrameworkConfiguration properties) {
+    Lock const lock(mutex_);
+    properties_ = std::move(properties);
+}
+
+std::shared_ptr<Framework> FrameworkLifecycle::get() {
+    Lock lock(mutex_);
+    waitWhileAnotherThreadStarts(lock);
+    return state_ == State::NeverStarted ? startWithLock(lock) : runningWithLock();
+}
+
+std::shared_ptr<Framework> FrameworkLifecycle::start() {
+    for (;;) {
+        Lock lock(mutex_);
+        waitWhileAnotherThreadStarts(lock);
+        if (state_ == State::NeverStarted || state_ == State::Stopped) {
+            return startWithLock(lock);
+        }
+        if (auto running = runningWithLock()) {
+            return running;
+        }
+        auto const stopping = framework_;
+        lock.unlock();
+        stopAndRelease(stopping);
+    }
+}
+
+void FrameworkLifecycle::stop() {
+    Lock lock(mutex_);
+    waitWhileAnotherThreadStarts(lock);
+    if (state_ == State::Starting) {
+        throw std::logic_error("the framework cannot be stopped by a bundle that is being started with it");
+    }
+    auto const framework = framework_;
+    enterWithLock(framework ? State::Stopping : State::Stopped, framework);
+    lock.unlock();
+    if (framework) {
+        stopAndRelease(framework);
+    }
+}
+
+void FrameworkLifecycle::stopAndRelease(std::shared_ptr<Framework> const& framework) {
+    stopAndWait(*framework);
+    Lock const lock(mutex_);
+    if (framework_ == framework) { // not yet released by another thread that waited for the same end
+        enterWithLock(State::Stopped, nullptr);
+    }
+}
+
+// The framework, if it runs or the calling thread is starting it.
+std::shared_ptr<Framework> FrameworkLifecycle::runningWithLock() const {
+    if (state_ == State::Starting) {
+        return framework_;
+    }
+    // Somebody else may have stopped it. The state is read without running anybody's code.
+    bool const active =
+        state_ == State::Running && framework_->GetState() == cppmicroservices::Bundle::STATE_ACTIVE;
+    return active ? framework_ : nullptr;
+}
+
+// Returns in any state but Starting, or in Starting if it is the calling thread that starts.
+void FrameworkLifecycle::waitWhileAnotherThreadStarts(Lock& lock) {
+    startEnded_.wait(
+        lock, [this] { return state_ != State::Starting || startingThread_ == std::this_thread::get_id(); });
+}
+
+// Leaves the state as it was, and no framework running, when it throws.
+std::shared_ptr<Framework> FrameworkLifecycle::startWithLock(Lock& lock) {
+    auto const stateBefore = std::exchange(state_, State::Starting);
+    startingThread_ = std::this_thread::get_id();
+    auto const properties = properties_;
+    lock.unlock();
+    std::shared_ptr<Framework> framework;
+    try {
+        framework =
+            std::make_shared<Framework>(cppmicroservices::FrameworkFactory().NewFramework(properties));
+        launch(framework);
+    } catch (...) {
+        if (framework) {
+            stopAndWait(*framework);
+        }
+        lock.lock();
+        enterWithLock(stateBefore, nullptr);
+        throw;
+    }
+    lock.lock();
+    enterWithLock(State::Running, framework);
+    return framework;
+}
+
+void FrameworkLifecycle::launch(std::shared_ptr<Framework> const& framework) {
+    framework->Start();
+    {
+        Lock const lock(mutex_);
+        framework_ = framework;
+        if (!std::exchange(exitHandlerRegistered_, true)) {
+            std::atexit(stopAtExit);
+        }
+    }
+    auto bundles = installBundles(framework->GetBundleContext(), microservicesDirectory());
+    startBundles(bundles);
+}
+
+void FrameworkLifecycle::enterWithLock(State state, std::shared_ptr<Framework> framework) {
+    state_ = state;
+    framework_ = std::move(framework);
+    startEnded_.notify_all();
+}
+
+void setFrameworkProperties(cppmicroservices::FrameworkConfiguration properties) {
+    FrameworkLifecycle::instance().setProperties(std::move(properties));
+}
+
+std::shared_ptr<Framework> startFramework() {
+    return FrameworkLifecycle::instance().start();
+}
+
+void stopFramework() {
+    FrameworkLifecycle::instance().stop();
+}
+
+} // namespace agent::host::standalone

@@ -1,0 +1,16 @@
+// Ends main() while the framework runs, and prints what happens to a bundle of it.
+#include <cstdio>
+#include <string>
+
+#include "HostTest.hpp"
+#include "agent/host/FrameworkAccess.hpp"
+#include "agent/host/standalone/StandaloneHost.hpp"
+
+int main() {
+    host_test::TemporaryInstallation const installation;
+    installation.addMicroservice("host_test_alpha");
+    agent::host::standalone::setInstallationRoot(installation.root());
+    host_test::Probe::instance().onReport([](std::string const& event) { std::puts(event.c_str()); });
+    agent::host::getFramework();
+    std::puts("end of main");
+}

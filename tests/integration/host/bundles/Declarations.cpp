@@ -1,0 +1,1 @@
+// A bundle without an activator: its manifest is all there is to it.
