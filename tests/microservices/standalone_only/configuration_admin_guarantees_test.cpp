@@ -1,0 +1,224 @@
+// What the standalone Configuration Admin guarantees beyond what every implementation of the interface does.
+#include "ConfigurationAdminFixture.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <numeric>
+#include <thread>
+
+namespace configuration_admin_test {
+
+using ::testing::ElementsAre;
+
+class ConfigurationAdminGuarantees : public ConfigurationAdminTest {
+protected:
+    static constexpr int none = -1; // the number in an empty map
+};
+
+TEST_F(ConfigurationAdminGuarantees, EachUpdateIsDeliveredWithItsOwnProperties) {
+    Gate gate;
+    auto const service = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(numbered(1));
+    configuration->Update(numbered(2));
+    configuration->Remove();
+    auto const last = admin_->GetConfiguration("pid")->Update(numbered(3));
+    gate.open();
+    EXPECT_TRUE(becomesReady(last));
+    EXPECT_THAT(service->numbers(), ElementsAre(1, 2, none, 3));
+}
+
+TEST_F(ConfigurationAdminGuarantees, PidWhoseServiceBlocksHoldsUpNoOther) {
+    constexpr int blockedPids = 50;
+    Gate gate;
+    std::vector<std::shared_ptr<RecordingService>> blocked;
+    std::vector<std::shared_future<void>> delivered;
+    for (int i = 0; i < blockedPids; ++i) {
+        auto const pid = "blocked" + std::to_string(i);
+        blocked.push_back(registerService(pid, [&gate](AnyMap const&) { gate.pass(); }));
+        delivered.push_back(admin_->GetConfiguration(pid)->Update(numbered(i)));
+    }
+    for (auto const& service : blocked) {
+        EXPECT_TRUE(service->updates.reaches(1));
+    }
+    auto const free = registerService("free");
+    EXPECT_TRUE(becomesReady(admin_->GetConfiguration("free")->Update(numbered(1))));
+    EXPECT_THAT(free->numbers(), ElementsAre(1));
+    EXPECT_TRUE(
+        std::none_of(delivered.begin(), delivered.end(), [](auto const& each) { return isReady(each); }));
+    gate.open();
+    EXPECT_TRUE(
+        std::all_of(delivered.begin(), delivered.end(), [](auto const& each) { return becomesReady(each); }));
+}
+
+TEST_F(ConfigurationAdminGuarantees, UpdateOfAnotherPidMayBeWaitedForInsideUpdated) {
+    auto const other = admin_->GetConfiguration("other");
+    auto const otherService = registerService("other");
+    registerService("pid", [&](AnyMap const&) { EXPECT_TRUE(becomesReady(other->Update(numbered(2)))); });
+    EXPECT_TRUE(becomesReady(admin_->GetConfiguration("pid")->Update(numbered(1))));
+    EXPECT_THAT(otherService->numbers(), ElementsAre(2));
+}
+
+TEST_F(ConfigurationAdminGuarantees, ServicesMayWaitSafelyForEachOthersUpdatesInACircle) {
+    auto const left = admin_->GetConfiguration("left");
+    auto const right = admin_->GetConfiguration("right");
+    Gate bothRunning;
+    std::atomic<int> running{0};
+    auto const waitFor = [&](std::shared_ptr<Configuration> const& other) {
+        return [&, other](AnyMap const& properties) {
+            if (numberIn(properties) == 1) {
+                if (++running == 2) {
+                    bothRunning.open();
+                }
+                bothRunning.pass();
+                other->SafeUpdate(numbered(2))->get();
+            }
+        };
+    };
+    auto const leftService = registerService("left", waitFor(right));
+    auto const rightService = registerService("right", waitFor(left));
+    auto const leftDelivered = left->Update(numbered(1));
+    auto const rightDelivered = right->Update(numbered(1));
+    ASSERT_TRUE(becomesReady(leftDelivered));
+    ASSERT_TRUE(becomesReady(rightDelivered));
+    EXPECT_THAT(leftService->numbers(), ElementsAre(1, 2));
+    EXPECT_THAT(rightService->numbers(), ElementsAre(1, 2));
+}
+
+TEST_F(ConfigurationAdminGuarantees, ListenerThatThrowsConcernsNeitherServicesNorTheFuture) {
+    registerListener([](ConfigurationEvent const&) { throw 5; });
+    auto const listener = registerListener();
+    auto const service = registerService("pid");
+    EXPECT_NO_THROW(admin_->GetConfiguration("pid")->Update(numbered(1)).get());
+    EXPECT_EQ(listener->events.values().size(), 1U);
+    EXPECT_THAT(service->numbers(), ElementsAre(1));
+}
+
+TEST_F(ConfigurationAdminGuarantees, ServiceThatLeftIsReleasedWhileItsUpdatesAreStillQueued) {
+    Gate gate;
+    auto const blocked = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto service = std::make_shared<RecordingService>();
+    std::weak_ptr<RecordingService> const observer = service;
+    auto registration = registerFor<ManagedService>("pid", service);
+    auto const delivered = admin_->GetConfiguration("pid")->Update(numbered(1));
+    ASSERT_TRUE(blocked->updates.reaches(1));
+    registration.Unregister();
+    registration = {};
+    service.reset();
+    EXPECT_TRUE(observer.expired());
+    gate.open();
+    EXPECT_TRUE(becomesReady(delivered));
+}
+
+TEST_F(ConfigurationAdminGuarantees, UpdateAndRemoveOfAStoppedAdminReachNobodyAndAreDoneAtOnce) {
+    auto const service = registerService("pid");
+    auto const configuration = admin_->GetConfiguration("pid");
+    bundle_.Stop();
+    EXPECT_TRUE(isReady(configuration->Update(numbered(1))));
+    configuration->SafeUpdate(numbered(2))->get();
+    EXPECT_TRUE(isReady(configuration->Remove()));
+    EXPECT_THAT(service->numbers(), ElementsAre());
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopInsideUpdatedReturnsAndDropsTheUpdatesBehindIt) {
+    Gate queued;
+    auto const service = registerService("pid", [&](AnyMap const&) {
+        queued.pass();
+        bundle_.Stop();
+    });
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto const first = configuration->Update(numbered(1));
+    auto const second = configuration->Update(numbered(2));
+    queued.open();
+    EXPECT_TRUE(becomesReady(first));
+    EXPECT_TRUE(becomesReady(second));
+    EXPECT_THAT(service->numbers(), ElementsAre(1));
+}
+
+TEST_F(ConfigurationAdminGuarantees, FrameworkMayBeStoppedInsideUpdated) {
+    registerService("pid", [&](AnyMap const&) { framework_.Stop(); });
+    auto const delivered = admin_->GetConfiguration("pid")->Update(numbered(1));
+    EXPECT_TRUE(becomesReady(delivered));
+    auto const event = framework_.WaitForStop(std::chrono::milliseconds{failureGuard});
+    EXPECT_EQ(event.GetType(), cppmicroservices::FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
+// Every service that comes and goes must see a gapless run of updates: the one it finds, then all that
+// follow.
+TEST_F(ConfigurationAdminGuarantees, ServicesThatComeAndGoSeeEveryUpdateOnceAndInOrder) {
+    constexpr int updates = 500;
+    constexpr int services = 100;
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(numbered(0)).get();
+    std::thread updating{[&] {
+        for (int number = 1; number <= updates; ++number) {
+            configuration->Update(numbered(number));
+        }
+    }};
+    for (int i = 0; i < services; ++i) {
+        auto const service = std::make_shared<RecordingService>();
+        auto registration = registerFor<ManagedService>("pid", service);
+        EXPECT_TRUE(service->updates.reaches(1));
+        registration.Unregister();
+        auto const numbers = service->numbers();
+        std::vector<int> gapless(numbers.size());
+        std::iota(gapless.begin(), gapless.end(), numbers.front());
+        EXPECT_EQ(numbers, gapless);
+    }
+    updating.join();
+}
+
+TEST_F(ConfigurationAdminGuarantees, UpdateIfDifferentOfEqualPropertiesByManyThreadsChangesOnce) {
+    auto const configuration = admin_->GetConfiguration("pid");
+    std::atomic<int> changes{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            if (configuration->UpdateIfDifferent(numbered(1)).first) {
+                ++changes;
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(configuration->GetChangeCount(), 1U);
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopDuringUpdatesCompletesEveryFutureAndDeliversNothingTwice) {
+    constexpr int pids = 4;
+    std::vector<std::shared_ptr<RecordingService>> services;
+    std::vector<std::vector<std::shared_future<void>>> delivered(pids);
+    std::atomic<bool> stopped{false};
+    std::atomic<int> busy{0};
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < pids; ++i) {
+        auto const pid = "pid" + std::to_string(i);
+        services.push_back(registerService(pid));
+        threads.emplace_back([&, i, configuration = admin_->GetConfiguration(pid)] {
+            ++busy;
+            for (int number = 1; !stopped; ++number) {
+                delivered[i].push_back(configuration->Update(numbered(number)));
+            }
+        });
+    }
+    while (busy < pids) {
+        std::this_thread::yield();
+    }
+    bundle_.Stop();
+    stopped = true;
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    for (std::size_t i = 0; i < pids; ++i) {
+        auto const ready = [](auto const& future) { return isReady(future); };
+        EXPECT_TRUE(std::all_of(delivered[i].begin(), delivered[i].end(), ready));
+        auto const numbers = services[i]->numbers();
+        std::vector<int> gapless(numbers.size());
+        std::iota(gapless.begin(), gapless.end(), 1);
+        EXPECT_EQ(numbers, gapless);
+    }
+}
+
+} // namespace configuration_admin_test
