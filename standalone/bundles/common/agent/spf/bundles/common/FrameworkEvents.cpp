@@ -1,0 +1,34 @@
+#include "agent/spf/bundles/common/FrameworkEvents.hpp"
+
+#include <stdexcept>
+
+namespace agent::spf::bundles {
+
+using namespace frameworklistener;
+
+FrameworkEvents::FrameworkEvents(cppmicroservices::BundleContext const& context)
+    : tracker_(std::make_unique<Tracker>(context)) {
+    tracker_->Open();
+}
+
+void FrameworkEvents::deliver(std::shared_ptr<Event> const& event) const {
+    for (auto const& listener : tracker_->GetServices()) {
+        try {
+            listener->handleEvent(event);
+        } catch (...) {
+            // The listener's failure; the others still get the event.
+        }
+    }
+}
+
+void FrameworkEvents::deliverError(std::string const& text, std::string const& publisherID,
+                                   std::uint32_t count) const {
+    deliver(std::make_shared<FrameworkErrorEvent>(std::make_exception_ptr(std::runtime_error(text)),
+                                                  publisherID, count));
+}
+
+void FrameworkEvents::close() {
+    tracker_->Close();
+}
+
+} // namespace agent::spf::bundles

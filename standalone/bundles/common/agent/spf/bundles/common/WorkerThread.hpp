@@ -1,0 +1,58 @@
+// A named thread that runs tasks one after the other: the place where all of a bundle's state is touched.
+#ifndef AGENT_SPF_BUNDLES_COMMON_WORKER_THREAD_HPP
+#define AGENT_SPF_BUNDLES_COMMON_WORKER_THREAD_HPP
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+
+namespace agent::spf::bundles {
+
+// Thread safe. State that only tasks of one worker touch needs no lock.
+class WorkerThread {
+public:
+    using Task = std::function<void()>;
+
+    // `name` is what debuggers and ps show: at most 15 characters.
+    explicit WorkerThread(std::string const& name);
+    ~WorkerThread(); // stops
+    WorkerThread(WorkerThread const&) = delete;
+    WorkerThread& operator=(WorkerThread const&) = delete;
+
+    // Runs the task after those that were posted before. False, and the task is dropped, once stop() has
+    // begun.
+    bool post(Task task);
+
+    // Runs the task and returns when it has run; on the worker's own thread it runs at once. False, and the
+    // task is dropped, once stop() has begun.
+    bool run(Task const& task);
+
+    bool isCurrentThread() const noexcept;
+
+    // Ends the thread once the tasks posted so far have run and all asynchronous operations of context() have
+    // ended; whoever began them cancels them before. Idempotent. A task that calls it makes it the last task
+    // but does not wait for the thread.
+    void stop();
+
+    // For timers and sockets, whose completion handlers are tasks of this worker.
+    boost::asio::io_context& context() noexcept;
+
+private:
+    struct Loop;
+
+    std::shared_ptr<Loop> const loop_; // shared with the thread, which may outlive this object
+    std::mutex mutable mutex_;         // guards stopping_ and guard_
+    bool stopping_ = false;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
+    std::mutex joinMutex_; // guards thread_ against two joins; no task takes it
+    std::thread thread_;
+    std::thread::id const threadID_;
+};
+
+} // namespace agent::spf::bundles
+
+#endif

@@ -1,0 +1,204 @@
+#include "agent/spf/bundles/framework/ConfigurationFramework.hpp"
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/ServiceTracker.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
+
+#include "agent/spf/bundles/ConfigurationKeys.hpp"
+#include "agent/spf/bundles/WithdrawalListener.hpp"
+#include "agent/spf/bundles/common/FactoryService.hpp"
+#include "agent/spf/bundles/common/FrameworkEvents.hpp"
+#include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/framework/PublisherConfigurations.hpp"
+
+namespace agent::spf::bundles::framework {
+
+using cppmicroservices::AnyMap;
+using cppmicroservices::BundleContext;
+using cppmicroservices::ServiceReference;
+using cppmicroservices::ServiceTracker;
+using cppmicroservices::service::cm::Configuration;
+using cppmicroservices::service::cm::ConfigurationAdmin;
+using cppmicroservices::service::cm::ManagedServiceFactory;
+using frameworklistener::FrameworkEvent;
+
+namespace {
+
+// The instance name in the PID of a published configuration.
+std::string instanceOf(std::string const& pid) {
+    auto const prefix = std::string(pids::framework) + "~";
+    return pid.compare(0, prefix.size(), prefix) == 0 ? pid.substr(prefix.size()) : pid;
+}
+
+// Counts the managed service factories by factory PID and tells when the last one of a PID is gone.
+class FactoryTracker : public cppmicroservices::ServiceTrackerCustomizer<ManagedServiceFactory> {
+public:
+    using Gone = std::function<void(std::string const& factoryPID)>;
+
+    FactoryTracker(BundleContext const& context, Gone gone)
+        : gone_(std::move(gone))
+        , context_(context)
+        , tracker_(context, this) {
+        tracker_.Open();
+    }
+
+    void close() { tracker_.Close(); }
+
+    bool has(std::string const& factoryPID) const {
+        std::lock_guard lock(mutex_);
+        return counts_.count(factoryPID) != 0;
+    }
+
+    std::shared_ptr<ManagedServiceFactory>
+    AddingService(ServiceReference<ManagedServiceFactory> const& reference) override {
+        auto const service = context_.GetService(reference);
+        if (service) {
+            std::lock_guard lock(mutex_);
+            ++counts_[pidOfFactory(reference)];
+        }
+        return service;
+    }
+
+    void ModifiedService(ServiceReference<ManagedServiceFactory> const&,
+                         std::shared_ptr<ManagedServiceFactory> const&) override {}
+
+    void RemovedService(ServiceReference<ManagedServiceFactory> const& reference,
+                        std::shared_ptr<ManagedServiceFactory> const&) override {
+        auto const factoryPID = pidOfFactory(reference);
+        {
+            std::lock_guard lock(mutex_);
+            if (--counts_[factoryPID] != 0) {
+                return;
+            }
+            counts_.erase(factoryPID);
+        }
+        gone_(factoryPID);
+    }
+
+private:
+    static std::string pidOfFactory(ServiceReference<ManagedServiceFactory> const& reference) {
+        auto const pid = reference.GetProperty(cppmicroservices::Constants::SERVICE_PID);
+        return pid.Type() == typeid(std::string) ? cppmicroservices::any_cast<std::string>(pid)
+                                                 : std::string();
+    }
+
+    Gone const gone_;
+    BundleContext context_;
+    std::mutex mutable mutex_; // guards counts_
+    std::map<std::string, int> counts_;
+    ServiceTracker<ManagedServiceFactory> tracker_;
+};
+
+} // namespace
+
+class ConfigurationFramework::Impl : private PublisherEnvironment {
+public:
+    explicit Impl(BundleContext const& context)
+        : events_(context)
+        , admins_(context)
+        , publishers_(*this)
+        , factories_(context,
+                     [this](std::string const& factoryPID) {
+                         worker_->post([this, factoryPID] { publishers_.publishersGone(factoryPID); });
+                     })
+        , withdrawals_(std::make_shared<Withdrawals>(worker_, publishers_))
+        , factory_(makeFactory()) {
+        admins_.Open();
+        withdrawalRegistration_ = BundleContext(context).RegisterService<WithdrawalListener>(withdrawals_);
+        factoryRegistration_ = registerFactory(context, factory_, pids::framework);
+    }
+
+    ~Impl() override {
+        factoryRegistration_.Unregister();
+        withdrawalRegistration_.Unregister();
+        factories_.close();
+        worker_->stop();
+        admins_.Close();
+        events_.close();
+    }
+
+private:
+    // Survives this object in the hands of a publisher, and then does nothing.
+    class Withdrawals : public WithdrawalListener {
+    public:
+        Withdrawals(std::shared_ptr<WorkerThread> worker, PublisherConfigurations& publishers)
+            : worker_(std::move(worker))
+            , publishers_(publishers) {}
+        void withdrawn(std::string const& pid) override {
+            worker_->post([this, pid] { publishers_.withdrawn(pid); });
+        }
+
+    private:
+        std::shared_ptr<WorkerThread> const worker_;
+        PublisherConfigurations& publishers_; // alive as long as the worker takes tasks
+    };
+
+    std::shared_ptr<FactoryService> makeFactory() {
+        return std::make_shared<FactoryService>(
+            worker_,
+            [this](std::string const& pid, AnyMap const& properties) {
+                publishers_.updated(instanceOf(pid), properties);
+            },
+            [this](std::string const& pid) { publishers_.removed(instanceOf(pid)); });
+    }
+
+    void update(PublisherEntry const& entry) override {
+        auto const admin = admins_.GetService();
+        if (!admin) {
+            throw std::runtime_error("there is no Configuration Admin service");
+        }
+        auto const configuration = admin->GetFactoryConfiguration(entry.factoryPID, entry.instanceName);
+        configurations_[pidOf(entry)] = configuration;
+        configuration->Update(entry.properties);
+    }
+
+    bool remove(PublisherEntry const& entry) override {
+        auto const found = configurations_.find(pidOf(entry));
+        if (found == configurations_.end()) {
+            return false;
+        }
+        auto const configuration = std::move(found->second);
+        configurations_.erase(found);
+        auto const hasPublisher = factories_.has(entry.factoryPID);
+        try {
+            configuration->Remove();
+        } catch (std::exception const&) {
+            return false; // removed already, by somebody else
+        }
+        return hasPublisher;
+    }
+
+    void reportRemoved(std::string const& publisherID, std::uint32_t modificationCount) override {
+        events_.deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::ConfigurationRemoved,
+                                                         publisherID, modificationCount));
+    }
+
+    void reportError(std::string const& publisherID, std::uint32_t modificationCount,
+                     std::string const& text) override {
+        events_.deliverError(text, publisherID, modificationCount);
+    }
+
+    std::shared_ptr<WorkerThread> const worker_ = std::make_shared<WorkerThread>("spf-framework");
+    FrameworkEvents events_;
+    ServiceTracker<ConfigurationAdmin> admins_;
+    std::map<std::string, std::shared_ptr<Configuration>> configurations_; // by PID; used on the worker only
+    PublisherConfigurations publishers_;                                   // used on the worker only
+    FactoryTracker factories_;
+    std::shared_ptr<Withdrawals> const withdrawals_;
+    std::shared_ptr<FactoryService> const factory_;
+    cppmicroservices::ServiceRegistration<WithdrawalListener> withdrawalRegistration_;
+    cppmicroservices::ServiceRegistration<ManagedServiceFactory> factoryRegistration_;
+};
+
+ConfigurationFramework::ConfigurationFramework(BundleContext const& context)
+    : impl_(std::make_unique<Impl>(context)) {}
+
+ConfigurationFramework::~ConfigurationFramework() = default;
+
+} // namespace agent::spf::bundles::framework

@@ -1,0 +1,86 @@
+// A connection over a stream socket, and the handle through which its user holds it.
+#ifndef AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTION_HPP
+#define AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTION_HPP
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <boost/asio/generic/stream_protocol.hpp>
+
+#include "agent/spf/bundles/EndpointProvider.hpp"
+#include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/sockets/Frame.hpp"
+#include "agent/spf/bundles/sockets/IoObject.hpp"
+
+namespace agent::spf::bundles::sockets {
+
+using Socket = boost::asio::generic::stream_protocol::socket;
+
+// Reads and writes frames. Used on the io thread only. A frame of a size that is not allowed ends the
+// connection, and so does a peer that lets more than maximumQueue bytes pile up.
+class SocketConnection : public IoObject, public std::enable_shared_from_this<SocketConnection> {
+public:
+    static constexpr std::size_t maximumQueue = 8 * maximumFrameSize; // bytes
+
+    // What the maker of the connection wants to know; either may be empty.
+    struct Owner {
+        std::function<void()> confirmed;
+        std::function<void(std::string const& reason)> ended;
+    };
+
+    SocketConnection(Socket socket, Owner owner);
+
+    void start(std::shared_ptr<ConnectionHandler> handler);
+    void send(std::string const& frame);
+    void confirm();
+
+    // Ends the connection without a call to the handler; the owner gets the reason.
+    void reject(std::string const& reason);
+    void close() override;
+
+private:
+    void readHeader();
+    void readBody(std::size_t size);
+    void flush();
+    void writeWhatTheSystemTakes();
+    void finish(std::string const& reason); // ends the connection and tells handler and owner
+    void finishQuietly(std::string const& reason);
+
+    Socket socket_;
+    Owner owner_;
+    std::shared_ptr<ConnectionHandler> handler_;
+    FrameHeader header_{};
+    std::string body_;
+    std::deque<std::string> queue_; // encoded frames; of the first one, `written_` bytes are gone
+    std::size_t written_ = 0;
+    std::size_t queued_ = 0; // bytes in queue_
+    bool awaitingWrite_ = false;
+    bool ended_ = false;
+};
+
+// The user's handle on a connection; thread safe.
+class SocketConnectionHandle : public Connection {
+public:
+    SocketConnectionHandle(std::shared_ptr<WorkerThread> worker,
+                           std::shared_ptr<SocketConnection> connection);
+    ~SocketConnectionHandle() override;
+
+    void start(std::shared_ptr<ConnectionHandler> handler) override;
+    void send(std::string frame) override;
+    void confirm() override;
+    void close() override;
+    void reject(std::string const& reason) override;
+
+private:
+    std::shared_ptr<WorkerThread> const worker_; // outlives the connection, whose socket is of its context
+    std::shared_ptr<SocketConnection> const connection_;
+};
+
+// Whether the end that `reason` tells of was the peer's: the text that such an end has.
+inline constexpr char closedByPeer[] = "connection closed by the peer";
+
+} // namespace agent::spf::bundles::sockets
+
+#endif

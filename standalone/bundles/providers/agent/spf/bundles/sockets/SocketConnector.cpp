@@ -1,0 +1,164 @@
+#include "agent/spf/bundles/sockets/SocketConnector.hpp"
+
+#include <stdexcept>
+#include <utility>
+
+#include <boost/asio/connect.hpp>
+#include <boost/asio/ip/address.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+
+namespace agent::spf::bundles::sockets {
+
+namespace {
+
+using boost::asio::ip::tcp;
+using boost::system::error_code;
+
+// The address of an endpoint to connect to: beyond what parsing refuses, a port must be given.
+EndpointAddress parsePeerEndpoint(std::string const& text) {
+    auto address = parseEndpoint(text);
+    if (auto const* tcpAddress = std::get_if<TcpAddress>(&address); tcpAddress && tcpAddress->port == 0) {
+        throw std::invalid_argument("nobody listens on port 0, expected a number from 1 to 65535");
+    }
+    return address;
+}
+
+} // namespace
+
+SocketConnector::SocketConnector(std::shared_ptr<WorkerThread> const& worker,
+                                 std::shared_ptr<IoObjects> objects, std::string endpoint,
+                                 std::shared_ptr<EndpointHandler> handler)
+    : worker_(worker)
+    , objects_(std::move(objects))
+    , endpoint_(std::move(endpoint))
+    , handler_(std::move(handler))
+    , resolver_(worker->context())
+    , socket_(worker->context())
+    , deadline_(worker->context())
+    , pause_(worker->context()) {}
+
+void SocketConnector::start() {
+    objects_->add(weak_from_this());
+    if (!handler_) {
+        return;
+    }
+    try {
+        address_ = parsePeerEndpoint(endpoint_);
+    } catch (std::exception const& error) {
+        auto const handler = std::exchange(handler_, nullptr);
+        return handler->failed("cannot connect to " + endpoint_ + ": " + error.what());
+    }
+    attempt();
+}
+
+void SocketConnector::attempt() {
+    if (!handler_) {
+        return;
+    }
+    timedOut_ = false;
+    deadline_.expires_after(attemptTimeout);
+    deadline_.async_wait([self = shared_from_this()](error_code const& error) {
+        if (!error) {
+            self->timedOut_ = true;
+            self->resolver_.cancel();
+            error_code ignored;
+            self->socket_.close(ignored);
+        }
+    });
+    std::visit([this](auto const& address) { resolve(address); }, address_);
+}
+
+void SocketConnector::resolve(UnixAddress const& address) {
+    connect({boost::asio::local::stream_protocol::endpoint(address.path)});
+}
+
+void SocketConnector::resolve(TcpAddress const& address) {
+    error_code notNumeric;
+    auto const numeric = boost::asio::ip::make_address(address.host, notNumeric);
+    if (!notNumeric) {
+        return connect({tcp::endpoint(numeric, address.port)});
+    }
+    resolver_.async_resolve(
+        address.host, std::to_string(address.port), tcp::resolver::numeric_service,
+        [self = shared_from_this(), host = address.host](error_code const& error,
+                                                         tcp::resolver::results_type const& results) {
+            if (error || results.empty()) {
+                return self->retry("no such host \"" + host + "\" (" + error.message() + ")");
+            }
+            Addresses addresses;
+            for (auto const& result : results) {
+                addresses.emplace_back(result.endpoint());
+            }
+            self->connect(std::move(addresses));
+        });
+}
+
+void SocketConnector::connect(Addresses addresses) {
+    if (!handler_) {
+        return;
+    }
+    auto const candidates = std::make_shared<Addresses>(std::move(addresses));
+    boost::asio::async_connect(socket_, candidates->begin(), candidates->end(),
+                               [self = shared_from_this(), candidates](error_code const& error, auto const&) {
+                                   if (error) {
+                                       return self->retry(error.message());
+                                   }
+                                   self->hand();
+                               });
+}
+
+void SocketConnector::hand() {
+    deadline_.cancel();
+    auto worker = worker_.lock();
+    if (!handler_ || !worker) {
+        return;
+    }
+    std::weak_ptr<SocketConnector> const weak = weak_from_this();
+    SocketConnection::Owner owner;
+    owner.confirmed = [weak] {
+        if (auto const self = weak.lock()) {
+            self->backoff_.reset();
+        }
+    };
+    owner.ended = [weak](std::string const& reason) {
+        if (auto const self = weak.lock()) {
+            self->retry(reason);
+        }
+    };
+    auto& context = worker->context();
+    auto const connection =
+        std::make_shared<SocketConnection>(std::exchange(socket_, Socket(context)), std::move(owner));
+    objects_->add(connection);
+    auto const handler = handler_; // the call may close the connector
+    handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
+}
+
+void SocketConnector::retry(std::string const& reason) {
+    deadline_.cancel();
+    error_code ignored;
+    socket_.close(ignored);
+    if (!handler_) {
+        return;
+    }
+    pause_.expires_after(backoff_.next());
+    pause_.async_wait([self = shared_from_this()](error_code const& error) {
+        if (!error) {
+            self->attempt();
+        }
+    });
+    auto const handler = handler_; // the call may close the connector
+    handler->retrying(timedOut_ ? "no answer in " + std::to_string(attemptTimeout.count()) + " seconds"
+                                : reason);
+    timedOut_ = false;
+}
+
+void SocketConnector::close() {
+    handler_.reset();
+    resolver_.cancel();
+    deadline_.cancel();
+    pause_.cancel();
+    error_code ignored;
+    socket_.close(ignored);
+}
+
+} // namespace agent::spf::bundles::sockets

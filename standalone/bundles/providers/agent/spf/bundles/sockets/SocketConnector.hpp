@@ -1,0 +1,60 @@
+// An endpoint that connects, again and again.
+#ifndef AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTOR_HPP
+#define AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTOR_HPP
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <boost/asio/generic/stream_protocol.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include "agent/spf/bundles/EndpointProvider.hpp"
+#include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/sockets/Backoff.hpp"
+#include "agent/spf/bundles/sockets/EndpointAddress.hpp"
+#include "agent/spf/bundles/sockets/IoObject.hpp"
+#include "agent/spf/bundles/sockets/SocketConnection.hpp"
+
+namespace agent::spf::bundles::sockets {
+
+// Used on the io thread only, but for its construction.
+class SocketConnector : public IoObject, public std::enable_shared_from_this<SocketConnector> {
+public:
+    // Longer an attempt does not take.
+    static constexpr std::chrono::seconds attemptTimeout{10};
+
+    // `worker` and `objects` outlive the connector.
+    SocketConnector(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> objects,
+                    std::string endpoint, std::shared_ptr<EndpointHandler> handler);
+
+    void start();
+    void close() override;
+
+private:
+    using Addresses = std::vector<boost::asio::generic::stream_protocol::endpoint>;
+
+    void attempt();
+    void resolve(UnixAddress const& address);
+    void resolve(TcpAddress const& address);
+    void connect(Addresses addresses);
+    void hand();
+    void retry(std::string const& reason);
+
+    std::weak_ptr<WorkerThread> const worker_;
+    std::shared_ptr<IoObjects> const objects_;
+    std::string const endpoint_;
+    std::shared_ptr<EndpointHandler> handler_; // null once the connector is closed
+    EndpointAddress address_;
+    boost::asio::ip::tcp::resolver resolver_;
+    Socket socket_;
+    boost::asio::steady_timer deadline_; // of the attempt under way
+    boost::asio::steady_timer pause_;    // before the next attempt
+    Backoff backoff_;
+    bool timedOut_ = false;
+};
+
+} // namespace agent::spf::bundles::sockets
+
+#endif

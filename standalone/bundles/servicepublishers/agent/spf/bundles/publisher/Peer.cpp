@@ -1,0 +1,211 @@
+#include "agent/spf/bundles/publisher/Peer.hpp"
+
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+namespace agent::spf::bundles::publisher {
+
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+
+// Carries what the connection reports from the provider's thread to the worker.
+class Peer::Handler : public ConnectionHandler {
+public:
+    Handler(std::shared_ptr<WorkerThread> worker, std::weak_ptr<Peer> peer,
+            std::weak_ptr<Connection> connection)
+        : worker_(std::move(worker))
+        , peer_(std::move(peer))
+        , connection_(std::move(connection))
+        , backlog_(std::make_shared<std::atomic<std::size_t>>(0)) {}
+
+    void received(std::string frame) override {
+        auto const size = frame.size();
+        if (*backlog_ += size; *backlog_ > maximumBacklog) {
+            std::string const reason = "the peer sends faster than it can be listened to";
+            if (auto const connection = connection_.lock()) {
+                connection->reject(reason);
+            }
+            return closed(reason);
+        }
+        worker_->post([peer = peer_, backlog = backlog_, size, frame = std::move(frame)] {
+            if (auto const alive = peer.lock()) {
+                alive->received(frame);
+            }
+            *backlog -= size;
+        });
+    }
+
+    void closed(std::string const& reason) override {
+        worker_->post([peer = peer_, reason] {
+            if (auto const alive = peer.lock()) {
+                alive->ended(reason);
+            }
+        });
+    }
+
+private:
+    std::shared_ptr<WorkerThread> const worker_;
+    std::weak_ptr<Peer> const peer_;
+    std::weak_ptr<Connection> const connection_;
+    std::shared_ptr<std::atomic<std::size_t>> const backlog_; // bytes posted and not yet looked at
+};
+
+class Peer::OffersService : public RemoteOffers {
+public:
+    std::shared_ptr<PeerOffers const> current() const override {
+        std::lock_guard lock(mutex_);
+        return current_;
+    }
+
+    void set(std::shared_ptr<PeerOffers const> offers) {
+        std::lock_guard lock(mutex_);
+        current_ = std::move(offers);
+    }
+
+private:
+    std::mutex mutable mutex_; // guards current_
+    std::shared_ptr<PeerOffers const> current_;
+};
+
+Peer::Peer(PublisherContext& context, PeerOwner& owner, std::shared_ptr<Connection> connection, Side side)
+    : context_(context)
+    , owner_(owner)
+    , connection_(std::move(connection))
+    , side_(side)
+    , handshakeDeadline_(context.worker->context()) {}
+
+Peer::~Peer() {
+    close();
+}
+
+void Peer::start() {
+    handshakeDeadline_.expires_after(handshakeTimeout);
+    handshakeDeadline_.async_wait([weak = weak_from_this()](boost::system::error_code const& error) {
+        if (auto const self = weak.lock(); self && !error && !self->established_) {
+            self->reject("no answer to the handshake in " + std::to_string(handshakeTimeout.count()) +
+                         " seconds");
+        }
+    });
+    connection_->start(std::make_shared<Handler>(context_.worker, weak_from_this(), connection_));
+    if (side_ == Side::Connecting) {
+        greet();
+    }
+}
+
+void Peer::greet() {
+    send(encode(Hello{context_.agent, owner_.publisherID()}));
+}
+
+void Peer::sendOffers() {
+    if (!established_) {
+        return;
+    }
+    try {
+        send(encode(owner_.offers()));
+    } catch (std::exception const& error) {
+        owner_.offersFailed(error.what());
+    }
+}
+
+void Peer::send(AnyMap const& message) {
+    if (connection_ && context_.serialiser) {
+        connection_->send(context_.serialiser->serialise(message));
+    }
+}
+
+void Peer::received(std::string const& frame) {
+    if (!connection_ || !context_.serialiser) {
+        return;
+    }
+    try {
+        std::visit([this](auto&& message) { handle(std::move(message)); },
+                   decode(context_.serialiser->parse(frame)));
+    } catch (std::exception const& error) {
+        reject(error.what());
+    }
+}
+
+void Peer::handle(Hello hello) {
+    if (established_) {
+        throw std::runtime_error("the peer greets twice");
+    }
+    hello_ = std::move(hello);
+    established_ = true;
+    handshakeDeadline_.cancel();
+    if (side_ == Side::Accepting) {
+        greet();
+    }
+    connection_->confirm();
+    sendOffers();
+    owner_.peerEstablished(*this);
+}
+
+void Peer::handle(Offers offers) {
+    if (!established_) {
+        throw std::runtime_error("the peer offers before it greets");
+    }
+    offers_ = std::move(offers);
+    publishOffers();
+}
+
+void Peer::applyImportFilter() {
+    if (service_) {
+        publishOffers();
+    }
+}
+
+void Peer::publishOffers() {
+    auto const known = service_ != nullptr;
+    if (!known) {
+        service_ = std::make_shared<OffersService>();
+    }
+    service_->set(std::make_shared<PeerOffers const>(PeerOffers{hello_.agent, hello_.publisher,
+                                                                owner_.endpoint(), owner_.publisherID(),
+                                                                owner_.importFilter(), offers_.offers}));
+    cppmicroservices::ServiceProperties const properties{{"revision", Any(++revision_)}};
+    if (known) {
+        registration_.SetProperties(properties);
+    } else {
+        registration_ = context_.bundle.RegisterService<RemoteOffers>(service_, properties);
+    }
+}
+
+void Peer::reject(std::string const& reason) {
+    if (connection_) {
+        connection_->reject(reason);
+        ended(reason);
+    }
+}
+
+void Peer::ended(std::string const& reason) {
+    if (connection_) {
+        auto const self = shared_from_this(); // the owner lets go of this object
+        release();
+        owner_.peerGone(*this, reason);
+    }
+}
+
+void Peer::close() {
+    if (connection_) {
+        connection_->close();
+        release();
+    }
+}
+
+void Peer::release() {
+    connection_.reset();
+    handshakeDeadline_.cancel();
+    service_.reset();
+    if (auto registration = std::exchange(registration_, {})) {
+        try {
+            registration.Unregister();
+        } catch (std::exception const&) {
+            // The framework is stopping and has unregistered the service itself.
+        }
+    }
+}
+
+} // namespace agent::spf::bundles::publisher

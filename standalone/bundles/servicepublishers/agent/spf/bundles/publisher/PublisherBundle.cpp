@@ -1,0 +1,147 @@
+#include "agent/spf/bundles/publisher/PublisherBundle.hpp"
+
+#include <map>
+#include <utility>
+
+#include <unistd.h>
+
+#include <boost/asio/ip/host_name.hpp>
+
+#include "agent/spf/bundles/ConfigurationKeys.hpp"
+#include "agent/spf/bundles/WithdrawalListener.hpp"
+#include "agent/spf/bundles/common/FactoryService.hpp"
+#include "agent/spf/bundles/common/Properties.hpp"
+#include "agent/spf/bundles/publisher/Publisher.hpp"
+#include "agent/spf/bundles/publisher/PublisherConfiguration.hpp"
+#include "agent/spf/bundles/publisher/ServiceSlot.hpp"
+
+namespace agent::spf::bundles::publisher {
+
+using cppmicroservices::AnyMap;
+using cppmicroservices::BundleContext;
+
+namespace {
+
+std::string agentIdentity(BundleContext const& context) {
+    auto const property = context.GetProperty(agentProperty);
+    if (property.Type() == typeid(std::string)) {
+        return cppmicroservices::any_cast<std::string>(property);
+    }
+    boost::system::error_code ignored;
+    return boost::asio::ip::host_name(ignored) + "/" + std::to_string(::getpid());
+}
+
+// The modification count of a configuration that may be wrong in any way.
+std::uint32_t modificationCountOr(AnyMap const& properties, std::uint32_t otherwise) {
+    try {
+        return static_cast<std::uint32_t>(intAt(properties, keys::modificationCount, {}));
+    } catch (std::exception const&) {
+        return otherwise;
+    }
+}
+
+} // namespace
+
+class PublisherBundle::Impl {
+public:
+    Impl(BundleContext const& context, std::string const& factoryPID, Naming naming)
+        : worker_(std::make_shared<WorkerThread>(naming == Naming::Addresses ? "spf-rpc" : "spf-legacy"))
+        , reporter_(context, worker_, [this](auto const& listener) { tellStatus(*listener); })
+        , context_{worker_, context, reporter_, agentIdentity(context), naming}
+        , withdrawals_(context)
+        , serialisers_(context, worker_, [this](auto const& service) { use(context_.serialiser, service); })
+        , providers_(context, worker_, [this](auto const& service) { use(context_.provider, service); })
+        , discoveries_(context, worker_, [this](auto const& service) { use(context_.discovery, service); })
+        , factory_(std::make_shared<FactoryService>(
+              worker_, [this](auto const& pid, auto const& properties) { updated(pid, properties); },
+              [this](auto const& pid) { removed(pid); })) {
+        withdrawals_.Open();
+        registration_ = registerFactory(context, factory_, factoryPID);
+    }
+
+    ~Impl() {
+        worker_->run([this] {
+            stopping_ = true;
+            publishers_.clear();
+        });
+        registration_.Unregister();
+        discoveries_.close();
+        providers_.close();
+        serialisers_.close();
+        reporter_.close();
+        worker_->stop();
+        withdrawals_.Close();
+    }
+
+private:
+    void updated(std::string const& pid, AnyMap const& properties) {
+        if (stopping_ || properties.empty()) {
+            return; // an empty map: the configuration has been created but not yet filled
+        }
+        try {
+            auto configuration = readPublisherConfiguration(properties);
+            if (auto const found = publishers_.find(pid); found != publishers_.end()) {
+                found->second->reconfigure(std::move(configuration));
+            } else {
+                publishers_.emplace(pid, std::make_unique<Publisher>(context_, std::move(configuration)));
+            }
+        } catch (std::exception const& error) {
+            reporter_.reportError(error.what(), stringOr(properties, keys::uniqueID),
+                                  modificationCountOr(properties, 0));
+        }
+    }
+
+    void removed(std::string const& pid) {
+        publishers_.erase(pid);
+        for (auto const& listener : withdrawals_.GetServices()) {
+            listener->withdrawn(pid);
+        }
+    }
+
+    template <class Service>
+    void use(std::shared_ptr<Service>& place, std::shared_ptr<Service> const& service) {
+        // Without the service before the one after it: nothing of the former may stay in use.
+        if (std::exchange(place, nullptr)) {
+            servicesChanged();
+        }
+        if (service) {
+            place = service;
+            servicesChanged();
+        }
+    }
+
+    void servicesChanged() {
+        for (auto const& [pid, publisher] : publishers_) {
+            publisher->servicesChanged();
+        }
+    }
+
+    void tellStatus(EndpointStatusListener& listener) const {
+        for (auto const& [pid, publisher] : publishers_) {
+            publisher->tellStatus(listener);
+        }
+    }
+
+    // Constant or self-synchronised.
+    std::shared_ptr<WorkerThread> const worker_;
+    Reporter reporter_;
+
+    // Used on the worker only.
+    PublisherContext context_;
+    std::map<std::string, std::unique_ptr<Publisher>> publishers_; // by PID
+    bool stopping_ = false;
+
+    cppmicroservices::ServiceTracker<WithdrawalListener> withdrawals_;
+    ServiceSlot<Serialiser> serialisers_;
+    ServiceSlot<EndpointProvider> providers_;
+    ServiceSlot<DiscoveryService> discoveries_;
+    std::shared_ptr<FactoryService> const factory_;
+    cppmicroservices::ServiceRegistration<cppmicroservices::service::cm::ManagedServiceFactory> registration_;
+};
+
+PublisherBundle::PublisherBundle(BundleContext const& context, std::string const& factoryPID, Naming naming)
+    : impl_(std::make_unique<Impl>(context, factoryPID, naming)) {}
+
+PublisherBundle::~PublisherBundle() = default;
+
+} // namespace agent::spf::bundles::publisher

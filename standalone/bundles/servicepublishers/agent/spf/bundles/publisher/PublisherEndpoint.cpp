@@ -1,0 +1,245 @@
+#include "agent/spf/bundles/publisher/PublisherEndpoint.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace agent::spf::bundles::publisher {
+
+// Carries what the provider reports from its thread to the worker.
+class PublisherEndpoint::Handler : public EndpointHandler {
+public:
+    explicit Handler(PublisherEndpoint& endpoint)
+        : worker_(endpoint.context_.worker)
+        , endpoint_(endpoint.weak_from_this())
+        , generation_(endpoint.generation_) {}
+
+    void bound(std::string const& address) override {
+        post([address](auto& endpoint) { endpoint.bound(address); });
+    }
+    void opened(std::shared_ptr<Connection> connection) override {
+        post([connection = std::move(connection)](auto& endpoint) { endpoint.opened(connection); });
+    }
+    void retrying(std::string const& reason) override {
+        post([reason](auto& endpoint) { endpoint.retrying(reason); });
+    }
+    void failed(std::string const& reason) override {
+        post([reason](auto& endpoint) { endpoint.failed(reason); });
+    }
+
+private:
+    template <class Report>
+    void post(Report report) {
+        worker_->post([weak = endpoint_, generation = generation_, report = std::move(report)] {
+            auto const endpoint = weak.lock();
+            if (endpoint && endpoint->generation_ == generation) {
+                report(*endpoint);
+            }
+        });
+    }
+
+    std::shared_ptr<WorkerThread> const worker_;
+    std::weak_ptr<PublisherEndpoint> const endpoint_;
+    std::uint64_t const generation_;
+};
+
+PublisherEndpoint::PublisherEndpoint(PublisherContext& context, EndpointOwner& owner, EndpointRole role,
+                                     std::string text)
+    : context_(context)
+    , owner_(owner)
+    , role_(role)
+    , text_(std::move(text))
+    , state_(role == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting) {}
+
+PublisherEndpoint::~PublisherEndpoint() {
+    close();
+}
+
+EndpointStatus PublisherEndpoint::status() const {
+    return {owner_.publisherID(), text_, role_, state_, reason_, owner_.modificationCount()};
+}
+
+bool PublisherEndpoint::isName() const {
+    return context_.naming == Naming::DiscoveryNames && text_.find(':') == std::string::npos;
+}
+
+char const* PublisherEndpoint::missingService() const {
+    if (!context_.provider) {
+        return "endpoint provider";
+    }
+    if (!context_.serialiser) {
+        return "serialiser";
+    }
+    return isName() && !context_.discovery ? "discovery service" : nullptr;
+}
+
+void PublisherEndpoint::open() {
+    if (auto const* const missing = missingService()) {
+        return lose("waits for the " + std::string(missing));
+    }
+    if (isOpen_) {
+        return;
+    }
+    isOpen_ = true;
+    setState(role_ == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting, {});
+    if (isName()) {
+        openName();
+    } else {
+        openAddress(text_);
+    }
+}
+
+void PublisherEndpoint::openAddress(std::string const& address) {
+    address_ = address;
+    auto handler = std::make_shared<Handler>(*this);
+    handle_ = role_ == EndpointRole::Bind ? context_.provider->bind(address, std::move(handler))
+                                          : context_.provider->connect(address, std::move(handler));
+}
+
+// A name to bind gets an address of the process's own, which is announced once it is bound. A name to connect
+// to is looked up for as long as the endpoint is open.
+void PublisherEndpoint::openName() {
+    if (role_ == EndpointRole::Bind) {
+        return openAddress(context_.discovery->privateEndpoint(text_));
+    }
+    discovery_ = context_.discovery->resolve(text_, [worker = context_.worker, weak = weak_from_this()](
+                                                        std::optional<std::string> const& address) {
+        worker->post([weak, address] {
+            if (auto const self = weak.lock(); self && self->isOpen_) {
+                self->resolved(address);
+            }
+        });
+    });
+}
+
+void PublisherEndpoint::resolved(std::optional<std::string> const& address) {
+    if (address.value_or("") == address_ && !address_.empty()) {
+        return;
+    }
+    auto const wasConnected = state_ == EndpointState::Connected;
+    closeAddress();
+    if (address) {
+        setState(wasConnected ? EndpointState::Lost : EndpointState::Connecting, "found at " + *address);
+        openAddress(*address);
+    } else {
+        setState(wasConnected ? EndpointState::Lost : EndpointState::Connecting,
+                 "no running process announces \"" + text_ + "\"");
+    }
+}
+
+void PublisherEndpoint::closeAddress() {
+    ++generation_;
+    for (auto const& peer : std::exchange(peers_, {})) {
+        peer->close();
+    }
+    handle_.reset();
+    address_.clear();
+}
+
+void PublisherEndpoint::close() {
+    discovery_.reset();
+    closeAddress();
+    isOpen_ = false;
+}
+
+// Gives up what is open, and reports why.
+void PublisherEndpoint::lose(std::string const& reason) {
+    auto const wasUp = state_ == EndpointState::Bound || state_ == EndpointState::Connected;
+    close();
+    if (wasUp) {
+        setState(EndpointState::Lost, reason);
+    }
+    setState(role_ == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting, reason);
+}
+
+void PublisherEndpoint::renew() {
+    if (state_ == EndpointState::Failed) {
+        close();
+        open();
+    } else if (state_ == EndpointState::Bound || state_ == EndpointState::Connected) {
+        reportUp();
+    }
+}
+
+void PublisherEndpoint::refreshPeers() {
+    for (auto const& peer : peers_) {
+        peer->sendOffers();
+        peer->applyImportFilter();
+    }
+}
+
+void PublisherEndpoint::bound(std::string const& address) {
+    if (isName()) {
+        try {
+            discovery_ = context_.discovery->announce(text_, address);
+        } catch (std::exception const& error) {
+            return failed("cannot announce " + text_ + ": " + error.what());
+        }
+    }
+    setState(EndpointState::Bound, address == text_ ? std::string() : "listens at " + address);
+    reportUp();
+    owner_.endpointBound();
+}
+
+void PublisherEndpoint::opened(std::shared_ptr<Connection> connection) {
+    PeerOwner& owner = *this;
+    auto const isBind = role_ == EndpointRole::Bind;
+    auto const peer = std::make_shared<Peer>(context_, owner, std::move(connection),
+                                             isBind ? Peer::Side::Accepting : Peer::Side::Connecting);
+    peers_.push_back(peer);
+    if (!isBind) {
+        setState(EndpointState::Connecting, "waits for the peer to answer the handshake");
+    }
+    peer->start();
+}
+
+void PublisherEndpoint::retrying(std::string const& reason) {
+    setState(EndpointState::Connecting, reason);
+}
+
+void PublisherEndpoint::failed(std::string const& reason) {
+    closeAddress();
+    setState(EndpointState::Failed, reason);
+    context_.reporter.reportError("publisher \"" + owner_.publisherID() + "\": " + reason,
+                                  owner_.publisherID(), owner_.modificationCount());
+}
+
+void PublisherEndpoint::peerEstablished(Peer& peer) {
+    if (role_ == EndpointRole::Connect) {
+        setState(EndpointState::Connected, "peer " + peer.agent());
+        reportUp();
+    }
+}
+
+void PublisherEndpoint::peerGone(Peer& peer, std::string const& reason) {
+    auto const isPeer = [&peer](auto const& one) { return one.get() == &peer; };
+    peers_.erase(std::remove_if(peers_.begin(), peers_.end(), isPeer), peers_.end());
+    if (role_ == EndpointRole::Connect && peer.isEstablished()) {
+        setState(EndpointState::Lost, reason);
+    }
+}
+
+void PublisherEndpoint::offersFailed(std::string const& reason) {
+    context_.reporter.reportError("publisher \"" + owner_.publisherID() +
+                                      "\" cannot offer its interfaces at " + text_ + ": " + reason,
+                                  owner_.publisherID(), owner_.modificationCount());
+}
+
+void PublisherEndpoint::setState(EndpointState state, std::string reason) {
+    if (state == state_ && reason == reason_ && !reason.empty()) {
+        return;
+    }
+    state_ = state;
+    reason_ = std::move(reason);
+    context_.reporter.reportStatus(status());
+}
+
+void PublisherEndpoint::reportUp() {
+    auto const again = std::exchange(wasUp_, true);
+    if (role_ == EndpointRole::Bind) {
+        context_.reporter.reportBound(text_, owner_.publisherID(), owner_.modificationCount(), again);
+    } else {
+        context_.reporter.reportConnected(text_, owner_.publisherID(), owner_.modificationCount(), again);
+    }
+}
+
+} // namespace agent::spf::bundles::publisher

@@ -1,0 +1,81 @@
+#include "agent/spf/bundles/publisher/Reporter.hpp"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+namespace agent::spf::bundles::publisher {
+
+using cppmicroservices::Any;
+using frameworklistener::FrameworkEvent;
+using frameworklistener::RouterEvent;
+
+Reporter::Reporter(cppmicroservices::BundleContext const& context, std::shared_ptr<WorkerThread> worker,
+                   NewListener newListener)
+    : events_(context)
+    , context_(context)
+    , worker_(std::move(worker))
+    , newListener_(std::move(newListener))
+    , tracker_(context, this) {
+    tracker_.Open();
+}
+
+void Reporter::reportBound(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
+                           bool again) {
+    auto const kind = again ? RouterEvent::Kind::Rebound : RouterEvent::Kind::Bound;
+    events_.deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
+}
+
+void Reporter::reportConnected(std::string const& endpoint, std::string const& publisherID,
+                               std::uint32_t count, bool again) {
+    auto const kind = again ? RouterEvent::Kind::Reconnected : RouterEvent::Kind::Connected;
+    events_.deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
+}
+
+void Reporter::reportPublished(std::string const& publisherID, std::uint32_t count) {
+    events_.deliver(
+        std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::AllServicesPublished, publisherID, count));
+}
+
+void Reporter::reportError(std::string const& text, std::string const& publisherID, std::uint32_t count) {
+    events_.deliverError(text, publisherID, count);
+}
+
+void Reporter::reportStatus(EndpointStatus const& status) {
+    for (auto const& listener : std::vector(statusListeners_)) {
+        tell(*listener, status);
+    }
+}
+
+void Reporter::close() {
+    tracker_.Close();
+    events_.close();
+}
+
+std::shared_ptr<EndpointStatusListener> Reporter::AddingService(Reference const& reference) {
+    auto listener = context_.GetService(reference);
+    if (listener) {
+        worker_->post([this, listener] {
+            newListener_(listener);
+            statusListeners_.push_back(listener);
+        });
+    }
+    return listener;
+}
+
+void Reporter::RemovedService(Reference const&, std::shared_ptr<EndpointStatusListener> const& listener) {
+    worker_->post([this, listener] {
+        auto& all = statusListeners_;
+        all.erase(std::remove(all.begin(), all.end(), listener), all.end());
+    });
+}
+
+void tell(EndpointStatusListener& listener, EndpointStatus const& status) noexcept {
+    try {
+        listener.endpointChanged(status);
+    } catch (...) {
+        // The listener's failure; the publisher goes on.
+    }
+}
+
+} // namespace agent::spf::bundles::publisher
