@@ -100,9 +100,13 @@ void SPFConfigurationBuilderImpl::clearFlag(std::string const& uniqueID) {
 }
 
 void SPFConfigurationBuilderImpl::checkMappings() const {
+    std::string const* knownServiceID = nullptr; // mappings of one interface follow one another
     for (auto const& mapping : serviceMappings) {
-        if (serviceInterfaces.find(mapping.serviceID) == serviceInterfaces.end()) {
-            throw std::runtime_error(unknownInterfaceMessage + mapping.serviceID);
+        if (!knownServiceID || *knownServiceID != mapping.serviceID) {
+            if (serviceInterfaces.find(mapping.serviceID) == serviceInterfaces.end()) {
+                throw std::runtime_error(unknownInterfaceMessage + mapping.serviceID);
+            }
+            knownServiceID = &mapping.serviceID;
         }
         if (servicePublishers.find(mapping.publisherID) == servicePublishers.end()) {
             throw std::runtime_error(unknownPublisherMessage + mapping.publisherID);

@@ -9,6 +9,7 @@
 
 #include "configurationKeys.hpp"
 #include "model/propertyTreeToAnyMap.hpp"
+#include "publication/MapTemplate.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -17,60 +18,49 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-AnyMap emptyMap() {
-    return AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+// The keys of each kind of map, made once.
+struct Templates {
+    MapTemplate<1> version{{key::major}};
+    MapTemplate<4> interface {
+        { key::name, key::uniqueID, key::version, key::requestedProperties }
+    };
+    MapTemplate<4> endpoints{
+        {key::endpointsToConnectTo, key::endpointsToBindTo, key::importFilter, key::exportFilter}};
+    MapTemplate<4> publisher{{key::name, key::uniqueID, key::factoryPID, key::config}};
+    MapTemplate<2> mapping{{key::serviceID, key::publisherID}};
+    MapTemplate<4> configuration{{key::serviceConfigurations, key::servicePublisherConfigurations,
+                                  key::servicePublisherMappings, key::modificationCount}};
+};
+
+AnyMap encodeInterface(Templates const& templates, SPFServiceInterfaceConfiguration const& interface) {
+    constexpr int majorVersion = 1; // interfaces carry no version of their own
+    return templates.interface.with(interface.name, interface.uniqueID, templates.version.with(majorVersion),
+                                    propertyTreeToAnyMap(interface.requestedProperties));
 }
 
-// Interfaces carry no version of their own; all are published as version 1.
-AnyMap encodeVersion() {
-    auto map = emptyMap();
-    map[key::major] = 1;
-    return map;
-}
-
-AnyMap encodeInterface(SPFServiceInterfaceConfiguration const& interface) {
-    auto map = emptyMap();
-    map[key::name] = interface.name;
-    map[key::uniqueID] = interface.uniqueID;
-    map[key::version] = encodeVersion();
-    map[key::requestedProperties] = propertyTreeToAnyMap(interface.requestedProperties);
-    return map;
-}
-
-AnyMap encodeEndpoints(SPFServicePublisherConfiguration const& publisher) {
-    auto map = emptyMap();
-    map[key::endpointsToConnectTo] = publisher.endpointsToConnectTo;
-    map[key::endpointsToBindTo] = publisher.endpointsToBindTo;
-    map[key::importFilter] = publisher.importFilter;
-    map[key::exportFilter] = publisher.exportFilter;
-    return map;
-}
-
-AnyMap encodePublisher(SPFServicePublisherConfiguration const& publisher) {
+AnyMap encodePublisher(Templates const& templates, SPFServicePublisherConfiguration const& publisher) {
     auto const* const factoryPID =
         publisher.name == legacyPublisherName ? legacyPublisherFactoryPID : rpcPublisherFactoryPID;
-    auto map = emptyMap();
-    map[key::name] = publisher.name;
-    map[key::uniqueID] = publisher.uniqueID;
-    map[key::factoryPID] = std::string(factoryPID);
-    map[key::config] = encodeEndpoints(publisher);
-    return map;
-}
-
-AnyMap encodeMapping(std::string const& serviceID, std::string const& publisherID) {
-    auto map = emptyMap();
-    map[key::serviceID] = serviceID;
-    map[key::publisherID] = publisherID;
-    return map;
+    return templates.publisher.with(publisher.name, publisher.uniqueID, std::string(factoryPID),
+                                    templates.endpoints.with(publisher.endpointsToConnectTo,
+                                                             publisher.endpointsToBindTo,
+                                                             publisher.importFilter, publisher.exportFilter));
 }
 
 // Maps an interface to every publisher to which it is not mapped explicitly.
-void appendImplicitMappings(std::vector<Any>& encoded, std::string const& serviceID,
-                            ServicePublishers const& publishers, ServiceMappings const& explicitMappings) {
+void appendImplicitMappings(std::vector<Any>& encoded, Templates const& templates,
+                            std::string const& serviceID, ServicePublishers const& publishers,
+                            ServiceMappings const& explicitMappings) {
+    auto const ofInterface = explicitMappings.equal_range(serviceID);
+    auto const hasExplicitMappings = ofInterface.first != ofInterface.second;
+    auto const isMappedExplicitly = [&](std::string const& publisherID) {
+        return hasExplicitMappings &&
+               explicitMappings.find(boost::make_tuple(boost::cref(serviceID), boost::cref(publisherID))) !=
+                   explicitMappings.end();
+    };
     for (auto const& publisher : publishers) {
-        if (explicitMappings.find(boost::make_tuple(
-                boost::cref(serviceID), boost::cref(publisher.uniqueID))) == explicitMappings.end()) {
-            encoded.emplace_back(encodeMapping(serviceID, publisher.uniqueID));
+        if (!isMappedExplicitly(publisher.uniqueID)) {
+            encoded.emplace_back(templates.mapping.with(serviceID, publisher.uniqueID));
         }
     }
 }
@@ -79,10 +69,11 @@ void appendImplicitMappings(std::vector<Any>& encoded, std::string const& servic
 
 AnyMap encodeConfiguration(ServiceInterfaces const& interfaces, ServicePublishers const& publishers,
                            ServiceMappings const& mappings, std::int32_t modificationCount) {
+    static Templates const templates;
     std::vector<Any> encodedPublishers;
     encodedPublishers.reserve(publishers.size());
     for (auto const& publisher : publishers) {
-        encodedPublishers.emplace_back(encodePublisher(publisher));
+        encodedPublishers.emplace_back(encodePublisher(templates, publisher));
     }
 
     std::vector<Any> encodedInterfaces;
@@ -90,21 +81,18 @@ AnyMap encodeConfiguration(ServiceInterfaces const& interfaces, ServicePublisher
     std::vector<Any> encodedMappings;
     encodedMappings.reserve(interfaces.get<1>().count(true) * publishers.size() + mappings.size());
     for (auto const& entry : interfaces) {
-        encodedInterfaces.emplace_back(encodeInterface(entry.configuration));
+        encodedInterfaces.emplace_back(encodeInterface(templates, entry.configuration));
         if (entry.mappedToAllServicePublishers) {
-            appendImplicitMappings(encodedMappings, entry.configuration.uniqueID, publishers, mappings);
+            appendImplicitMappings(encodedMappings, templates, entry.configuration.uniqueID, publishers,
+                                   mappings);
         }
     }
     for (auto const& mapping : mappings) {
-        encodedMappings.emplace_back(encodeMapping(mapping.serviceID, mapping.publisherID));
+        encodedMappings.emplace_back(templates.mapping.with(mapping.serviceID, mapping.publisherID));
     }
 
-    auto map = emptyMap();
-    map[key::serviceConfigurations] = std::move(encodedInterfaces);
-    map[key::servicePublisherConfigurations] = std::move(encodedPublishers);
-    map[key::servicePublisherMappings] = std::move(encodedMappings);
-    map[key::modificationCount] = static_cast<int>(modificationCount);
-    return map;
+    return templates.configuration.with(std::move(encodedInterfaces), std::move(encodedPublishers),
+                                        std::move(encodedMappings), static_cast<int>(modificationCount));
 }
 
 } // namespace agent::spf::frameworksetup
