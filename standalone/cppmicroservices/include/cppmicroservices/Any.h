@@ -29,8 +29,8 @@ class US_Framework_EXPORT Any {
         std::enable_if_t<!std::is_same_v<Any, std::decay_t<ValueType>> && !std::is_reference_v<ValueType>>;
 
 public:
-    /// Empty.
-    Any() noexcept = default;
+    /// Empty. Not defaulted, so that constants can be declared without an initialiser.
+    Any() noexcept {}
 
     /// Holds a copy of `value`. Implicit, so that values can be written where an Any is expected. A string
     /// literal is no value that can be held: write std::string("...").

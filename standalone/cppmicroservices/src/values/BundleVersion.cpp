@@ -94,13 +94,8 @@ BundleVersion::BundleVersion(std::string const& version)
 BundleVersion::BundleVersion(BundleVersion const& version) = default;
 
 BundleVersion BundleVersion::ParseVersion(std::string const& version) {
-    constexpr char whiteSpace[] = " \t\n\v\f\r";
-    auto const first = version.find_first_not_of(whiteSpace);
-    if (first == std::string::npos) {
-        return EmptyVersion();
-    }
-    auto const last = version.find_last_not_of(whiteSpace);
-    return BundleVersion(version.substr(first, last - first + 1));
+    bool const isBlank = version.find_first_not_of(" \t\n\v\f\r") == std::string::npos;
+    return isBlank ? EmptyVersion() : BundleVersion(version);
 }
 
 bool BundleVersion::IsUndefined() const {

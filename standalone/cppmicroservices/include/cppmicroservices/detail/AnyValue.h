@@ -42,10 +42,12 @@ template <typename T>
 struct HasEquality<T, std::void_t<decltype(std::declval<T const&>() == std::declval<T const&>())>>
     : std::true_type {};
 
-/// Types that cannot be compared are equal to nothing.
+/// Types that cannot be compared are equal to nothing; neither are arrays, which no Any holds.
 template <typename T>
 bool equalValues(T const& left, T const& right) {
-    if constexpr (HasEquality<T>::value) {
+    if constexpr (std::is_array_v<T>) {
+        return false;
+    } else if constexpr (HasEquality<T>::value) {
         return static_cast<bool>(left == right);
     } else {
         return false;
