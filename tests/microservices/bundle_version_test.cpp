@@ -97,15 +97,16 @@ TEST(BundleVersion, EmptyIsZero) {
     EXPECT_FALSE(BundleVersion::EmptyVersion().IsUndefined());
 }
 
-TEST(BundleVersion, ParseVersionOfBlankTextIsEmpty) {
+TEST(BundleVersion, ParseVersionOfNoTextIsEmpty) {
     EXPECT_EQ(BundleVersion::ParseVersion("").ToString(), "0.0.0");
-    EXPECT_EQ(BundleVersion::ParseVersion(" \t\n").ToString(), "0.0.0");
+    EXPECT_EQ(BundleVersion::ParseVersion("  ").ToString(), "0.0.0");
 }
 
-TEST(BundleVersion, ParseVersionReadsOtherTextAsTheConstructorDoes) {
-    EXPECT_EQ(BundleVersion::ParseVersion("1.2.3.q").ToString(), "1.2.3.q");
+TEST(BundleVersion, ParseVersionIgnoresBlanksAround) {
+    EXPECT_EQ(BundleVersion::ParseVersion("  1.2.3.q ").ToString(), "1.2.3.q");
     EXPECT_EQ(BundleVersion::ParseVersion("\t1.2.3\n").ToString(), "1.2.3");
-    EXPECT_THROW(BundleVersion::ParseVersion("1.2.3.q "), std::invalid_argument);
+    EXPECT_THROW(BundleVersion::ParseVersion("1.2.3.q\n"), std::invalid_argument);
+    EXPECT_THROW(BundleVersion::ParseVersion("\t"), std::invalid_argument);
     EXPECT_THROW(BundleVersion::ParseVersion("x"), std::invalid_argument);
 }
 

@@ -94,8 +94,12 @@ BundleVersion::BundleVersion(std::string const& version)
 BundleVersion::BundleVersion(BundleVersion const& version) = default;
 
 BundleVersion BundleVersion::ParseVersion(std::string const& version) {
-    bool const isBlank = version.find_first_not_of(" \t\n\v\f\r") == std::string::npos;
-    return isBlank ? EmptyVersion() : BundleVersion(version);
+    auto const first = version.find_first_not_of(' ');
+    if (first == std::string::npos) {
+        return EmptyVersion();
+    }
+    auto const last = version.find_last_not_of(' ');
+    return BundleVersion(version.substr(first, last - first + 1));
 }
 
 bool BundleVersion::IsUndefined() const {
