@@ -1,10 +1,9 @@
 // The progress of one service publisher, and the waits on it.
 #include "agent/spf/frameworksetup/ConfigTracker.hpp"
 
-#include <algorithm>
-
 #include "agent/host/DiagnosticLogger.hpp"
 #include "logging/log.hpp"
+#include "tracking/OutstandingEndpoints.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -12,16 +11,6 @@ namespace {
 
 using cppmicroservices::Any;
 using Clock = std::chrono::steady_clock;
-
-// An empty endpoint equals nothing: CppMicroServices does not define comparing with an empty `Any`. Nor does
-// one whose comparison throws: it must not leave a list half-way through a removal.
-bool areEqual(Any const& left, Any const& right) noexcept {
-    try {
-        return !left.Empty() && !right.Empty() && left == right;
-    } catch (...) {
-        return false;
-    }
-}
 
 // The moment when a time-out that begins now ends, kept within the clock's range.
 Clock::time_point deadlineAfter(std::chrono::milliseconds const& timeout) {
@@ -39,14 +28,14 @@ Clock::time_point deadlineAfter(std::chrono::milliseconds const& timeout) {
 
 ConfigTracker::ConfigTracker(std::vector<Any> bindEndpoints, std::vector<Any> connectEndpoints,
                              bool forRpcPublisher)
-    : endpointsToBindTo(std::move(bindEndpoints))
-    , endpointsToConnectTo(std::move(connectEndpoints))
+    : endpointsToBindTo(std::make_unique<OutstandingEndpoints>(std::move(bindEndpoints)))
+    , endpointsToConnectTo(std::make_unique<OutstandingEndpoints>(std::move(connectEndpoints)))
     , rpcPublisher(forRpcPublisher) {}
 
 ConfigTracker::~ConfigTracker() = default;
 
 bool ConfigTracker::areAllEndpointsFinished() const {
-    return endpointsToBindTo.empty() && endpointsToConnectTo.empty();
+    return endpointsToBindTo->empty() && endpointsToConnectTo->empty();
 }
 
 bool ConfigTracker::areAllServicesFinished() const {
@@ -73,25 +62,22 @@ bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
 }
 
 bool ConfigTracker::completeEndpointBind(Any const& endpoint) {
-    return completeEndpoint(endpointsToBindTo, endpoint, "ConfigTracker completeEndpointBind ");
+    return completeEndpoint(*endpointsToBindTo, endpoint, "ConfigTracker completeEndpointBind ");
 }
 
 bool ConfigTracker::completeEndpointConnect(Any const& endpoint) {
-    return completeEndpoint(endpointsToConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
+    return completeEndpoint(*endpointsToConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
 }
 
-bool ConfigTracker::completeEndpoint(std::vector<Any>& outstanding, Any const& endpoint,
+bool ConfigTracker::completeEndpoint(OutstandingEndpoints& outstanding, Any const& endpoint,
                                      char const* message) {
     std::unique_lock<std::mutex> lock(mutex);
     if (isFinished()) {
         return true;
     }
-    auto const completed = std::remove_if(outstanding.begin(), outstanding.end(),
-                                          [&](Any const& other) { return areEqual(other, endpoint); });
-    if (completed == outstanding.end()) {
+    if (!outstanding.remove(endpoint)) {
         return false;
     }
-    outstanding.erase(completed, outstanding.end());
     log(host::Severity::Progress, [&](std::ostream& stream) { stream << message << endpoint.ToString(); });
     auto const allEndpointsFinished = areAllEndpointsFinished();
     auto const finished = isFinished();
@@ -153,7 +139,7 @@ bool ConfigTracker::waitUntil(Predicate reached, std::chrono::milliseconds const
 
 std::pair<std::vector<Any>, std::vector<Any>> ConfigTracker::listOutstandingEndpoints() {
     std::lock_guard<std::mutex> const lock(mutex);
-    return {endpointsToConnectTo, endpointsToBindTo};
+    return {endpointsToConnectTo->list(), endpointsToBindTo->list()};
 }
 
 } // namespace agent::spf::frameworksetup

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -14,6 +15,8 @@
 #include "agent/spf/frameworksetup/export.hpp"
 
 namespace agent::spf::frameworksetup {
+
+class OutstandingEndpoints;
 
 // The progress of one service publisher: which endpoints are still to be bound and connected, whether its
 // services are published, whether its configuration is removed again, and the first error that the framework
@@ -74,7 +77,7 @@ public:
 private:
     using Predicate = bool (ConfigTracker::*)() const;
 
-    AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpoint(std::vector<cppmicroservices::Any>& outstanding,
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpoint(OutstandingEndpoints& outstanding,
                                                          cppmicroservices::Any const& endpoint,
                                                          char const* message);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool waitUntil(Predicate reached,
@@ -82,8 +85,8 @@ private:
 
     std::mutex mutex; // guards every member below
     std::condition_variable condition;
-    std::vector<cppmicroservices::Any> endpointsToBindTo;
-    std::vector<cppmicroservices::Any> endpointsToConnectTo;
+    std::unique_ptr<OutstandingEndpoints> endpointsToBindTo; // never null, nor is the next
+    std::unique_ptr<OutstandingEndpoints> endpointsToConnectTo;
     [[maybe_unused]] bool
         rpcPublisher; // tells the kind of publisher to whoever looks at a tracker in a debugger
     bool allServicesPublished = false;
