@@ -38,7 +38,8 @@ struct UniqueIDOfEntry {
 };
 
 // Interfaces by unique ID, visited in no particular order; and by whether they are mapped to all publishers,
-// unmapped before mapped, equal ones in the order in which they came to be so.
+// unmapped before mapped, equal ones in the order in which they were inserted. One whose flag is changed
+// keeps its place if it is still in order there, and otherwise goes after its new equals.
 using ServiceInterfaces = boost::multi_index_container<
     ServiceInterfaceEntry,
     boost::multi_index::indexed_by<

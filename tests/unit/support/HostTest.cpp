@@ -31,6 +31,11 @@ std::filesystem::path makeTemporaryDirectory() {
     return pattern;
 }
 
+void stop(Framework& framework) {
+    framework.Stop();
+    framework.WaitForStop(std::chrono::milliseconds::zero());
+}
+
 } // namespace
 
 HostTest::HostTest()
@@ -44,8 +49,7 @@ HostTest::~HostTest() {
     callLog().reset();
     fakeHost().reset();
     for (auto const& each : frameworks_) {
-        each->Stop();
-        each->WaitForStop(std::chrono::milliseconds::zero());
+        stop(*each);
     }
     frameworks_.clear();
     std::error_code ignored;
@@ -61,6 +65,10 @@ std::shared_ptr<Framework> HostTest::startFramework() {
     started->Start();
     frameworks_.push_back(started);
     return started;
+}
+
+void HostTest::stopFramework() {
+    stop(framework());
 }
 
 std::shared_ptr<RecordingConfigurationAdmin> HostTest::provideConfigurationAdmin() {

@@ -29,6 +29,9 @@ protected:
     // The framework that the host had at first.
     cppmicroservices::Framework& framework() { return *frameworks_.front(); }
 
+    // Stops it and waits until it is stopped.
+    void stopFramework();
+
     // Registers a recording ConfigurationAdmin in the framework; by default in the host's first.
     std::shared_ptr<RecordingConfigurationAdmin> provideConfigurationAdmin();
     std::shared_ptr<RecordingConfigurationAdmin>

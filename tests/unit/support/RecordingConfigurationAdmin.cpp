@@ -17,7 +17,7 @@ public:
         , pid_(std::move(pid)) {}
 
     std::string GetPid() const {
-        callLog().record("GetPid " + pid_);
+        admin_->record("GetPid " + pid_);
         return pid_;
     }
 
@@ -26,54 +26,54 @@ public:
             std::lock_guard<std::mutex> const lock(admin_->mutex_);
             admin_->updates_.push_back({pid_, std::move(properties)});
         }
-        callLog().record("Update " + pid_);
+        admin_->record("Update " + pid_);
         return admin_->neverReady();
     }
 
     std::shared_future<void> Remove() {
-        callLog().record("Remove " + pid_);
+        admin_->record("Remove " + pid_);
         return admin_->neverReady();
     }
 
     // What follows is not the library's to use; a test that compares calls fails when it does.
 
     std::string GetFactoryPid() const {
-        callLog().record("GetFactoryPid " + pid_);
+        admin_->record("GetFactoryPid " + pid_);
         return {};
     }
 
     AnyMap GetProperties() const {
-        callLog().record("GetProperties " + pid_);
+        admin_->record("GetProperties " + pid_);
         return {};
     }
 
     unsigned long GetChangeCount() const {
-        callLog().record("GetChangeCount " + pid_);
+        admin_->record("GetChangeCount " + pid_);
         return 0;
     }
 
     unsigned long GetInstanceCount() {
-        callLog().record("GetInstanceCount " + pid_);
+        admin_->record("GetInstanceCount " + pid_);
         return 0;
     }
 
     std::pair<bool, std::shared_future<void>> UpdateIfDifferent(AnyMap) {
-        callLog().record("UpdateIfDifferent " + pid_);
+        admin_->record("UpdateIfDifferent " + pid_);
         return {false, {}};
     }
 
     std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture> SafeUpdate(AnyMap) {
-        callLog().record("SafeUpdate " + pid_);
+        admin_->record("SafeUpdate " + pid_);
         return nullptr;
     }
 
     std::pair<bool, std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture>> SafeUpdateIfDifferent(AnyMap) {
-        callLog().record("SafeUpdateIfDifferent " + pid_);
+        admin_->record("SafeUpdateIfDifferent " + pid_);
         return {false, nullptr};
     }
 
     std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture> SafeRemove() {
-        callLog().record("SafeRemove " + pid_);
+        admin_->record("SafeRemove " + pid_);
         return nullptr;
     }
 
@@ -92,15 +92,33 @@ std::vector<RecordingConfigurationAdmin::Update> RecordingConfigurationAdmin::up
     return updates_;
 }
 
+std::vector<std::string> RecordingConfigurationAdmin::calls() const {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    return calls_;
+}
+
+void RecordingConfigurationAdmin::forgetCalls() {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    calls_.clear();
+}
+
+void RecordingConfigurationAdmin::record(std::string const& call) {
+    {
+        std::lock_guard<std::mutex> const lock(mutex_);
+        calls_.push_back(call);
+    }
+    callLog().record(call);
+}
+
 std::shared_ptr<RecordingConfigurationAdmin::Configuration>
 RecordingConfigurationAdmin::GetConfiguration(std::string const& pid) {
-    callLog().record("GetConfiguration " + pid);
+    record("GetConfiguration " + pid);
     return std::make_shared<RecordingConfiguration>(shared_from_this(), pid);
 }
 
 std::shared_ptr<RecordingConfigurationAdmin::Configuration>
 RecordingConfigurationAdmin::CreateFactoryConfiguration(std::string const& factoryPid) {
-    callLog().record("CreateFactoryConfiguration " + factoryPid);
+    record("CreateFactoryConfiguration " + factoryPid);
     std::lock_guard<std::mutex> const lock(mutex_);
     return std::make_shared<RecordingConfiguration>(shared_from_this(), pidToGenerate_);
 }
@@ -108,13 +126,13 @@ RecordingConfigurationAdmin::CreateFactoryConfiguration(std::string const& facto
 std::shared_ptr<RecordingConfigurationAdmin::Configuration>
 RecordingConfigurationAdmin::GetFactoryConfiguration(std::string const& factoryPid,
                                                      std::string const& instanceName) {
-    callLog().record("GetFactoryConfiguration " + factoryPid + " " + instanceName);
+    record("GetFactoryConfiguration " + factoryPid + " " + instanceName);
     return std::make_shared<RecordingConfiguration>(shared_from_this(), factoryPid + "~" + instanceName);
 }
 
 std::vector<std::shared_ptr<RecordingConfigurationAdmin::Configuration>>
 RecordingConfigurationAdmin::ListConfigurations(std::string const& filter) {
-    callLog().record("ListConfigurations " + filter);
+    record("ListConfigurations " + filter);
     return {};
 }
 

@@ -41,6 +41,10 @@ public:
     // The maps that were handed over with Update(), in order.
     std::vector<Update> updates() const;
 
+    // What the call log holds of this ConfigurationAdmin and its configurations.
+    std::vector<std::string> calls() const;
+    void forgetCalls();
+
     std::shared_ptr<Configuration> GetConfiguration(std::string const& pid);
     std::shared_ptr<Configuration> CreateFactoryConfiguration(std::string const& factoryPid);
     std::shared_ptr<Configuration> GetFactoryConfiguration(std::string const& factoryPid,
@@ -50,11 +54,13 @@ public:
 private:
     class RecordingConfiguration;
 
+    void record(std::string const& call);
     std::shared_future<void> neverReady();
 
     mutable std::mutex mutex_; // guards the members below
     std::string pidToGenerate_ = "qo.spf.framework~generated";
     std::vector<Update> updates_;
+    std::vector<std::string> calls_;
     std::vector<std::promise<void>> promises_; // kept, and never fulfilled
 };
 

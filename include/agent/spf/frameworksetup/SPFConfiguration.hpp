@@ -27,9 +27,8 @@ class SPFConfigurationImpl;
 // A handle is in one of three states:
 //   empty      default-constructed, moved from or reset; holds nothing.
 //   published  holds a configuration and its ID, and is responsible for withdrawing it.
-//   detached   after modify() or waitForAllServicesToBeUnpublished(): not empty, but the ID is empty and
-//   destruction
-//              withdraws nothing. Waits still work.
+//   detached   after modify() or waitForAllServicesToBeUnpublished(): not empty, but without an ID, so that
+//              destruction withdraws nothing. Waits still work.
 // Also published without an ID, hence nothing to withdraw: a configuration that was built while there was no
 // ConfigurationAdmin.
 //
@@ -72,8 +71,9 @@ public:
     std::vector<SPFServicePublisherConfiguration> getServicePublisherConfigurations() const;
 
     // The interfaces that go out through a publisher, each once: first those mapped to all publishers, in the
-    // order in which they came to be so, then those mapped to this one, by ascending ID. The publisher itself
-    // is not looked up, so that for an unknown one the interfaces mapped to all publishers are returned.
+    // order in which they were added (where among them one goes that was added without that mapping and got
+    // it later is not specified), then those mapped to this one, by ascending ID. The publisher itself is not
+    // looked up, so that for an unknown one the interfaces mapped to all publishers are returned.
     std::vector<SPFServiceInterfaceConfiguration>
     getServiceInterfaceConfigurationsForServicePublisher(std::string const& servicePublisherID) const;
 

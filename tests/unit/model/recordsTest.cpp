@@ -1,0 +1,84 @@
+// The public records: plain, in their order of members, empty by default, copyable and movable.
+#include <string>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include "agent/spf/frameworksetup/SPFServiceInterfaceConfiguration.hpp"
+#include "agent/spf/frameworksetup/SPFServicePublisherConfiguration.hpp"
+#include "model/modelContainers.hpp"
+#include "support/describe.hpp"
+
+namespace agent::spf::frameworksetup::test {
+namespace {
+
+using boost::property_tree::ptree;
+using cppmicroservices::Any;
+
+template <typename Record>
+class PlainRecord : public ::testing::Test {};
+
+using Records = ::testing::Types<SPFServiceInterfaceConfiguration, SPFServicePublisherConfiguration>;
+TYPED_TEST_SUITE(PlainRecord, Records);
+
+TYPED_TEST(PlainRecord, HasNoBaseNoVirtualOperationAndOnlyPublicMembers) {
+    EXPECT_TRUE(std::is_aggregate_v<TypeParam>);
+    EXPECT_FALSE(std::is_polymorphic_v<TypeParam>);
+}
+
+TYPED_TEST(PlainRecord, IsCopyableAndMovable) {
+    EXPECT_TRUE(std::is_copy_constructible_v<TypeParam>);
+    EXPECT_TRUE(std::is_copy_assignable_v<TypeParam>);
+    EXPECT_TRUE(std::is_move_constructible_v<TypeParam>);
+    EXPECT_TRUE(std::is_move_assignable_v<TypeParam>);
+}
+
+TEST(SPFServiceInterfaceConfigurationRecord, IsEmptyByDefault) {
+    SPFServiceInterfaceConfiguration const record;
+    EXPECT_EQ(record.uniqueID, "");
+    EXPECT_EQ(record.name, "");
+    EXPECT_EQ(record.requestedProperties, ptree());
+}
+
+TEST(SPFServiceInterfaceConfigurationRecord, IsInitialisedInTheOrderOfItsMembers) {
+    SPFServiceInterfaceConfiguration const record{"id", "name", ptree("properties")};
+    EXPECT_EQ(record.uniqueID, "id");
+    EXPECT_EQ(record.name, "name");
+    EXPECT_EQ(record.requestedProperties, ptree("properties"));
+}
+
+TEST(SPFServicePublisherConfigurationRecord, IsEmptyByDefault) {
+    SPFServicePublisherConfiguration const record;
+    EXPECT_EQ(record.uniqueID, "");
+    EXPECT_EQ(record.name, "");
+    EXPECT_TRUE(record.endpointsToConnectTo.empty());
+    EXPECT_TRUE(record.endpointsToBindTo.empty());
+    EXPECT_EQ(record.importFilter, "");
+    EXPECT_EQ(record.exportFilter, "");
+}
+
+TEST(SPFServicePublisherConfigurationRecord, IsInitialisedInTheOrderOfItsMembers) {
+    SPFServicePublisherConfiguration const record{
+        "id", "name", {Any(std::string("connect"))}, {Any(std::string("bind"))}, "import", "export"};
+    EXPECT_EQ(record.uniqueID, "id");
+    EXPECT_EQ(record.name, "name");
+    EXPECT_EQ(describe(record.endpointsToConnectTo), R"(["connect"])");
+    EXPECT_EQ(describe(record.endpointsToBindTo), R"(["bind"])");
+    EXPECT_EQ(record.importFilter, "import");
+    EXPECT_EQ(record.exportFilter, "export");
+}
+
+TEST(ServiceMappingRecord, IsInitialisedInTheOrderOfItsMembers) {
+    ServiceMapping const mapping{"service", "publisher"};
+    EXPECT_EQ(mapping.serviceID, "service");
+    EXPECT_EQ(mapping.publisherID, "publisher");
+}
+
+TEST(ServiceInterfaceEntryRecord, HoldsTheRecordAndTheFlag) {
+    ServiceInterfaceEntry const entry{{"id", "name", {}}, true};
+    EXPECT_EQ(entry.configuration.uniqueID, "id");
+    EXPECT_TRUE(entry.mappedToAllServicePublishers);
+}
+
+} // namespace
+} // namespace agent::spf::frameworksetup::test
