@@ -233,8 +233,8 @@ TEST_P(AnyMapOfEachKind, DefaultConstructedIteratorsBelongToNoMap) {
     EXPECT_FALSE(AnyMap::iterator() == map.end());
     EXPECT_FALSE(AnyMap::const_iterator() == map.cend());
     AnyMap::iterator it;
-    EXPECT_THROW(*it, std::logic_error);
-    EXPECT_THROW(it->second, std::logic_error);
+    EXPECT_THROW((void)*it, std::logic_error);
+    EXPECT_THROW((void)it->second, std::logic_error);
     EXPECT_THROW(++it, std::logic_error);
     EXPECT_THROW(it++, std::logic_error);
 }

@@ -49,17 +49,14 @@ public:
 
     Any(Any const& other)
         : operations_(other.operations_) {
-        if (operations_) {
+        if (operations_ && operations_->copy) {
             operations_->copy(other.storage_, storage_);
+        } else {
+            storage_ = other.storage_;
         }
     }
 
-    Any(Any&& other) noexcept
-        : operations_(std::exchange(other.operations_, nullptr)) {
-        if (operations_) {
-            operations_->relocate(other.storage_, storage_);
-        }
-    }
+    Any(Any&& other) noexcept { takeFrom(other); }
 
     ~Any() { reset(); }
 
@@ -162,17 +159,20 @@ private:
         return isHeld ? detail::AnyOperationsFor<ValueType>::get(storage_) : nullptr;
     }
 
-    // Requires that this is empty or that its value has been destroyed or relocated.
+    // Requires that this is empty or that its value has been relocated.
     void takeFrom(Any& other) noexcept {
         operations_ = std::exchange(other.operations_, nullptr);
-        if (operations_) {
+        if (operations_ && operations_->relocate) {
             operations_->relocate(other.storage_, storage_);
+        } else {
+            storage_ = other.storage_;
         }
     }
 
     void reset() noexcept {
-        if (operations_) {
-            std::exchange(operations_, nullptr)->destroy(storage_);
+        auto const* const operations = std::exchange(operations_, nullptr);
+        if (operations && operations->destroy) {
+            operations->destroy(storage_);
         }
     }
 

@@ -151,12 +151,21 @@ bool any_map::operator==(any_map const& rhs) const {
     if (type != rhs.type || size() != rhs.size()) {
         return false;
     }
+    // Copies and ordered maps iterate alike, so that the entry to compare with mostly is the next one.
+    Node const* expected = rhs.first();
     for (Node const* node = first(); node; node = node->next) {
-        Node const* const other = rhs.lookUp(node->entry.first);
-        if (!other || other->entry.first != node->entry.first ||
-            !(node->entry.second == other->entry.second)) {
+        auto const& [key, value] = node->entry;
+        Node const* other = expected;
+        if (!other || other->entry.first != key) {
+            other = rhs.lookUp(key);
+            if (!other || other->entry.first != key) {
+                return false;
+            }
+        }
+        if (!(value == other->entry.second)) {
             return false;
         }
+        expected = other->next;
     }
     return true;
 }

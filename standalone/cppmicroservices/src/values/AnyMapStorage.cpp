@@ -9,8 +9,8 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-// Up to this many entries, comparing hashes one after the other is faster than a table.
-constexpr std::size_t kLargestWithoutBuckets = 8;
+// Up to this many entries, comparing keys one after the other is faster than an index.
+constexpr std::size_t kLargestWithoutIndex = 8;
 
 } // namespace
 
@@ -52,7 +52,9 @@ AnyMapStorage::AnyMapStorage(AnyMapStorage const& other)
     for (AnyMapNode const* original = other.first_; original; original = original->next) {
         OwnedNode node = makeNode(original->entry);
         if (isOrdered()) {
-            keepOrdered(sorted_.end(), nullptr, std::move(node));
+            Place atEnd;
+            atEnd.position = sorted_.end();
+            keepOrdered(atEnd, std::move(node));
         } else {
             keepHashed(original->hash, std::move(node));
         }
@@ -66,53 +68,74 @@ AnyMapStorage::~AnyMapStorage() {
 }
 
 AnyMapNode* AnyMapStorage::find(std::string const& key) const {
-    if (isOrdered()) {
-        AnyMapNode* const node = sorted_.nodeAt(sorted_.lowerBound(key));
-        return node && node->entry.first == key ? node : nullptr;
-    }
-    return findHashed(key, hashFolded(key));
+    return placeOf(key).found;
 }
 
 bool AnyMapStorage::erase(std::string const& key) {
-    AnyMapNode* node = nullptr;
-    if (isOrdered()) {
-        auto const position = sorted_.lowerBound(key);
-        node = sorted_.nodeAt(position);
-        if (!node || node->entry.first != key) {
-            return false;
-        }
-        sorted_.erase(position);
-    } else {
-        node = findHashed(key, hashFolded(key));
-        if (!node) {
-            return false;
-        }
-        removeFromBucket(node);
+    Place const place = placeOf(key);
+    if (!place.found) {
+        return false;
     }
-    unlink(node);
-    destroyNode(node);
+    if (!sorted_.empty()) {
+        sorted_.erase(place.position);
+    }
+    if (!buckets_.empty()) {
+        removeFromBucket(place.found);
+    }
+    unlink(place.found);
+    destroyNode(place.found);
     return true;
 }
 
 void AnyMapStorage::reserve(std::size_t count) {
     pool_.reserve(count - std::min(count, size_));
-    if (!isOrdered() && count > kLargestWithoutBuckets) {
+    if (!isOrdered() && count > kLargestWithoutIndex) {
         growBuckets(count);
     }
 }
 
-bool AnyMapStorage::sameKey(std::string const& left, std::string const& right) const {
-    return kind_ == any_map::UNORDERED_MAP ? left == right : equalFolded(left, right);
+bool AnyMapStorage::isSameKey(std::string const& left, std::string const& right) const {
+    return kind_ == any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS ? equalFolded(left, right) : left == right;
+}
+
+AnyMapStorage::Place AnyMapStorage::placeOf(std::string const& key) const {
+    return isOrdered() ? placeInOrder(key) : placeInTable(key);
+}
+
+AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
+    Place place;
+    if (sorted_.empty()) {
+        place.successor = first_;
+        while (place.successor && place.successor->entry.first < key) {
+            place.successor = place.successor->next;
+        }
+    } else {
+        place.position = sorted_.lowerBound(key);
+        place.successor = sorted_.nodeAt(place.position);
+    }
+    if (place.successor && place.successor->entry.first == key) {
+        place.found = place.successor;
+    }
+    return place;
 }
 
 // Both hashed kinds hash without regard to case; they differ in which keys are the same.
-AnyMapNode* AnyMapStorage::findHashed(std::string const& key, std::size_t hash) const {
-    bool const useBuckets = !buckets_.empty();
-    AnyMapNode* node = useBuckets ? buckets_[hash & (buckets_.size() - 1)] : first_;
-    while (node && !(node->hash == hash && sameKey(node->entry.first, key))) {
-        node = useBuckets ? node->nextInBucket : node->next;
+AnyMapStorage::Place AnyMapStorage::placeInTable(std::string const& key) const {
+    Place place;
+    if (buckets_.empty()) {
+        place.found = first_;
+        while (place.found && !isSameKey(place.found->entry.first, key)) {
+            place.found = place.found->next;
+        }
+    } else {
+        place.hash = hashFolded(key);
+        place.found = buckets_[place.hash & (buckets_.size() - 1)];
+        while (place.found &&
+               !(place.found->hash == place.hash && isSameKey(place.found->entry.first, key))) {
+            place.found = place.found->nextInBucket;
+        }
     }
-    return node;
+    return place;
 }
 
 void AnyMapStorage::destroyNode(AnyMapNode* node) noexcept {
@@ -120,40 +143,50 @@ void AnyMapStorage::destroyNode(AnyMapNode* node) noexcept {
     pool_.giveBack(node);
 }
 
-AnyMapNode* AnyMapStorage::keepOrdered(SortedIndex::Position position, AnyMapNode* successor,
-                                       OwnedNode node) {
-    sorted_.insert(position, node.get());
-    link(node.get(), successor);
+AnyMapNode* AnyMapStorage::keepOrdered(Place const& place, OwnedNode node) {
+    if (!sorted_.empty()) {
+        sorted_.insert(place.position, node.get());
+    } else if (size_ == kLargestWithoutIndex) {
+        SortedIndex index;
+        for (AnyMapNode* other = first_; other; other = other->next) {
+            index.insert(index.end(), other);
+        }
+        index.insert(index.lowerBound(node->entry.first), node.get());
+        sorted_ = std::move(index);
+    }
+    link(node.get(), place.successor);
     return node.release();
 }
 
 AnyMapNode* AnyMapStorage::keepHashed(std::size_t hash, OwnedNode node) {
-    if (size_ >= std::max(kLargestWithoutBuckets, buckets_.size())) {
+    bool const isFirstIndexed = buckets_.empty() && size_ == kLargestWithoutIndex;
+    if (isFirstIndexed || (!buckets_.empty() && size_ >= buckets_.size())) {
         growBuckets(2 * size_);
     }
-    node->hash = hash;
     if (!buckets_.empty()) {
-        node->nextInBucket = std::exchange(bucketOf(hash), node.get());
+        node->hash = isFirstIndexed ? hashFolded(node->entry.first) : hash;
+        node->nextInBucket = std::exchange(bucketOf(node->hash), node.get());
     }
     link(node.get(), nullptr);
     return node.release();
 }
 
 void AnyMapStorage::growBuckets(std::size_t entries) {
-    std::size_t count = 2 * kLargestWithoutBuckets;
+    std::size_t count = 2 * kLargestWithoutIndex;
     while (count < entries) {
         count *= 2;
     }
+    bool const areHashed = !buckets_.empty();
     buckets_ = std::vector<AnyMapNode*>(count);
     for (AnyMapNode* node = first_; node; node = node->next) {
+        if (!areHashed) {
+            node->hash = hashFolded(node->entry.first);
+        }
         node->nextInBucket = std::exchange(bucketOf(node->hash), node);
     }
 }
 
 void AnyMapStorage::removeFromBucket(AnyMapNode* node) noexcept {
-    if (buckets_.empty()) {
-        return;
-    }
     AnyMapNode** place = &bucketOf(node->hash);
     while (*place != node) {
         place = &(*place)->nextInBucket;

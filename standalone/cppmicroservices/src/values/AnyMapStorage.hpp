@@ -47,7 +47,8 @@ private:
     std::vector<std::unique_ptr<Slot[]>> chunks_;
 };
 
-/// Nodes never move, so that references to entries stay valid.
+/// Nodes never move, so that references to entries stay valid. A map of a few entries has no index: walking
+/// along them is faster, and spares it all memory but this object.
 class AnyMapStorage {
 public:
     explicit AnyMapStorage(any_map::map_type kind)
@@ -73,6 +74,14 @@ public:
     void reserve(std::size_t count);
 
 private:
+    /// Where the entry with some key is, or belongs. Only what the kind of the map needs is set.
+    struct Place {
+        AnyMapNode* found = nullptr;
+        AnyMapNode* successor = nullptr;      // ordered: the first node with a greater key
+        SortedIndex::Position position{0, 0}; // ordered, with index: of what was found, else of the successor
+        std::size_t hash = 0;                 // hashed, with index
+    };
+
     /// Gives a node that was made but not yet kept back to the pool.
     struct NodeDeleter {
         AnyMapStorage* storage;
@@ -81,14 +90,17 @@ private:
     using OwnedNode = std::unique_ptr<AnyMapNode, NodeDeleter>;
 
     bool isOrdered() const noexcept { return kind_ == any_map::ORDERED_MAP; }
-    bool sameKey(std::string const& left, std::string const& right) const;
-    AnyMapNode* findHashed(std::string const& key, std::size_t hash) const;
+    bool isSameKey(std::string const& left, std::string const& right) const;
+
+    Place placeOf(std::string const& key) const;
+    Place placeInOrder(std::string const& key) const;
+    Place placeInTable(std::string const& key) const;
 
     template <typename... Args>
     OwnedNode makeNode(Args&&... args);
     void destroyNode(AnyMapNode* node) noexcept;
 
-    AnyMapNode* keepOrdered(SortedIndex::Position position, AnyMapNode* successor, OwnedNode node);
+    AnyMapNode* keepOrdered(Place const& place, OwnedNode node);
     AnyMapNode* keepHashed(std::size_t hash, OwnedNode node);
 
     AnyMapNode*& bucketOf(std::size_t hash) noexcept { return buckets_[hash & (buckets_.size() - 1)]; }
@@ -103,8 +115,8 @@ private:
     std::size_t size_ = 0;
     AnyMapNode* first_ = nullptr;
     AnyMapNode* last_ = nullptr;
-    std::vector<AnyMapNode*> buckets_; // of hashed maps with more than a few entries; a power of two
-    SortedIndex sorted_;               // of ordered maps
+    std::vector<AnyMapNode*> buckets_; // index of hashed maps; a power of two
+    SortedIndex sorted_;               // index of ordered maps
     NodePool pool_;
 };
 
@@ -121,19 +133,13 @@ AnyMapStorage::OwnedNode AnyMapStorage::makeNode(Args&&... args) {
 
 template <typename... Args>
 std::pair<AnyMapNode*, bool> AnyMapStorage::tryInsert(std::string const& key, Args&&... args) {
-    if (isOrdered()) {
-        auto const position = sorted_.lowerBound(key);
-        AnyMapNode* const successor = sorted_.nodeAt(position);
-        if (successor && successor->entry.first == key) {
-            return {successor, false};
-        }
-        return {keepOrdered(position, successor, makeNode(std::forward<Args>(args)...)), true};
+    Place const place = placeOf(key);
+    if (place.found) {
+        return {place.found, false};
     }
-    std::size_t const hash = any_map_cihash()(key);
-    if (AnyMapNode* const node = findHashed(key, hash)) {
-        return {node, false};
-    }
-    return {keepHashed(hash, makeNode(std::forward<Args>(args)...)), true};
+    OwnedNode node = makeNode(std::forward<Args>(args)...);
+    return {isOrdered() ? keepOrdered(place, std::move(node)) : keepHashed(place.hash, std::move(node)),
+            true};
 }
 
 } // namespace cppmicroservices::detail

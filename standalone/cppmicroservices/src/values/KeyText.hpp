@@ -19,19 +19,51 @@ inline std::uint64_t foldCase(std::uint64_t word) noexcept {
     return word | (isUpper >> 2); // 0x80 becomes 0x20, the difference of the cases
 }
 
-/// Up to eight bytes; missing ones are 0.
-inline std::uint64_t loadWord(char const* text, std::size_t length) noexcept {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text, length < sizeof word ? length : sizeof word);
+template <typename Word>
+Word loadWord(char const* text) noexcept {
+    Word word;
+    std::memcpy(&word, text, sizeof word);
     return word;
+}
+
+/// All bytes of a text of less than eight; the reads may overlap, so that none of them has a variable length.
+inline std::uint64_t loadShort(char const* text, std::size_t length) noexcept {
+    if (length >= 4) {
+        return loadWord<std::uint32_t>(text) | std::uint64_t{loadWord<std::uint32_t>(text + length - 4)}
+                                                   << 32;
+    }
+    if (length == 0) {
+        return 0;
+    }
+    auto const byteAt = [text](std::size_t i) { return std::uint64_t{static_cast<unsigned char>(text[i])}; };
+    return byteAt(0) | byteAt(length / 2) << 8 | byteAt(length - 1) << 16;
+}
+
+/// Calls `visit` with the offsets of 8-byte words that together cover a text of at least eight bytes, as long
+/// as it returns true, and returns its last result.
+template <typename Visit>
+bool visitWords(std::size_t length, Visit visit) {
+    constexpr std::size_t wordSize = sizeof(std::uint64_t);
+    for (std::size_t i = 0; i + wordSize < length; i += wordSize) {
+        if (!visit(i)) {
+            return false;
+        }
+    }
+    return visit(length - wordSize);
 }
 
 inline std::size_t hashFolded(std::string_view key) noexcept {
     constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15u;
     std::uint64_t hash = key.size() * multiplier;
-    for (std::size_t i = 0; i < key.size(); i += sizeof(std::uint64_t)) {
-        hash = (hash ^ foldCase(loadWord(key.data() + i, key.size() - i))) * multiplier;
+    auto const mix = [&hash](std::uint64_t word) {
+        hash = (hash ^ foldCase(word)) * multiplier;
         hash ^= hash >> 32;
+        return true;
+    };
+    if (key.size() < sizeof(std::uint64_t)) {
+        mix(loadShort(key.data(), key.size()));
+    } else {
+        visitWords(key.size(), [&](std::size_t i) { return mix(loadWord<std::uint64_t>(key.data() + i)); });
     }
     return static_cast<std::size_t>(hash);
 }
@@ -40,13 +72,29 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
     if (left.size() != right.size()) {
         return false;
     }
-    for (std::size_t i = 0; i < left.size(); i += sizeof(std::uint64_t)) {
-        std::size_t const rest = left.size() - i;
-        if (foldCase(loadWord(left.data() + i, rest)) != foldCase(loadWord(right.data() + i, rest))) {
-            return false;
-        }
+    if (left.size() < sizeof(std::uint64_t)) {
+        return foldCase(loadShort(left.data(), left.size())) ==
+               foldCase(loadShort(right.data(), right.size()));
     }
-    return true;
+    return visitWords(left.size(), [&](std::size_t i) {
+        return foldCase(loadWord<std::uint64_t>(left.data() + i)) ==
+               foldCase(loadWord<std::uint64_t>(right.data() + i));
+    });
+}
+
+/// The first eight bytes as a number that orders texts as they are ordered, as far as it tells them apart.
+inline std::uint64_t orderingPrefix(std::string_view text) noexcept {
+    unsigned char bytes[sizeof(std::uint64_t)] = {};
+    if (text.size() >= sizeof bytes) {
+        std::memcpy(bytes, text.data(), sizeof bytes);
+    } else {
+        std::memcpy(bytes, text.data(), text.size());
+    }
+    std::uint64_t prefix = 0;
+    for (unsigned char const byte : bytes) {
+        prefix = prefix << 8 | byte;
+    }
+    return prefix;
 }
 
 } // namespace cppmicroservices::detail

@@ -20,15 +20,13 @@ std::optional<Number> leadingNumber(std::string const& text, Convert convert) {
     return fits && end != text.c_str() ? std::optional<Number>(number) : std::nullopt;
 }
 
-std::string escaped(std::string const& pattern) {
-    std::string text;
+void appendEscaped(std::string& text, std::string const& pattern) {
     for (char const c : pattern) {
         if (c == '\\' || c == '(' || c == ')' || c == '*') {
             text += '\\';
         }
         text += c == kWildcard ? '*' : c;
     }
-    return text;
 }
 
 char const* textOf(LDAPExpression::Operator operation) {
@@ -64,26 +62,39 @@ std::string normaliseForApproximation(std::string_view text) {
     return normal;
 }
 
-LDAPPattern::LDAPPattern(std::string pattern)
-    : text(std::move(pattern))
-    , approximate(normaliseForApproximation(text))
-    , integer(leadingNumber<long>(text,
-                                  [](char const* begin, char** end) { return std::strtol(begin, end, 10); }))
-    , number(
-          leadingNumber<double>(text, [](char const* begin, char** end) { return std::strtod(begin, end); }))
-    , isPresence(text.size() == 1 && text.front() == kWildcard) {}
+LDAPPattern makePattern(std::string text, LDAPExpression::Operator operation) {
+    LDAPPattern pattern;
+    pattern.text = std::move(text);
+    if (operation == LDAPExpression::Operator::Approximate) {
+        pattern.approximate = normaliseForApproximation(pattern.text);
+    }
+    pattern.integer = leadingNumber<long>(
+        pattern.text, [](char const* begin, char** end) { return std::strtol(begin, end, 10); });
+    pattern.number = leadingNumber<double>(
+        pattern.text, [](char const* begin, char** end) { return std::strtod(begin, end); });
+    pattern.isPresence = pattern.text.size() == 1 && pattern.text.front() == kWildcard;
+    return pattern;
+}
 
 std::string LDAPExpression::toString() const {
-    std::string text = "(";
+    std::string text;
+    appendTo(text);
+    return text;
+}
+
+void LDAPExpression::appendTo(std::string& text) const {
+    text += '(';
     if (operands.empty()) {
-        text += attribute + textOf(operation) + escaped(pattern.text);
+        text += attribute;
+        text += textOf(operation);
+        appendEscaped(text, pattern.text);
     } else {
         text += textOf(operation);
         for (auto const& operand : operands) {
-            text += operand.toString();
+            operand.appendTo(text);
         }
     }
-    return text + ")";
+    text += ')';
 }
 
 } // namespace cppmicroservices::detail

@@ -15,13 +15,11 @@ constexpr char kWildcard = '\x7f';
 
 /// The right-hand side of a comparison, in every form that a property's type can ask for.
 struct LDAPPattern {
-    explicit LDAPPattern(std::string pattern);
-
     std::string text;             // '*' as kWildcard, escapes removed
-    std::string approximate;      // as normaliseForApproximation() makes it
+    std::string approximate;      // for approximation only: the text as normaliseForApproximation() makes it
     std::optional<long> integer;  // none if the text does not begin with one that fits
     std::optional<double> number; // none if the text does not begin with one that fits
-    bool isPresence;              // just "*"
+    bool isPresence = false;      // just "*"
 };
 
 struct LDAPExpression {
@@ -36,8 +34,13 @@ struct LDAPExpression {
     Operator operation = Operator::And;
     std::vector<LDAPExpression> operands; // of And, Or, Not
     std::string attribute;                // of comparisons
-    LDAPPattern pattern{std::string()};   // of comparisons
+    LDAPPattern pattern;                  // of comparisons
+
+private:
+    void appendTo(std::string& text) const;
 };
+
+LDAPPattern makePattern(std::string text, LDAPExpression::Operator operation);
 
 /// Removes white space and makes ASCII letters lower-case.
 std::string normaliseForApproximation(std::string_view text);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <list>
 #include <stdexcept>
@@ -177,8 +178,28 @@ public:
 private:
     bool keysIgnoreCase() const { return map_.GetType() == AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS; }
 
-    // Sorting by hash brings case variants together; the stable sort lets the first one be reported.
     void requireKeysDifferInMoreThanCase() const {
+        constexpr std::size_t fewKeys = 16;
+        std::string const* const variant =
+            map_.size() <= fewKeys ? findVariantAmongFew() : findVariantAmongMany();
+        if (variant) {
+            throw std::runtime_error("Properties contain case variants of the key: " + *variant);
+        }
+    }
+
+    std::string const* findVariantAmongFew() const {
+        for (auto entry = map_.begin(); entry != map_.end(); ++entry) {
+            for (auto other = std::next(entry); other != map_.end(); ++other) {
+                if (equalFolded(entry->first, other->first)) {
+                    return &entry->first;
+                }
+            }
+        }
+        return nullptr;
+    }
+
+    // Sorting by hash brings case variants together; being stable it lets the first one be reported.
+    std::string const* findVariantAmongMany() const {
         using HashedKey = std::pair<std::size_t, std::string const*>;
         std::vector<HashedKey> keys;
         keys.reserve(map_.size());
@@ -192,9 +213,7 @@ private:
             std::adjacent_find(keys.begin(), keys.end(), [](HashedKey const& left, HashedKey const& right) {
                 return left.first == right.first && equalFolded(*left.second, *right.second);
             });
-        if (variant != keys.end()) {
-            throw std::runtime_error("Properties contain case variants of the key: " + *variant->second);
-        }
+        return variant == keys.end() ? nullptr : variant->second;
     }
 
     AnyMap const& map_;

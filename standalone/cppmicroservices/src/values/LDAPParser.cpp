@@ -72,7 +72,7 @@ private:
         LDAPExpression expression;
         expression.attribute = takeAttribute();
         expression.operation = takeOperator();
-        expression.pattern = LDAPPattern(takePattern());
+        expression.pattern = makePattern(takePattern(), expression.operation);
         return expression;
     }
 

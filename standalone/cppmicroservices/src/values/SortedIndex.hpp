@@ -1,10 +1,11 @@
-// The search structure of ordered maps: their nodes in key order, in blocks short enough that an insertion
-// moves few of them.
+// The search structure of large ordered maps: their nodes in key order, in blocks short enough that an
+// insertion moves few of them.
 #ifndef CPPMICROSERVICES_SRC_VALUES_SORTEDINDEX_HPP
 #define CPPMICROSERVICES_SRC_VALUES_SORTEDINDEX_HPP
 
 #include "cppmicroservices/AnyMap.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ public:
         std::size_t block;
         std::size_t slot;
     };
+
+    bool empty() const { return blocks_.empty(); }
 
     /// The first node whose key is not less than `key`.
     Position lowerBound(std::string const& key) const;
@@ -33,12 +36,21 @@ public:
     void erase(Position position);
 
 private:
+    // The beginning of the key stands beside the node, so that most comparisons need not look at the node.
+    struct Slot {
+        explicit Slot(AnyMapNode* node);
+        bool isLess(std::uint64_t prefix, std::string const& key) const;
+
+        std::uint64_t prefix;
+        AnyMapNode* node;
+    };
+    using Block = std::vector<Slot>; // never empty
+
     void append(AnyMapNode* node);
     void split(std::size_t block);
 
-    using Block = std::vector<AnyMapNode*>; // never empty
-
     std::vector<Block> blocks_;
+    std::vector<Slot> last_; // the last slot of each block
 };
 
 } // namespace cppmicroservices::detail

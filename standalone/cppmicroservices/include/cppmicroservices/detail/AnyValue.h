@@ -82,18 +82,16 @@ public:
     }
 
 private:
+    static constexpr bool isTrivial = isInline && std::is_trivially_copyable_v<T>;
+
     static T const& as(void const* value) noexcept { return *static_cast<T const*>(value); }
 
     static void copy(AnyStorage const& from, AnyStorage& to) { create(to, *get(from)); }
 
     static void relocate(AnyStorage& from, AnyStorage& to) noexcept {
-        if constexpr (isInline && !std::is_trivially_copyable_v<T>) {
-            T& source = const_cast<T&>(*get(from));
-            create(to, std::move(source));
-            source.~T();
-        } else {
-            to = from;
-        }
+        T& source = const_cast<T&>(*get(from));
+        create(to, std::move(source));
+        source.~T();
     }
 
     static void destroy(AnyStorage& storage) noexcept {
@@ -118,8 +116,15 @@ private:
 };
 
 template <typename T>
-AnyOperations const AnyOperationsFor<T>::table = {typeid(T), isInline,  &copy,   &relocate, &destroy,
-                                                  &equal,    &toString, &toJson, &toCpp};
+AnyOperations const AnyOperationsFor<T>::table = {typeid(T),
+                                                  isInline,
+                                                  isTrivial ? nullptr : &copy,
+                                                  isTrivial || !isInline ? nullptr : &relocate,
+                                                  isTrivial ? nullptr : &destroy,
+                                                  &equal,
+                                                  &toString,
+                                                  &toJson,
+                                                  &toCpp};
 
 } // namespace cppmicroservices::detail
 
