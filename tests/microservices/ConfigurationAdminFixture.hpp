@@ -96,15 +96,16 @@ private:
     std::vector<Value> values_;
 };
 
-// Opens once, for all who wait at it.
+// Opens once, for all who wait at it. Copies are the same gate; services hold one, as they may outlive the
+// test.
 class Gate {
 public:
-    void open() { opened_.set_value(); }
+    void open() { opened_->set_value(); }
     void pass() const { opening_.wait_for(failureGuard); }
 
 private:
-    std::promise<void> opened_;
-    std::shared_future<void> opening_{opened_.get_future().share()};
+    std::shared_ptr<std::promise<void>> opened_{std::make_shared<std::promise<void>>()};
+    std::shared_future<void> opening_{opened_->get_future().share()};
 };
 
 struct RecordingService : ManagedService {

@@ -83,7 +83,7 @@ TEST_F(ConfigurationAdminDelivery, ServiceThatLeavesDuringADeliveryIsNotToldTheN
     Gate gate;
     auto const configuration = admin_->GetConfiguration("pid");
     auto const service = std::make_shared<RecordingService>();
-    service->then = [&gate](AnyMap const&) { gate.pass(); };
+    service->then = [gate](AnyMap const&) { gate.pass(); };
     auto registration = registerFor<ManagedService>("pid", service);
     auto const first = configuration->Update(numbered(1));
     ASSERT_TRUE(service->updates.reaches(1));
@@ -109,7 +109,7 @@ TEST_F(ConfigurationAdminDelivery, ServiceThatIsRegisteredAgainGetsTheConfigurat
 TEST_F(ConfigurationAdminDelivery, ServiceThatAppearsDuringADeliveryGetsTheLatestUpdateOnce) {
     Gate gate;
     auto const configuration = admin_->GetConfiguration("pid");
-    auto const blocked = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const blocked = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     configuration->Update(numbered(1));
     ASSERT_TRUE(blocked->updates.reaches(1));
     auto const second = configuration->Update(numbered(2));
@@ -185,7 +185,7 @@ TEST_F(ConfigurationAdminDelivery, EveryUpdateOfAPidIsDeliveredOnceAndNoneOverta
 
 TEST_F(ConfigurationAdminDelivery, FutureBecomesReadyAfterUpdatedHasReturned) {
     Gate gate;
-    auto const service = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     auto const delivered = admin_->GetConfiguration("pid")->Update(numbered(1));
     ASSERT_TRUE(service->updates.reaches(1));
     EXPECT_FALSE(isReady(delivered));
@@ -195,7 +195,7 @@ TEST_F(ConfigurationAdminDelivery, FutureBecomesReadyAfterUpdatedHasReturned) {
 
 TEST_F(ConfigurationAdminDelivery, NeitherUpdateNorRemoveNorDroppingAFutureWaits) {
     Gate gate;
-    auto const service = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     auto const configuration = admin_->GetConfiguration("pid");
     { configuration->Update(numbered(1)); }
     ASSERT_TRUE(service->updates.reaches(1)); // and hangs at the gate

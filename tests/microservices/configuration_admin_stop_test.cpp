@@ -18,7 +18,7 @@ TEST_F(ConfigurationAdminStop, UnregistersTheService) {
 
 TEST_F(ConfigurationAdminStop, DeliversWhatWasAccepted) {
     Gate gate;
-    auto const service = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     auto const configuration = admin_->GetConfiguration("pid");
     auto const first = configuration->Update(numbered(1));
     ASSERT_TRUE(service->updates.reaches(1));
@@ -26,24 +26,24 @@ TEST_F(ConfigurationAdminStop, DeliversWhatWasAccepted) {
     auto stopped = std::async(std::launch::async, [this] { bundle_.Stop(); });
     gate.open();
     ASSERT_TRUE(becomesReady(stopped));
-    EXPECT_TRUE(isReady(first));
-    EXPECT_TRUE(isReady(second));
+    EXPECT_TRUE(becomesReady(first));
+    EXPECT_TRUE(becomesReady(second));
     EXPECT_THAT(service->numbers(), ElementsAre(1, 2));
 }
 
 TEST_F(ConfigurationAdminStop, OfTheFrameworkWaitsForADeliveryThatRuns) {
-    auto const gate = std::make_shared<Gate>();
+    Gate gate;
     auto const returned = std::make_shared<std::atomic<bool>>(false);
     auto const service = registerService("pid", [gate, returned](AnyMap const&) {
-        gate->pass();
+        gate.pass();
         *returned = true;
     });
     auto const delivered = admin_->GetConfiguration("pid")->Update(numbered(1));
     ASSERT_TRUE(service->updates.reaches(1));
     framework_.Stop();
-    gate->open();
+    gate.open();
     framework_.WaitForStop(std::chrono::milliseconds::zero());
-    EXPECT_TRUE(isReady(delivered));
+    EXPECT_TRUE(becomesReady(delivered));
     EXPECT_TRUE(*returned);
 }
 

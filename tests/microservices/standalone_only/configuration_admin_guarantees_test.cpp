@@ -17,7 +17,7 @@ protected:
 
 TEST_F(ConfigurationAdminGuarantees, EachUpdateIsDeliveredWithItsOwnProperties) {
     Gate gate;
-    auto const service = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     auto const configuration = admin_->GetConfiguration("pid");
     configuration->Update(numbered(1));
     configuration->Update(numbered(2));
@@ -35,7 +35,7 @@ TEST_F(ConfigurationAdminGuarantees, PidWhoseServiceBlocksHoldsUpNoOther) {
     std::vector<std::shared_future<void>> delivered;
     for (int i = 0; i < blockedPids; ++i) {
         auto const pid = "blocked" + std::to_string(i);
-        blocked.push_back(registerService(pid, [&gate](AnyMap const&) { gate.pass(); }));
+        blocked.push_back(registerService(pid, [gate](AnyMap const&) { gate.pass(); }));
         delivered.push_back(admin_->GetConfiguration(pid)->Update(numbered(i)));
     }
     for (auto const& service : blocked) {
@@ -96,7 +96,7 @@ TEST_F(ConfigurationAdminGuarantees, ListenerThatThrowsConcernsNeitherServicesNo
 
 TEST_F(ConfigurationAdminGuarantees, ServiceThatLeftIsReleasedWhileItsUpdatesAreStillQueued) {
     Gate gate;
-    auto const blocked = registerService("pid", [&gate](AnyMap const&) { gate.pass(); });
+    auto const blocked = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     auto service = std::make_shared<RecordingService>();
     std::weak_ptr<RecordingService> const observer = service;
     auto registration = registerFor<ManagedService>("pid", service);
@@ -118,6 +118,19 @@ TEST_F(ConfigurationAdminGuarantees, UpdateAndRemoveOfAStoppedAdminReachNobodyAn
     configuration->SafeUpdate(numbered(2))->get();
     EXPECT_TRUE(isReady(configuration->Remove()));
     EXPECT_THAT(service->numbers(), ElementsAre());
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopReturnsWhenEveryFutureIsReady) {
+    Gate gate;
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto const first = configuration->Update(numbered(1));
+    auto const second = configuration->Update(numbered(2));
+    auto stopped = std::async(std::launch::async, [this] { bundle_.Stop(); });
+    gate.open();
+    ASSERT_TRUE(becomesReady(stopped));
+    EXPECT_TRUE(isReady(first));
+    EXPECT_TRUE(isReady(second));
 }
 
 TEST_F(ConfigurationAdminGuarantees, StopInsideUpdatedReturnsAndDropsTheUpdatesBehindIt) {
