@@ -40,7 +40,7 @@ std::unique_ptr<detail::AnyMapStorage> copyEntries(any_map::map_type type, Conta
 
 // Takes the nodes out of the container, because only then its keys can be moved.
 template <typename Container>
-std::unique_ptr<detail::AnyMapStorage> moveEntries(any_map::map_type type, Container entries) {
+std::unique_ptr<detail::AnyMapStorage> moveEntries(any_map::map_type type, Container& entries) {
     if (entries.empty()) {
         return nullptr;
     }
@@ -67,19 +67,19 @@ any_map::any_map(ordered_any_map const& m)
     , storage_(copyEntries(type, m)) {}
 any_map::any_map(ordered_any_map&& m)
     : type(ORDERED_MAP)
-    , storage_(moveEntries(type, std::move(m))) {}
+    , storage_(moveEntries(type, m)) {}
 any_map::any_map(unordered_any_map const& m)
     : type(UNORDERED_MAP)
     , storage_(copyEntries(type, m)) {}
 any_map::any_map(unordered_any_map&& m)
     : type(UNORDERED_MAP)
-    , storage_(moveEntries(type, std::move(m))) {}
+    , storage_(moveEntries(type, m)) {}
 any_map::any_map(unordered_any_cimap const& m)
     : type(UNORDERED_MAP_CASEINSENSITIVE_KEYS)
     , storage_(copyEntries(type, m)) {}
 any_map::any_map(unordered_any_cimap&& m)
     : type(UNORDERED_MAP_CASEINSENSITIVE_KEYS)
-    , storage_(moveEntries(type, std::move(m))) {}
+    , storage_(moveEntries(type, m)) {}
 
 any_map::any_map(any_map const& m)
     : type(m.type)

@@ -12,6 +12,9 @@ namespace {
 // Up to this many entries, comparing keys one after the other is faster than an index.
 constexpr std::size_t kLargestWithoutIndex = 8;
 
+// By how much a full table grows.
+constexpr std::size_t kGrowth = 4;
+
 } // namespace
 
 std::size_t any_map_cihash::operator()(std::string const& key) const {
@@ -52,12 +55,13 @@ AnyMapStorage::AnyMapStorage(AnyMapStorage const& other)
     for (AnyMapNode const* original = other.first_; original; original = original->next) {
         OwnedNode node = makeNode(original->entry);
         if (isOrdered()) {
-            Place atEnd;
-            atEnd.position = sorted_.end();
-            keepOrdered(atEnd, std::move(node));
+            link(node.release(), nullptr);
         } else {
             keepHashed(original->hash, std::move(node));
         }
+    }
+    if (isOrdered() && size_ > kLargestWithoutIndex) {
+        sorted_.append(first_);
     }
 }
 
@@ -68,7 +72,7 @@ AnyMapStorage::~AnyMapStorage() {
 }
 
 AnyMapNode* AnyMapStorage::find(std::string const& key) const {
-    return placeOf(key).found;
+    return isOrdered() ? placeInOrder(key).found : findHashed(key, hashIfIndexed(key));
 }
 
 bool AnyMapStorage::erase(std::string const& key) {
@@ -119,23 +123,31 @@ AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
     return place;
 }
 
-// Both hashed kinds hash without regard to case; they differ in which keys are the same.
 AnyMapStorage::Place AnyMapStorage::placeInTable(std::string const& key) const {
     Place place;
-    if (buckets_.empty()) {
-        place.found = first_;
-        while (place.found && !isSameKey(place.found->entry.first, key)) {
-            place.found = place.found->next;
-        }
-    } else {
-        place.hash = hashFolded(key);
-        place.found = buckets_[place.hash & (buckets_.size() - 1)];
-        while (place.found &&
-               !(place.found->hash == place.hash && isSameKey(place.found->entry.first, key))) {
-            place.found = place.found->nextInBucket;
-        }
-    }
+    place.hash = hashIfIndexed(key);
+    place.found = findHashed(key, place.hash);
     return place;
+}
+
+// Both hashed kinds hash without regard to case; they differ in which keys are the same.
+std::size_t AnyMapStorage::hashIfIndexed(std::string const& key) const {
+    return buckets_.empty() ? 0 : hashFolded(key);
+}
+
+AnyMapNode* AnyMapStorage::findHashed(std::string const& key, std::size_t hash) const {
+    if (buckets_.empty()) {
+        AnyMapNode* node = first_;
+        while (node && !isSameKey(node->entry.first, key)) {
+            node = node->next;
+        }
+        return node;
+    }
+    AnyMapNode* node = buckets_[hash & (buckets_.size() - 1)];
+    while (node && !(node->hash == hash && isSameKey(node->entry.first, key))) {
+        node = node->nextInBucket;
+    }
+    return node;
 }
 
 void AnyMapStorage::destroyNode(AnyMapNode* node) noexcept {
@@ -148,9 +160,7 @@ AnyMapNode* AnyMapStorage::keepOrdered(Place const& place, OwnedNode node) {
         sorted_.insert(place.position, node.get());
     } else if (size_ == kLargestWithoutIndex) {
         SortedIndex index;
-        for (AnyMapNode* other = first_; other; other = other->next) {
-            index.insert(index.end(), other);
-        }
+        index.append(first_);
         index.insert(index.lowerBound(node->entry.first), node.get());
         sorted_ = std::move(index);
     }
@@ -161,7 +171,7 @@ AnyMapNode* AnyMapStorage::keepOrdered(Place const& place, OwnedNode node) {
 AnyMapNode* AnyMapStorage::keepHashed(std::size_t hash, OwnedNode node) {
     bool const isFirstIndexed = buckets_.empty() && size_ == kLargestWithoutIndex;
     if (isFirstIndexed || (!buckets_.empty() && size_ >= buckets_.size())) {
-        growBuckets(2 * size_);
+        growBuckets(kGrowth * size_);
     }
     if (!buckets_.empty()) {
         node->hash = isFirstIndexed ? hashFolded(node->entry.first) : hash;

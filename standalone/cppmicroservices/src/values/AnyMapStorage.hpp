@@ -95,6 +95,8 @@ private:
     Place placeOf(std::string const& key) const;
     Place placeInOrder(std::string const& key) const;
     Place placeInTable(std::string const& key) const;
+    std::size_t hashIfIndexed(std::string const& key) const;
+    AnyMapNode* findHashed(std::string const& key, std::size_t hash) const;
 
     template <typename... Args>
     OwnedNode makeNode(Args&&... args);

@@ -34,6 +34,12 @@ bool SortedIndex::Slot::isLess(std::uint64_t otherPrefix, std::string const& key
     return prefix != otherPrefix ? prefix < otherPrefix : node->entry.first < key;
 }
 
+void SortedIndex::append(AnyMapNode* first) {
+    for (AnyMapNode* node = first; node; node = node->next) {
+        appendOne(node);
+    }
+}
+
 SortedIndex::Position SortedIndex::lowerBound(std::string const& key) const {
     auto const isLess = [&key, prefix = orderingPrefix(key)](Slot const& slot) {
         return slot.isLess(prefix, key);
@@ -54,7 +60,7 @@ AnyMapNode* SortedIndex::nodeAt(Position position) const {
 
 void SortedIndex::insert(Position position, AnyMapNode* node) {
     if (position.block == blocks_.size()) {
-        append(node);
+        appendOne(node);
         return;
     }
     if (blocks_[position.block].size() == kBlockCapacity) {
@@ -81,7 +87,7 @@ void SortedIndex::split(std::size_t block) {
 }
 
 // Starts a new block rather than splitting, so that maps built in key order have full blocks.
-void SortedIndex::append(AnyMapNode* node) {
+void SortedIndex::appendOne(AnyMapNode* node) {
     if (blocks_.empty() || blocks_.back().size() == kBlockCapacity) {
         Block block;
         block.reserve(kBlockCapacity);

@@ -21,6 +21,9 @@ public:
 
     bool empty() const { return blocks_.empty(); }
 
+    /// Adds a chain of nodes whose keys ascend and are greater than all keys here.
+    void append(AnyMapNode* first);
+
     /// The first node whose key is not less than `key`.
     Position lowerBound(std::string const& key) const;
 
@@ -46,7 +49,7 @@ private:
     };
     using Block = std::vector<Slot>; // never empty
 
-    void append(AnyMapNode* node);
+    void appendOne(AnyMapNode* node);
     void split(std::size_t block);
 
     std::vector<Block> blocks_;
