@@ -52,19 +52,25 @@ bool visitWords(std::size_t length, Visit visit) {
     return visit(length - wordSize);
 }
 
+/// All bits of the hash depend on all bytes, so that its low bits can choose a bucket.
 inline std::size_t hashFolded(std::string_view key) noexcept {
     constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15u;
     std::uint64_t hash = key.size() * multiplier;
+    // A product's low bits depend on low bits only; the shifts bring the others down.
     auto const mix = [&hash](std::uint64_t word) {
-        hash = (hash ^ foldCase(word)) * multiplier;
+        hash ^= word;
         hash ^= hash >> 32;
+        hash *= multiplier;
+        hash ^= hash >> 29;
         return true;
     };
     if (key.size() < sizeof(std::uint64_t)) {
-        mix(loadShort(key.data(), key.size()));
+        mix(foldCase(loadShort(key.data(), key.size())));
     } else {
-        visitWords(key.size(), [&](std::size_t i) { return mix(loadWord<std::uint64_t>(key.data() + i)); });
+        visitWords(key.size(),
+                   [&](std::size_t i) { return mix(foldCase(loadWord<std::uint64_t>(key.data() + i))); });
     }
+    mix(0);
     return static_cast<std::size_t>(hash);
 }
 
