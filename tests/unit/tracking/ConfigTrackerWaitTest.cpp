@@ -63,8 +63,13 @@ std::exception_ptr thrownBy(ConfigTracker& tracker, Wait wait, milliseconds time
 std::vector<milliseconds> hugeTimeouts() {
     auto const wholeClock = std::chrono::duration_cast<milliseconds>(Clock::duration::max());
     auto const lastMoment = std::chrono::duration_cast<milliseconds>(Clock::time_point::max() - Clock::now());
-    return {milliseconds::max(), milliseconds::max() - milliseconds(1), wholeClock + milliseconds(1),
-            wholeClock,          lastMoment + milliseconds(1),          lastMoment};
+    return {milliseconds::max(),
+            milliseconds::max() - milliseconds(1),
+            wholeClock + milliseconds(1),
+            wholeClock,
+            lastMoment + milliseconds(1),
+            lastMoment,
+            lastMoment - std::chrono::hours(1)};
 }
 
 } // namespace
