@@ -163,9 +163,9 @@ AnyMap ConfigurationMap::build() const {
 }
 
 Installation::Installation(std::filesystem::path const& runtimeDirectory)
-    : framework_(cppmicroservices::FrameworkFactory().NewFramework(
-          cppmicroservices::FrameworkConfiguration{{"qo.spf.agent", Any(std::string("test-agent"))},
-                                                   {"qo.spf.runtimedirectory", Any(runtimeDirectory.string())}})) {
+    : framework_(cppmicroservices::FrameworkFactory().NewFramework(cppmicroservices::FrameworkConfiguration{
+          {"qo.spf.agent", Any(std::string("test-agent"))},
+          {"qo.spf.runtimedirectory", Any(runtimeDirectory.string())}})) {
     framework_.Start();
     auto start = [this](std::filesystem::path const& file) {
         for (auto& one : context().InstallBundles(file.string())) {
@@ -244,24 +244,18 @@ std::vector<std::string> BundlesTest::remoteServices() {
 }
 
 bool BundlesTest::waitForRemoteServices(std::vector<std::string> const& expected) {
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool dirty = true;
+    // Shared with the listener, which may still be called for a while after it was removed.
+    auto const changes = std::make_shared<Record<int>>();
     auto context = installation_.context();
-    auto token = context.AddServiceListener([&](cppmicroservices::ServiceEvent const&) {
-        std::lock_guard lock(mutex);
-        dirty = true;
-        changed.notify_all();
-    });
+    auto token =
+        context.AddServiceListener([changes](cppmicroservices::ServiceEvent const&) { changes->add(0); });
     auto const deadline = std::chrono::steady_clock::now() + patience;
     auto found = remoteServices() == expected;
-    while (!found && std::chrono::steady_clock::now() < deadline) {
-        {
-            // An unregistering service is still there while its event is delivered, so look again soon after.
-            std::unique_lock lock(mutex);
-            changed.wait_for(lock, std::chrono::milliseconds(20), [&] { return dirty; });
-            dirty = false;
-        }
+    for (std::size_t seen = 0; !found && std::chrono::steady_clock::now() < deadline;) {
+        // An unregistering service is still there while its event is delivered, so look again soon after.
+        changes->waitUntil([seen](auto const& values) { return values.size() > seen; },
+                           std::chrono::milliseconds(20));
+        seen = changes->values().size();
         found = remoteServices() == expected;
     }
     context.RemoveListener(std::move(token));

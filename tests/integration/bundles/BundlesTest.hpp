@@ -55,9 +55,10 @@ public:
     }
 
     // Whether the values satisfy the predicate, now or before the patience ends.
-    bool waitUntil(std::function<bool(std::vector<T> const&)> const& predicate) const {
+    bool waitUntil(std::function<bool(std::vector<T> const&)> const& predicate,
+                   std::chrono::milliseconds timeout = patience) const {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, patience, [&] { return predicate(values_); });
+        return changed_.wait_for(lock, timeout, [&] { return predicate(values_); });
     }
 
     bool waitFor(T const& value, std::size_t times = 1) const {
