@@ -10,6 +10,9 @@ namespace agent::configurationadmin {
 namespace {
 
 constexpr std::chrono::seconds idleTimeBeforeRetirement{10};
+constexpr std::chrono::milliseconds patienceWithBusyThreads{5};
+
+std::size_t const maximumOfBusyThreads = std::max<std::size_t>(2, std::thread::hardware_concurrency());
 
 } // namespace
 
@@ -35,7 +38,8 @@ std::shared_future<void> SerialQueues::post(std::string const& name, Job job) {
     queue.second.entries.push_back(std::move(entry));
     if (!queue.second.scheduled) {
         queue.second.scheduled = true;
-        scheduleWithLock(queue);
+        ready_.push_back(&queue);
+        callThreadWithLock();
     } else if (waiters_ > 0) {
         progress_.notify_all();
     }
@@ -61,31 +65,33 @@ void SerialQueues::wait(std::shared_future<void> const& result) {
 
 void SerialQueues::stop() {
     std::deque<Entry> dropped;
-    std::list<std::thread> threads;
     {
         std::lock_guard lock{mutex_};
         stopping_ = true;
         if (current_.owner == this) {
             dropped.swap(current_.queue->entries);
         }
-        threads.swap(threads_);
-        threads.splice(threads.end(), retired_);
-        readyOrStopping_.notify_all();
+        called_.notify_all();
     }
     for (auto& entry : dropped) {
         entry.job = nullptr;
         entry.done.set_value();
     }
-    {
-        std::lock_guard lock{mutex_};
-        progress_.notify_all();
-    }
-    for (auto& thread : threads) {
-        if (thread.get_id() == std::this_thread::get_id()) {
-            thread.detach(); // it shares the ownership of this object
-        } else {
-            thread.join();
+    std::unique_lock lock{mutex_};
+    progress_.notify_all();
+    while (!threads_.empty() || !retired_.empty()) { // threads that run what is left may start others
+        std::list<std::thread> threads;
+        threads.swap(threads_);
+        threads.splice(threads.end(), retired_);
+        lock.unlock();
+        for (auto& thread : threads) {
+            if (thread.get_id() == std::this_thread::get_id()) {
+                thread.detach(); // it shares the ownership of this object
+            } else {
+                thread.join();
+            }
         }
+        lock.lock();
     }
 }
 
@@ -93,10 +99,14 @@ void SerialQueues::startThreadWithLock() {
     threads_.emplace_back([self = shared_from_this()] { self->work(); });
 }
 
-void SerialQueues::scheduleWithLock(NamedQueue& queue) {
-    ready_.push_back(&queue);
-    if (idle_ >= ready_.size()) {
-        readyOrStopping_.notify_one();
+// To be called when there is a ready queue more than before or one thread less to see to those that there
+// are.
+void SerialQueues::callThreadWithLock() {
+    if (busy_ >= maximumOfBusyThreads && lookingOut_) {
+        return;
+    }
+    if (idle_ > 0) {
+        called_.notify_one();
         return;
     }
     try {
@@ -109,30 +119,69 @@ void SerialQueues::scheduleWithLock(NamedQueue& queue) {
 void SerialQueues::work() {
     std::unique_lock lock{mutex_};
     while (awaitReadyQueueWithLock(lock)) {
-        auto& queue = *ready_.front();
-        ready_.pop_front();
-        runQueueOnceWithLock(queue, lock);
+        runReadyQueueWithLock(lock);
     }
     if (!stopping_) {
         retireWithLock(lock);
     }
 }
 
-// False if the calling thread is to end.
+// True if there is a ready queue for the calling thread to run, false if the thread is to end.
 bool SerialQueues::awaitReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
-    auto const hasNews = [this] { return stopping_ || !ready_.empty(); };
-    ++idle_;
-    while (!readyOrStopping_.wait_for(lock, idleTimeBeforeRetirement, hasNews) && threads_.size() == 1) {
+    for (;;) {
+        auto const allBusy = busy_ >= maximumOfBusyThreads;
+        if (ready_.empty() || (allBusy && lookingOut_)) {
+            if (stopping_ || !idleWithLock(lock)) {
+                return false;
+            }
+        } else if (allBusy) {
+            lookOutWithLock(lock);
+        } else {
+            return true;
+        }
     }
+}
+
+// False if the calling thread is to retire: others idle already, or it was not needed for long.
+bool SerialQueues::idleWithLock(std::unique_lock<std::mutex>& lock) {
+    if (idle_ >= maximumOfBusyThreads) {
+        return false;
+    }
+    ++idle_;
+    auto const status = called_.wait_for(lock, idleTimeBeforeRetirement);
     --idle_;
-    return !ready_.empty();
+    return status == std::cv_status::no_timeout || !ready_.empty() || threads_.size() == 1;
+}
+
+// A timed look instead of a wait: threads that are blocked have nobody who could say so.
+void SerialQueues::lookOutWithLock(std::unique_lock<std::mutex>& lock) {
+    lookingOut_ = true;
+    auto const finishedBefore = finished_;
+    lock.unlock();
+    std::this_thread::sleep_for(patienceWithBusyThreads);
+    lock.lock();
+    lookingOut_ = false;
+    if (finished_ == finishedBefore && busy_ >= maximumOfBusyThreads) {
+        busy_ = 0;
+        ++round_;
+    }
 }
 
 // Afterwards the queue is ready again, for this thread if no other takes it, or gone.
-void SerialQueues::runQueueOnceWithLock(NamedQueue& queue, std::unique_lock<std::mutex>& lock) {
+void SerialQueues::runReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
+    auto& queue = *ready_.front();
+    ready_.pop_front();
+    ++busy_;
+    auto const round = round_;
+    if (!ready_.empty()) {
+        callThreadWithLock();
+    }
     current_ = {this, &queue.second};
     runFrontWithLock(queue.second, lock);
     current_ = {};
+    if (round == round_) {
+        --busy_;
+    }
     if (queue.second.entries.empty()) {
         queues_.erase(queues_.find(queue.first));
     } else {
@@ -148,6 +197,7 @@ void SerialQueues::runFrontWithLock(Queue& queue, std::unique_lock<std::mutex>& 
     entry.job = nullptr;
     entry.done.set_value();
     lock.lock();
+    ++finished_;
     if (waiters_ > 0) {
         progress_.notify_all();
     }

@@ -15,9 +15,11 @@
 
 namespace agent::configurationadmin {
 
-// Queues come into being with their first job and go with their last. A thread runs the jobs of a ready queue
-// one at a time; when a queue becomes ready and no thread is free, another thread is started, so that a job
-// that blocks holds up nothing but its own queue. Threads that found no work for a while end.
+// Queues come into being with their first job and go with their last. As many threads as there are processors
+// run the jobs of ready queues, one job at a time. When all of them are busy and queues are ready, one more
+// thread looks out: if none of them finishes a job for a moment, they are taken for blocked, no longer
+// counted, and replaced. So a job that blocks holds up nothing but its own queue, and jobs that do not block
+// cause no crowd of threads. Threads that found no work for a while end.
 //
 // Thread-safe. Owned by shared pointers; stop() must be called before the last owner goes.
 class SerialQueues : public std::enable_shared_from_this<SerialQueues> {
@@ -49,7 +51,7 @@ private:
     };
     struct Queue {
         std::deque<Entry> entries;
-        bool scheduled = false; // in ready_ or taken by a thread
+        bool scheduled = false; // in ready_ or run by a thread
     };
     using NamedQueues = std::unordered_map<std::string, Queue>;
     using NamedQueue = NamedQueues::value_type;
@@ -63,10 +65,12 @@ private:
 
     SerialQueues() = default;
     void startThreadWithLock();
-    void scheduleWithLock(NamedQueue& queue);
+    void callThreadWithLock();
     void work();
     bool awaitReadyQueueWithLock(std::unique_lock<std::mutex>& lock);
-    void runQueueOnceWithLock(NamedQueue& queue, std::unique_lock<std::mutex>& lock);
+    bool idleWithLock(std::unique_lock<std::mutex>& lock);
+    void lookOutWithLock(std::unique_lock<std::mutex>& lock);
+    void runReadyQueueWithLock(std::unique_lock<std::mutex>& lock);
     void runFrontWithLock(Queue& queue, std::unique_lock<std::mutex>& lock);
     void retireWithLock(std::unique_lock<std::mutex>& lock);
 
@@ -75,11 +79,15 @@ private:
     std::deque<NamedQueue*> ready_;  // have entries and wait for a thread
     std::list<std::thread> threads_; // at least one until stop()
     std::list<std::thread> retired_; // at most one: each thread that retires joins the one before it
-    std::size_t idle_ = 0;           // threads that wait in readyOrStopping_
+    std::size_t idle_ = 0;           // threads that wait in called_ or have just been called
+    std::size_t busy_ = 0;           // threads that run a job and are not taken for blocked
+    std::size_t round_ = 0;          // how often all busy threads have been taken for blocked
+    std::size_t finished_ = 0;       // jobs
     std::size_t waiters_ = 0;        // jobs that wait in progress_
-    std::condition_variable readyOrStopping_;
-    std::condition_variable progress_; // a job is done or has been appended
+    bool lookingOut_ = false;        // some thread is in lookOutWithLock()
     bool stopping_ = false;
+    std::condition_variable called_;
+    std::condition_variable progress_; // a job is done or has been appended
 };
 
 } // namespace agent::configurationadmin
