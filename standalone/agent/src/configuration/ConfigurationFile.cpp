@@ -1,0 +1,134 @@
+// Reading the configuration file of the agent.
+#include "configuration/ConfigurationFile.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/spf/frameworksetup/frameworksetup.hpp"
+#include "configuration/ContentCheck.hpp"
+#include "configuration/JsonDocument.hpp"
+#include "configuration/SchemaCheck.hpp"
+
+namespace agent::program {
+
+namespace {
+
+using boost::property_tree::ptree;
+using nlohmann::json;
+
+// Property trees hold texts: a number or a boolean becomes the text that JSON has for it.
+std::string scalarText(json const& value) {
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+ptree toTree(json const& object) {
+    ptree tree;
+    for (auto const& [name, value] : object.items()) {
+        tree.push_back({name, value.is_object() ? toTree(value) : ptree(scalarText(value))});
+    }
+    return tree;
+}
+
+json memberOr(json const& object, char const* name, json const& otherwise) {
+    return object.contains(name) ? object.at(name) : otherwise;
+}
+
+InterfaceEntry toInterface(json const& object) {
+    InterfaceEntry entry;
+    entry.uniqueID = object.at("uniqueID");
+    entry.name = object.at("name");
+    entry.requestedProperties = toTree(memberOr(object, "requestedProperties", json::object()));
+    auto const required = memberOr(object, "requiredRuntimeProperties", json::object());
+    for (auto const& [name, value] : required.items()) {
+        spf::frameworksetup::addRequiredRuntimeServiceProperties(entry.requestedProperties, name,
+                                                                 scalarText(value));
+    }
+    auto const publishers = memberOr(object, "servicePublishers", json::array());
+    entry.mappedToAllPublishers = publishers.is_string();
+    if (!entry.mappedToAllPublishers) {
+        entry.publishers = publishers.get<std::vector<std::string>>();
+    }
+    return entry;
+}
+
+PublisherEntry toPublisher(json const& object) {
+    auto const endpoints = [&object](char const* name) {
+        return memberOr(object, name, json::array()).get<std::vector<std::string>>();
+    };
+    auto const text = [&object](char const* name) { return object.value(name, std::string()); };
+    return {text("uniqueID"),
+            text("name"),
+            endpoints("endpointsToConnectTo"),
+            endpoints("endpointsToBindTo"),
+            text("importFilter"),
+            text("exportFilter")};
+}
+
+ConfigurationFile toConfiguration(json const& document) {
+    ConfigurationFile configuration;
+    configuration.configurationID = document.at("configurationID");
+    for (auto const& object : memberOr(document, "serviceInterfaces", json::array())) {
+        configuration.interfaces.push_back(toInterface(object));
+    }
+    for (auto const& object : memberOr(document, "servicePublishers", json::array())) {
+        configuration.publishers.push_back(toPublisher(object));
+    }
+    return configuration;
+}
+
+void append(Problems& problems, Problems&& more) {
+    problems.insert(problems.end(), std::make_move_iterator(more.begin()),
+                    std::make_move_iterator(more.end()));
+}
+
+std::string systemMessage() {
+    return std::generic_category().message(errno);
+}
+
+} // namespace
+
+ParsedConfiguration parseConfiguration(std::string_view text) {
+    auto document = parseJson(text);
+    ParsedConfiguration parsed{{}, std::move(document.problems)};
+    if (!document.readable) {
+        return parsed;
+    }
+    append(parsed.problems, checkAgainstSchema(document.root));
+    if (parsed.problems.empty()) { // the content is only looked at when its shape is right
+        append(parsed.problems, checkContent(document.root));
+    }
+    if (parsed.problems.empty()) {
+        parsed.configuration = toConfiguration(document.root);
+    }
+    return parsed;
+}
+
+std::string readConfigurationText(std::string const& file) {
+    constexpr std::size_t maximumSize = 16 * 1024 * 1024; // bytes; far beyond any configuration
+    auto const close = [](std::FILE* stream) { return stream == stdin ? 0 : std::fclose(stream); };
+    std::unique_ptr<std::FILE, decltype(close)> const stream(
+        file == "-" ? stdin : std::fopen(file.c_str(), "rbe"), close);
+    if (!stream) {
+        throw std::runtime_error("cannot open it: " + systemMessage());
+    }
+    std::string text;
+    char buffer[64 * 1024];
+    while (auto const count = std::fread(buffer, 1, sizeof buffer, stream.get())) {
+        text.append(buffer, count);
+        if (text.size() > maximumSize) {
+            throw std::runtime_error("it is larger than the " + std::to_string(maximumSize) +
+                                     " bytes allowed");
+        }
+    }
+    if (std::ferror(stream.get()) != 0) {
+        throw std::runtime_error("cannot read it: " + systemMessage());
+    }
+    return text;
+}
+
+} // namespace agent::program

@@ -1,0 +1,152 @@
+// What is known about a configuration at one moment.
+#include "progress/Board.hpp"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace agent::program {
+
+namespace {
+
+// The one kind of publisher whose endpoints the service framework reports for a configuration's readiness.
+constexpr char const* trackedPublisherName = "rpcservicepublisher";
+
+bool isUp(Board::Endpoint const& endpoint) {
+    return endpoint.state == EndpointState::Bound || endpoint.state == EndpointState::Connected;
+}
+
+auto identity(RemoteInterface const& remote) {
+    return std::tie(remote.peer, remote.publisher, remote.uniqueID, remote.localPublisher, remote.endpoint);
+}
+
+Board::Publisher toPublisher(PublisherEntry const& entry) {
+    Board::Publisher publisher;
+    publisher.uniqueID = entry.uniqueID;
+    publisher.awaitsEndpoints = entry.name == trackedPublisherName;
+    auto const now = Board::Clock::now();
+    for (auto const& endpoint : entry.endpointsToBindTo) {
+        publisher.endpoints.push_back({endpoint, EndpointRole::Bind, EndpointState::Binding, {}, now});
+    }
+    for (auto const& endpoint : entry.endpointsToConnectTo) {
+        publisher.endpoints.push_back({endpoint, EndpointRole::Connect, EndpointState::Connecting, {}, now});
+    }
+    return publisher;
+}
+
+} // namespace
+
+char const* wordFor(EndpointRole role) {
+    return role == EndpointRole::Bind ? "bind" : "connect";
+}
+
+char const* wordFor(EndpointState state) {
+    switch (state) {
+    case EndpointState::Binding:
+        return "binding";
+    case EndpointState::Bound:
+        return "bound";
+    case EndpointState::Connecting:
+        return "connecting";
+    case EndpointState::Connected:
+        return "connected";
+    case EndpointState::Lost:
+        return "lost";
+    case EndpointState::Failed:
+        return "failed";
+    }
+    return "unknown";
+}
+
+Board::Board(ConfigurationFile const& configuration)
+    : configurationID_(configuration.configurationID) {
+    for (auto const& entry : configuration.publishers) {
+        publishers_.push_back(toPublisher(entry));
+    }
+}
+
+Board::Publisher* Board::find(std::string const& publisher) {
+    auto const found =
+        std::find_if(publishers_.begin(), publishers_.end(),
+                     [&publisher](Publisher const& candidate) { return candidate.uniqueID == publisher; });
+    return found == publishers_.end() ? nullptr : &*found;
+}
+
+Board::Endpoint* Board::find(Publisher& publisher, std::string const& endpoint, EndpointRole role) {
+    auto const found =
+        std::find_if(publisher.endpoints.begin(), publisher.endpoints.end(), [&](Endpoint const& candidate) {
+            return candidate.endpoint == endpoint && candidate.role == role;
+        });
+    return found == publisher.endpoints.end() ? nullptr : &*found;
+}
+
+std::string Board::lastReason(std::string const& publisher, std::string const& endpoint, EndpointRole role) {
+    auto* const entry = find(publisher);
+    auto const* const found = entry == nullptr ? nullptr : find(*entry, endpoint, role);
+    return found == nullptr ? std::string() : found->reason;
+}
+
+bool Board::apply(EndpointStatus const& status) {
+    auto* const publisher = find(status.publisher);
+    auto* const endpoint = publisher == nullptr ? nullptr : find(*publisher, status.endpoint, status.role);
+    if (endpoint == nullptr || (endpoint->state == status.state && endpoint->reason == status.reason)) {
+        return false;
+    }
+    bool const newState = endpoint->state != status.state;
+    bool const stillUp = !newState && isUp(*endpoint); // only the words differ: nothing has happened
+    if (newState) {
+        endpoint->since = Clock::now();
+    }
+    endpoint->state = status.state;
+    endpoint->reason = status.reason;
+    return !stillUp;
+}
+
+bool Board::apply(ServicesPublished const& message) {
+    auto* const publisher = find(message.publisher);
+    return publisher != nullptr && !std::exchange(publisher->servicesPublished, true);
+}
+
+bool Board::apply(PublisherRemoved const& message) {
+    auto* const publisher = find(message.publisher);
+    return publisher != nullptr && !std::exchange(publisher->removed, true);
+}
+
+bool Board::apply(PublisherFailed const& message) {
+    auto* const publisher = find(message.publisher);
+    return publisher != nullptr && std::exchange(publisher->failure, message.reason) != message.reason;
+}
+
+bool Board::apply(RemoteInterface const& message) {
+    auto const known = std::find_if(
+        remoteInterfaces_.begin(), remoteInterfaces_.end(),
+        [&message](RemoteInterface const& other) { return identity(other) == identity(message); });
+    bool const isKnown = known != remoteInterfaces_.end();
+    if (message.available && !isKnown) {
+        remoteInterfaces_.push_back(message);
+    } else if (!message.available && isKnown) {
+        remoteInterfaces_.erase(known);
+    }
+    return message.available != isKnown;
+}
+
+bool Board::isReady() const {
+    return std::all_of(publishers_.begin(), publishers_.end(), [](Publisher const& publisher) {
+        bool const endpoints = !publisher.awaitsEndpoints ||
+                               std::all_of(publisher.endpoints.begin(), publisher.endpoints.end(), isUp);
+        return endpoints && publisher.servicesPublished;
+    });
+}
+
+bool Board::isRemoved() const {
+    return std::all_of(publishers_.begin(), publishers_.end(),
+                       [](Publisher const& publisher) { return publisher.removed; });
+}
+
+bool Board::sees(std::string const& interfaceName) const {
+    return std::any_of(
+        remoteInterfaces_.begin(), remoteInterfaces_.end(),
+        [&interfaceName](RemoteInterface const& remote) { return remote.interfaceName == interfaceName; });
+}
+
+} // namespace agent::program

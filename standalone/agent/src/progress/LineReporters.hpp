@@ -1,0 +1,51 @@
+// Reporters that write a line per change: for people, for programs, and for nobody.
+#ifndef AGENT_PROGRAM_PROGRESS_LINE_REPORTERS_HPP
+#define AGENT_PROGRAM_PROGRESS_LINE_REPORTERS_HPP
+
+#include "progress/Reporter.hpp"
+
+namespace agent::program {
+
+// Text that came from elsewhere, fit for one line of a terminal: control characters are written as escapes.
+std::string printable(std::string const& text);
+
+// One line for people per change, and now and then one that says what is still missing.
+class PlainReporter : public Reporter {
+public:
+    void changed(Change const& change, Board const& board) override;
+    void timePassed(Board const& board, bool waiting) override;
+    void result(std::string const& line) override;
+    void finish() override {}
+
+private:
+    Board::Clock::time_point const start_ = Board::Clock::now();
+    Board::Clock::time_point lastLine_ = start_;
+
+    void line(std::string const& text);
+};
+
+// One JSON object per line: the format's version, one per change with "elapsed" in seconds, last a "summary".
+class JsonReporter : public Reporter {
+public:
+    JsonReporter();
+    void changed(Change const& change, Board const& board) override;
+    void timePassed(Board const& board, bool waiting) override;
+    void result(std::string const& line) override;
+    void finish() override {}
+
+private:
+    Board::Clock::time_point const start_ = Board::Clock::now();
+};
+
+// Failures only.
+class QuietReporter : public Reporter {
+public:
+    void changed(Change const& change, Board const& board) override;
+    void timePassed(Board const&, bool) override {}
+    void result(std::string const& line) override;
+    void finish() override {}
+};
+
+} // namespace agent::program
+
+#endif

@@ -1,0 +1,47 @@
+// Shows a person, or a program, what happens while the agent runs.
+#ifndef AGENT_PROGRAM_PROGRESS_REPORTER_HPP
+#define AGENT_PROGRAM_PROGRESS_REPORTER_HPP
+
+#include <memory>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "progress/Board.hpp"
+
+namespace agent::program {
+
+// One thing that happened.
+struct Change {
+    std::string event;              // its kind: "endpoint", "services", "ready", ...
+    std::string text;               // a sentence for a person
+    nlohmann::ordered_json details; // an object for a program
+    bool onBoard = false;           // whether a look at the board shows it, too
+};
+
+enum class ProgressStyle { Automatic, Table, Plain, Json, Quiet };
+
+// Used by one thread at a time. Progress goes to standard error; results go to standard output.
+class Reporter {
+public:
+    virtual ~Reporter() = default;
+
+    // The board is as it is after the change.
+    virtual void changed(Change const& change, Board const& board) = 0;
+
+    // A moment has gone by; called about once a second while nothing changes.
+    virtual void timePassed(Board const& board, bool waiting) = 0;
+
+    // A line of result, which other programs may wait for.
+    virtual void result(std::string const& line) = 0;
+
+    // The last call: what was shown so far is left as it is.
+    virtual void finish() = 0;
+};
+
+// Automatic is a table when standard error is a terminal that can be drawn on, plain lines otherwise.
+std::unique_ptr<Reporter> makeReporter(ProgressStyle style);
+
+} // namespace agent::program
+
+#endif
