@@ -75,8 +75,7 @@ private:
         for (auto const& publisher : entry.at("servicePublishers")) {
             auto const& id = publisher.get_ref<std::string const&>();
             if (publishers_.count(id) == 0) {
-                report(elementPointer(list, index),
-                       "found " + shown(id) + "; expected " + knownPublishers());
+                report(elementPointer(list, index), "found " + shown(id) + "; expected " + knownPublishers());
             }
             ++index;
         }
