@@ -122,14 +122,17 @@ private:
         }
     }
 
+    // Used on the worker only. Ahead of what calls back on the worker, which may do so while the rest is
+    // still being constructed.
+    std::map<std::string, std::unique_ptr<Publisher>> publishers_; // by PID
+    bool stopping_ = false;
+
     // Constant or self-synchronised.
     std::shared_ptr<WorkerThread> const worker_;
     Reporter reporter_;
 
     // Used on the worker only.
     PublisherContext context_;
-    std::map<std::string, std::unique_ptr<Publisher>> publishers_; // by PID
-    bool stopping_ = false;
 
     cppmicroservices::ServiceTracker<WithdrawalListener> withdrawals_;
     ServiceSlot<Serialiser> serialisers_;
