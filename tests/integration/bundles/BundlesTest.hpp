@@ -14,6 +14,8 @@
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// The words of the property maps: of a published configuration, and of the publisher configurations made of it.
+// The words of the property maps: of a published configuration, and of the publisher configurations made of
+// it.
 #ifndef AGENT_SPF_BUNDLES_CONFIGURATION_KEYS_HPP
 #define AGENT_SPF_BUNDLES_CONFIGURATION_KEYS_HPP
 
@@ -36,8 +37,9 @@ inline constexpr char exportFilter[] = "exportFilter";
 inline constexpr char requiredServicePropertyPrefix[] = "spf::requiredServiceProperty::";
 } // namespace keys
 
-// A publisher configuration, delivered under the publisher's factory PID, holds "name", "uniqueID" and "config"
-// of the publisher, "serviceConfigurations" with the interfaces that are mapped to it, and "modificationCount".
+// A publisher configuration, delivered under the publisher's factory PID, holds "name", "uniqueID" and
+// "config" of the publisher, "serviceConfigurations" with the interfaces that are mapped to it, and
+// "modificationCount".
 
 } // namespace agent::spf::bundles
 

@@ -35,8 +35,8 @@ public:
     virtual std::unique_ptr<Handle> announce(std::string const& name, std::string const& endpoint) = 0;
 
     // A unix endpoint of this process's own that nobody else uses, fit to be bound and announced under
-    // `name`.
-    virtual std::string privateEndpoint(std::string const& name) const = 0;
+    // `name`. Throws std::runtime_error with the reason when there can be none.
+    virtual std::string privateEndpoint(std::string const& name) = 0;
 };
 
 } // namespace agent::spf::bundles

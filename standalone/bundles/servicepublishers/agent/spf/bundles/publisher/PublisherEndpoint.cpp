@@ -81,10 +81,13 @@ void PublisherEndpoint::open() {
     }
     isOpen_ = true;
     setState(role_ == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting, {});
-    if (isName()) {
+    if (!isName()) {
+        return openAddress(text_);
+    }
+    try {
         openName();
-    } else {
-        openAddress(text_);
+    } catch (std::exception const& error) {
+        failed(text_ + ": " + error.what());
     }
 }
 

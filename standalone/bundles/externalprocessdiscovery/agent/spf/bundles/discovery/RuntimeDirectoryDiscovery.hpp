@@ -1,0 +1,39 @@
+// The discovery service over announcements in a runtime directory.
+#ifndef AGENT_SPF_BUNDLES_DISCOVERY_RUNTIME_DIRECTORY_DISCOVERY_HPP
+#define AGENT_SPF_BUNDLES_DISCOVERY_RUNTIME_DIRECTORY_DISCOVERY_HPP
+
+#include <filesystem>
+#include <memory>
+
+#include "agent/spf/bundles/DiscoveryService.hpp"
+
+namespace agent::spf::bundles::discovery {
+
+// Several processes may announce one name; a look-out takes the first by the files' names and stays with it
+// for as long as it is announced. The directory is made when it is first needed, and watched from then on: no
+// time passes between an announcement and its being found, nor is there any work while nothing changes.
+class RuntimeDirectoryDiscovery : public DiscoveryService {
+public:
+    explicit RuntimeDirectoryDiscovery(std::filesystem::path directory);
+    ~RuntimeDirectoryDiscovery() override; // stops
+
+    std::unique_ptr<Handle> resolve(std::string const& name, Resolved resolved) override;
+    std::unique_ptr<Handle> announce(std::string const& name, std::string const& endpoint) override;
+    std::string privateEndpoint(std::string const& name) override;
+
+    // Ends all look-outs. Announcements stay until their handles go. Idempotent.
+    void stop();
+
+private:
+    class Watcher;
+
+    // "<directory>/<name>.<process>.<number>", a path that this service gives out once.
+    std::filesystem::path ownPath(std::string const& name);
+
+    std::filesystem::path const directory_;
+    std::shared_ptr<Watcher> const watcher_;
+};
+
+} // namespace agent::spf::bundles::discovery
+
+#endif

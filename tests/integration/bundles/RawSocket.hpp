@@ -1,0 +1,55 @@
+// Sockets without any of the project's code, to see it from outside.
+#ifndef RAW_SOCKET_HPP
+#define RAW_SOCKET_HPP
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+namespace bundles_test {
+
+// A blocking stream socket. Every operation gives up after the tests' patience and throws std::runtime_error.
+class RawSocket {
+public:
+    explicit RawSocket(int descriptor);                    // takes it over
+    explicit RawSocket(std::filesystem::path const& path); // connects
+    RawSocket(RawSocket&& other) noexcept;
+    RawSocket& operator=(RawSocket&&) = delete;
+    ~RawSocket();
+
+    static std::string frame(std::string const& text);
+    void send(std::string const& bytes);
+    void sendFrame(std::string const& text) { send(frame(text)); }
+    std::string readFrame();
+
+    // Whether the other side closes the connection within the patience; what it sends before is passed over.
+    bool isClosedByPeer();
+    void close();
+
+private:
+    std::string read(std::size_t size);
+
+    int descriptor_;
+};
+
+// A unix socket that listens; its file stays when it is destroyed.
+class RawListener {
+public:
+    explicit RawListener(std::filesystem::path const& path);
+    ~RawListener();
+    RawListener(RawListener const&) = delete;
+    RawListener& operator=(RawListener const&) = delete;
+
+    RawSocket accept() const;
+
+private:
+    int const descriptor_;
+};
+
+// A port of 127.0.0.1 on which nobody listens, and which the system gives to nobody else who asks it for one
+// soon.
+std::uint16_t freeTcpPort();
+
+} // namespace bundles_test
+
+#endif
