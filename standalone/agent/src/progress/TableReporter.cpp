@@ -51,8 +51,9 @@ std::vector<Cells> cellsOf(Board const& board) {
     std::vector<Cells> table{{"PUBLISHER", "ENDPOINT", "STATE", "SINCE", ""}};
     for (auto const& publisher : board.publishers()) {
         for (auto const& endpoint : publisher.endpoints) {
-            table.push_back({publisher.uniqueID, endpoint.endpoint, wordFor(endpoint.state),
-                             age(endpoint.since), endpoint.reason});
+            auto const* const state = publisher.removed ? "closed" : wordFor(endpoint.state);
+            auto const reason = publisher.removed ? std::string() : endpoint.reason;
+            table.push_back({publisher.uniqueID, endpoint.endpoint, state, age(endpoint.since), reason});
         }
         auto const* const services = publisher.removed             ? "removed"
                                      : !publisher.failure.empty()  ? "failed"

@@ -163,7 +163,7 @@ void RunSession::handle(FrameworkStopped const&) {
 
 void RunSession::handle(SignalReceived const& message) {
     report("interrupted",
-           fmt::format("{}: withdrawing; a second signal leaves at once", strsignal(message.number)),
+           fmt::format("SIG{}: withdrawing; a second signal leaves at once", sigabbrev_np(message.number)),
            {{"signal", message.number}});
     if (phase_ == Phase::Waiting || phase_ == Phase::Staying) {
         withdrawWith(exitStatusOfSignal(message.number));

@@ -1,0 +1,139 @@
+"""Runs spf-agent processes for the process tests: each test has a directory of its own, every wait has a bound."""
+
+import json
+import os
+import pathlib
+import queue
+import shutil
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+import unittest
+
+PATIENCE = 30  # seconds; a guard against tests that never end, not a measure of anything
+
+
+class Agent:
+    """A running spf-agent whose progress is read as JSON lines."""
+
+    def __init__(self, arguments, directory):
+        program = os.environ["SPF_AGENT"]
+        self._process = subprocess.Popen(
+            [program, *arguments],
+            cwd=directory,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+            start_new_session=True,
+        )
+        self.seen = []  # every progress object so far
+        self.complaints = []  # lines on standard error that are no progress objects
+        self._arrived = queue.Queue()
+        self._results = []
+        self._readers = [
+            threading.Thread(target=self._read_progress, daemon=True),
+            threading.Thread(target=self._read_results, daemon=True),
+        ]
+        for reader in self._readers:
+            reader.start()
+
+    def _read_progress(self):
+        for line in self._process.stderr:
+            try:
+                self._arrived.put(json.loads(line))
+            except ValueError:
+                self.complaints.append(line.rstrip("\n"))
+        self._arrived.put(None)
+
+    def _read_results(self):
+        for line in self._process.stdout:
+            self._results.append(line.rstrip("\n"))
+
+    def wait_for(self, **wanted):
+        """Waits for a progress object that has these members, later than those waited for before; returns it."""
+        deadline = time.monotonic() + PATIENCE
+        while True:
+            try:
+                progress = self._arrived.get(timeout=max(0, deadline - time.monotonic()))
+            except queue.Empty:
+                raise AssertionError(f"{wanted} was not seen; seen: {self.seen}") from None
+            if progress is None:
+                self._arrived.put(None)
+                raise AssertionError(f"ended without {wanted}; seen: {self.seen}; said: {self.complaints}")
+            self.seen.append(progress)
+            if all(progress.get(name) == value for name, value in wanted.items()):
+                return progress
+
+    def send(self, number):
+        self._process.send_signal(number)
+
+    def end(self):
+        """Waits for the end; returns the exit status, negative for a signal."""
+        status = self._process.wait(timeout=PATIENCE)
+        for reader in self._readers:
+            reader.join(timeout=PATIENCE)
+        while not self._arrived.empty():
+            progress = self._arrived.get()
+            if progress is not None:
+                self.seen.append(progress)
+        return status
+
+    def results(self):
+        return self._results
+
+    def texts(self, event):
+        return [progress["text"] for progress in self.seen if progress.get("event") == event]
+
+    def dispose(self):
+        if self._process.poll() is None:
+            self._process.kill()
+        self._process.wait(timeout=PATIENCE)
+        for reader in self._readers:
+            reader.join(timeout=PATIENCE)
+        self._process.stdout.close()
+        self._process.stderr.close()
+
+
+class AgentTest(unittest.TestCase):
+    def setUp(self):
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="spf-process-test-"))
+        self.addCleanup(shutil.rmtree, self.directory, ignore_errors=True)
+
+    def write(self, name, content):
+        """Writes a file: a text as it is, anything else as JSON."""
+        text = content if isinstance(content, str) else json.dumps(content)
+        (self.directory / name).write_text(text)
+        return name
+
+    def start(self, configuration, *options):
+        name = self.write(configuration["configurationID"] + ".json", configuration)
+        return self.start_with("run", name, "--progress", "json", "--runtime-directory", "runtime", *options)
+
+    def start_with(self, *arguments):
+        agent = Agent(arguments, self.directory)
+        self.addCleanup(agent.dispose)
+        return agent
+
+
+def configuration(name, bind=(), connect=(), interfaces=()):
+    """A configuration with one publisher "p"; each interface goes through it."""
+    return {
+        "configurationID": name,
+        "serviceInterfaces": [
+            {"uniqueID": interface + "-1", "name": interface, "servicePublishers": "all"} for interface in interfaces
+        ],
+        "servicePublishers": [
+            {
+                "uniqueID": "p",
+                "name": "rpcservicepublisher",
+                "endpointsToBindTo": list(bind),
+                "endpointsToConnectTo": list(connect),
+            }
+        ],
+    }
+
+
+__all__ = ["Agent", "AgentTest", "configuration", "signal", "PATIENCE"]
