@@ -15,22 +15,18 @@ namespace {
 using boost::property_tree::ptree;
 using cppmicroservices::Any;
 
+// No base class, no virtual operation, all members public; copyable and movable.
 template <typename Record>
-class PlainRecord : public ::testing::Test {};
+constexpr bool isPlain = std::is_aggregate_v<Record> && !std::is_polymorphic_v<Record> &&
+                         std::is_copy_constructible_v<Record> && std::is_copy_assignable_v<Record> &&
+                         std::is_move_constructible_v<Record> && std::is_move_assignable_v<Record>;
 
-using Records = ::testing::Types<SPFServiceInterfaceConfiguration, SPFServicePublisherConfiguration>;
-TYPED_TEST_SUITE(PlainRecord, Records);
-
-TYPED_TEST(PlainRecord, HasNoBaseNoVirtualOperationAndOnlyPublicMembers) {
-    EXPECT_TRUE(std::is_aggregate_v<TypeParam>);
-    EXPECT_FALSE(std::is_polymorphic_v<TypeParam>);
+TEST(SPFServiceInterfaceConfigurationRecord, IsPlain) {
+    EXPECT_TRUE(isPlain<SPFServiceInterfaceConfiguration>);
 }
 
-TYPED_TEST(PlainRecord, IsCopyableAndMovable) {
-    EXPECT_TRUE(std::is_copy_constructible_v<TypeParam>);
-    EXPECT_TRUE(std::is_copy_assignable_v<TypeParam>);
-    EXPECT_TRUE(std::is_move_constructible_v<TypeParam>);
-    EXPECT_TRUE(std::is_move_assignable_v<TypeParam>);
+TEST(SPFServicePublisherConfigurationRecord, IsPlain) {
+    EXPECT_TRUE(isPlain<SPFServicePublisherConfiguration>);
 }
 
 TEST(SPFServiceInterfaceConfigurationRecord, IsEmptyByDefault) {
