@@ -1,0 +1,238 @@
+// Reading configuration files: what they say, and everything that can be wrong with them.
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "configuration/ConfigurationFile.hpp"
+#include "configuration/JsonDocument.hpp"
+
+namespace agent::program {
+
+void PrintTo(Problem const& problem, std::ostream* out) {
+    *out << problem.where << ": " << problem.what;
+}
+
+} // namespace agent::program
+
+namespace {
+
+using namespace agent::program;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::Field;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+auto problem(std::string const& where, std::string const& what) {
+    return AllOf(Field(&Problem::where, where), Field(&Problem::what, HasSubstr(what)));
+}
+
+Problems problemsOf(std::string const& text) {
+    return parseConfiguration(text).problems;
+}
+
+constexpr char const* complete = R"json({
+    "$schema": "somewhere",
+    "configurationID": "id",
+    "serviceInterfaces": [
+        {"uniqueID": "i1", "name": "One", "servicePublishers": "all",
+         "requestedProperties": {"text": "t", "number": 1.5, "flag": true, "a.b": {"nested": 7}},
+         "requiredRuntimeProperties": {"room": "kitchen", "floor": 2}},
+        {"uniqueID": "i2", "name": "Two", "servicePublishers": ["p1"]},
+        {"uniqueID": "i3", "name": "Three"}
+    ],
+    "servicePublishers": [
+        {"uniqueID": "p1", "name": "rpcservicepublisher", "endpointsToBindTo": ["unix:b", "unix:a"],
+         "endpointsToConnectTo": ["tcp:h:1"], "importFilter": "(a=b)", "exportFilter": "(c=d)"},
+        {"uniqueID": "p2", "name": "legacyservicepublisher"}
+    ]
+})json";
+
+TEST(ConfigurationFile, EveryMemberArrives) {
+    auto const parsed = parseConfiguration(complete);
+
+    ASSERT_THAT(parsed.problems, IsEmpty());
+    auto const& configuration = parsed.configuration;
+    EXPECT_EQ(configuration.configurationID, "id");
+    ASSERT_THAT(configuration.publishers, SizeIs(2));
+    auto const& publisher = configuration.publishers.front();
+    EXPECT_EQ(publisher.uniqueID, "p1");
+    EXPECT_EQ(publisher.name, "rpcservicepublisher");
+    EXPECT_THAT(publisher.endpointsToBindTo, ElementsAre("unix:b", "unix:a"));
+    EXPECT_THAT(publisher.endpointsToConnectTo, ElementsAre("tcp:h:1"));
+    EXPECT_EQ(publisher.importFilter, "(a=b)");
+    EXPECT_EQ(publisher.exportFilter, "(c=d)");
+    ASSERT_THAT(configuration.interfaces, SizeIs(3));
+    EXPECT_EQ(configuration.interfaces[0].uniqueID, "i1");
+    EXPECT_EQ(configuration.interfaces[0].name, "One");
+    EXPECT_TRUE(configuration.interfaces[0].mappedToAllPublishers);
+    EXPECT_FALSE(configuration.interfaces[1].mappedToAllPublishers);
+    EXPECT_THAT(configuration.interfaces[1].publishers, ElementsAre("p1"));
+    EXPECT_THAT(configuration.interfaces[2].publishers, IsEmpty());
+}
+
+TEST(ConfigurationFile, PropertiesBecomeATreeOfTexts) {
+    auto const parsed = parseConfiguration(complete);
+
+    auto const& tree = parsed.configuration.interfaces.at(0).requestedProperties;
+    using Path = boost::property_tree::ptree::path_type;
+    EXPECT_EQ(tree.get<std::string>("text"), "t");
+    EXPECT_EQ(tree.get<std::string>("number"), "1.5");
+    EXPECT_EQ(tree.get<std::string>("flag"), "true");
+    EXPECT_EQ(tree.get<std::string>(Path("a.b/nested", '/')), "7") << "a dot in a name does not nest";
+}
+
+TEST(ConfigurationFile, RequiredRuntimePropertiesAreMarkedInTheTree) {
+    auto const parsed = parseConfiguration(complete);
+
+    auto const& tree = parsed.configuration.interfaces.at(0).requestedProperties;
+    EXPECT_EQ(tree.get<std::string>("spf::requiredServiceProperty::room"), "kitchen");
+    EXPECT_EQ(tree.get<std::string>("spf::requiredServiceProperty::floor"), "2");
+}
+
+TEST(ConfigurationFile, AnIDIsEnough) {
+    EXPECT_THAT(problemsOf(R"({"configurationID": "c"})"), IsEmpty());
+}
+
+TEST(ConfigurationFile, SyntaxErrorsNameLineAndColumn) {
+    EXPECT_THAT(problemsOf("{\n \"configurationID\" 1}"),
+                ElementsAre(problem("line 2, column 20", "expected ':'")));
+    EXPECT_THAT(problemsOf(""), ElementsAre(problem("line 1, column 1", "unexpected end of input")));
+    EXPECT_THAT(problemsOf("\xff"), ElementsAre(problem("line 1, column 1", "invalid literal")));
+}
+
+TEST(ConfigurationFile, DuplicateMembersAreNamedAtAnyDepth) {
+    EXPECT_THAT(problemsOf(R"({"configurationID": "c", "serviceInterfaces": [
+                    {"uniqueID": "a", "name": "n"},
+                    {"uniqueID": "b", "name": "n", "requestedProperties": {"x/y": 1, "x/y": 2}}]})"),
+                ElementsAre(problem("/serviceInterfaces/1/requestedProperties/x~1y", "duplicate member")));
+}
+
+TEST(ConfigurationFile, NestingIsLimited) {
+    auto const nested = [](std::size_t levels) {
+        return R"({"configurationID": "c", "serviceInterfaces": )" + std::string(levels - 1, '[') +
+               std::string(levels - 1, ']') + "}";
+    };
+    EXPECT_THAT(problemsOf(nested(maximumNesting + 1)),
+                ElementsAre(Field(&Problem::what, HasSubstr("nested deeper than the 64 levels"))));
+    EXPECT_THAT(problemsOf(nested(maximumNesting)),
+                ElementsAre(problem("/serviceInterfaces/0", "expected a service interface")));
+}
+
+TEST(ConfigurationFile, WhatIsFoundIsShownCutAndInAscii) {
+    auto const found = problemsOf(R"({"configurationID": ["\u001b)" + std::string(100, 'x') + R"("]})");
+
+    ASSERT_THAT(found, ElementsAre(problem("/configurationID", R"(found ["\u001bxxx)")));
+    EXPECT_THAT(found.front().what, HasSubstr("xxx...; expected"));
+}
+
+struct Deviation {
+    char const* name;
+    char const* text;
+    char const* where;
+    char const* what;
+};
+
+void PrintTo(Deviation const& deviation, std::ostream* out) {
+    *out << deviation.name;
+}
+
+class ConfigurationFileDeviation : public testing::TestWithParam<Deviation> {};
+
+TEST_P(ConfigurationFileDeviation, IsTheOneProblemReported) {
+    EXPECT_THAT(problemsOf(GetParam().text), ElementsAre(problem(GetParam().where, GetParam().what)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, ConfigurationFileDeviation,
+    testing::Values(
+        Deviation{"NoObject", "[]", "", "found []; expected a configuration"},
+        Deviation{"NoID", "{}", "/configurationID", "missing; expected the identity"},
+        Deviation{"EmptyID", R"({"configurationID": ""})", "/configurationID", "found \"\""},
+        Deviation{"UnknownMember", R"({"configurationID": "c", "serviceInterface": []})", "/serviceInterface",
+                  "unknown member; expected one of"},
+        Deviation{"ListExpected", R"({"configurationID": "c", "serviceInterfaces": {}})",
+                  "/serviceInterfaces", "found {}; expected the interfaces"},
+        Deviation{"NoName", R"({"configurationID": "c", "serviceInterfaces": [{"uniqueID": "i"}]})",
+                  "/serviceInterfaces/0/name", "missing"},
+        Deviation{"OtherWordThanAll",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "servicePublishers": "some"}]})",
+                  "/serviceInterfaces/0/servicePublishers", "found \"some\"; expected"},
+        Deviation{"ListAsProperty",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requestedProperties": {"a": {"b": [1]}}}]})",
+                  "/serviceInterfaces/0/requestedProperties/a/b", "found [1]; expected a text, a number"},
+        Deviation{"NothingAsProperty",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requestedProperties": {"a": null}}]})",
+                  "/serviceInterfaces/0/requestedProperties/a", "found null"},
+        Deviation{"EmptyObjectAsProperty",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requestedProperties": {"a": {}}}]})",
+                  "/serviceInterfaces/0/requestedProperties/a", "found {}"},
+        Deviation{"ObjectAsRequiredProperty",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requiredRuntimeProperties": {"a": {"b": 1}}}]})",
+                  "/serviceInterfaces/0/requiredRuntimeProperties/a", "found {\"b\":1}"},
+        Deviation{"UnknownKind",
+                  R"({"configurationID": "c", "servicePublishers": [{"uniqueID": "p", "name": "rpc"}]})",
+                  "/servicePublishers/0/name", "found \"rpc\"; expected the publisher's kind"},
+        Deviation{"EndpointTwice",
+                  R"({"configurationID": "c", "servicePublishers": [
+                      {"uniqueID": "p", "name": "rpcservicepublisher", "endpointsToBindTo": ["a", "a"]}]})",
+                  "/servicePublishers/0/endpointsToBindTo", "each once"},
+        Deviation{"NoFilter",
+                  R"({"configurationID": "c", "servicePublishers": [
+                      {"uniqueID": "p", "name": "rpcservicepublisher", "exportFilter": "(a"}]})",
+                  "/servicePublishers/0/exportFilter", "expected an LDAP filter"},
+        Deviation{"SameInterfaceIDTwice",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n"}, {"uniqueID": "i", "name": "m"}]})",
+                  "/serviceInterfaces/1/uniqueID", "taken by /serviceInterfaces/0"},
+        Deviation{"SamePublisherIDTwice",
+                  R"({"configurationID": "c", "servicePublishers": [
+                      {"uniqueID": "p", "name": "rpcservicepublisher"},
+                      {"uniqueID": "p", "name": "legacyservicepublisher"}]})",
+                  "/servicePublishers/1/uniqueID", "taken by /servicePublishers/0"},
+        Deviation{"UnknownPublisher",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "servicePublishers": ["p"]}]})",
+                  "/serviceInterfaces/0/servicePublishers/0", "the file has no publishers"},
+        Deviation{"PropertiesInTwoCases",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requestedProperties": {"x": {"KEY": 1, "key": 2}}}]})",
+                  "/serviceInterfaces/0/requestedProperties/x/key", "letter case only"}),
+    [](auto const& deviation) { return deviation.param.name; });
+
+TEST(ConfigurationFile, AllProblemsAreReported) {
+    EXPECT_THAT(problemsOf(R"({"configurationID": 1, "x": 2, "servicePublishers": [{"name": "n"}, 3]})"),
+                testing::UnorderedElementsAre(problem("/configurationID", "found 1"),
+                                              problem("/x", "unknown"),
+                                              problem("/servicePublishers/0/uniqueID", "missing"),
+                                              problem("/servicePublishers/0/name", "found \"n\""),
+                                              problem("/servicePublishers/1", "found 3")));
+}
+
+TEST(ReadConfigurationText, AFileThatIsNotThereSaysSo) {
+    EXPECT_THROW(
+        {
+            try {
+                readConfigurationText("no-such-file.json");
+            } catch (std::runtime_error const& error) {
+                EXPECT_STREQ(error.what(), "cannot open it: No such file or directory");
+                throw;
+            }
+        },
+        std::runtime_error);
+}
+
+TEST(ReadConfigurationText, AnEndlessFileIsRefused) {
+    EXPECT_THROW(readConfigurationText("/dev/zero"), std::runtime_error);
+}
+
+} // namespace

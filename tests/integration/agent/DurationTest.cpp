@@ -1,0 +1,42 @@
+// Durations as people type them.
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "Duration.hpp"
+
+namespace {
+
+using agent::program::formatDuration;
+using agent::program::parseDuration;
+using namespace std::chrono_literals;
+
+TEST(Duration, UnitsAreMillisecondsSecondsMinutesAndHours) {
+    EXPECT_EQ(parseDuration("250ms"), 250ms);
+    EXPECT_EQ(parseDuration("30s"), 30s);
+    EXPECT_EQ(parseDuration("1.5m"), 90s);
+    EXPECT_EQ(parseDuration("2h"), 2h);
+}
+
+TEST(Duration, ANumberAloneIsSeconds) {
+    EXPECT_EQ(parseDuration("0"), 0s);
+    EXPECT_EQ(parseDuration("3"), 3s);
+}
+
+TEST(Duration, EverythingElseIsRefusedByName) {
+    for (auto const* text : {"", "s", "-1s", "1 s", "1d", "1s ", "nan", "inf", "1e3s", "99999h", "0x1"}) {
+        EXPECT_THROW(parseDuration(text), std::invalid_argument) << text;
+    }
+    try {
+        parseDuration("soon");
+    } catch (std::invalid_argument const& error) {
+        EXPECT_NE(std::string(error.what()).find("'soon'"), std::string::npos);
+    }
+}
+
+TEST(Duration, IsShownInSeconds) {
+    EXPECT_EQ(formatDuration(30s), "30s");
+    EXPECT_EQ(formatDuration(1500ms), "1.5s");
+}
+
+} // namespace
