@@ -1,0 +1,186 @@
+// What a bundle reaches the framework with.
+#ifndef CPPMICROSERVICES_BUNDLECONTEXT_H
+#define CPPMICROSERVICES_BUNDLECONTEXT_H
+
+#include "cppmicroservices/AnyMap.h"
+#include "cppmicroservices/GlobalConfig.h"
+#include "cppmicroservices/IllegalStateException.h"
+#include "cppmicroservices/ListenerFunctors.h"
+#include "cppmicroservices/ListenerToken.h"
+#include "cppmicroservices/ServiceInterface.h"
+#include "cppmicroservices/ServiceRegistration.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace cppmicroservices {
+
+class Bundle;
+class ServiceFactory;
+template <class S>
+class ServiceObjects;
+
+namespace detail {
+class ContextRecord;
+struct Access;
+using ServiceRecords = std::vector<std::shared_ptr<ServiceRecord>>;
+
+/// The identifier of `S`. \throws ServiceException if it is empty
+template <class S>
+std::string const& RequiredInterfaceId() {
+    std::string const& interfaceId = us_service_interface_iid<S>();
+    if (interfaceId.empty()) {
+        throw ServiceException("The service interface class has no "
+                               "CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE macro");
+    }
+    return interfaceId;
+}
+} // namespace detail
+
+/// A bundle's access to the framework, valid from before its activator's Start until after its Stop. All that
+/// a bundle registers, adds or gets with its context is taken back when it stops.
+///
+/// Thread safe, but for assignment to one object while others use it. With a context that is invalid every
+/// member function but the comparisons and the conversion to bool throws an IllegalStateException, which is a
+/// std::runtime_error, "The bundle context is no longer valid".
+class US_Framework_EXPORT BundleContext {
+public:
+    /// An invalid context.
+    BundleContext();
+    BundleContext& operator=(std::nullptr_t);
+
+    bool operator==(BundleContext const& rhs) const;
+    bool operator!=(BundleContext const& rhs) const;
+    /// Some order, with invalid contexts last.
+    bool operator<(BundleContext const& rhs) const;
+    explicit operator bool() const;
+
+    /// The framework's property with exactly this name; empty if there is none.
+    Any GetProperty(std::string const& key) const;
+    AnyMap GetProperties() const;
+
+    /// The bundle whose context this is.
+    Bundle GetBundle() const;
+    /// The bundle with the identifier; invalid if there is none.
+    Bundle GetBundle(long id) const;
+    /// The bundles that were installed from exactly this location.
+    std::vector<Bundle> GetBundles(std::string const& location) const;
+    /// All installed bundles, the framework included.
+    std::vector<Bundle> GetBundles() const;
+
+    /// Registers the service under every interface of the map, then delivers SERVICE_REGISTERED. The
+    /// framework adds the properties SERVICE_ID, OBJECTCLASS and SERVICE_SCOPE; given ones of those names are
+    /// ignored. \throws std::invalid_argument if the map is empty or has an empty object \throws
+    /// std::runtime_error if two keys of `properties` differ in case only
+    [[nodiscard]] ServiceRegistrationU
+    RegisterService(InterfaceMapConstPtr const& service,
+                    ServiceProperties const& properties = ServiceProperties());
+
+    template <class I1, class... Interfaces, class Impl>
+    ServiceRegistration<I1, Interfaces...>
+    RegisterService(std::shared_ptr<Impl> const& impl,
+                    ServiceProperties const& properties = ServiceProperties()) {
+        InterfaceMapConstPtr const service = MakeInterfaceMap<I1, Interfaces...>(impl);
+        return RegisterService(service, properties);
+    }
+
+    /// \throws ServiceException if `factory` is empty
+    template <class I1, class... Interfaces>
+    ServiceRegistration<I1, Interfaces...>
+    RegisterService(std::shared_ptr<ServiceFactory> const& factory,
+                    ServiceProperties const& properties = ServiceProperties()) {
+        InterfaceMapConstPtr const service = MakeInterfaceMap<I1, Interfaces...>(factory);
+        return RegisterService(service, properties);
+    }
+
+    /// The services registered under the interface `clazz`, or all if it is empty, whose properties match
+    /// `filter`, the most preferred first. \throws std::invalid_argument if `filter` is neither empty nor a
+    /// filter expression
+    std::vector<ServiceReferenceU> GetServiceReferences(std::string const& clazz,
+                                                        std::string const& filter = std::string());
+
+    /// \throws ServiceException if the interface identifier of `S` is empty
+    template <class S>
+    std::vector<ServiceReference<S>> GetServiceReferences(std::string const& filter = std::string()) {
+        std::string const& interfaceId = detail::RequiredInterfaceId<S>();
+        auto const found = FindServices(interfaceId, filter);
+        std::vector<ServiceReference<S>> references;
+        references.reserve(found->size());
+        for (auto const& record : *found) {
+            references.push_back(ServiceReference<S>(record, interfaceId));
+        }
+        return references;
+    }
+
+    /// The most preferred service under the interface: the one with the highest ranking, of those the first
+    /// registered. Invalid if there is none.
+    ServiceReferenceU GetServiceReference(std::string const& clazz);
+
+    /// \throws ServiceException if the interface identifier of `S` is empty
+    template <class S>
+    ServiceReference<S> GetServiceReference() {
+        return ServiceReference<S>(GetServiceReference(detail::RequiredInterfaceId<S>()));
+    }
+
+    /// The service object, as the interface that the reference names. The bundle uses the service until the
+    /// last copy of the pointer is gone; do not keep it when the service is unregistered. Empty if the
+    /// service is unregistered meanwhile or its factory failed. \throws std::invalid_argument if `reference`
+    /// is invalid
+    std::shared_ptr<void> GetService(ServiceReferenceBase const& reference);
+    /// The service object with all of its interfaces.
+    InterfaceMapConstPtr GetService(ServiceReferenceU const& reference);
+
+    template <class S>
+    std::shared_ptr<S> GetService(ServiceReference<S> const& reference) {
+        return std::static_pointer_cast<S>(GetService(static_cast<ServiceReferenceBase const&>(reference)));
+    }
+
+    /// \throws std::invalid_argument if `reference` is invalid
+    template <class S>
+    ServiceObjects<S> GetServiceObjects(ServiceReference<S> const& reference) {
+        return ServiceObjects<S>(ValidRecord(), reference);
+    }
+
+    /// Adds a listener that is told of the services which match `filter`; of all if it is empty.
+    /// \throws std::invalid_argument if `filter` is neither empty nor a filter expression
+    ListenerToken AddServiceListener(ServiceListener const& listener,
+                                     std::string const& filter = std::string());
+    ListenerToken AddBundleListener(BundleListener const& listener);
+    ListenerToken AddFrameworkListener(FrameworkListener const& listener);
+
+    /// Removes the listener if this context's bundle has added it. No call to it begins after this returns;
+    /// one that another thread has begun may still run.
+    void RemoveListener(ListenerToken token);
+
+    /// The path of a file in the bundle's part of the framework's storage; empty, because there is no such
+    /// storage.
+    std::string GetDataFile(std::string const& filename) const;
+
+    /// Installs the bundle that the file `location` is, or returns the bundle that was installed from the
+    /// same location before. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR.
+    /// \param bundleManifest if not empty, the manifest by symbolic name, taken in place of the file's
+    /// \throws std::runtime_error if the file does not exist, is no bundle or has a bad manifest, or if a
+    /// bundle with
+    ///         the same symbolic name and version is installed from another location
+    std::vector<Bundle>
+    InstallBundles(std::string const& location,
+                   cppmicroservices::AnyMap const& bundleManifest = cppmicroservices::AnyMap(
+                       cppmicroservices::any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
+
+private:
+    friend struct detail::Access;
+    explicit BundleContext(std::shared_ptr<detail::ContextRecord> record);
+
+    /// The record, or IllegalStateException.
+    std::shared_ptr<detail::ContextRecord> const& ValidRecord() const;
+    std::shared_ptr<detail::ServiceRecords const> FindServices(std::string const& interfaceId,
+                                                               std::string const& filter) const;
+
+    std::shared_ptr<detail::ContextRecord> record_;
+};
+
+} // namespace cppmicroservices
+
+#endif

@@ -1,0 +1,275 @@
+// The services that a service tracker tracks between one opening and the next closing.
+#ifndef CPPMICROSERVICES_DETAIL_TRACKEDSERVICES_H
+#define CPPMICROSERVICES_DETAIL_TRACKEDSERVICES_H
+
+#include "cppmicroservices/ServiceEvent.h"
+#include "cppmicroservices/ServiceTrackerCustomizer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+/// Thread safe. The customizer is called with no lock held, and not after close() has returned.
+template <class S, class T> class TrackedServices {
+public:
+    using Reference = ServiceReference<S>;
+    using Customizer = ServiceTrackerCustomizer<S, T>;
+    using Object = std::shared_ptr<typename Customizer::TrackedParamType>;
+    using Objects = std::unordered_map<Reference, Object>;
+    using Clock = std::chrono::steady_clock;
+
+    explicit TrackedServices(Customizer& customizer)
+        : customizer_(customizer) {}
+
+    void handle(ServiceEvent const& event) {
+        Reference const reference(event.GetServiceReference());
+        if (!reference) {
+            return; // the service does not have the interface
+        }
+        switch (event.GetType()) {
+        case ServiceEvent::SERVICE_REGISTERED:
+        case ServiceEvent::SERVICE_MODIFIED:
+            track(reference);
+            break;
+        default:
+            untrack(reference);
+        }
+    }
+
+    /// Tracks the services that were found after the tracker began to listen, unless they are gone or an event has
+    /// brought them already. An exception of the customizer is thrown when all are done.
+    void trackFound(std::vector<ServiceReferenceU> const& found) {
+        std::exception_ptr error;
+        for (auto const& service : found) {
+            try {
+                Reference const reference(service);
+                if (reference && beginAdding(reference, true)) {
+                    add(reference);
+                }
+            } catch (...) {
+                error = error ? error : std::current_exception();
+            }
+        }
+        {
+            std::lock_guard const lock(mutex_);
+            finding_ = false;
+            gone_.clear();
+        }
+        if (error) {
+            std::rethrow_exception(error);
+        }
+    }
+
+    void untrack(Reference const& reference) {
+        Object object;
+        {
+            std::lock_guard const lock(mutex_);
+            if (finding_) {
+                gone_.insert(reference);
+            }
+            auto const found = objects_.find(reference);
+            if (adding_.erase(reference) > 0 || found == objects_.end()) {
+                return; // add() sees that its service is gone
+            }
+            object = std::move(found->second);
+            objects_.erase(found);
+            changedUnlocked();
+        }
+        Call const call(*this);
+        customizer_.RemovedService(reference, object);
+    }
+
+    /// Untracks all services and waits for the calls of the customizer that other threads are in, unless the calling
+    /// thread is in one itself. An exception of the customizer is thrown when all are done.
+    void close() {
+        Objects objects;
+        {
+            std::lock_guard const lock(mutex_);
+            closed_ = true;
+            adding_.clear();
+            objects.swap(objects_);
+            best_.reset();
+            changed_.notify_all();
+        }
+        std::exception_ptr error;
+        for (auto const& [reference, object] : objects) {
+            try {
+                Call const call(*this);
+                customizer_.RemovedService(reference, object);
+            } catch (...) {
+                error = error ? error : std::current_exception();
+            }
+        }
+        waitForCalls();
+        if (error) {
+            std::rethrow_exception(error);
+        }
+    }
+
+    Objects objects() const {
+        std::lock_guard const lock(mutex_);
+        return objects_;
+    }
+
+    Object find(Reference const& reference) const {
+        std::lock_guard const lock(mutex_);
+        auto const found = objects_.find(reference);
+        return found == objects_.end() ? nullptr : found->second;
+    }
+
+    /// The most preferred service; invalid if there is none.
+    Reference best() const {
+        std::lock_guard const lock(mutex_);
+        if (!best_) {
+            auto const found = std::max_element(objects_.begin(), objects_.end(), [](auto const& a, auto const& b) {
+                return a.first < b.first;
+            });
+            best_ = found == objects_.end() ? Reference() : found->first;
+        }
+        return *best_;
+    }
+
+    std::size_t size() const {
+        std::lock_guard const lock(mutex_);
+        return objects_.size();
+    }
+
+    int trackingCount() const {
+        std::lock_guard const lock(mutex_);
+        return trackingCount_;
+    }
+
+    /// Waits until a service is tracked, the tracker is closed, `cancelled()` or the deadline is past; without deadline
+    /// for ever. Whoever makes `cancelled()` true calls wake().
+    template <class Cancelled> void wait(std::optional<Clock::time_point> const& deadline, Cancelled const& cancelled) {
+        std::unique_lock lock(mutex_);
+        auto const ended = [&] { return !objects_.empty() || closed_ || cancelled(); };
+        if (deadline) {
+            changed_.wait_until(lock, *deadline, ended);
+        } else {
+            changed_.wait(lock, ended);
+        }
+    }
+
+    void wake() {
+        std::lock_guard const lock(mutex_);
+        changed_.notify_all();
+    }
+
+private:
+    /// Counts a call of the customizer by the calling thread.
+    class Call {
+    public:
+        explicit Call(TrackedServices& services)
+            : services_(services) {
+            std::lock_guard const lock(services_.mutex_);
+            services_.callers_.push_back(std::this_thread::get_id());
+        }
+        Call(Call const&) = delete;
+        Call& operator=(Call const&) = delete;
+        ~Call() {
+            std::lock_guard const lock(services_.mutex_);
+            auto& callers = services_.callers_;
+            callers.erase(std::find(callers.begin(), callers.end(), std::this_thread::get_id()));
+            services_.changed_.notify_all();
+        }
+
+    private:
+        TrackedServices& services_;
+    };
+
+    void track(Reference const& reference) {
+        Object object;
+        Call const call(*this);
+        {
+            std::lock_guard const lock(mutex_);
+            auto const found = objects_.find(reference);
+            if (found != objects_.end()) {
+                object = found->second;
+                changedUnlocked();
+            }
+        }
+        if (object) {
+            customizer_.ModifiedService(reference, object);
+        } else if (beginAdding(reference, false)) {
+            add(reference);
+        }
+    }
+
+    /// Whether the calling thread is to add the service.
+    bool beginAdding(Reference const& reference, bool found) {
+        std::lock_guard const lock(mutex_);
+        if (closed_ || objects_.count(reference) > 0 || (found && gone_.count(reference) > 0)) {
+            return false;
+        }
+        return adding_.insert(reference).second;
+    }
+
+    void add(Reference const& reference) {
+        Call const call(*this);
+        Object object;
+        try {
+            object = customizer_.AddingService(reference);
+        } catch (...) {
+            std::lock_guard const lock(mutex_);
+            adding_.erase(reference);
+            throw;
+        }
+        if (!keep(reference, object) && object) {
+            customizer_.RemovedService(reference, object);
+        }
+    }
+
+    /// Whether the service is tracked with the object now; not if it has gone meanwhile.
+    bool keep(Reference const& reference, Object const& object) {
+        std::lock_guard const lock(mutex_);
+        if (adding_.erase(reference) == 0 || !object) {
+            return false;
+        }
+        objects_.emplace(reference, object);
+        changedUnlocked();
+        return true;
+    }
+
+    void changedUnlocked() {
+        ++trackingCount_;
+        best_.reset();
+        changed_.notify_all();
+    }
+
+    void waitForCalls() {
+        std::unique_lock lock(mutex_);
+        auto const self = std::this_thread::get_id();
+        if (std::find(callers_.begin(), callers_.end(), self) == callers_.end()) {
+            changed_.wait(lock, [this] { return callers_.empty(); });
+        }
+    }
+
+    Customizer& customizer_;
+
+    mutable std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    Objects objects_;
+    std::unordered_set<Reference> adding_; // the customizer is asked for their objects
+    std::unordered_set<Reference> gone_;   // since the tracker began to listen; only while finding_
+    std::vector<std::thread::id> callers_; // the threads in calls of the customizer
+    mutable std::optional<Reference> best_; // of objects_; empty if not known
+    int trackingCount_ = 0;
+    bool finding_ = true;
+    bool closed_ = false;
+};
+
+} // namespace cppmicroservices::detail
+
+#endif

@@ -1,0 +1,154 @@
+// Reads the manifest out of a bundle's file, without loading it.
+#include "BundleFile.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <elf.h>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace cppmicroservices::detail {
+
+namespace {
+
+/// The section that the build functions put a manifest into.
+constexpr std::string_view manifestSection = "cppmicroservices_manifest";
+
+/// The bytes [offset, offset + size) of the image.
+std::string_view slice(std::string_view image, std::uint64_t offset, std::uint64_t size, char const* what) {
+    if (offset > image.size() || size > image.size() - offset) {
+        throw std::runtime_error(std::string("it is truncated: ") + what + " lies outside the file");
+    }
+    return image.substr(offset, size);
+}
+
+template <class Header>
+Header readHeader(std::string_view image, std::uint64_t offset, char const* what) {
+    Header header;
+    std::memcpy(&header, slice(image, offset, sizeof(Header), what).data(), sizeof(Header));
+    return header;
+}
+
+Elf64_Ehdr readElfHeader(std::string_view image) {
+    if (image.substr(0, SELFMAG) != std::string_view(ELFMAG, SELFMAG)) {
+        throw std::runtime_error("it is neither a shared library nor a program");
+    }
+    auto const header = readHeader<Elf64_Ehdr>(image, 0, "the ELF header");
+    constexpr auto nativeOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ELFDATA2LSB : ELFDATA2MSB;
+    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != nativeOrder) {
+        throw std::runtime_error("it is built for another kind of machine");
+    }
+    return header;
+}
+
+Elf64_Shdr readSectionHeader(std::string_view image, Elf64_Ehdr const& header, std::uint64_t index) {
+    // The entry size is a 16-bit number, so that only the offset can make the sum overflow.
+    if (header.e_shoff > image.size()) {
+        throw std::runtime_error("it is truncated: the section headers lie outside the file");
+    }
+    return readHeader<Elf64_Shdr>(image, header.e_shoff + index * header.e_shentsize, "a section header");
+}
+
+/// Files with very many sections keep the two numbers in the first section header.
+std::uint64_t sectionCount(std::string_view image, Elf64_Ehdr const& header) {
+    return header.e_shnum != 0 ? header.e_shnum : readSectionHeader(image, header, 0).sh_size;
+}
+
+std::uint64_t nameTableIndex(std::string_view image, Elf64_Ehdr const& header) {
+    return header.e_shstrndx != SHN_XINDEX ? header.e_shstrndx : readSectionHeader(image, header, 0).sh_link;
+}
+
+std::string_view sectionName(std::string_view names, std::uint64_t offset) {
+    auto const rest =
+        slice(names, offset, names.size() - std::min<std::uint64_t>(offset, names.size()), "a name");
+    return rest.substr(0, rest.find('\0'));
+}
+
+/// A file mapped for reading.
+class MappedFile {
+public:
+    explicit MappedFile(std::string const& path) {
+        int const file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (file < 0) {
+            throwErrno();
+        }
+        struct stat status {};
+        int error = fstat(file, &status) != 0 ? errno : 0;
+        if (error == 0 && !S_ISREG(status.st_mode)) {
+            close(file);
+            throw std::runtime_error("it is no regular file");
+        }
+        size_ = static_cast<std::size_t>(status.st_size);
+        if (error == 0 && size_ > 0) {
+            data_ = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file, 0);
+            error = data_ == MAP_FAILED ? errno : 0;
+        }
+        close(file);
+        if (error != 0) {
+            throw std::runtime_error(std::generic_category().message(error));
+        }
+    }
+    MappedFile(MappedFile const&) = delete;
+    MappedFile& operator=(MappedFile const&) = delete;
+    ~MappedFile() {
+        if (size_ > 0) {
+            munmap(data_, size_);
+        }
+    }
+
+    std::string_view text() const { return {static_cast<char const*>(data_), size_}; }
+
+private:
+    [[noreturn]] static void throwErrno() {
+        throw std::runtime_error(std::generic_category().message(errno));
+    }
+
+    void* data_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+} // namespace
+
+std::optional<std::string_view> findElfSection(std::string_view image, std::string_view name) {
+    auto const header = readElfHeader(image);
+    if (header.e_shoff == 0) {
+        return std::nullopt;
+    }
+    if (header.e_shentsize < sizeof(Elf64_Shdr)) {
+        throw std::runtime_error("its section headers are too small");
+    }
+    auto const count = sectionCount(image, header);
+    if (count > (image.size() - std::min<std::uint64_t>(header.e_shoff, image.size())) / header.e_shentsize) {
+        throw std::runtime_error("it is truncated: the section headers lie outside the file");
+    }
+    if (nameTableIndex(image, header) >= count) {
+        throw std::runtime_error("it has no section names");
+    }
+    auto const namesHeader = readSectionHeader(image, header, nameTableIndex(image, header));
+    auto const names = slice(image, namesHeader.sh_offset, namesHeader.sh_size, "the section names");
+    for (std::uint64_t index = 0; index < count; ++index) {
+        auto const section = readSectionHeader(image, header, index);
+        if (section.sh_type == SHT_PROGBITS && sectionName(names, section.sh_name) == name) {
+            return slice(image, section.sh_offset, section.sh_size, "the manifest");
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> readManifestText(std::string const& path) {
+    try {
+        MappedFile const file(path);
+        auto const section = findElfSection(file.text(), manifestSection);
+        return section ? std::optional<std::string>(*section) : std::nullopt;
+    } catch (std::runtime_error const& error) {
+        throw std::runtime_error(path + " is no bundle: " + error.what());
+    }
+}
+
+} // namespace cppmicroservices::detail

@@ -1,0 +1,254 @@
+// An installed bundle: what it is, and its way through its states.
+#include "BundleRecord.hpp"
+
+#include "Access.hpp"
+#include "ContextRecord.hpp"
+#include "FrameworkCore.hpp"
+#include "cppmicroservices/BundleEvent.h"
+#include "cppmicroservices/FrameworkEvent.h"
+#include "cppmicroservices/SharedLibraryException.h"
+#include "cppmicroservices/detail/BundleContextSlot.h"
+
+// The activator's interface is declared for bundles, which have a name; the framework itself calls it.
+#define US_BUNDLE_NAME system_bundle
+#include "cppmicroservices/BundleActivator.h"
+
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace cppmicroservices::detail {
+
+BundleRecord::BundleRecord(std::weak_ptr<FrameworkCore> core, long id, std::string location, std::string path,
+                           Manifest manifest)
+    : id_(id)
+    , location_(std::move(location))
+    , path_(std::move(path))
+    , manifest_(std::move(manifest))
+    , core_(std::move(core)) {}
+
+BundleRecord::~BundleRecord() = default;
+
+std::string BundleRecord::description() const {
+    return "Bundle " + symbolicName() + " (location=" + location_ + ")";
+}
+
+Bundle::TimeStamp BundleRecord::lastModified() const {
+    std::lock_guard const lock(mutex_);
+    return lastModified_;
+}
+
+std::shared_ptr<ContextRecord> BundleRecord::context() const {
+    std::lock_guard const lock(mutex_);
+    return context_;
+}
+
+void BundleRecord::start(FrameworkCore& core) {
+    BundleChanges::Right const right(core.changes(), *this);
+    requireInstalled();
+    autoStart_.store(true, std::memory_order_release);
+    if (state() == Bundle::STATE_ACTIVE) {
+        return;
+    }
+    startNumber_.store(core.nextStartNumber(), std::memory_order_release);
+    aboutToStart_.store(true);
+    try {
+        startWithRight(core);
+    } catch (...) {
+        aboutToStart_.store(false);
+        throw;
+    }
+    aboutToStart_.store(false);
+}
+
+void BundleRecord::startWithRight(FrameworkCore& core) {
+    // A framework that begins to stop after this question finds mayRun() true, and waits for the right to
+    // stop this.
+    if (abandoned_.load(std::memory_order_acquire) || !core.startsBundles()) {
+        throw std::runtime_error(description() + " belongs to a stopped framework");
+    }
+    resolve(core);
+    activate(core);
+}
+
+bool BundleRecord::mayRun() const noexcept {
+    return aboutToStart_.load() ||
+           (state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE | Bundle::STATE_STOPPING)) != 0;
+}
+
+void BundleRecord::stop(FrameworkCore& core) {
+    BundleChanges::Right const right(core.changes(), *this);
+    requireInstalled();
+    autoStart_.store(false, std::memory_order_release);
+    if (state() == Bundle::STATE_ACTIVE) {
+        rethrowStopFailure(deactivate(core));
+    }
+}
+
+void BundleRecord::stopForFramework(FrameworkCore& core) {
+    BundleChanges::Right const right(core.changes(), *this);
+    if (state() == Bundle::STATE_ACTIVE) {
+        rethrowStopFailure(deactivate(core));
+    }
+}
+
+void BundleRecord::uninstall(FrameworkCore& core) {
+    BundleChanges::Right const right(core.changes(), *this);
+    if (state() == Bundle::STATE_UNINSTALLED) {
+        throw std::logic_error(description() + " is in BUNDLE_UNINSTALLED state");
+    }
+    auto const self = shared_from_this();
+    if (state() == Bundle::STATE_ACTIVE) {
+        try {
+            rethrowStopFailure(deactivate(core));
+        } catch (...) {
+            core.report(FrameworkEvent::FRAMEWORK_ERROR, self, std::string(), std::current_exception());
+        }
+    }
+    if (state() == Bundle::STATE_RESOLVED) {
+        setState(Bundle::STATE_INSTALLED);
+        core.fire(BundleEvent::BUNDLE_UNRESOLVED, self);
+    }
+    core.bundles().remove(*this);
+    setState(Bundle::STATE_UNINSTALLED);
+    {
+        std::lock_guard const lock(mutex_);
+        lastModified_ = std::chrono::steady_clock::now();
+    }
+    core.fire(BundleEvent::BUNDLE_UNINSTALLED, self);
+}
+
+void BundleRecord::abandon() {
+    abandoned_.store(true, std::memory_order_release);
+    setState(Bundle::STATE_INSTALLED);
+}
+
+void BundleRecord::resolve(FrameworkCore& core) {
+    if (state() == Bundle::STATE_INSTALLED) {
+        setState(Bundle::STATE_RESOLVED);
+        core.fire(BundleEvent::BUNDLE_RESOLVED, shared_from_this());
+    }
+}
+
+void BundleRecord::activate(FrameworkCore& core) {
+    openContext(core);
+    setState(Bundle::STATE_STARTING);
+    core.fire(BundleEvent::BUNDLE_STARTING, shared_from_this());
+    if (manifest_.hasActivator) {
+        try {
+            callStart(core);
+        } catch (SharedLibraryException const&) {
+            rollBack(core);
+            throw;
+        } catch (...) {
+            auto const text = textOf(std::current_exception());
+            rollBack(core);
+            throw std::runtime_error("Bundle " + symbolicName() + " (location= " + location_ +
+                                     ") start failed: " + text);
+        }
+    }
+    setState(Bundle::STATE_ACTIVE);
+    core.fire(BundleEvent::BUNDLE_STARTED, shared_from_this());
+}
+
+void BundleRecord::callStart(FrameworkCore& core) {
+    if (!library_) {
+        try {
+            library_ = std::make_unique<BundleLibrary>(path_, symbolicName(), core.libraryLoadOptions());
+        } catch (std::runtime_error const& error) {
+            // The loader gives a text, but no error code.
+            throw SharedLibraryException(std::error_code(0, std::generic_category()), error.what(),
+                                         Access::bundle(shared_from_this(), core));
+        }
+    }
+    auto const context = this->context();
+    if (auto* const slot = library_->contextSlot()) {
+        slot->store(context);
+    }
+    try {
+        activator_ = library_->makeActivator();
+    } catch (std::runtime_error const& error) {
+        throw std::runtime_error(description() + " " + error.what());
+    }
+    activator_->Start(Access::context(context));
+}
+
+void BundleRecord::rollBack(FrameworkCore& core) {
+    setState(Bundle::STATE_STOPPING);
+    core.fire(BundleEvent::BUNDLE_STOPPING, shared_from_this());
+    activator_.reset();
+    closeContext(core);
+    setState(Bundle::STATE_RESOLVED);
+    core.fire(BundleEvent::BUNDLE_STOPPED, shared_from_this());
+}
+
+std::exception_ptr BundleRecord::deactivate(FrameworkCore& core) {
+    setState(Bundle::STATE_STOPPING);
+    core.fire(BundleEvent::BUNDLE_STOPPING, shared_from_this());
+    std::exception_ptr error;
+    if (activator_) {
+        try {
+            activator_->Stop(Access::context(context()));
+        } catch (...) {
+            error = std::current_exception();
+        }
+        activator_.reset();
+    }
+    closeContext(core);
+    setState(Bundle::STATE_RESOLVED);
+    core.fire(BundleEvent::BUNDLE_STOPPED, shared_from_this());
+    return error;
+}
+
+void BundleRecord::rethrowStopFailure(std::exception_ptr const& error) const {
+    if (error) {
+        throw std::runtime_error(description() + ", BundleActivator::Stop() failed: " + textOf(error));
+    }
+}
+
+void BundleRecord::openContext(FrameworkCore& core) {
+    auto context = std::make_shared<ContextRecord>(shared_from_this(), core.weak_from_this());
+    std::lock_guard const lock(mutex_);
+    context_ = std::move(context);
+}
+
+void BundleRecord::closeContext(FrameworkCore& core) {
+    auto const context = this->context();
+    // While the context is valid, so that those who are told can still use it; then once more for what was
+    // registered meanwhile.
+    unregisterServices(core);
+    context->invalidate();
+    unregisterServices(core);
+    core.services().releaseAllOf(*this);
+    core.removeListenersOf(*context);
+    if (auto* const slot = library_ ? library_->contextSlot() : nullptr) {
+        slot->store(nullptr);
+    }
+    {
+        std::lock_guard const lock(mutex_);
+        context_.reset();
+    }
+    context->notifyWatchers();
+}
+
+void BundleRecord::unregisterServices(FrameworkCore& core) {
+    core.services().unregisterAllOf(*this);
+}
+
+void BundleRecord::requireInstalled() const {
+    if (state() == Bundle::STATE_UNINSTALLED) {
+        throw std::logic_error(description() + " is uninstalled");
+    }
+}
+
+std::string textOf(std::exception_ptr const& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (std::exception const& exception) {
+        return exception.what();
+    } catch (...) {
+        return "unknown";
+    }
+}
+
+} // namespace cppmicroservices::detail

@@ -1,0 +1,290 @@
+// One framework: its bundles, its services, its listeners, its life cycle.
+#include "FrameworkCore.hpp"
+
+#include "Access.hpp"
+#include "FrameworkProperties.hpp"
+#include "cppmicroservices/Constants.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <utility>
+
+namespace cppmicroservices::detail {
+
+SystemBundleRecord::SystemBundleRecord(std::weak_ptr<FrameworkCore> core)
+    : BundleRecord(std::move(core), 0, Constants::SYSTEM_BUNDLE_LOCATION, std::string(),
+                   interpretHeaders(systemBundleHeaders())) {}
+
+void SystemBundleRecord::start(FrameworkCore& core) {
+    core.start();
+}
+
+void SystemBundleRecord::stop(FrameworkCore& core) {
+    core.stop();
+}
+
+void SystemBundleRecord::uninstall(FrameworkCore&) {
+    throw std::runtime_error("Cannot uninstall a system bundle.");
+}
+
+/// What all public handles own together: its end stops the framework.
+class FrameworkCore::Handle {
+public:
+    explicit Handle(std::shared_ptr<FrameworkCore> core)
+        : core_(std::move(core)) {}
+    Handle(Handle const&) = delete;
+    Handle& operator=(Handle const&) = delete;
+    ~Handle() { core_->shutDown(); }
+
+private:
+    std::shared_ptr<FrameworkCore> const core_;
+};
+
+std::shared_ptr<FrameworkCore> FrameworkCore::make(FrameworkConfiguration const& configuration,
+                                                   std::ostream* logger) {
+    auto const core = std::make_shared<FrameworkCore>(configuration, logger);
+    core->system_ = std::make_shared<SystemBundleRecord>(core);
+    core->bundles_.setSystemBundle(core->system_);
+    auto const handle = std::make_shared<Handle>(core);
+    core->handle_ = handle;
+    return {handle, core.get()};
+}
+
+namespace {
+
+std::uint64_t nextFrameworkNumber() {
+    static std::atomic<std::uint64_t> last{0};
+    return ++last;
+}
+
+} // namespace
+
+FrameworkCore::FrameworkCore(FrameworkConfiguration const& configuration, std::ostream* logger)
+    : number_(nextFrameworkNumber())
+    , logStream_(logger ? *logger : std::clog)
+    , properties_(launchingProperties(configuration)) {}
+
+std::shared_ptr<FrameworkCore> FrameworkCore::handle() {
+    if (auto handle = handle_.lock()) {
+        return {std::move(handle), this};
+    }
+    return shared_from_this();
+}
+
+void FrameworkCore::init() {
+    if (running()) {
+        return;
+    }
+    BundleChanges::Right const right(changes_, *system_);
+    initWithRight();
+}
+
+void FrameworkCore::initWithRight() {
+    if (running()) {
+        return;
+    }
+    {
+        std::lock_guard const lock(mutex_);
+        properties_[Constants::FRAMEWORK_UUID] = makeUuid();
+    }
+    system_->openContext(*this);
+    system_->setState(Bundle::STATE_STARTING);
+    bundles_.installProgram(*this);
+}
+
+void FrameworkCore::start() {
+    if (system_->state() == Bundle::STATE_ACTIVE) {
+        return;
+    }
+    BundleChanges::Right const right(changes_, *system_);
+    if (system_->state() == Bundle::STATE_ACTIVE) {
+        return;
+    }
+    initWithRight();
+    startMarkedBundles();
+    system_->setState(Bundle::STATE_ACTIVE);
+    report(FrameworkEvent::FRAMEWORK_STARTED, system_, std::string());
+}
+
+void FrameworkCore::startMarkedBundles() {
+    for (auto const& bundle : bundles_.all()) {
+        if (bundle->autoStart() && bundle != system_) {
+            try {
+                bundle->start(*this);
+            } catch (...) {
+                report(FrameworkEvent::FRAMEWORK_ERROR, bundle, std::string(), std::current_exception());
+            }
+        }
+    }
+}
+
+void FrameworkCore::stop() {
+    std::thread finished;
+    {
+        std::lock_guard const lock(mutex_);
+        if (stopRequested_ || !running()) {
+            return;
+        }
+        finished.swap(stopper_);
+        stopper_ = std::thread([self = shared_from_this()] { self->stopNow(); });
+        stopRequested_ = true;
+    }
+    if (finished.joinable()) {
+        finished.join();
+    }
+}
+
+void FrameworkCore::stopNow() {
+    BundleChanges::Right const right(changes_, *system_);
+    if (startsBundles()) {
+        system_->setState(Bundle::STATE_STOPPING);
+        fire(BundleEvent::BUNDLE_STOPPING, system_);
+        stopBundles();
+        system_->closeContext(*this);
+        services_.forgetAll();
+        for (auto const& bundle : bundles_.clear()) {
+            bundle->abandon();
+        }
+        std::lock_guard const lock(mutex_);
+        system_->setState(Bundle::STATE_RESOLVED);
+        ++stops_;
+        stopped_.notify_all();
+    }
+    std::lock_guard const lock(mutex_);
+    stopRequested_ = false;
+}
+
+void FrameworkCore::stopBundles() {
+    std::set<std::shared_ptr<BundleRecord>> done;
+    while (auto const bundle = lastStarted(done)) {
+        done.insert(bundle);
+        try {
+            bundle->stopForFramework(*this);
+        } catch (...) {
+            report(FrameworkEvent::FRAMEWORK_ERROR, bundle, std::string(), std::current_exception());
+        }
+    }
+}
+
+std::shared_ptr<BundleRecord>
+FrameworkCore::lastStarted(std::set<std::shared_ptr<BundleRecord>> const& excluded) const {
+    std::shared_ptr<BundleRecord> last;
+    for (auto const& bundle : bundles_.all()) {
+        bool const candidate = bundle != system_ && bundle->mayRun() && excluded.count(bundle) == 0;
+        if (candidate && (!last || last->startNumber() < bundle->startNumber())) {
+            last = bundle;
+        }
+    }
+    return last;
+}
+
+FrameworkEvent FrameworkCore::waitForStop(std::chrono::milliseconds const& timeout) {
+    bool ended = true;
+    bool everStopped = false;
+    {
+        std::unique_lock lock(mutex_);
+        if (running()) {
+            auto const hasStopped = [this, before = stops_] { return stops_ != before; };
+            if (timeout == std::chrono::milliseconds::zero()) {
+                stopped_.wait(lock, hasStopped);
+            } else {
+                ended = stopped_.wait_for(lock, timeout, hasStopped);
+            }
+        }
+        everStopped = stops_ > 0;
+    }
+    auto const type = !ended        ? FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT
+                      : everStopped ? FrameworkEvent::FRAMEWORK_STOPPED
+                                    : FrameworkEvent::FRAMEWORK_ERROR;
+    return {type, Access::bundle(system_, *this), std::string()};
+}
+
+bool FrameworkCore::startsBundles() const noexcept {
+    return (system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE)) != 0;
+}
+
+bool FrameworkCore::running() const noexcept {
+    return (system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE | Bundle::STATE_STOPPING)) != 0;
+}
+
+void FrameworkCore::shutDown() noexcept {
+    try {
+        stopNow();
+    } catch (std::exception const& error) {
+        log(error.what());
+    }
+    joinStopper();
+}
+
+void FrameworkCore::joinStopper() {
+    std::thread stopper;
+    {
+        std::lock_guard const lock(mutex_);
+        stopper.swap(stopper_);
+    }
+    if (stopper.get_id() == std::this_thread::get_id()) {
+        stopper.detach();
+    } else if (stopper.joinable()) {
+        stopper.join();
+    }
+}
+
+void FrameworkCore::removeListenersOf(ContextRecord const& context) {
+    serviceListeners_.removeAllOf(context);
+    bundleListeners_.removeAllOf(context);
+    frameworkListeners_.removeAllOf(context);
+}
+
+void FrameworkCore::fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) {
+    bundleListeners_.deliver(BundleEvent(type, Access::bundle(bundle, *this)),
+                             [this](ContextRecord const& context) {
+                                 report(FrameworkEvent::FRAMEWORK_ERROR, context.bundle(),
+                                        "Bundle listener threw an exception", std::current_exception());
+                             });
+}
+
+void FrameworkCore::report(FrameworkEvent::Type type, std::shared_ptr<BundleRecord> const& bundle,
+                           std::string const& message, std::exception_ptr error) {
+    FrameworkEvent const event(type, Access::bundle(bundle, *this), message, std::move(error));
+    // Reporting what a listener of reports threw could go on without end.
+    frameworkListeners_.deliver(event, [this](ContextRecord const& context) {
+        log("Framework listener in " + context.bundle()->symbolicName() +
+            " threw an exception: " + textOf(std::current_exception()));
+    });
+}
+
+void FrameworkCore::log(std::string const& line) {
+    auto const enabled = property(Constants::FRAMEWORK_LOG);
+    auto const* const value = any_cast<bool>(&enabled);
+    if (value && *value) {
+        std::lock_guard const lock(mutex_);
+        logStream_ << line << '\n';
+    }
+}
+
+AnyMap FrameworkCore::properties() const {
+    std::lock_guard const lock(mutex_);
+    return properties_;
+}
+
+Any FrameworkCore::property(std::string const& key) const {
+    std::lock_guard const lock(mutex_);
+    auto const found = properties_.find(key);
+    return found == properties_.end() ? Any() : found->second;
+}
+
+int FrameworkCore::libraryLoadOptions() const {
+    auto const options = property(Constants::LIBRARY_LOAD_OPTIONS);
+    auto const* const value = any_cast<int>(&options);
+    return value ? *value : defaultLibraryLoadOptions;
+}
+
+std::string FrameworkCore::absolutePath(std::string const& path) const {
+    auto const directory = property(Constants::FRAMEWORK_WORKING_DIR);
+    auto const* const value = any_cast<std::string>(&directory);
+    return value ? (std::filesystem::path(*value) / path).string() : path;
+}
+
+} // namespace cppmicroservices::detail

@@ -1,0 +1,22 @@
+// Finds out of a filter expression's text which interface it asks for, so that only services with it need a
+// look.
+#ifndef SPF_MICROSERVICES_FRAMEWORK_INTERFACEHINT_HPP
+#define SPF_MICROSERVICES_FRAMEWORK_INTERFACEHINT_HPP
+
+#include <string>
+
+namespace cppmicroservices::detail {
+
+struct InterfaceHint {
+    /// Every service that the filter matches has this interface; empty if the text does not show one.
+    std::string interfaceId;
+    /// The filter asks for nothing else.
+    bool complete = false;
+};
+
+/// Recognises "(objectclass=NAME)" and "(&(objectclass=NAME)...)". `filter` must be a valid expression.
+InterfaceHint interfaceHint(std::string const& filter);
+
+} // namespace cppmicroservices::detail
+
+#endif

@@ -1,0 +1,145 @@
+// The service listeners of one framework, and the delivery of service events to them.
+#include "ServiceListeners.hpp"
+
+#include "Access.hpp"
+#include "BundleRecord.hpp"
+#include "ContextRecord.hpp"
+#include "FrameworkCore.hpp"
+#include "InterfaceHint.hpp"
+#include "cppmicroservices/FrameworkEvent.h"
+
+#include <exception>
+#include <utility>
+
+namespace cppmicroservices::detail {
+
+void ServiceListeners::add(ListenerTokenId id, std::shared_ptr<ContextRecord> const& context,
+                           ServiceListener listener, std::string const& filter) {
+    auto const entry = std::make_shared<Entry>();
+    entry->context = context;
+    entry->listener = std::move(listener);
+    if (!filter.empty()) {
+        LDAPFilter expression(filter);
+        auto hint = interfaceHint(filter);
+        entry->interfaceId = std::move(hint.interfaceId);
+        if (!hint.complete) {
+            entry->filter = std::move(expression);
+        }
+    }
+    std::lock_guard const lock(mutex_);
+    context->requireValid();
+    entries_.emplace(id, entry);
+    (entry->interfaceId.empty() ? general_ : byInterface_[entry->interfaceId]).insert(id, entry);
+}
+
+void ServiceListeners::remove(ListenerTokenId id, ContextRecord const& context) {
+    std::shared_ptr<Entry>
+        removed; // before the lock, so that what the listener captured is destroyed without it
+    std::lock_guard const lock(mutex_);
+    auto const found = entries_.find(id);
+    if (found != entries_.end() && found->second->context.get() == &context) {
+        removed = eraseUnlocked(id);
+    }
+}
+
+void ServiceListeners::removeAllOf(ContextRecord const& context) {
+    std::vector<std::shared_ptr<Entry>> removed; // before the lock, as above
+    std::vector<ListenerTokenId> ids;
+    std::lock_guard const lock(mutex_);
+    for (auto const& [id, entry] : entries_) {
+        if (entry->context.get() == &context) {
+            ids.push_back(id);
+        }
+    }
+    for (auto const id : ids) {
+        removed.push_back(eraseUnlocked(id));
+    }
+}
+
+std::shared_ptr<ServiceListeners::Entry> ServiceListeners::eraseUnlocked(ListenerTokenId id) {
+    auto const found = entries_.find(id);
+    auto entry = found->second;
+    entries_.erase(found);
+    entry->removed.store(true, std::memory_order_release);
+    if (entry->interfaceId.empty()) {
+        general_.erase(id);
+        return entry;
+    }
+    auto const bucket = byInterface_.find(entry->interfaceId);
+    bucket->second.erase(id);
+    if (bucket->second.empty()) {
+        byInterface_.erase(bucket);
+    }
+    return entry;
+}
+
+void ServiceListeners::deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record) {
+    auto const listeners = listenersFor(*record);
+    if (listeners.empty()) {
+        return;
+    }
+    ServiceEvent const event(type, Access::reference(record));
+    auto const properties = record->properties();
+    for (auto const& entries : listeners) {
+        for (auto const& entry : *entries) {
+            if (entry->matches(*properties)) {
+                call(*entry, event);
+            }
+        }
+    }
+}
+
+void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& record,
+                                       ServiceRecord::Change const& change) {
+    auto const listeners = listenersFor(*record);
+    if (listeners.empty()) {
+        return;
+    }
+    auto const reference = Access::reference(record);
+    ServiceEvent const modified(ServiceEvent::SERVICE_MODIFIED, reference);
+    ServiceEvent const endMatch(ServiceEvent::SERVICE_MODIFIED_ENDMATCH, reference);
+    for (auto const& entries : listeners) {
+        for (auto const& entry : *entries) {
+            if (entry->matches(*change.after)) {
+                call(*entry, modified);
+            } else if (entry->matches(*change.before)) {
+                call(*entry, endMatch);
+            }
+        }
+    }
+}
+
+std::vector<ServiceListeners::Entries> ServiceListeners::listenersFor(ServiceRecord const& record) {
+    std::vector<Entries> listeners;
+    std::lock_guard const lock(mutex_);
+    if (!general_.empty()) {
+        listeners.push_back(general_.snapshot());
+    }
+    if (!byInterface_.empty()) {
+        for (auto const& interfaceId : record.interfaces()) {
+            auto const found = byInterface_.find(interfaceId);
+            if (found != byInterface_.end()) {
+                listeners.push_back(found->second.snapshot());
+            }
+        }
+    }
+    return listeners;
+}
+
+void ServiceListeners::call(Entry const& entry, ServiceEvent const& event) {
+    if (entry.removed.load(std::memory_order_acquire)) {
+        return;
+    }
+    try {
+        entry.listener(event);
+    } catch (...) {
+        auto const& bundle = entry.context->bundle();
+        if (auto const core = bundle->core()) {
+            core->report(FrameworkEvent::FRAMEWORK_ERROR, bundle,
+                         "Service listener in " + bundle->symbolicName() + " threw an exception!",
+                         std::current_exception());
+        }
+    }
+}
+
+} // namespace cppmicroservices::detail

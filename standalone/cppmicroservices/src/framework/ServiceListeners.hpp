@@ -1,0 +1,64 @@
+// The service listeners of one framework, and the delivery of service events to them.
+#ifndef SPF_MICROSERVICES_FRAMEWORK_SERVICELISTENERS_HPP
+#define SPF_MICROSERVICES_FRAMEWORK_SERVICELISTENERS_HPP
+
+#include "ServiceRecord.hpp"
+#include "SnapshotMap.hpp"
+#include "cppmicroservices/LDAPFilter.h"
+#include "cppmicroservices/ListenerFunctors.h"
+#include "cppmicroservices/ListenerToken.h"
+#include "cppmicroservices/ServiceEvent.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+class ContextRecord;
+
+/// Thread safe. Listeners that ask for one interface are told only of services with it, without a look at the
+/// others.
+class ServiceListeners {
+public:
+    /// \throws std::invalid_argument if `filter` is neither empty nor an expression
+    void add(ListenerTokenId id, std::shared_ptr<ContextRecord> const& context, ServiceListener listener,
+             std::string const& filter);
+    /// Does nothing unless the listener was added with the same context.
+    void remove(ListenerTokenId id, ContextRecord const& context);
+    void removeAllOf(ContextRecord const& context);
+
+    void deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record);
+    void deliverModified(std::shared_ptr<ServiceRecord> const& record, ServiceRecord::Change const& change);
+
+private:
+    struct Entry {
+        std::shared_ptr<ContextRecord> context;
+        ServiceListener listener;
+        std::string interfaceId;          ///< the only interface asked for; empty if there is not one
+        std::optional<LDAPFilter> filter; ///< what is asked for beyond the interface
+        std::atomic<bool> removed{false};
+
+        bool matches(AnyMap const& properties) const { return !filter || filter->Match(properties); }
+    };
+    using Bucket = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>>;
+    using Entries = std::shared_ptr<Bucket::Values const>;
+
+    std::shared_ptr<Entry> eraseUnlocked(ListenerTokenId id);
+    std::vector<Entries> listenersFor(ServiceRecord const& record);
+    static void call(Entry const& entry, ServiceEvent const& event);
+
+    std::mutex mutex_; // guards what follows
+    std::unordered_map<ListenerTokenId, std::shared_ptr<Entry>> entries_;
+    Bucket general_;                                      // of entries_, those without an interface
+    std::unordered_map<std::string, Bucket> byInterface_; // the others
+};
+
+} // namespace cppmicroservices::detail
+
+#endif

@@ -1,0 +1,143 @@
+// A registered service: its identity, its properties, its state, and who uses it.
+#include "ServiceRecord.hpp"
+
+#include "cppmicroservices/Constants.h"
+#include "cppmicroservices/PrototypeServiceFactory.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace cppmicroservices::detail {
+
+namespace {
+
+InterfaceMap const& checked(InterfaceMapConstPtr const& service) {
+    if (!service || service->empty()) {
+        throw std::invalid_argument("Can't register empty InterfaceMap as a service");
+    }
+    bool const hasFactory = service->count(serviceFactoryKey) > 0;
+    for (auto const& [interfaceId, object] : *service) {
+        if (!object && !hasFactory) {
+            throw std::invalid_argument("Can't register as null class");
+        }
+    }
+    return *service;
+}
+
+std::shared_ptr<ServiceFactory> factoryOf(InterfaceMap const& service) {
+    auto const found = service.find(serviceFactoryKey);
+    return found == service.end() ? nullptr : std::static_pointer_cast<ServiceFactory>(found->second);
+}
+
+ServiceScope scopeOf(ServiceFactory const* factory) {
+    if (!factory) {
+        return ServiceScope::Singleton;
+    }
+    return dynamic_cast<PrototypeServiceFactory const*>(factory) ? ServiceScope::Prototype
+                                                                 : ServiceScope::Bundle;
+}
+
+std::string const& nameOf(ServiceScope scope) {
+    switch (scope) {
+    case ServiceScope::Bundle:
+        return Constants::SCOPE_BUNDLE;
+    case ServiceScope::Prototype:
+        return Constants::SCOPE_PROTOTYPE;
+    default:
+        return Constants::SCOPE_SINGLETON;
+    }
+}
+
+std::vector<std::string> interfacesOf(InterfaceMap const& service) {
+    std::vector<std::string> interfaces;
+    for (auto const& entry : service) {
+        if (entry.first != serviceFactoryKey) {
+            interfaces.push_back(entry.first);
+        }
+    }
+    std::sort(interfaces.begin(), interfaces.end());
+    return interfaces;
+}
+
+} // namespace
+
+ServiceRecord::ServiceRecord(long id, std::shared_ptr<BundleRecord> registrant,
+                             std::weak_ptr<FrameworkCore> core, InterfaceMapConstPtr service,
+                             ServiceProperties const& properties)
+    : id_(id)
+    , registrant_(std::move(registrant))
+    , core_(std::move(core))
+    , scope_(scopeOf(factoryOf(checked(service)).get()))
+    , interfaces_(interfacesOf(*service))
+    , service_(std::move(service))
+    , properties_(complete(properties))
+    , uses_(*this) {
+    ranking_.store(rankingOf(*properties_), std::memory_order_relaxed);
+}
+
+std::string const* ServiceRecord::findInterface(std::string const& interfaceId) const {
+    auto const found = std::find(interfaces_.begin(), interfaces_.end(), interfaceId);
+    return found == interfaces_.end() ? nullptr : &*found;
+}
+
+InterfaceMapConstPtr ServiceRecord::service() const {
+    std::lock_guard const lock(mutex_);
+    return service_;
+}
+
+std::shared_ptr<ServiceFactory> ServiceRecord::factory() const {
+    auto const service = this->service();
+    return service ? factoryOf(*service) : nullptr;
+}
+
+void ServiceRecord::dropService() {
+    InterfaceMapConstPtr service; // declared before the lock, so that the service is destroyed without it
+    std::lock_guard const lock(mutex_);
+    service.swap(service_);
+}
+
+ServiceRecord::Properties ServiceRecord::properties() const {
+    std::lock_guard const lock(mutex_);
+    return properties_;
+}
+
+ServiceRecord::Properties ServiceRecord::complete(ServiceProperties const& properties) const {
+    auto complete = std::make_shared<AnyMap>(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    complete->emplace(Constants::OBJECTCLASS, interfaces_);
+    complete->emplace(Constants::SERVICE_ID, id_);
+    complete->emplace(Constants::SERVICE_SCOPE, nameOf(scope_));
+    for (auto const& [key, value] : properties) {
+        if (key == Constants::OBJECTCLASS || key == Constants::SERVICE_ID ||
+            key == Constants::SERVICE_SCOPE) {
+            continue;
+        }
+        if (!complete->emplace(key, value).second) {
+            throw std::runtime_error("Properties contain case variants of the key: " + key);
+        }
+    }
+    return complete;
+}
+
+void ServiceRecord::requireRegistered() const {
+    if (state_.load(std::memory_order_acquire) != State::Registered) {
+        throw std::logic_error("Service is unregistered");
+    }
+}
+
+void ServiceRecord::beginUnregistration() {
+    // Under the lock, so that no change of the properties is announced after the unregistration has begun.
+    std::lock_guard const lock(mutex_);
+    requireRegistered();
+    state_.store(State::Unregistering, std::memory_order_release);
+}
+
+int rankingOf(AnyMap const& properties) {
+    auto const found = properties.find(Constants::SERVICE_RANKING);
+    if (found == properties.end()) {
+        return 0;
+    }
+    int const* const ranking = any_cast<int>(&found->second);
+    return ranking ? *ranking : 0;
+}
+
+} // namespace cppmicroservices::detail

@@ -1,0 +1,169 @@
+// The registered services of one framework.
+#include "ServiceRegistry.hpp"
+
+#include "BundleRecord.hpp"
+#include "ContextRecord.hpp"
+#include "FrameworkCore.hpp"
+#include "InterfaceHint.hpp"
+#include "ServiceListeners.hpp"
+#include "cppmicroservices/LDAPFilter.h"
+#include "cppmicroservices/ServiceEvent.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace cppmicroservices::detail {
+
+std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord const& context,
+                                                                InterfaceMapConstPtr service,
+                                                                ServiceProperties const& properties) {
+    auto const record = std::make_shared<ServiceRecord>(++lastId_, context.bundle(), context.core(),
+                                                        std::move(service), properties);
+    add(context, record);
+    listeners_.deliver(ServiceEvent::SERVICE_REGISTERED, record);
+    return record;
+}
+
+void ServiceRegistry::setProperties(ServiceRecord& record, ServiceProperties const& properties) {
+    auto const self = record.shared_from_this();
+    auto const change =
+        record.replaceProperties(properties, [this, &self](ServiceRecord::Change const& made) {
+            if (made.oldRank.ranking != made.newRank.ranking) {
+                std::lock_guard const lock(mutex_);
+                if (eraseUnlocked(made.oldRank, *self)) {
+                    insertUnlocked(made.newRank, self);
+                }
+            }
+        });
+    listeners_.deliverModified(self, change);
+}
+
+void ServiceRegistry::unregister(ServiceRecord& record) {
+    auto const self = record.shared_from_this();
+    record.beginUnregistration();
+    remove(record);
+    listeners_.deliver(ServiceEvent::SERVICE_UNREGISTERING, self);
+    record.endUnregistration();
+    record.uses().releaseAll();
+    record.dropService();
+}
+
+void ServiceRegistry::unregisterAllOf(BundleRecord const& registrant) {
+    for (auto const& record : registeredBy(registrant)) {
+        try {
+            unregister(*record);
+        } catch (std::logic_error const&) {
+            // Another thread is unregistering it.
+        }
+    }
+}
+
+void ServiceRegistry::releaseAllOf(BundleRecord const& user) {
+    auto const records = snapshot({});
+    for (auto const& record : *records) {
+        record->uses().releaseAllOf(user);
+    }
+}
+
+void ServiceRegistry::forgetAll() {
+    // Declared before the lock, so that service objects are destroyed without it.
+    Ranked all;
+    std::unordered_map<std::string, Ranked> byInterface;
+    std::lock_guard const lock(mutex_);
+    std::swap(all, all_);
+    byInterface.swap(byInterface_);
+}
+
+std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::find(std::string const& interfaceId,
+                                                                      std::string const& filter) {
+    if (filter.empty()) {
+        return snapshot(interfaceId);
+    }
+    LDAPFilter const expression(filter);
+    auto const hint = interfaceHint(filter);
+    auto const candidates = snapshot(interfaceId.empty() ? hint.interfaceId : interfaceId);
+    if (hint.complete && (interfaceId.empty() || interfaceId == hint.interfaceId)) {
+        return candidates;
+    }
+    auto matches = std::make_shared<Records>();
+    for (auto const& record : *candidates) {
+        if (expression.Match(*record->properties())) {
+            matches->push_back(record);
+        }
+    }
+    return matches;
+}
+
+std::shared_ptr<ServiceRecord> ServiceRegistry::findBest(std::string const& interfaceId) {
+    std::lock_guard const lock(mutex_);
+    if (interfaceId.empty()) {
+        return all_.empty() ? nullptr : all_.front();
+    }
+    auto const found = byInterface_.find(interfaceId);
+    return found == byInterface_.end() ? nullptr : found->second.front();
+}
+
+ServiceRegistry::Records ServiceRegistry::registeredBy(BundleRecord const& registrant) {
+    Records records;
+    auto const all = snapshot({});
+    for (auto const& record : *all) {
+        if (record->registrant().get() == &registrant) {
+            records.push_back(record);
+        }
+    }
+    return records;
+}
+
+ServiceRegistry::Records ServiceRegistry::usedBy(BundleRecord const& user) {
+    Records records;
+    auto const all = snapshot({});
+    for (auto const& record : *all) {
+        if (record->uses().usedBy(user)) {
+            records.push_back(record);
+        }
+    }
+    return records;
+}
+
+void ServiceRegistry::add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record) {
+    std::lock_guard const lock(mutex_);
+    context.requireValid();
+    insertUnlocked(record->rank(), record);
+}
+
+void ServiceRegistry::remove(ServiceRecord const& record) {
+    std::lock_guard const lock(mutex_);
+    eraseUnlocked(record.rank(), record);
+}
+
+void ServiceRegistry::insertUnlocked(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record) {
+    all_.insert(rank, record);
+    for (auto const& interfaceId : record->interfaces()) {
+        byInterface_[interfaceId].insert(rank, record);
+    }
+}
+
+bool ServiceRegistry::eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record) {
+    if (!all_.erase(rank)) {
+        return false;
+    }
+    for (auto const& interfaceId : record.interfaces()) {
+        auto const found = byInterface_.find(interfaceId);
+        found->second.erase(rank);
+        if (found->second.empty()) {
+            byInterface_.erase(found);
+        }
+    }
+    return true;
+}
+
+std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::snapshot(std::string const& interfaceId) {
+    std::lock_guard const lock(mutex_);
+    if (interfaceId.empty()) {
+        return all_.snapshot();
+    }
+    auto const found = byInterface_.find(interfaceId);
+    return found == byInterface_.end() ? std::make_shared<Records const>() : found->second.snapshot();
+}
+
+} // namespace cppmicroservices::detail

@@ -1,0 +1,72 @@
+// The registered services of one framework.
+#ifndef SPF_MICROSERVICES_FRAMEWORK_SERVICEREGISTRY_HPP
+#define SPF_MICROSERVICES_FRAMEWORK_SERVICEREGISTRY_HPP
+
+#include "ServiceRecord.hpp"
+#include "SnapshotMap.hpp"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+class BundleRecord;
+class ContextRecord;
+class FrameworkCore;
+class ServiceListeners;
+
+/// Thread safe. Listeners are told, and factories called, with no lock held.
+class ServiceRegistry {
+public:
+    using Records = std::vector<std::shared_ptr<ServiceRecord>>;
+
+    explicit ServiceRegistry(ServiceListeners& listeners)
+        : listeners_(listeners) {}
+
+    /// \throws std::invalid_argument, std::runtime_error as BundleContext::RegisterService
+    std::shared_ptr<ServiceRecord> registerService(ContextRecord const& context, InterfaceMapConstPtr service,
+                                                   ServiceProperties const& properties);
+    /// \throws std::logic_error, std::runtime_error as ServiceRegistrationBase
+    void setProperties(ServiceRecord& record, ServiceProperties const& properties);
+    void unregister(ServiceRecord& record);
+
+    /// Unregisters the bundle's services.
+    void unregisterAllOf(BundleRecord const& registrant);
+    /// Releases the objects that the bundle holds of any service.
+    void releaseAllOf(BundleRecord const& user);
+    /// Takes all services out of the registry without telling anybody. Their registrations stay as they are.
+    void forgetAll();
+
+    /// Those with the interface (all, if it is empty) that match the filter, the most preferred first.
+    /// \throws std::invalid_argument if `filter` is neither empty nor an expression
+    std::shared_ptr<Records const> find(std::string const& interfaceId, std::string const& filter);
+    /// The most preferred one with the interface (of all, if it is empty); null if there is none.
+    std::shared_ptr<ServiceRecord> findBest(std::string const& interfaceId);
+    Records registeredBy(BundleRecord const& registrant);
+    Records usedBy(BundleRecord const& user);
+
+private:
+    using Ranked = SnapshotMap<ServiceRank, std::shared_ptr<ServiceRecord>>;
+
+    void add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record);
+    void remove(ServiceRecord const& record);
+    void insertUnlocked(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
+    /// Whether the record was there; forgetAll() may have been faster.
+    bool eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record);
+    std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
+
+    ServiceListeners& listeners_;
+    std::atomic<long> lastId_{0};
+
+    std::mutex mutex_; // guards what follows; may be taken under a record's lock, never the other way round
+    Ranked all_;
+    std::unordered_map<std::string, Ranked> byInterface_;
+};
+
+} // namespace cppmicroservices::detail
+
+#endif

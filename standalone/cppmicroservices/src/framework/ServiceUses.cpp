@@ -1,0 +1,288 @@
+// The objects of one service that bundles hold, and the calls to its factory.
+#include "ServiceUses.hpp"
+
+#include "Access.hpp"
+#include "BundleRecord.hpp"
+#include "ContextRecord.hpp"
+#include "FrameworkCore.hpp"
+#include "ServiceRecord.hpp"
+#include "cppmicroservices/FrameworkEvent.h"
+#include "cppmicroservices/ServiceException.h"
+#include "cppmicroservices/ServiceFactory.h"
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+namespace cppmicroservices::detail {
+
+namespace {
+
+void report(ServiceRecord& service, std::string const& message, std::exception_ptr error) {
+    if (auto const core = service.core()) {
+        core->report(FrameworkEvent::FRAMEWORK_ERROR, service.registrant(), message, std::move(error));
+    }
+}
+
+void report(ServiceRecord& service, std::string const& message, ServiceException::Type type) {
+    report(service, message, std::make_exception_ptr(ServiceException(message, type)));
+}
+
+/// The exception being handled as a ServiceException with the same text and itself nested.
+std::exception_ptr asFactoryException() {
+    std::string text = "unknown";
+    try {
+        throw;
+    } catch (std::exception const& error) {
+        text = error.what();
+    } catch (...) {
+    }
+    try {
+        std::throw_with_nested(ServiceException(text, ServiceException::FACTORY_EXCEPTION));
+    } catch (...) {
+        return std::current_exception();
+    }
+}
+
+bool hasAllInterfaces(InterfaceMap const& object, ServiceRecord const& service) {
+    auto const& interfaces = service.interfaces();
+    return std::all_of(interfaces.begin(), interfaces.end(), [&object](std::string const& interfaceId) {
+        auto const found = object.find(interfaceId);
+        return found != object.end() && found->second;
+    });
+}
+
+/// The deleter of the pointers that bundles get: keeps the object, and releases the use with the last
+/// pointer.
+struct ReleaseUse {
+    std::shared_ptr<ServiceUse> use;
+    std::shared_ptr<void const> object;
+
+    void operator()(void const*) {
+        object.reset();
+        // A weak pointer keeps this deleter; it must not keep the service with it.
+        auto const released = std::move(use);
+        released->service->uses().release(released);
+    }
+};
+
+} // namespace
+
+std::shared_ptr<ServiceUse> ServiceUses::acquire(ContextRecord const& context) {
+    std::unique_lock lock(mutex_);
+    if (!usableUnlocked(context)) {
+        return nullptr;
+    }
+    if (auto use = findUnlocked(*context.bundle())) {
+        ++use->holders;
+        return use;
+    }
+    return service_.scope() == ServiceScope::Singleton
+               ? addUnlocked(context, false, nullptr, service_.service())
+               : acquireMade(context, lock);
+}
+
+std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& context,
+                                                     std::unique_lock<std::mutex>& lock) {
+    auto const& user = context.bundle();
+    while (auto const* const making = findMakingUnlocked(*user)) {
+        if (making->thread == std::this_thread::get_id()) {
+            lock.unlock();
+            report(service_, "Recursive call to ServiceFactory::GetService",
+                   ServiceException::FACTORY_RECURSION);
+            return nullptr;
+        }
+        made_.wait(lock);
+    }
+    if (!usableUnlocked(context)) {
+        return nullptr;
+    }
+    if (auto use = findUnlocked(*user)) {
+        ++use->holders;
+        return use;
+    }
+    making_.push_back({user.get(), std::this_thread::get_id()});
+    auto const factory = service_.factory();
+    lock.unlock();
+    auto object = makeObject(*factory, user);
+    lock.lock();
+    making_.erase(making_.begin() + (findMakingUnlocked(*user) - making_.data()));
+    made_.notify_all();
+    return object ? keepMade(context, lock, false, factory, std::move(object)) : nullptr;
+}
+
+std::shared_ptr<ServiceUse> ServiceUses::acquirePrototype(ContextRecord const& context) {
+    std::unique_lock lock(mutex_);
+    if (!usableUnlocked(context)) {
+        return nullptr;
+    }
+    auto const factory = service_.factory();
+    lock.unlock();
+    auto object = makeObject(*factory, context.bundle());
+    lock.lock();
+    return object ? keepMade(context, lock, true, factory, std::move(object)) : nullptr;
+}
+
+std::shared_ptr<ServiceUse> ServiceUses::keepMade(ContextRecord const& context,
+                                                  std::unique_lock<std::mutex>& lock, bool prototype,
+                                                  std::shared_ptr<ServiceFactory> const& factory,
+                                                  InterfaceMapConstPtr object) {
+    if (usableUnlocked(context)) {
+        return addUnlocked(context, prototype, factory, std::move(object));
+    }
+    lock.unlock();
+    takeBack(*factory, context.bundle(), object);
+    return nullptr;
+}
+
+void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) {
+    {
+        std::lock_guard const lock(mutex_);
+        auto const found = std::find(uses_.begin(), uses_.end(), use);
+        if (found == uses_.end() || --use->holders > 0) {
+            return;
+        }
+        uses_.erase(found);
+    }
+    takeBack({use});
+}
+
+void ServiceUses::releaseAll() {
+    Uses ended;
+    {
+        std::lock_guard const lock(mutex_);
+        ended.swap(uses_);
+    }
+    takeBack(ended);
+}
+
+void ServiceUses::releaseAllOf(BundleRecord const& user) {
+    Uses ended;
+    {
+        std::lock_guard const lock(mutex_);
+        auto const first = std::stable_partition(
+            uses_.begin(), uses_.end(), [&user](auto const& use) { return use->user.get() != &user; });
+        ended.assign(std::make_move_iterator(first), std::make_move_iterator(uses_.end()));
+        uses_.erase(first, uses_.end());
+    }
+    takeBack(ended);
+}
+
+bool ServiceUses::usedBy(BundleRecord const& user) const {
+    std::lock_guard const lock(mutex_);
+    return std::any_of(uses_.begin(), uses_.end(),
+                       [&user](auto const& use) { return use->user.get() == &user; });
+}
+
+std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
+    std::vector<std::shared_ptr<BundleRecord>> users;
+    std::lock_guard const lock(mutex_);
+    for (auto const& use : uses_) {
+        if (std::find(users.begin(), users.end(), use->user) == users.end()) {
+            users.push_back(use->user);
+        }
+    }
+    return users;
+}
+
+std::shared_ptr<ServiceUse> ServiceUses::findUnlocked(BundleRecord const& user) const {
+    auto const found = std::find_if(uses_.begin(), uses_.end(), [&user](auto const& use) {
+        return use->user.get() == &user && !use->prototype;
+    });
+    return found == uses_.end() ? nullptr : *found;
+}
+
+ServiceUses::Making const* ServiceUses::findMakingUnlocked(BundleRecord const& user) const {
+    auto const found = std::find_if(making_.begin(), making_.end(),
+                                    [&user](Making const& making) { return making.user == &user; });
+    return found == making_.end() ? nullptr : &*found;
+}
+
+// Checked under the lock: once the service or the context is invalid, whoever releases the uses finds all of
+// them.
+bool ServiceUses::usableUnlocked(ContextRecord const& context) const {
+    return service_.available() && context.valid();
+}
+
+std::shared_ptr<ServiceUse> ServiceUses::addUnlocked(ContextRecord const& context, bool prototype,
+                                                     std::shared_ptr<ServiceFactory> factory,
+                                                     InterfaceMapConstPtr object) {
+    uses_.push_back(std::make_shared<ServiceUse>(ServiceUse{
+        service_.shared_from_this(), context.bundle(), prototype, std::move(factory), std::move(object)}));
+    return uses_.back();
+}
+
+InterfaceMapConstPtr ServiceUses::makeObject(ServiceFactory& factory,
+                                             std::shared_ptr<BundleRecord> const& user) const {
+    auto const core = service_.core();
+    if (!core) {
+        return nullptr;
+    }
+    InterfaceMapConstPtr object;
+    try {
+        object = factory.GetService(Access::bundle(user, *core),
+                                    Access::registration(service_.shared_from_this()));
+    } catch (...) {
+        report(service_, "ServiceFactory threw an unknown exception.", asFactoryException());
+        return nullptr;
+    }
+    if (!object || object->empty()) {
+        report(service_, "ServiceFactory returned an empty or nullptr interface map.",
+               ServiceException::FACTORY_ERROR);
+        return nullptr;
+    }
+    if (!hasAllInterfaces(*object, service_)) {
+        report(service_,
+               "ServiceFactory produced an object that did not implement all interfaces of the service.",
+               ServiceException::FACTORY_ERROR);
+        return nullptr;
+    }
+    return object;
+}
+
+void ServiceUses::takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user,
+                           InterfaceMapConstPtr const& object) const {
+    auto const core = service_.core();
+    if (!core) {
+        return;
+    }
+    try {
+        factory.UngetService(Access::bundle(user, *core), Access::registration(service_.shared_from_this()),
+                             object);
+    } catch (...) {
+        report(service_, "ServiceFactory threw an exception", asFactoryException());
+    }
+}
+
+void ServiceUses::takeBack(Uses const& uses) const {
+    for (auto const& use : uses) {
+        if (use->factory) {
+            takeBack(*use->factory, use->user, use->object);
+        }
+    }
+}
+
+std::shared_ptr<void> holdObject(std::shared_ptr<ServiceUse> const& use, std::string const& interfaceId) {
+    auto object = ExtractInterface(use->object, interfaceId);
+    if (!object) {
+        use->service->uses().release(use);
+        return nullptr;
+    }
+    return {object.get(), ReleaseUse{use, object}};
+}
+
+InterfaceMapConstPtr holdInterfaceMap(std::shared_ptr<ServiceUse> const& use) {
+    return {use->object.get(), ReleaseUse{use, use->object}};
+}
+
+ServiceReferenceBase referenceHeldBy(std::shared_ptr<void> const& object) {
+    auto const* const held = std::get_deleter<ReleaseUse>(object);
+    if (!held) {
+        throw std::runtime_error("The input is not a CppMicroServices managed ServiceObject");
+    }
+    return Access::reference(held->use->service);
+}
+
+} // namespace cppmicroservices::detail

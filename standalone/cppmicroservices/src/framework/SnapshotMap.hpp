@@ -1,0 +1,56 @@
+// A map whose values can be handed out as an immutable list, so that they can be walked without a lock.
+#ifndef SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
+#define SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
+
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+/// The list is made at the first request after a change and shared until the next change, so that a run of
+/// changes costs nothing beyond the map's own, and neither does a run of requests. Not thread safe; the lists
+/// are.
+template <class Key, class Value>
+class SnapshotMap {
+public:
+    using Values = std::vector<Value>;
+
+    void insert(Key const& key, Value value) {
+        values_.emplace(key, std::move(value));
+        snapshot_.reset();
+    }
+
+    /// Whether there was a value under `key`.
+    bool erase(Key const& key) {
+        snapshot_.reset();
+        return values_.erase(key) > 0;
+    }
+
+    bool empty() const { return values_.empty(); }
+
+    /// The value with the least key. The map must not be empty.
+    Value const& front() const { return values_.begin()->second; }
+
+    /// All values in the order of their keys.
+    std::shared_ptr<Values const> snapshot() {
+        if (!snapshot_) {
+            auto values = std::make_shared<Values>();
+            values->reserve(values_.size());
+            for (auto const& [key, value] : values_) {
+                values->push_back(value);
+            }
+            snapshot_ = std::move(values);
+        }
+        return snapshot_;
+    }
+
+private:
+    std::map<Key, Value> values_;
+    std::shared_ptr<Values const> snapshot_; // null if it does not hold values_
+};
+
+} // namespace cppmicroservices::detail
+
+#endif
