@@ -1,0 +1,118 @@
+// Property maps as JSON.
+#include <cstdint>
+#include <limits>
+#include <set>
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "agent/spf/bundles/common/Properties.hpp"
+#include "agent/spf/bundles/json/JsonSerialiser.hpp"
+
+namespace {
+
+using agent::spf::bundles::AnyList;
+using agent::spf::bundles::makeMap;
+using agent::spf::bundles::json::JsonSerialiser;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+JsonSerialiser const serialiser;
+
+AnyMap mapOf(char const* key, Any const& value) {
+    auto map = makeMap();
+    map[key] = value;
+    return map;
+}
+
+TEST(JsonSerialiser, WritesEveryTypeOfValue) {
+    auto map = makeMap();
+    map["bool"] = true;
+    map["double"] = 1.5;
+    map["empty"] = Any();
+    map["int"] = -7;
+    map["list"] = AnyList{Any(1), Any(std::string("two"))};
+    map["long"] = std::numeric_limits<std::int64_t>::min();
+    map["map"] = mapOf("inner", Any(std::string("value")));
+    map["string"] = std::string("a \"quote\"\n\xc3\xa9");
+    map["unsigned"] = std::numeric_limits<std::uint64_t>::max();
+
+    EXPECT_EQ(
+        serialiser.serialise(map),
+        R"({"bool":true,"double":1.5,"empty":null,"int":-7,"list":[1,"two"],"long":-9223372036854775808,)"
+        "\"map\":{\"inner\":\"value\"},\"string\":\"a \\\"quote\\\"\\n\xc3\xa9\","
+        "\"unsigned\":18446744073709551615}");
+}
+
+TEST(JsonSerialiser, ReadsWhatItWrites) {
+    auto map = makeMap();
+    map["b"] = false;
+    map["d"] = 0.1;
+    map["i"] = 2147483647;
+    map["l"] = AnyList{Any(mapOf("x", Any(1))), Any(AnyList{})};
+    map["n"] = std::int64_t{2147483648};
+    map["s"] = std::string("text");
+
+    auto const read = serialiser.parse(serialiser.serialise(map));
+
+    EXPECT_EQ(read.size(), map.size());
+    for (auto const& [key, value] : map) {
+        EXPECT_EQ(read.at(key), value) << key;
+    }
+}
+
+TEST(JsonSerialiser, EveryMapIsCaseInsensitive) {
+    auto const map = serialiser.parse(R"({"Outer":{"Inner":1}})");
+
+    EXPECT_EQ(map.GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    EXPECT_EQ(any_cast<int>(any_cast<AnyMap>(map.at("OUTER")).at("inner")), 1);
+}
+
+TEST(JsonSerialiser, IntegersArriveInTheSmallestTypeThatHoldsThem) {
+    auto const map = serialiser.parse(R"({"a":-2147483648,"b":2147483648,"c":18446744073709551615,"d":1.0})");
+
+    EXPECT_EQ(map.at("a").Type(), typeid(int));
+    EXPECT_EQ(map.at("b").Type(), typeid(std::int64_t));
+    EXPECT_EQ(map.at("c").Type(), typeid(std::uint64_t));
+    EXPECT_EQ(map.at("d").Type(), typeid(double));
+}
+
+struct BadText {
+    std::string text;
+    char const* complaint;
+};
+
+class BadJson : public testing::TestWithParam<BadText> {};
+
+TEST_P(BadJson, IsRefusedWithWhatAndWhere) {
+    EXPECT_THAT([] { serialiser.parse(GetParam().text); },
+                ThrowsMessage<std::invalid_argument>(HasSubstr(GetParam().complaint)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bundles, BadJson,
+    testing::Values(BadText{"", "unexpected end of input"}, BadText{"{", "line 1, column 2"},
+                    BadText{"{\n\"a\": ?}", "line 2, column 6"}, BadText{"[1]", "an array where an object"},
+                    BadText{"7", "a single value where an object"}, BadText{"{} x", "line 1, column 4"},
+                    BadText{R"({"a":1,"A":2})", "\"A\" appears twice in the object"},
+                    BadText{R"({"m":[{"a":1,"a":2}]})", "\"a\" appears twice in the object/m/[]"},
+                    BadText{"{\"a\":\"\xff\"}", "UTF-8"},
+                    BadText{R"({"a":)" + std::string(100000, '['), "nested deeper than 64"}));
+
+TEST(JsonSerialiser, AValueThatCannotBeExpressedIsNamed) {
+    auto const bad = mapOf("outer", Any(AnyList{Any(1), Any(mapOf("inner", Any(std::set<int>{1})))}));
+
+    EXPECT_THAT([&] { serialiser.serialise(bad); },
+                ThrowsMessage<std::invalid_argument>(AllOf(HasSubstr("/outer/1/inner"), HasSubstr("type"))));
+    EXPECT_THAT([] { serialiser.serialise(mapOf("n", Any(std::numeric_limits<double>::infinity()))); },
+                ThrowsMessage<std::invalid_argument>(AllOf(HasSubstr("/n"), HasSubstr("finite"))));
+    EXPECT_THAT([] { serialiser.serialise(mapOf("s", Any(std::string("\xff")))); },
+                ThrowsMessage<std::invalid_argument>(AllOf(HasSubstr("/s"), HasSubstr("UTF-8"))));
+}
+
+} // namespace

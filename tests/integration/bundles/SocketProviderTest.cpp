@@ -1,0 +1,305 @@
+// The socket provider alone: endpoints, connections and frames.
+#include <atomic>
+#include <filesystem>
+#include <stdexcept>
+
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include "BundlesTest.hpp"
+#include "RawSocket.hpp"
+#include "agent/spf/bundles/sockets/SocketProvider.hpp"
+
+namespace {
+
+using namespace agent::spf::bundles;
+using agent::spf::bundles::sockets::SocketProvider;
+using bundles_test::RawListener;
+using bundles_test::RawSocket;
+using bundles_test::Record;
+using bundles_test::TemporaryDirectory;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+// Records what an endpoint reports, and keeps its connections.
+class Endpoints : public EndpointHandler {
+public:
+    void bound(std::string const& address) override { reports.add("bound " + address); }
+    void opened(std::shared_ptr<Connection> connection) override { connections.add(connection); }
+    void retrying(std::string const& reason) override { reports.add("retrying: " + reason); }
+    void failed(std::string const& reason) override { reports.add("failed: " + reason); }
+
+    std::shared_ptr<Connection> firstConnection() {
+        connections.waitUntil([](auto const& all) { return !all.empty(); });
+        return connections.values().at(0);
+    }
+
+    Record<std::string> reports;
+    Record<std::shared_ptr<Connection>> connections;
+};
+
+class Frames : public ConnectionHandler {
+public:
+    void received(std::string frame) override { reports.add(std::move(frame)); }
+    void closed(std::string const& reason) override { reports.add("closed: " + reason); }
+    Record<std::string> reports;
+};
+
+class SocketProviderTest : public testing::Test {
+protected:
+    std::filesystem::path path(std::string const& name = "s") const { return directory_.path() / name; }
+    std::string endpoint(std::string const& name = "s") const { return "unix:" + path(name).string(); }
+
+    // Binds and waits until that is done.
+    std::unique_ptr<Endpoint> bind() {
+        auto bound = provider_.bind(endpoint(), listener_);
+        EXPECT_TRUE(listener_->reports.waitFor("bound " + endpoint()));
+        return bound;
+    }
+
+    TemporaryDirectory directory_;
+    std::shared_ptr<Endpoints> const listener_ = std::make_shared<Endpoints>();
+    std::shared_ptr<Endpoints> const connector_ = std::make_shared<Endpoints>();
+    std::shared_ptr<Frames> const frames_ = std::make_shared<Frames>();
+    SocketProvider provider_;
+};
+
+TEST_F(SocketProviderTest, FramesArriveWholeAndInOrderBothWays) {
+    auto const bound = bind();
+    auto const connected = provider_.connect(endpoint(), connector_);
+    auto const server = listener_->firstConnection();
+    auto const client = connector_->firstConnection();
+    auto const clientFrames = std::make_shared<Frames>();
+    server->start(frames_);
+    client->start(clientFrames);
+    std::string const large(maximumFrameSize, 'x');
+
+    client->send("one");
+    client->send(large);
+    client->send("two");
+    server->send("back");
+
+    ASSERT_TRUE(frames_->reports.waitFor("two"));
+    EXPECT_EQ(frames_->reports.values(), (std::vector<std::string>{"one", large, "two"}));
+    EXPECT_TRUE(clientFrames->reports.waitFor("back"));
+}
+
+TEST_F(SocketProviderTest, FramesOfSizesThatAreNotAllowedAreNotSent) {
+    auto const bound = bind();
+    auto const connected = provider_.connect(endpoint(), connector_);
+    auto const client = connector_->firstConnection();
+
+    EXPECT_THROW(client->send(""), std::length_error);
+    EXPECT_THROW(client->send(std::string(maximumFrameSize + 1, 'x')), std::length_error);
+}
+
+TEST_F(SocketProviderTest, AFrameThatArrivesInPiecesIsPutTogether) {
+    auto const bound = bind();
+    RawSocket peer(path());
+    listener_->firstConnection()->start(frames_);
+
+    for (char const byte : RawSocket::frame("abc")) {
+        peer.send(std::string(1, byte));
+    }
+
+    EXPECT_TRUE(frames_->reports.waitFor("abc"));
+}
+
+TEST_F(SocketProviderTest, APeerThatEndsWithinAFrameIsClosedWithoutIt) {
+    auto const bound = bind();
+    RawSocket peer(path());
+    listener_->firstConnection()->start(frames_);
+
+    peer.send(RawSocket::frame("abc").substr(0, 6));
+    peer.close();
+
+    ASSERT_TRUE(frames_->reports.waitFor("closed: connection closed by the peer"));
+    EXPECT_EQ(frames_->reports.values().size(), 1U);
+}
+
+TEST_F(SocketProviderTest, WhatIsQueuedIsSentBeforeTheConnectionCloses) {
+    auto const bound = bind();
+    RawSocket peer(path());
+    auto const connection = listener_->firstConnection();
+    connection->start(frames_);
+
+    connection->send("last words");
+    connection->close();
+
+    EXPECT_EQ(peer.readFrame(), "last words");
+    EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+TEST_F(SocketProviderTest, NoCallRunsAfterCloseHasReturned) {
+    auto const bound = bind();
+    RawSocket peer(path());
+    auto const connection = listener_->firstConnection();
+    connection->start(frames_);
+    peer.sendFrame("one");
+    ASSERT_TRUE(frames_->reports.waitFor("one"));
+
+    connection->close();
+    connection->close();
+    auto const reported = frames_->reports.values();
+    peer.sendFrame("two");
+    ASSERT_TRUE(peer.isClosedByPeer());
+
+    EXPECT_EQ(frames_->reports.values(), reported);
+}
+
+TEST_F(SocketProviderTest, AConnectionMayBeClosedByItsHandler) {
+    class Closing : public ConnectionHandler {
+    public:
+        void received(std::string) override {
+            connection->close();
+            closedInCallback.add(0);
+        }
+        void closed(std::string const&) override { ADD_FAILURE() << "called after close()"; }
+        std::shared_ptr<Connection> connection;
+        Record<int> closedInCallback;
+    };
+    auto const bound = bind();
+    RawSocket peer(path());
+    auto const closing = std::make_shared<Closing>();
+    closing->connection = listener_->firstConnection();
+    closing->connection->start(closing);
+
+    peer.sendFrame("now");
+
+    EXPECT_TRUE(closing->closedInCallback.waitFor(0));
+    EXPECT_TRUE(peer.isClosedByPeer());
+    closing->connection.reset(); // the handler and the connection hold each other
+}
+
+TEST_F(SocketProviderTest, APeerThatDoesNotReadIsClosed) {
+    auto const bound = bind();
+    RawSocket const peer(path());
+    auto const connection = listener_->firstConnection();
+    connection->start(frames_);
+
+    for (int i = 0; i < 12; ++i) {
+        connection->send(std::string(maximumFrameSize, 'x'));
+    }
+
+    EXPECT_TRUE(frames_->reports.waitFor("closed: the peer does not read what is sent to it"));
+}
+
+TEST_F(SocketProviderTest, ClosingAnEndpointRemovesTheSocketAndKeepsItsConnections) {
+    auto bound = bind();
+    RawSocket peer(path());
+    auto const connection = listener_->firstConnection();
+    connection->start(frames_);
+
+    bound->close();
+    bound->close();
+
+    EXPECT_FALSE(std::filesystem::exists(path()));
+    peer.sendFrame("still here");
+    EXPECT_TRUE(frames_->reports.waitFor("still here"));
+}
+
+TEST_F(SocketProviderTest, ASocketFileThatIsSomebodyElsesByNowIsNotRemoved) {
+    auto bound = bind();
+    std::filesystem::remove(path());
+    RawListener const other(path());
+
+    bound->close();
+
+    EXPECT_TRUE(std::filesystem::is_socket(path()));
+}
+
+TEST_F(SocketProviderTest, AFileThatIsNoSocketIsNotTouched) {
+    std::filesystem::create_directory(path());
+
+    auto const bound = provider_.bind(endpoint(), listener_);
+
+    EXPECT_TRUE(listener_->reports.waitFor("failed: cannot bind " + endpoint() +
+                                           ": the file exists and is not a socket"));
+    EXPECT_TRUE(std::filesystem::is_directory(path()));
+}
+
+TEST_F(SocketProviderTest, AMissingDirectoryIsNamed) {
+    auto const bound = provider_.bind(endpoint("no/s"), listener_);
+
+    EXPECT_TRUE(listener_->reports.waitFor("failed: cannot bind " + endpoint("no/s") + ": directory " +
+                                           path("no").string() + ": No such file or directory"));
+}
+
+TEST_F(SocketProviderTest, APortLeftToTheSystemIsReported) {
+    auto const bound = provider_.bind("tcp:127.0.0.1:0", listener_);
+
+    ASSERT_TRUE(listener_->reports.waitUntil([](auto const& reports) { return !reports.empty(); }));
+    auto const report = listener_->reports.values().at(0);
+    EXPECT_THAT(report, testing::MatchesRegex("bound tcp:127\\.0\\.0\\.1:[1-9][0-9]*"));
+    auto const connected = provider_.connect(report.substr(6), connector_);
+    EXPECT_NE(connector_->firstConnection(), nullptr);
+}
+
+TEST_F(SocketProviderTest, PortZeroCannotBeConnectedTo) {
+    auto const connected = provider_.connect("tcp:127.0.0.1:0", connector_);
+
+    ASSERT_TRUE(connector_->reports.waitUntil([](auto const& reports) { return !reports.empty(); }));
+    EXPECT_THAT(connector_->reports.values(),
+                ElementsAre(HasSubstr("failed: cannot connect to tcp:127.0.0.1:0: nobody")));
+}
+
+TEST_F(SocketProviderTest, ARefusedConnectionIsTriedAgainUntilItSucceeds) {
+    { RawListener const dead(path()); }
+    auto const connected = provider_.connect(endpoint(), connector_);
+    ASSERT_TRUE(connector_->reports.waitFor("retrying: Connection refused", 2));
+
+    auto const bound = bind();
+
+    EXPECT_NE(connector_->firstConnection(), nullptr);
+}
+
+TEST_F(SocketProviderTest, AConnectionThatEndsIsMadeAgain) {
+    auto const bound = bind();
+    auto const connected = provider_.connect(endpoint(), connector_);
+    connector_->firstConnection()->start(frames_);
+
+    listener_->firstConnection()->close();
+
+    EXPECT_TRUE(frames_->reports.waitFor("closed: connection closed by the peer"));
+    EXPECT_TRUE(connector_->reports.waitFor("retrying: connection closed by the peer"));
+    EXPECT_TRUE(connector_->connections.waitUntil([](auto const& all) { return all.size() == 2; }));
+}
+
+TEST_F(SocketProviderTest, TheReasonOfARejectionIsThatOfTheFailedAttempt) {
+    auto const bound = bind();
+    auto const connected = provider_.connect(endpoint(), connector_);
+    auto const connection = connector_->firstConnection();
+    connection->start(frames_);
+
+    connection->reject("not whom I wanted");
+
+    EXPECT_TRUE(connector_->reports.waitFor("retrying: not whom I wanted"));
+}
+
+TEST_F(SocketProviderTest, StoppingRemovesSocketsAndLeavesHandlesHarmless) {
+    auto const bound = bind();
+    auto const connected = provider_.connect(endpoint(), connector_);
+    auto const connection = connector_->firstConnection();
+    connection->start(frames_);
+
+    provider_.stop();
+
+    EXPECT_FALSE(std::filesystem::exists(path()));
+    connection->send("nobody listens");
+    connection->close();
+    connected->close();
+}
+
+TEST_F(SocketProviderTest, ClosingWhileEverythingIsUnderWayIsClean) {
+    for (int i = 0; i < 50; ++i) {
+        auto bound = provider_.bind(endpoint(), listener_);
+        auto connected = provider_.connect(endpoint(), connector_);
+        if (i % 2 == 0) {
+            bound.reset();
+        }
+    }
+    EXPECT_FALSE(std::filesystem::exists(path()));
+}
+
+} // namespace
