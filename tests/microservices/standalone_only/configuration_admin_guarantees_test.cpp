@@ -99,7 +99,9 @@ TEST_F(ConfigurationAdminGuarantees, ServiceThatLeftIsReleasedWhileItsUpdatesAre
     auto const blocked = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
     auto service = std::make_shared<RecordingService>();
     std::weak_ptr<RecordingService> const observer = service;
-    auto registration = registerFor<ManagedService>("pid", service);
+    Any const pid{std::string{"pid"}};
+    auto registration =
+        context_.RegisterService<ManagedService>(service, ServiceProperties{{"service.pid", pid}});
     auto const delivered = admin_->GetConfiguration("pid")->Update(numbered(1));
     ASSERT_TRUE(blocked->updates.reaches(1));
     registration.Unregister();
