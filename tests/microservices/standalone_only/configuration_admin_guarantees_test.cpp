@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <atomic>
 #include <numeric>
+#include <ostream>
 #include <thread>
+#include <utility>
 
 namespace configuration_admin_test {
 
@@ -137,16 +139,19 @@ TEST_F(ConfigurationAdminGuarantees, StopReturnsWhenEveryFutureIsReady) {
 
 TEST_F(ConfigurationAdminGuarantees, StopInsideUpdatedReturnsAndDropsTheUpdatesBehindIt) {
     Gate queued;
-    auto const service = registerService("pid", [&](AnyMap const&) {
+    std::shared_future<void> second;
+    std::atomic<bool> secondDoneByStop{false};
+    auto const service = registerService("pid", [&, queued](AnyMap const&) {
         queued.pass();
         bundle_.Stop();
+        secondDoneByStop = isReady(second);
     });
     auto const configuration = admin_->GetConfiguration("pid");
     auto const first = configuration->Update(numbered(1));
-    auto const second = configuration->Update(numbered(2));
+    second = configuration->Update(numbered(2));
     queued.open();
     EXPECT_TRUE(becomesReady(first));
-    EXPECT_TRUE(becomesReady(second));
+    EXPECT_TRUE(secondDoneByStop);
     EXPECT_THAT(service->numbers(), ElementsAre(1));
 }
 
@@ -199,6 +204,33 @@ TEST_F(ConfigurationAdminGuarantees, UpdateIfDifferentOfEqualPropertiesByManyThr
     }
     EXPECT_EQ(changes, 1);
     EXPECT_EQ(configuration->GetChangeCount(), 1U);
+}
+
+// A value whose comparison runs code of the test.
+struct Compared {
+    int number;
+    static inline std::function<void()> then;
+
+    friend bool operator==(Compared const& left, Compared const& right) {
+        if (then) {
+            std::exchange(then, nullptr)();
+        }
+        return left.number == right.number;
+    }
+    friend std::ostream& operator<<(std::ostream& output, Compared const& value) {
+        return output << value.number;
+    }
+};
+
+TEST_F(ConfigurationAdminGuarantees, UpdateIfDifferentComparesAgainIfAnUpdateComesBetween) {
+    auto const compared = [](int number) {
+        return AnyMap{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS, {{"value", Any{Compared{number}}}}};
+    };
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(compared(1)).get();
+    Compared::then = [&] { configuration->Update(compared(2)).get(); };
+    EXPECT_FALSE(configuration->UpdateIfDifferent(compared(2)).first);
+    EXPECT_EQ(configuration->GetChangeCount(), 2U);
 }
 
 TEST_F(ConfigurationAdminGuarantees, StopDuringUpdatesCompletesEveryFutureAndDeliversNothingTwice) {
