@@ -8,6 +8,8 @@
 #include <string>
 #include <system_error>
 
+#include "FrameworkLifecycle.hpp"
+
 namespace agent::host::standalone {
 
 namespace {
@@ -71,6 +73,7 @@ void startBundles(std::vector<cppmicroservices::Bundle>& bundles) {
                                                       "': " + error.what()));
         }
     }
+    stopFrameworkFirstAtExit();
 }
 
 } // namespace agent::host::standalone

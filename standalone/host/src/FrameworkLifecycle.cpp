@@ -39,6 +39,10 @@ void stopAtExit() {
 
 } // namespace
 
+void stopFrameworkFirstAtExit() {
+    std::atexit(stopAtExit);
+}
+
 FrameworkLifecycle& FrameworkLifecycle::instance() {
     static auto* const lifecycle = new FrameworkLifecycle;
     return *lifecycle;
@@ -139,10 +143,8 @@ void FrameworkLifecycle::launch(std::shared_ptr<Framework> const& framework) {
     {
         Lock const lock(mutex_);
         framework_ = framework;
-        if (!std::exchange(exitHandlerRegistered_, true)) {
-            std::atexit(stopAtExit);
-        }
     }
+    stopFrameworkFirstAtExit();
     auto bundles = installBundles(framework->GetBundleContext(), microservicesDirectory());
     startBundles(bundles);
 }

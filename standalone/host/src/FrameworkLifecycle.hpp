@@ -47,8 +47,11 @@ private:
     std::thread::id startingThread_;                         // meaningful while Starting
     std::shared_ptr<cppmicroservices::Framework> framework_; // null unless Starting, Running or Stopping
     cppmicroservices::FrameworkConfiguration properties_;
-    bool exitHandlerRegistered_ = false;
 };
+
+// Has exit() stop the framework before it destroys any static object that exists now. Called again whenever bundles
+// have been started, so that those which they made are still there when their deactivators run.
+void stopFrameworkFirstAtExit();
 
 } // namespace agent::host::standalone
 

@@ -9,13 +9,19 @@
 #include "cppmicroservices/GlobalConfig.h"
 #include "cppmicroservices/detail/BundleContextSlot.h"
 
+#include <new>
+
 /// Stands once in a bundle's sources, outside every namespace; the build functions generate it.
+/// The slot is never destroyed: at the end of the process a bundle's statics go before the framework is
+/// stopped, which still takes the context out of the slot.
 #define CPPMICROSERVICES_INITIALIZE_BUNDLE                                                                   \
     extern "C" US_ABI_EXPORT ::cppmicroservices::detail::BundleContextSlot* US_GET_CTX_FUNC(                 \
         US_BUNDLE_NAME)();                                                                                   \
     ::cppmicroservices::detail::BundleContextSlot* US_GET_CTX_FUNC(US_BUNDLE_NAME)() {                       \
-        static ::cppmicroservices::detail::BundleContextSlot contextSlot;                                    \
-        return &contextSlot;                                                                                 \
+        using Slot = ::cppmicroservices::detail::BundleContextSlot;                                          \
+        alignas(Slot) static unsigned char storage[sizeof(Slot)];                                            \
+        static auto* const slot = ::new (static_cast<void*>(storage)) Slot;                                  \
+        return slot;                                                                                         \
     }
 
 #endif

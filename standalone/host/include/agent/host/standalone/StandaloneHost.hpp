@@ -54,10 +54,10 @@ AGENT_HOST_EXPORT std::shared_ptr<cppmicroservices::Framework> startFramework();
 // Stops the framework and waits until every bundle is stopped. From the call on, getFramework() returns null,
 // even if no framework was ever started. Must not be called from a bundle's activator.
 //
-// A framework that still runs when the process exits is stopped by an exit handler that is registered when
-// the first framework is started: before the destruction of static objects that were made earlier, after that
-// of later ones. A program whose bundles use static objects in their deactivators therefore calls
-// stopFramework() before main() ends.
+// A framework that still runs when the process exits is stopped by an exit handler, before the destruction of
+// the static objects that existed when installAndStart() last returned, after that of later ones. A program
+// whose bundles use, in their deactivators, static objects that they make later calls stopFramework() before
+// main() ends.
 AGENT_HOST_EXPORT void stopFramework();
 
 // The severities that every DiagnosticLogger of the process reports as wanted: the bitwise or of
