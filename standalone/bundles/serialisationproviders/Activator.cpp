@@ -13,9 +13,9 @@ using agent::spf::bundles::Serialiser;
 class Activator : public cppmicroservices::BundleActivator {
 public:
     void Start(cppmicroservices::BundleContext context) override {
-        registration_ = context.RegisterService<Serialiser>(
-            std::make_shared<agent::spf::bundles::json::JsonSerialiser>(),
-            {{"format", cppmicroservices::Any(std::string("json"))}});
+        registration_ =
+            context.RegisterService<Serialiser>(std::make_shared<agent::spf::bundles::json::JsonSerialiser>(),
+                                                {{"format", cppmicroservices::Any(std::string("json"))}});
     }
 
     void Stop(cppmicroservices::BundleContext) override { registration_.Unregister(); }

@@ -49,8 +49,8 @@ private:
     cppmicroservices::FrameworkConfiguration properties_;
 };
 
-// Has exit() stop the framework before it destroys any static object that exists now. Called again whenever bundles
-// have been started, so that those which they made are still there when their deactivators run.
+// Has exit() stop the framework before it destroys any static object that exists now. Called again whenever
+// bundles have been started, so that those which they made are still there when their deactivators run.
 void stopFrameworkFirstAtExit();
 
 } // namespace agent::host::standalone

@@ -44,7 +44,8 @@ struct Contains : std::disjunction<std::is_same<T, List>...> {};
 
 template <class T>
 std::string const& us_service_interface_iid() {
-    // Never destroyed: services come and go until the framework stops, which may be at the end of the process.
+    // Never destroyed: services come and go until the framework stops, which may be at the end of the
+    // process.
     static auto const& name = *new std::string(cppmicroservices::detail::GetDemangledName(typeid(T)));
     return name;
 }

@@ -28,12 +28,14 @@ US_Framework_EXPORT std::string FilterForInterface(std::string const& interfaceI
 US_Framework_EXPORT std::string FilterForService(ServiceReferenceBase const& reference);
 } // namespace detail
 
-/// While it is open, holds an object for each registered service that matches: the service object itself, or what a
-/// customizer makes of it. A tracker can be closed and opened again.
+/// While it is open, holds an object for each registered service that matches: the service object itself, or
+/// what a customizer makes of it. A tracker can be closed and opened again.
 ///
-/// Thread safe. Without a customizer the tracker calls its own AddingService, ModifiedService and RemovedService, which
-/// a derived class may override; it then must call Close() in its destructor. No lock is held during these calls.
-template <class S, class T = S> class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
+/// Thread safe. Without a customizer the tracker calls its own AddingService, ModifiedService and
+/// RemovedService, which a derived class may override; it then must call Close() in its destructor. No lock
+/// is held during these calls.
+template <class S, class T = S>
+class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
 public:
     using TrackedParamType = typename ServiceTrackerCustomizer<S, T>::TrackedParamType;
     using TrackingMap = std::unordered_map<ServiceReference<S>, std::shared_ptr<TrackedParamType>>;
@@ -70,8 +72,8 @@ public:
         }
     }
 
-    /// Begins to track: the services that match now are tracked when this returns. Does nothing if the tracker is open.
-    /// \throws std::runtime_error if the context is no longer valid
+    /// Begins to track: the services that match now are tracked when this returns. Does nothing if the
+    /// tracker is open. \throws std::runtime_error if the context is no longer valid
     virtual void Open() {
         auto const services = std::make_shared<Services>(customizer_ ? *customizer_ : *this);
         {
@@ -86,12 +88,14 @@ public:
         services->trackFound(context_.GetServiceReferences(std::string(), filter_));
     }
 
-    /// Stops tracking: RemovedService is called for every tracked service, and calls that other threads are in are
-    /// waited for. Ends WaitForService. Does nothing if the tracker is closed.
+    /// Stops tracking: RemovedService is called for every tracked service, and calls that other threads are
+    /// in are waited for. Ends WaitForService. Does nothing if the tracker is closed.
     virtual void Close() { CloseServices(); }
 
     /// Waits until a service is tracked; see below.
-    std::shared_ptr<TrackedParamType> WaitForService() { return WaitForService(std::chrono::milliseconds::zero()); }
+    std::shared_ptr<TrackedParamType> WaitForService() {
+        return WaitForService(std::chrono::milliseconds::zero());
+    }
 
     /// Waits for at most the time, or without end if it is zero, until a service is tracked.
     /// \return GetService(); null if the time is over, or the tracker is or has been closed
@@ -171,7 +175,8 @@ public:
 protected:
     /// Gives the service object, if `S` and `T` are the same.
     std::shared_ptr<TrackedParamType> AddingService(ServiceReference<S> const& reference) override {
-        return ServiceTrackerCustomizer<S, T>::TypeTraits::ConvertToTrackedType(context_.GetService(reference));
+        return ServiceTrackerCustomizer<S, T>::TypeTraits::ConvertToTrackedType(
+            context_.GetService(reference));
     }
 
     /// Does nothing.
@@ -184,8 +189,8 @@ private:
     using Services = detail::TrackedServices<S, T>;
     struct SearchFilter {};
 
-    ServiceTracker(BundleContext const& context, std::string filter, ServiceTrackerCustomizer<S, T>* customizer,
-                   SearchFilter)
+    ServiceTracker(BundleContext const& context, std::string filter,
+                   ServiceTrackerCustomizer<S, T>* customizer, SearchFilter)
         : context_(context)
         , filter_(std::move(filter))
         , customizer_(customizer) {}
@@ -240,7 +245,8 @@ private:
         return now + std::chrono::ceil<typename Clock::duration>(time);
     }
 
-    std::shared_ptr<TrackedParamType> WaitUntil(std::optional<typename Services::Clock::time_point> const& deadline) {
+    std::shared_ptr<TrackedParamType>
+    WaitUntil(std::optional<typename Services::Clock::time_point> const& deadline) {
         if (!context_) {
             throw std::logic_error("The bundle context cannot be null.");
         }
@@ -261,7 +267,7 @@ private:
     std::string const filter_;
     ServiceTrackerCustomizer<S, T>* const customizer_;
 
-    mutable std::mutex mutex_; // guards what follows
+    mutable std::mutex mutex_;           // guards what follows
     std::shared_ptr<Services> services_; // null while closed
     ListenerToken token_;
 };

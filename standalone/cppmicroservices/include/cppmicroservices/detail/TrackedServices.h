@@ -21,7 +21,8 @@
 namespace cppmicroservices::detail {
 
 /// Thread safe. The customizer is called with no lock held, and not after close() has returned.
-template <class S, class T> class TrackedServices {
+template <class S, class T>
+class TrackedServices {
 public:
     using Reference = ServiceReference<S>;
     using Customizer = ServiceTrackerCustomizer<S, T>;
@@ -47,8 +48,8 @@ public:
         }
     }
 
-    /// Tracks the services that were found after the tracker began to listen, unless they are gone or an event has
-    /// brought them already. An exception of the customizer is thrown when all are done.
+    /// Tracks the services that were found after the tracker began to listen, unless they are gone or an
+    /// event has brought them already. An exception of the customizer is thrown when all are done.
     void trackFound(std::vector<ServiceReferenceU> const& found) {
         std::exception_ptr error;
         for (auto const& service : found) {
@@ -90,8 +91,8 @@ public:
         customizer_.RemovedService(reference, object);
     }
 
-    /// Untracks all services and waits for the calls of the customizer that other threads are in, unless the calling
-    /// thread is in one itself. An exception of the customizer is thrown when all are done.
+    /// Untracks all services and waits for the calls of the customizer that other threads are in, unless the
+    /// calling thread is in one itself. An exception of the customizer is thrown when all are done.
     void close() {
         Objects objects;
         {
@@ -132,9 +133,9 @@ public:
     Reference best() const {
         std::lock_guard const lock(mutex_);
         if (!best_) {
-            auto const found = std::max_element(objects_.begin(), objects_.end(), [](auto const& a, auto const& b) {
-                return a.first < b.first;
-            });
+            auto const found =
+                std::max_element(objects_.begin(), objects_.end(),
+                                 [](auto const& a, auto const& b) { return a.first < b.first; });
             best_ = found == objects_.end() ? Reference() : found->first;
         }
         return *best_;
@@ -150,9 +151,10 @@ public:
         return trackingCount_;
     }
 
-    /// Waits until a service is tracked, the tracker is closed, `cancelled()` or the deadline is past; without deadline
-    /// for ever. Whoever makes `cancelled()` true calls wake().
-    template <class Cancelled> void wait(std::optional<Clock::time_point> const& deadline, Cancelled const& cancelled) {
+    /// Waits until a service is tracked, the tracker is closed, `cancelled()` or the deadline is past;
+    /// without deadline for ever. Whoever makes `cancelled()` true calls wake().
+    template <class Cancelled>
+    void wait(std::optional<Clock::time_point> const& deadline, Cancelled const& cancelled) {
         std::unique_lock lock(mutex_);
         auto const ended = [&] { return !objects_.empty() || closed_ || cancelled(); };
         if (deadline) {
@@ -261,9 +263,9 @@ private:
     mutable std::mutex mutex_; // guards what follows
     std::condition_variable changed_;
     Objects objects_;
-    std::unordered_set<Reference> adding_; // the customizer is asked for their objects
-    std::unordered_set<Reference> gone_;   // since the tracker began to listen; only while finding_
-    std::vector<std::thread::id> callers_; // the threads in calls of the customizer
+    std::unordered_set<Reference> adding_;  // the customizer is asked for their objects
+    std::unordered_set<Reference> gone_;    // since the tracker began to listen; only while finding_
+    std::vector<std::thread::id> callers_;  // the threads in calls of the customizer
     mutable std::optional<Reference> best_; // of objects_; empty if not known
     int trackingCount_ = 0;
     bool finding_ = true;
