@@ -2,16 +2,23 @@
 
 import json
 import os
-import pathlib
 import signal
 import socket
 import subprocess
 import unittest
 
-from agents import PATIENCE, AgentTest, configuration
-
-EXAMPLES = pathlib.Path(os.environ["SPF_EXAMPLES"])
-SUCCESS, FAILED, INVALID, NOT_READY = 0, 1, 2, 3
+from support import (
+    AGENT,
+    EXAMPLES,
+    FAILED,
+    INVALID,
+    NOT_READY,
+    PATIENCE,
+    SUCCESS,
+    AgentTest,
+    configuration,
+    free_port,
+)
 
 
 class InvalidFiles(AgentTest):
@@ -168,8 +175,7 @@ class Peers(AgentTest):
         connector.wait_for(event="endpoint", state="connected")
 
     def test_both_examples_find_each_other_and_end_with_status_0(self):
-        with socket.create_server(("127.0.0.1", 0)) as free:
-            port = free.getsockname()[1]
+        port = free_port()
         agents = []
         for name, expected in (("demo-binder", ["demo.Display"]), ("demo-connector", ["demo.Temperature", "demo.Door"])):
             example = json.loads((EXAMPLES / f"{name}.json").read_text().replace("47613", str(port)))
@@ -216,7 +222,7 @@ class Interrupts(AgentTest):
 
 class Demonstration(unittest.TestCase):
     def test_it_succeeds(self):
-        command = [str(EXAMPLES.parent / "scripts" / "demo"), os.environ["SPF_AGENT"]]
+        command = [str(EXAMPLES.parent / "scripts" / "demo"), AGENT]
         done = subprocess.run(
             command, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=2 * PATIENCE, check=False
         )

@@ -1,11 +1,15 @@
 """Runs spf-agent processes for the process tests: each test has a directory of its own, every wait has a bound."""
 
+# A test derives from AgentTest and starts agents with start() or start_with(). What an agent tells arrives as JSON
+# objects (Agent.seen); wait_for() takes them in order. Sockets lie in the test's directory, under relative paths:
+# "unix:name"; a TCP port is asked from the system (free_port). Whatever a test leaves running is killed.
+
 import json
 import os
 import pathlib
 import queue
 import shutil
-import signal
+import socket
 import subprocess
 import tempfile
 import threading
@@ -13,17 +17,26 @@ import time
 import unittest
 
 PATIENCE = 30  # seconds; a guard against tests that never end, not a measure of anything
+SUCCESS, FAILED, INVALID, NOT_READY = 0, 1, 2, 3  # exit statuses; 128 and the signal's number after a signal
+AGENT = os.environ["SPF_AGENT"]
+EXAMPLES = pathlib.Path(os.environ["SPF_EXAMPLES"])
+
+
+def free_port():
+    """A TCP port of the loopback interface that nobody listens on."""
+    with socket.create_server(("127.0.0.1", 0)) as server:
+        return server.getsockname()[1]
 
 
 class Agent:
     """A running spf-agent whose progress is read as JSON lines."""
 
-    def __init__(self, arguments, directory):
-        program = os.environ["SPF_AGENT"]
+    def __init__(self, arguments, directory, stdin=subprocess.DEVNULL, environment=None):
         self._process = subprocess.Popen(
-            [program, *arguments],
+            [AGENT, *arguments],
             cwd=directory,
-            stdin=subprocess.DEVNULL,
+            env={**os.environ, **(environment or {})},
+            stdin=stdin,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             text=True,
@@ -66,6 +79,10 @@ class Agent:
             self.seen.append(progress)
             if all(progress.get(name) == value for name, value in wanted.items()):
                 return progress
+
+    @property
+    def pid(self):
+        return self._process.pid
 
     def send(self, number):
         self._process.send_signal(number)
@@ -112,8 +129,8 @@ class AgentTest(unittest.TestCase):
         name = self.write(configuration["configurationID"] + ".json", configuration)
         return self.start_with("run", name, "--progress", "json", "--runtime-directory", "runtime", *options)
 
-    def start_with(self, *arguments):
-        agent = Agent(arguments, self.directory)
+    def start_with(self, *arguments, **how):
+        agent = Agent(arguments, self.directory, **how)
         self.addCleanup(agent.dispose)
         return agent
 
@@ -134,6 +151,3 @@ def configuration(name, bind=(), connect=(), interfaces=()):
             }
         ],
     }
-
-
-__all__ = ["Agent", "AgentTest", "configuration", "signal", "PATIENCE"]
