@@ -1,10 +1,11 @@
-// The list of outstanding endpoints, and the hash table over a long one.
+// The choice between searching a short list and looking into the index of a long one.
 #include "tracking/OutstandingEndpoints.hpp"
 
 #include <algorithm>
-#include <functional>
-#include <numeric>
 #include <utility>
+
+#include "tracking/IndexedEndpoints.hpp"
+#include "tracking/endpointEquality.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -12,122 +13,45 @@ using cppmicroservices::Any;
 
 namespace {
 
-// Up to this length searching the list is as fast as looking into a table.
+// Up to this length searching the list is no slower than looking into an index, and there is none to make.
 constexpr std::size_t searchedLength = 12;
 
-// CppMicroServices does not define comparing with an empty `Any`.
-bool areEqual(Any const& left, Any const& right) noexcept {
-    try {
-        return !left.Empty() && !right.Empty() && left == right;
-    } catch (...) {
-        return false;
-    }
+template <typename IsRemoved>
+bool removeIf(std::vector<Any>& endpoints, IsRemoved const& isRemoved) noexcept {
+    auto const left = std::remove_if(endpoints.begin(), endpoints.end(), isRemoved);
+    auto const removed = left != endpoints.end();
+    endpoints.erase(left, endpoints.end());
+    return removed;
 }
 
 } // namespace
 
-OutstandingEndpoints::OutstandingEndpoints(std::vector<Any> listed)
-    : endpoints(std::move(listed))
-    , outstanding(endpoints.size(), true)
-    , outstandingCount(endpoints.size()) {
-    if (endpoints.size() > searchedLength) {
-        makeIndex();
+OutstandingEndpoints::OutstandingEndpoints(std::vector<Any> listed) {
+    if (listed.size() > searchedLength) {
+        indexed = std::make_unique<IndexedEndpoints>(std::move(listed));
     } else {
-        searched.resize(endpoints.size());
-        std::iota(searched.begin(), searched.end(), Position{0});
+        endpoints = std::move(listed);
     }
 }
 
-void OutstandingEndpoints::makeIndex() {
-    std::size_t size = 1;
-    while (size < 2 * endpoints.size()) {
-        size *= 2;
-    }
-    slots.resize(size);
-    for (Position position = 0; position < endpoints.size(); ++position) {
-        if (auto const* const text =
-                cppmicroservices::any_cast<std::string>(&std::as_const(endpoints[position]))) {
-            indexString(position, *text);
-        } else {
-            searched.push_back(position);
-        }
-    }
-}
+OutstandingEndpoints::~OutstandingEndpoints() = default;
 
-void OutstandingEndpoints::indexString(Position position, std::string const& text) {
-    auto const hash = std::hash<std::string>()(text);
-    auto& slot = slotOf(text, hash);
-    if (slot.positionPlusOne == 0) {
-        slot = {static_cast<std::uint32_t>(hash >> 32U), position + 1};
-    } else {
-        repetitions[slot.positionPlusOne - 1].push_back(position);
-    }
-}
-
-// The slot that holds the string, or the free one where it belongs.
-OutstandingEndpoints::Slot& OutstandingEndpoints::slotOf(std::string const& text, std::uint64_t hash) {
-    auto const mask = slots.size() - 1;
-    for (auto place = hash & mask;; place = (place + 1) & mask) {
-        auto& slot = slots[place];
-        if (slot.positionPlusOne == 0) {
-            return slot;
-        }
-        if (slot.hash == static_cast<std::uint32_t>(hash >> 32U)) {
-            auto const* const held =
-                cppmicroservices::any_cast<std::string>(&std::as_const(endpoints[slot.positionPlusOne - 1]));
-            if (held && *held == text) {
-                return slot;
-            }
-        }
-    }
+bool OutstandingEndpoints::empty() const noexcept {
+    return indexed ? indexed->empty() : endpoints.empty();
 }
 
 bool OutstandingEndpoints::remove(Any const& endpoint) noexcept {
-    auto const* const text = slots.empty() ? nullptr : cppmicroservices::any_cast<std::string>(&endpoint);
-    return text ? removeIndexed(*text) : removeSearched(endpoint);
-}
-
-bool OutstandingEndpoints::removeIndexed(std::string const& text) {
-    auto const slot = slotOf(text, std::hash<std::string>()(text));
-    if (slot.positionPlusOne == 0) {
-        return false; // never listed, or removed: a removed endpoint is empty and equals nothing
+    if (indexed) {
+        return indexed->remove(endpoint);
     }
-    auto const first = slot.positionPlusOne - 1;
-    auto const repeated = repetitions.find(first);
-    if (repeated != repetitions.end()) {
-        for (auto const position : repeated->second) {
-            removeAt(position);
-        }
-        repetitions.erase(repeated);
+    if (auto const* const text = asString(endpoint)) {
+        return removeIf(endpoints, [text](Any const& each) { return isString(each, *text); });
     }
-    return removeAt(first);
-}
-
-bool OutstandingEndpoints::removeSearched(Any const& endpoint) {
-    auto const left = std::remove_if(searched.begin(), searched.end(), [&](Position position) {
-        return areEqual(endpoints[position], endpoint) && removeAt(position);
-    });
-    auto const removed = left != searched.end();
-    searched.erase(left, searched.end());
-    return removed;
-}
-
-bool OutstandingEndpoints::removeAt(Position position) noexcept {
-    endpoints[position] = Any();
-    outstanding[position] = false;
-    --outstandingCount;
-    return true;
+    return removeIf(endpoints, [&endpoint](Any const& each) { return areEqual(each, endpoint); });
 }
 
 std::vector<Any> OutstandingEndpoints::list() const {
-    std::vector<Any> left;
-    left.reserve(outstandingCount);
-    for (std::size_t position = 0; position < endpoints.size(); ++position) {
-        if (outstanding[position]) {
-            left.push_back(endpoints[position]);
-        }
-    }
-    return left;
+    return indexed ? indexed->list() : endpoints;
 }
 
 } // namespace agent::spf::frameworksetup
