@@ -17,6 +17,14 @@ std::unique_ptr<SPFConfigurationBuilderImpl> makeEmptyImplementation() {
     return std::make_unique<SPFConfigurationBuilderImpl>(std::string());
 }
 
+// The record with these members. The tree is swapped in, for it has no move constructor.
+SPFServiceInterfaceConfiguration makeRecord(std::string uniqueID, std::string name,
+                                            boost::property_tree::ptree& requestedProperties) {
+    SPFServiceInterfaceConfiguration record{std::move(uniqueID), std::move(name), {}};
+    record.requestedProperties.swap(requestedProperties);
+    return record;
+}
+
 std::vector<Any> toAnyVector(std::set<std::string> const& endpoints) {
     return std::vector<Any>(endpoints.begin(),
                             endpoints.end()); // in braces the iterators would be the elements
@@ -51,20 +59,21 @@ SPFConfigurationBuilder::addServiceInterface(SPFServiceInterfaceConfiguration co
 SPFConfigurationBuilder&
 SPFConfigurationBuilder::addServiceInterface(std::string uniqueID, std::string name,
                                              boost::property_tree::ptree requestedProperties) {
-    return addServiceInterface({std::move(uniqueID), std::move(name), std::move(requestedProperties)});
+    return addServiceInterface(makeRecord(std::move(uniqueID), std::move(name), requestedProperties));
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToServicePublisher(
     std::string const& publisherID, SPFServiceInterfaceConfiguration configuration) {
     implementation->putMapping(configuration.uniqueID, publisherID);
-    return addServiceInterface(std::move(configuration));
+    implementation->putInterface(std::move(configuration), FlagRule::KeepOrClear);
+    return *this;
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToServicePublisher(
     std::string const& publisherID, std::string uniqueID, std::string name,
     boost::property_tree::ptree requestedProperties) {
     return addServiceInterfaceToServicePublisher(
-        publisherID, {std::move(uniqueID), std::move(name), std::move(requestedProperties)});
+        publisherID, makeRecord(std::move(uniqueID), std::move(name), requestedProperties));
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServicePublishers(
@@ -76,7 +85,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServic
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServicePublishers(
     std::string uniqueID, std::string name, boost::property_tree::ptree requestedProperties) {
     return addServiceInterfaceToAllServicePublishers(
-        {std::move(uniqueID), std::move(name), std::move(requestedProperties)});
+        makeRecord(std::move(uniqueID), std::move(name), requestedProperties));
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::removeServiceInterface(std::string const& uniqueID) {

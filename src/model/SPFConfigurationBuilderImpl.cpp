@@ -20,6 +20,18 @@ void eraseRange(Index& index, Key const& key) {
     index.erase(range.first, range.second);
 }
 
+// Whether the records hold every ID that the mappings name. The index must be ordered by that ID.
+template <typename Index, typename Records>
+bool haveOnlyKnownIDs(Index const& mappings, std::string ServiceMapping::*id, Records const& records) {
+    for (auto mapping = mappings.begin(); mapping != mappings.end();
+         mapping = mappings.upper_bound((*mapping).*id)) {
+        if (records.find((*mapping).*id) == records.end()) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 SPFConfigurationBuilderImpl::SPFConfigurationBuilderImpl(std::string configurationID)
@@ -36,12 +48,12 @@ SPFConfigurationBuilderImpl::~SPFConfigurationBuilderImpl() {
     }
 }
 
-void SPFConfigurationBuilderImpl::putInterface(SPFServiceInterfaceConfiguration configuration,
+void SPFConfigurationBuilderImpl::putInterface(SPFServiceInterfaceConfiguration&& configuration,
                                                FlagRule flagRule) {
     auto const set = flagRule == FlagRule::Set;
     auto const found = serviceInterfaces.find(configuration.uniqueID);
     if (found == serviceInterfaces.end()) {
-        serviceInterfaces.insert(ServiceInterfaceEntry{std::move(configuration), set});
+        serviceInterfaces.emplace(std::move(configuration), set);
         return;
     }
     // The container erases the entry when the modifier throws: a half-replaced entry is never kept.
@@ -100,13 +112,20 @@ void SPFConfigurationBuilderImpl::clearFlag(std::string const& uniqueID) {
 }
 
 void SPFConfigurationBuilderImpl::checkMappings() const {
-    std::string const* knownServiceID = nullptr; // mappings of one interface follow one another
+    // Mappings with the same ID follow one another in the index of that ID, so that each ID is looked up
+    // once.
+    auto const allKnown =
+        haveOnlyKnownIDs(serviceMappings.get<0>(), &ServiceMapping::serviceID, serviceInterfaces) &&
+        haveOnlyKnownIDs(serviceMappings.get<1>(), &ServiceMapping::publisherID, servicePublishers);
+    if (!allKnown) {
+        throwForFirstUnknownID();
+    }
+}
+
+void SPFConfigurationBuilderImpl::throwForFirstUnknownID() const {
     for (auto const& mapping : serviceMappings) {
-        if (!knownServiceID || *knownServiceID != mapping.serviceID) {
-            if (serviceInterfaces.find(mapping.serviceID) == serviceInterfaces.end()) {
-                throw std::runtime_error(unknownInterfaceMessage + mapping.serviceID);
-            }
-            knownServiceID = &mapping.serviceID;
+        if (serviceInterfaces.find(mapping.serviceID) == serviceInterfaces.end()) {
+            throw std::runtime_error(unknownInterfaceMessage + mapping.serviceID);
         }
         if (servicePublishers.find(mapping.publisherID) == servicePublishers.end()) {
             throw std::runtime_error(unknownPublisherMessage + mapping.publisherID);

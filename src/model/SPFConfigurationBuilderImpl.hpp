@@ -26,9 +26,9 @@ public:
         Set,         // true for a replaced and for a new entry
     };
 
-    // Inserts the interface or replaces name and properties of the one with the same ID. When copying the
-    // properties over a replaced one throws, its entry is erased.
-    void putInterface(SPFServiceInterfaceConfiguration configuration, FlagRule flagRule);
+    // Takes the interface over: inserts it or replaces name and properties of the one with the same ID. When
+    // copying the properties over a replaced one throws, its entry is erased.
+    void putInterface(SPFServiceInterfaceConfiguration&& configuration, FlagRule flagRule);
     void putPublisher(SPFServicePublisherConfiguration configuration);
     void putMapping(std::string const& serviceID, std::string const& publisherID);
 
@@ -50,6 +50,9 @@ public:
     ServiceInterfaces serviceInterfaces;
     ServicePublishers servicePublishers;
     ServiceMappings serviceMappings;
+
+private:
+    void throwForFirstUnknownID() const;
 };
 
 } // namespace agent::spf::frameworksetup

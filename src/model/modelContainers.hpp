@@ -3,6 +3,7 @@
 #define MODEL_MODEL_CONTAINERS_HPP
 
 #include <string>
+#include <utility>
 
 #include <boost/multi_index/composite_key.hpp>
 #include <boost/multi_index/hashed_index.hpp>
@@ -25,6 +26,14 @@ struct ServiceMapping {
 // An interface, and whether it goes out through every publisher that the configuration holds when it is
 // published. No ServiceMapping stands for the latter.
 struct ServiceInterfaceEntry {
+    // Takes the record over. Boost's property tree can be swapped but has no move constructor: moving the
+    // record as a whole would copy the tree.
+    ServiceInterfaceEntry(SPFServiceInterfaceConfiguration&& record, bool mappedToAll)
+        : configuration{std::move(record.uniqueID), std::move(record.name), {}}
+        , mappedToAllServicePublishers(mappedToAll) {
+        configuration.requestedProperties.swap(record.requestedProperties);
+    }
+
     SPFServiceInterfaceConfiguration configuration;
     bool mappedToAllServicePublishers;
 };
