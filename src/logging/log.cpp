@@ -3,9 +3,6 @@
 
 #include <boost/log/sources/record_ostream.hpp>
 
-#include "agent/host/DiagnosticLogger.hpp"
-#include "agent/spf/frameworksetup/frameworksetup.hpp"
-
 namespace agent::spf::frameworksetup {
 
 host::DiagnosticLogger& getLogger() {
@@ -18,10 +15,6 @@ namespace detail {
 static std::ostream& operator<<(std::ostream& stream, Message const& message) {
     message.format(stream, message.context);
     return stream;
-}
-
-bool isLogged(host::Severity severity) {
-    return (getLogger().enabledSeverities() & static_cast<std::uint32_t>(severity)) != 0;
 }
 
 void writeRecord(host::Severity severity, Message const& message) {

@@ -5,9 +5,8 @@
 #include <cstdint>
 #include <ostream>
 
-namespace agent::host {
-enum class Severity : std::uint32_t;
-}
+#include "agent/host/DiagnosticLogger.hpp"
+#include "agent/spf/frameworksetup/frameworksetup.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -19,7 +18,11 @@ struct Message {
     void const* context;
 };
 
-bool isLogged(host::Severity severity);
+// Inline, so that a site whose records nobody wants costs no more than reading the mask and one test.
+inline bool isLogged(host::Severity severity) {
+    return (getLogger().enabledSeverities() & static_cast<std::uint32_t>(severity)) != 0;
+}
+
 void writeRecord(host::Severity severity, Message const& message);
 
 } // namespace detail

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include <cppmicroservices/cm/Configuration.hpp>
 
@@ -54,7 +55,7 @@ SPFConfigurationImpl::~SPFConfigurationImpl() {
 }
 
 void SPFConfigurationImpl::publishToConfigurationAdmin() {
-    auto const properties =
+    auto properties =
         encodeConfiguration(serviceInterfaces, servicePublishers, serviceMappings, modificationCount);
     auto const configurationAdmin = getConfigurationAdmin({});
     if (!configurationAdmin) {
@@ -70,7 +71,9 @@ void SPFConfigurationImpl::publishToConfigurationAdmin() {
     }
     updateTracker =
         SPFConfigurationUpdateTracker::create(properties); // before the update, or its events would be missed
-    configuration->Update(properties); // clients wait for the framework's events, not for this future
+    // The map is ConfigurationAdmin's from here on. Clients wait for the framework's events, not for the
+    // future.
+    configuration->Update(std::move(properties));
 }
 
 } // namespace agent::spf::frameworksetup
