@@ -374,6 +374,18 @@ TEST_F(SPFConfigurationBuilderBuild, NamesTheFirstBrokenMappingInAscendingOrder)
     EXPECT_EQ(messageOf(builder), "ServiceMapping references an unknown ServicePublisher Configuration w");
 }
 
+TEST_F(SPFConfigurationBuilderBuild, NamesABrokenMappingAfterThoseThatAreWhole) {
+    SPFConfigurationBuilder builder("id");
+    builder.addServiceInterfaceToServicePublisher("p", interfaceNamed("a"))
+        .addServicePublisher(publisherNamed("p"))
+        .addServicePublisher(publisherNamed("q"))
+        .addServiceMapping("a", "q")
+        .addServiceMapping("b", "p");
+    EXPECT_EQ(messageOf(builder), "ServiceMapping references an unknown ServiceInterface Configuration b");
+    builder.addServiceInterface(interfaceNamed("b")).addServiceMapping("b", "r");
+    EXPECT_EQ(messageOf(builder), "ServiceMapping references an unknown ServicePublisher Configuration r");
+}
+
 TEST_F(SPFConfigurationBuilderBuild, EndsTheMessageInTheIDEvenWhenThatIsEmpty) {
     SPFConfigurationBuilder builder("id");
     builder.addServiceMapping("", "");
