@@ -1,109 +1,28 @@
-// The client's handle: its states, what it answers, what it withdraws and when.
+// The client's handle: its states, what it answers, what it withdraws and when. modify() and the waits are
+// in the files named so.
 #include "agent/spf/frameworksetup/SPFConfiguration.hpp"
 
-#include <chrono>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
-#include <cppmicroservices/BundleContext.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "agent/spf/frameworklistener/FrameworkListener.hpp"
-#include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
+#include "model/ConfigurationTest.hpp"
 #include "model/SPFConfigurationImpl.hpp"
-#include "support/HostTest.hpp"
-#include "support/describe.hpp"
 
 namespace agent::spf::frameworksetup::test {
 namespace {
 
-using cppmicroservices::Any;
-using cppmicroservices::any_cast;
-using frameworklistener::Event;
-using frameworklistener::FrameworkErrorEvent;
-using frameworklistener::FrameworkEvent;
-using frameworklistener::FrameworkListener;
-using frameworklistener::RouterEvent;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
-constexpr std::chrono::milliseconds atOnce{0};
-constexpr auto longTime = std::chrono::milliseconds::max();
-
-template <typename Record>
-std::vector<std::string> idsOf(std::vector<Record> const& records) {
-    std::vector<std::string> ids;
-    for (auto const& record : records) {
-        ids.push_back(record.uniqueID);
-    }
-    return ids;
-}
-
-SPFServiceInterfaceConfiguration interfaceNamed(std::string uniqueID) {
-    return {std::move(uniqueID), {}, {}};
-}
-
-SPFServicePublisherConfiguration publisherNamed(std::string uniqueID) {
-    return {std::move(uniqueID), {}, {}, {}, {}, {}};
-}
-
-class SPFConfigurationTest : public HostTest {
-protected:
-    static constexpr char const* get = "GetFactoryConfiguration qo.spf.framework id";
-    static constexpr char const* update = "Update qo.spf.framework~id";
-    static constexpr char const* remove = "Remove qo.spf.framework~id";
-    static constexpr char const* outOfRange = "unordered_map::at: key not found";
-
-    SPFConfigurationTest()
-        : admin(provideConfigurationAdmin()) {}
-
-    // A configuration with one rpc publisher "p", which connects to "c" and binds "b".
-    static SPFConfiguration publish(std::string id = "id") {
-        return SPFConfigurationBuilder(std::move(id))
-            .addServicePublisher("p", "rpcservicepublisher", {"c"}, {"b"}, {}, {})
-            .build();
-    }
-
-    // As publish(), and forgets what that recorded.
-    SPFConfiguration published(std::string id = "id") {
-        auto configuration = publish(std::move(id));
-        forgetCalls();
-        return configuration;
-    }
-
-    void forgetCalls() {
-        admin->forgetCalls();
-        callLog().forgetCalls();
-    }
-
-    // Delivers an event to every registered listener, as the framework does.
-    void deliver(std::shared_ptr<Event> const& event) {
-        auto context = framework().GetBundleContext();
-        for (auto const& reference : context.GetServiceReferences<FrameworkListener>()) {
-            context.GetService(reference)->handleEvent(event);
-        }
-    }
-
-    void deliverRemoved(std::uint32_t modificationCount = 1) {
-        deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::ConfigurationRemoved, "p",
-                                                 modificationCount));
-    }
-
-    std::shared_ptr<RecordingConfigurationAdmin> admin;
-};
-
 using SPFConfigurationEmpty = SPFConfigurationTest;
 using SPFConfigurationPublished = SPFConfigurationTest;
-using SPFConfigurationModify = SPFConfigurationTest;
-using SPFConfigurationUnpublish = SPFConfigurationTest;
 using SPFConfigurationForPublisher = SPFConfigurationTest;
-using SPFConfigurationSharedID = SPFConfigurationTest;
 
 TEST(SPFConfigurationType, IsMovableWithoutThrowingAndNotCopyable) {
     EXPECT_TRUE(std::is_nothrow_move_constructible_v<SPFConfiguration>);
@@ -314,251 +233,6 @@ TEST_F(SPFConfigurationPublished, ResetsSilentlyAfterTheFrameworkWasStopped) {
     EXPECT_THAT(log.records(), IsEmpty());
 }
 
-TEST_F(SPFConfigurationPublished, WaitsWithItsTracker) {
-    auto configuration = published();
-    EXPECT_FALSE(configuration.waitForAllEndpoints(atOnce, "p"));
-    EXPECT_FALSE(configuration.waitForAllServices(atOnce, "p"));
-    deliver(std::make_shared<RouterEvent>(RouterEvent::Kind::Bound, Any(std::string("b")), "p", 1));
-    deliver(std::make_shared<RouterEvent>(RouterEvent::Kind::Connected, Any(std::string("c")), "p", 1));
-    EXPECT_TRUE(configuration.waitForAllEndpoints(longTime, "p"));
-    EXPECT_FALSE(configuration.waitForAllServices(atOnce, "p"));
-    deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::AllServicesPublished, "p", 1));
-    EXPECT_TRUE(configuration.waitForAllServices(longTime, "p"));
-}
-
-TEST_F(SPFConfigurationPublished, ListsEndpointsToConnectFirstAndToBindSecond) {
-    auto configuration = published();
-    auto const outstanding = configuration.listOutstandingEndpoints("p");
-    EXPECT_EQ(describe(outstanding.first), R"(["c"])");
-    EXPECT_EQ(describe(outstanding.second), R"(["b"])");
-}
-
-TEST_F(SPFConfigurationPublished, RethrowsTheErrorOfThePublisher) {
-    auto configuration = published();
-    deliver(std::make_shared<FrameworkErrorEvent>(
-        std::make_exception_ptr(std::invalid_argument("bad endpoint")), "p", 1));
-    EXPECT_THROW(configuration.waitForAllEndpoints(longTime, "p"), std::invalid_argument);
-    EXPECT_THROW(configuration.waitForAllServices(longTime, "p"), std::invalid_argument);
-    EXPECT_THROW(configuration.waitForAllServicesToBeUnpublished(longTime, "p"), std::invalid_argument);
-}
-
-TEST_F(SPFConfigurationPublished, ThrowsOutOfRangeForAnUnknownPublisher) {
-    auto configuration = published();
-    auto const message = [](auto const& call) -> std::string {
-        try {
-            call();
-        } catch (std::out_of_range const& error) {
-            return error.what();
-        }
-        return "nothing was thrown";
-    };
-    EXPECT_EQ(message([&] { configuration.waitForAllEndpoints(atOnce, "x"); }), outOfRange);
-    EXPECT_EQ(message([&] { configuration.waitForAllServices(atOnce, "x"); }), outOfRange);
-    EXPECT_EQ(message([&] { configuration.listOutstandingEndpoints("x"); }), outOfRange);
-    EXPECT_EQ(message([&] { configuration.waitForAllServicesToBeUnpublished(atOnce, "x"); }), outOfRange);
-}
-
-TEST_F(SPFConfigurationPublished, WithoutConfigurationAdminHasNoIDAndNothingToWaitFor) {
-    fakeHost().setFramework(startFramework());
-    {
-        auto configuration = published();
-        EXPECT_FALSE(configuration.empty());
-        EXPECT_EQ(configuration.getConfigurationID(), "");
-        EXPECT_EQ(configuration.getServicePublisherConfigurations().size(), 1U);
-        EXPECT_FALSE(configuration.waitForAllEndpoints(longTime, "p"));
-        EXPECT_FALSE(configuration.waitForAllServices(longTime, "unknown"));
-        EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(longTime, "p"));
-        EXPECT_THAT(configuration.listOutstandingEndpoints("p").first, IsEmpty());
-        EXPECT_THAT(configuration.listOutstandingEndpoints("unknown").second, IsEmpty());
-    }
-    EXPECT_THAT(callLog().calls(), IsEmpty());
-}
-
-TEST_F(SPFConfigurationModify, MovesTheContentAndDetachesTheHandle) {
-    auto configuration = published();
-    auto const builder = configuration.modify();
-    EXPECT_FALSE(configuration.empty());
-    EXPECT_EQ(configuration.getConfigurationID(), "");
-    EXPECT_THAT(configuration.getServicePublisherConfigurations(), IsEmpty());
-    EXPECT_THAT(configuration.getServiceInterfaceConfigurations(), IsEmpty());
-    EXPECT_THAT(configuration.getServiceInterfaceConfigurationsForServicePublisher("p"), IsEmpty());
-    EXPECT_THAT(callLog().calls(), IsEmpty());
-}
-
-TEST_F(SPFConfigurationModify, BuildsTheNextVersionUnderTheSameID) {
-    SPFConfigurationBuilder first("id");
-    auto configuration = first.addServicePublisher(publisherNamed("p"))
-                             .addServiceInterfaceToServicePublisher("p", interfaceNamed("i"))
-                             .addServiceInterfaceToAllServicePublishers(interfaceNamed("a"))
-                             .build();
-    forgetCalls();
-    auto const next = configuration.modify().addServicePublisher(publisherNamed("q")).build();
-    EXPECT_EQ(next.getConfigurationID(), "id");
-    EXPECT_THAT(admin->calls(), ElementsAre(get, update));
-    EXPECT_EQ(any_cast<int>(admin->updates().back().properties.at("modificationCount")), 2);
-    EXPECT_THAT(idsOf(next.getServicePublisherConfigurations()), UnorderedElementsAre("p", "q"));
-    EXPECT_THAT(idsOf(next.getServiceInterfaceConfigurationsForServicePublisher("p")), ElementsAre("a", "i"));
-    EXPECT_THAT(idsOf(next.getServiceInterfaceConfigurationsForServicePublisher("q")), ElementsAre("a"));
-}
-
-TEST_F(SPFConfigurationModify, LeavesTheOldHandleNothingToWithdraw) {
-    auto configuration = published();
-    auto const builder = configuration.modify();
-    configuration.reset();
-    EXPECT_THAT(admin->calls(), IsEmpty());
-}
-
-TEST_F(SPFConfigurationModify, AndDroppingTheBuilderWithdraws) {
-    auto configuration = published();
-    configuration.modify();
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
-}
-
-TEST_F(SPFConfigurationModify, AndBuildingMakesTheNewHandleResponsible) {
-    auto configuration = published();
-    auto builder = configuration.modify();
-    {
-        auto const next = builder.build();
-        admin->forgetCalls();
-    }
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
-    builder = SPFConfigurationBuilder("another");
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
-}
-
-TEST_F(SPFConfigurationModify, LeavesTheTrackerWithTheOldHandle) {
-    auto configuration = published();
-    auto const builder = configuration.modify();
-    EXPECT_FALSE(configuration.waitForAllServices(atOnce, "p"));
-    deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::AllServicesPublished, "p", 1));
-    EXPECT_TRUE(configuration.waitForAllServices(longTime, "p"));
-    EXPECT_EQ(describe(configuration.listOutstandingEndpoints("p").first), R"(["c"])");
-}
-
-TEST_F(SPFConfigurationModify, OfADetachedHandleGivesABuilderWithAnEmptyIDAndTheSameCount) {
-    auto configuration = published();
-    auto const first = configuration.modify();
-    auto second = configuration.modify();
-    EXPECT_FALSE(configuration.empty());
-    auto const built = second.build();
-    EXPECT_EQ(built.getConfigurationID(), "generated");
-    EXPECT_THAT(built.getServicePublisherConfigurations(), IsEmpty());
-    EXPECT_EQ(any_cast<int>(admin->updates().back().properties.at("modificationCount")), 2);
-}
-
-TEST_F(SPFConfigurationModify, OfADetachedHandleAndDroppingTheBuilderWithdrawsNothing) {
-    auto configuration = published();
-    auto const first = configuration.modify();
-    configuration.modify();
-    EXPECT_THAT(admin->calls(), IsEmpty());
-}
-
-TEST_F(SPFConfigurationModify, AfterUnpublishingMovesTheContentThatIsStillHeld) {
-    auto configuration = published();
-    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
-    auto const built = configuration.modify().build();
-    EXPECT_EQ(built.getConfigurationID(), "generated");
-    EXPECT_THAT(idsOf(built.getServicePublisherConfigurations()), ElementsAre("p"));
-}
-
-TEST_F(SPFConfigurationUnpublish, ArmsTheListenerThenWithdrawsThenClearsTheIDThenWaits) {
-    auto configuration = published();
-    deliverRemoved(); // completes the only publisher, which unregisters the listener
-    recordListenerRegistrations();
-    forgetCalls();
-    std::string idMeanwhile;
-    std::string idAtTheResult;
-    callLog().when(remove, [&] { idMeanwhile = configuration.getConfigurationID(); });
-    auto const result = "log waitForAllServicesToBeUnpublished for p result: 1";
-    callLog().when(result, [&] { idAtTheResult = configuration.getConfigurationID() + "(cleared)"; });
-    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(longTime, "p"));
-    EXPECT_THAT(callLog().calls(), ElementsAre("getFramework", "FrameworkListener registered", "getFramework",
-                                               "log About to remove spf configuration for id", get, remove,
-                                               result, "FrameworkListener unregistering"));
-    EXPECT_EQ(idMeanwhile, "id");
-    EXPECT_EQ(idAtTheResult, "(cleared)");
-}
-
-TEST_F(SPFConfigurationUnpublish, ReturnsTrueOnceTheConfigurationIsReportedRemoved) {
-    auto configuration = published();
-    callLog().when(remove, [this] { deliverRemoved(); });
-    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(longTime, "p"));
-    EXPECT_EQ(registeredListeners(), 0U);
-}
-
-TEST_F(SPFConfigurationUnpublish, ReturnsFalseAtTheTimeOut) {
-    auto configuration = published();
-    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(std::chrono::milliseconds(1), "p"));
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
-}
-
-TEST_F(SPFConfigurationUnpublish, DetachesTheHandleAndKeepsTheContent) {
-    auto configuration = published();
-    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
-    EXPECT_FALSE(configuration.empty());
-    EXPECT_EQ(configuration.getConfigurationID(), "");
-    EXPECT_THAT(idsOf(configuration.getServicePublisherConfigurations()), ElementsAre("p"));
-    EXPECT_FALSE(configuration.waitForAllEndpoints(atOnce, "p"));
-    admin->forgetCalls();
-    configuration.reset();
-    EXPECT_THAT(admin->calls(), IsEmpty());
-}
-
-TEST_F(SPFConfigurationUnpublish, ASecondTimeWithdrawsNothingAndWaitsAgain) {
-    auto configuration = published();
-    callLog().when(remove, [this] { deliverRemoved(); });
-    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(longTime, "p"));
-    forgetCalls();
-    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(longTime, "p"));
-    EXPECT_THAT(admin->calls(), IsEmpty());
-    EXPECT_EQ(callLog().count("log waitForAllServicesToBeUnpublished for p result: 1"), 1U);
-}
-
-TEST_F(SPFConfigurationUnpublish, LogsThatWithdrawingThrewClearsTheIDAndWaitsAllTheSame) {
-    auto configuration = published();
-    callLog().when(remove, [this] {
-        deliverRemoved();
-        throw std::runtime_error("the reason, which is not logged");
-    });
-    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(longTime, "p"));
-    EXPECT_EQ(configuration.getConfigurationID(), "");
-    EXPECT_THAT(
-        log.records(),
-        ElementsAre(libraryRecord(4, "About to remove spf configuration for id"),
-                    libraryRecord(
-                        512, "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw."),
-                    libraryRecord(4, "waitForAllServicesToBeUnpublished for p result: 1")));
-    admin->forgetCalls();
-    configuration.reset();
-    EXPECT_THAT(admin->calls(), IsEmpty());
-}
-
-TEST_F(SPFConfigurationUnpublish, LogsNoFailureWhenThatSeverityIsOff) {
-    auto configuration = published();
-    fakeHost().setEnabledSeverities(allSeverities & ~512U);
-    callLog().when(remove, throwing("cannot remove"));
-    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
-    EXPECT_THAT(log.records(),
-                ElementsAre(libraryRecord(4, "About to remove spf configuration for id"),
-                            libraryRecord(4, "waitForAllServicesToBeUnpublished for p result: 0")));
-}
-
-TEST_F(SPFConfigurationUnpublish, LeavesTheIDClearedWhenTheWaitThrows) {
-    auto configuration = published();
-    EXPECT_THROW(configuration.waitForAllServicesToBeUnpublished(atOnce, "unknown"), std::out_of_range);
-    EXPECT_EQ(configuration.getConfigurationID(), "");
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
-}
-
-TEST_F(SPFConfigurationUnpublish, WithoutAFrameworkWithdrawsNothingAndWaits) {
-    auto configuration = published();
-    fakeHost().setFramework(nullptr);
-    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
-    EXPECT_EQ(configuration.getConfigurationID(), "");
-    EXPECT_THAT(log.records(),
-                ElementsAre(libraryRecord(4, "waitForAllServicesToBeUnpublished for p result: 0")));
-}
-
 TEST_F(SPFConfigurationForPublisher, ListsThoseMappedToAllFirstAndThenTheOthersByAscendingID) {
     SPFConfigurationBuilder builder("id");
     auto const configuration = builder.addServicePublisher(publisherNamed("P"))
@@ -611,30 +285,6 @@ TEST_F(SPFConfigurationForPublisher, SkipsAMappingWithoutInterface) {
         std::make_unique<SPFConfigurationImpl>("id", 0, interfaces, ServicePublishers(), mappings));
     EXPECT_THAT(idsOf(configuration.getServiceInterfaceConfigurationsForServicePublisher("p")),
                 ElementsAre("i"));
-}
-
-TEST_F(SPFConfigurationSharedID, IsWithdrawnByEitherHandle) {
-    auto first = publish();
-    auto second = published();
-    first.reset();
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
-    EXPECT_EQ(second.getConfigurationID(), "id");
-    second.reset();
-    EXPECT_THAT(admin->calls(), ElementsAre(get, remove, get, remove));
-}
-
-TEST_F(SPFConfigurationSharedID, IsWithdrawnByAssigningANewBuildOfTheSameID) {
-    auto configuration = published();
-    configuration = publish();
-    EXPECT_THAT(admin->calls(), ElementsAre(get, update, get, remove));
-    EXPECT_EQ(configuration.getConfigurationID(), "id");
-}
-
-TEST_F(SPFConfigurationSharedID, StaysPublishedWhenANewBuildOfModifyIsAssigned) {
-    auto configuration = published();
-    configuration = configuration.modify().build();
-    EXPECT_THAT(admin->calls(), ElementsAre(get, update));
-    EXPECT_EQ(configuration.getConfigurationID(), "id");
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <functional>
 #include <future>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -32,8 +33,9 @@ public:
         return result_.wait_for(std::chrono::seconds::zero()) == std::future_status::ready;
     }
 
-    // Blocks until the call has returned; false when it does not within a minute.
-    bool returns() const { return result_.wait_for(std::chrono::minutes(1)) == std::future_status::ready; }
+    // Blocks until the call has returned; false when it does not within half a minute. That is shorter than
+    // the time-outs of a minute that tests give to waits: one that ends by its own time-out was not woken up.
+    bool returns() const { return result_.wait_for(std::chrono::seconds(30)) == std::future_status::ready; }
 
     // Blocks until the thread of the call sleeps in the kernel. False when the call has returned instead, or
     // after a minute.
@@ -48,8 +50,14 @@ public:
         return false;
     }
 
-    // The result of the call, or its exception. Once.
-    Result get() { return result_.get(); }
+    // The result of the call, or its exception; an exception, too, when the call does not return in the time
+    // of returns(). Once.
+    Result get() {
+        if (!returns()) {
+            throw std::runtime_error("the call does not return");
+        }
+        return result_.get();
+    }
 
 private:
     // Reads the state of the thread from "<id> (<name>) <state> ...".

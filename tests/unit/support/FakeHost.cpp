@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "agent/host/DiagnosticLogger.hpp"
@@ -133,6 +134,9 @@ Path::Path(std::u16string text)
     : text_(std::move(text)) {}
 
 Path& Path::operator/=(std::u16string_view component) {
+    if (component.find(u'/') != component.npos) {
+        throw std::invalid_argument("more than one component is appended at once");
+    }
     if (!text_.empty()) {
         text_ += u'/';
     }

@@ -1,4 +1,4 @@
-// How reports move a tracker on, and what it logs. The waits are in ConfigTrackerWaitTest.cpp.
+// How reports move a tracker on. What it logs and its waits are in the files named so.
 #include "agent/spf/frameworksetup/ConfigTracker.hpp"
 
 #include <stdexcept>
@@ -18,10 +18,7 @@ namespace {
 
 using cppmicroservices::Any;
 using std::chrono::milliseconds;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr std::uint32_t progress = 4;
 
 class ConfigTrackerTest : public ::testing::Test {
 protected:
@@ -314,89 +311,6 @@ TEST_F(ConfigTrackerTest, ANullErrorIsNoError) {
     EXPECT_TRUE(tracker.configurationErrored(nullptr));
     EXPECT_FALSE(tracker.isFinished());
     EXPECT_FALSE(tracker.waitForAllServices(milliseconds::zero()));
-}
-
-TEST_F(ConfigTrackerTest, LogsCompletedEndpointsAndPublishedServicesInOrder) {
-    ConfigTracker tracker({endpoint("unix:b")}, {endpoint("tcp:c")}, true);
-    tracker.completeEndpointBind(endpoint("unix:b"));
-    tracker.completeEndpointConnect(endpoint("tcp:c"));
-    tracker.completeAllServicesPublished();
-    EXPECT_THAT(log.records(),
-                ElementsAre(libraryRecord(progress, "ConfigTracker completeEndpointBind unix:b"),
-                            libraryRecord(progress, "ConfigTracker completeEndpointConnect tcp:c"),
-                            libraryRecord(progress, "ConfigTracker completeAllServicesPublished")));
-}
-
-TEST_F(ConfigTrackerTest, LogsOnceForAnEndpointThatWasListedTwice) {
-    ConfigTracker tracker({endpoint("b"), endpoint("b")}, {}, true);
-    tracker.completeEndpointBind(endpoint("b"));
-    EXPECT_EQ(log.records().size(), 1U);
-}
-
-TEST_F(ConfigTrackerTest, LogsTheEndpointAsAnyPrintsIt) {
-    Any const list(std::vector<Any>{Any(1), endpoint("two")});
-    ConfigTracker tracker({Any(7)}, {list}, true);
-    tracker.completeEndpointBind(Any(7));
-    tracker.completeEndpointConnect(list);
-    EXPECT_THAT(log.records(), ElementsAre(libraryRecord(progress, "ConfigTracker completeEndpointBind 7"),
-                                           libraryRecord(progress, "ConfigTracker completeEndpointConnect " +
-                                                                       list.ToString())));
-}
-
-namespace {
-// Counts how often one is printed, and fails at it if told to.
-struct Printed {
-    int* count;
-    bool failing;
-    friend bool operator==(Printed const& left, Printed const& right) { return left.count == right.count; }
-    friend std::ostream& operator<<(std::ostream& stream, Printed const& printed) {
-        ++*printed.count;
-        if (printed.failing) {
-            throw std::runtime_error("cannot be printed");
-        }
-        return stream << "printed";
-    }
-};
-} // namespace
-
-TEST_F(ConfigTrackerTest, FormatsNothingWhenProgressIsNotLogged) {
-    auto count = 0;
-    fakeHost().setEnabledSeverities(~progress);
-    ConfigTracker tracker({Any(Printed{&count, false})}, {}, true);
-    tracker.completeEndpointBind(Any(Printed{&count, false}));
-    tracker.completeAllServicesPublished();
-    EXPECT_EQ(count, 0);
-    EXPECT_THAT(log.records(), IsEmpty());
-}
-
-TEST_F(ConfigTrackerTest, LogsWhenProgressAloneIsLogged) {
-    auto count = 0;
-    fakeHost().setEnabledSeverities(progress);
-    ConfigTracker tracker({Any(Printed{&count, false})}, {}, true);
-    tracker.completeEndpointBind(Any(Printed{&count, false}));
-    EXPECT_EQ(count, 1);
-    EXPECT_THAT(log.records(),
-                ElementsAre(libraryRecord(progress, "ConfigTracker completeEndpointBind printed")));
-}
-
-TEST_F(ConfigTrackerTest, AnEndpointThatCannotBePrintedIsCompletedWithoutARecord) {
-    auto count = 0;
-    ConfigTracker tracker({Any(Printed{&count, true})}, {}, true);
-    tracker.completeAllServicesPublished();
-    EXPECT_TRUE(tracker.completeEndpointBind(Any(Printed{&count, true})));
-    EXPECT_EQ(count, 1);
-    EXPECT_TRUE(tracker.isFinished());
-    EXPECT_EQ(log.records().size(), 1U);
-}
-
-TEST_F(ConfigTrackerTest, ALoggerThatThrowsLosesNoReport) {
-    log.setThrowing(true);
-    ConfigTracker tracker({endpoint("b")}, {endpoint("c")}, true);
-    EXPECT_FALSE(tracker.completeEndpointBind(endpoint("b")));
-    EXPECT_FALSE(tracker.completeEndpointConnect(endpoint("c")));
-    EXPECT_TRUE(tracker.completeAllServicesPublished());
-    EXPECT_TRUE(tracker.isFinished());
-    EXPECT_EQ(callLog().callsOf("log ConfigTracker").size(), 3U);
 }
 
 } // namespace agent::spf::frameworksetup::test

@@ -110,7 +110,9 @@ TEST_F(ConfigTrackerWaitTest, EndpointsAreReachedOnlyWhenBothListsAreEmpty) {
 }
 
 TEST_F(ConfigTrackerWaitTest, AZeroOrNegativeTimeoutChecksOnceAndReturnsFalse) {
-    for (auto const timeout : {milliseconds(0), milliseconds(-1), milliseconds(-86'400'000),
+    // One of them is beyond the range of the clock's own, finer unit.
+    auto const wholeClock = std::chrono::duration_cast<milliseconds>(Clock::duration::max());
+    for (auto const timeout : {milliseconds(0), milliseconds(-1), -wholeClock - milliseconds(1),
                                milliseconds::min(), milliseconds::min() + milliseconds(1)}) {
         for (auto const wait : allWaits) {
             ConcurrentCall<bool> call(waiting(tracker, wait, timeout));

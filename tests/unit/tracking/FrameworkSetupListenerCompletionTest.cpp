@@ -123,6 +123,16 @@ TEST_F(FrameworkSetupListenerCompletionTest, CompleteConfigCountsThePublisher) {
     EXPECT_EQ(completions, 2);
 }
 
+TEST_F(FrameworkSetupListenerCompletionTest, CompleteConfigCountsNamesWithoutLookingThemUp) {
+    auto const listener = listenerFor({publisherEntry("p"), publisherEntry("q")});
+    listener->completeConfig("unknown");
+    EXPECT_EQ(completions, 0);
+    listener->completeConfig("p");
+    EXPECT_EQ(completions, 1);
+    listener->completeConfig("q");
+    EXPECT_EQ(completions, 1) << "three names, two publishers";
+}
+
 TEST_F(FrameworkSetupListenerCompletionTest, AfterDisableUnregisteringTheCallbackNoLongerRuns) {
     auto const listener = listenerFor({publisherEntry("p")});
     listener->disableUnregistering();

@@ -43,7 +43,7 @@ private:
     std::unique_ptr<ConcurrentCall<void>> elsewhere_;
 };
 
-std::function<void()> callbackOf(std::shared_ptr<frameworklistener::FrameworkListener> const& listener) {
+std::function<void()>& callbackOf(std::shared_ptr<frameworklistener::FrameworkListener> const& listener) {
     return dynamic_cast<FrameworkSetupListener&>(*listener).*memberOf(CallbackOfListener());
 }
 
@@ -125,6 +125,17 @@ TEST_F(SPFConfigurationUpdateTrackerReentranceTest,
     tracker->registerListenerForUnpublishing();
     callbackOf(listener)();
     EXPECT_THAT(registrations(), ElementsAre(registered, unregistering, registered));
+}
+
+TEST_F(SPFConfigurationUpdateTrackerReentranceTest,
+       AfterRegisteringForUnpublishingTheListenerRunsItsCallbackNoMore) {
+    auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
+    auto const listener = registeredListener();
+    auto runs = 0;
+    callbackOf(listener) = [&runs] { ++runs; };
+    tracker->registerListenerForUnpublishing();
+    complete(listener);
+    EXPECT_EQ(runs, 0);
 }
 
 TEST_F(SPFConfigurationUpdateTrackerReentranceTest,
@@ -210,18 +221,28 @@ TEST_F(SPFConfigurationUpdateTrackerReentranceTest,
 
 TEST_F(SPFConfigurationUpdateTrackerReentranceTest, TheLastReferenceMayBeDroppedFromInsideDisable) {
     auto tracker = SPFConfigurationUpdateTracker::create(configuration());
+    auto aliveMeanwhile = false;
     std::weak_ptr<SPFConfigurationUpdateTracker> const observer = tracker;
-    callLog().whenNth(1, unregistering, [&] { tracker.reset(); });
+    callLog().whenNth(1, unregistering, [&] {
+        tracker.reset();
+        aliveMeanwhile = !observer.expired();
+    });
     tracker->disable();
+    EXPECT_TRUE(aliveMeanwhile);
     EXPECT_TRUE(observer.expired());
 }
 
 TEST_F(SPFConfigurationUpdateTrackerReentranceTest, TheLastReferenceMayBeDroppedFromInsideRegistering) {
     auto tracker = SPFConfigurationUpdateTracker::create(configuration());
+    auto aliveMeanwhile = false;
     std::weak_ptr<SPFConfigurationUpdateTracker> const observer = tracker;
     complete(registeredListener());
-    callLog().whenNth(1, registered, [&] { tracker.reset(); });
+    callLog().whenNth(1, registered, [&] {
+        tracker.reset();
+        aliveMeanwhile = !observer.expired();
+    });
     tracker->registerListenerForUnpublishing();
+    EXPECT_TRUE(aliveMeanwhile);
     EXPECT_TRUE(observer.expired());
     EXPECT_THAT(registrations(), ElementsAre(registered, unregistering, registered, unregistering));
 }
@@ -234,6 +255,7 @@ TEST_F(SPFConfigurationUpdateTrackerReentranceTest, TheLastReferenceMayBeDropped
     ASSERT_TRUE(wait.blocks());
     auto const listener = registeredListener();
     tracker.reset();
+    EXPECT_FALSE(observer.expired());
     listener->handleEvent(configurationRemoved("p"));
     EXPECT_TRUE(wait.get());
     EXPECT_TRUE(observer.expired());
