@@ -122,8 +122,6 @@ void SPFConfigurationUpdateTracker::settleWithLock(std::unique_lock<std::mutex>&
         if (!lock.owns_lock()) {
             lock.lock();
         }
-        registrationWanted =
-            static_cast<bool>(registration); // a failure is not tried again by the next who settles
         settlingThread = std::thread::id();
         lock.unlock();
         settled.notify_all();
