@@ -33,12 +33,9 @@ SPFConfiguration::SPFConfiguration(std::unique_ptr<SPFConfigurationImpl> publish
 
 SPFConfiguration::SPFConfiguration(SPFConfiguration&& other) noexcept = default;
 
-SPFConfiguration& SPFConfiguration::operator=(SPFConfiguration&& other) noexcept {
-    if (this != &other) {
-        implementation = std::move(other.implementation);
-    }
-    return *this;
-}
+// The pointer takes the other's configuration before it destroys, and so withdraws, its own; from itself it
+// takes nothing.
+SPFConfiguration& SPFConfiguration::operator=(SPFConfiguration&& other) noexcept = default;
 
 SPFConfiguration::~SPFConfiguration() = default;
 

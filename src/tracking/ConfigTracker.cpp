@@ -52,7 +52,7 @@ bool ConfigTracker::isFinished() const {
 
 bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
     std::unique_lock<std::mutex> lock(mutex);
-    if (error || isFinished()) {
+    if (isFinished()) {
         return true;
     }
     error = std::move(reported);

@@ -72,23 +72,27 @@ bool IndexedEndpoints::removeString(std::string const& text) noexcept {
         }
         repetitions.erase(repeated);
     }
-    return removeAt(first);
+    removeAt(first);
+    return true;
 }
 
 bool IndexedEndpoints::removeSearched(Any const& endpoint) noexcept {
     auto const left = std::remove_if(searched.begin(), searched.end(), [&](Position position) {
-        return areEqual(endpoints[position], endpoint) && removeAt(position);
+        if (!areEqual(endpoints[position], endpoint)) {
+            return false;
+        }
+        removeAt(position);
+        return true;
     });
     auto const removed = left != searched.end();
     searched.erase(left, searched.end());
     return removed;
 }
 
-bool IndexedEndpoints::removeAt(Position position) noexcept {
+void IndexedEndpoints::removeAt(Position position) noexcept {
     endpoints[position] = Any();
     outstanding[position] = false;
     --outstandingCount;
-    return true;
 }
 
 std::vector<Any> IndexedEndpoints::list() const {

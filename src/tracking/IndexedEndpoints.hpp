@@ -36,7 +36,7 @@ private:
     Slot& slotOf(std::string const& text, std::uint64_t hash);
     bool removeString(std::string const& text) noexcept;
     bool removeSearched(cppmicroservices::Any const& endpoint) noexcept;
-    bool removeAt(Position position) noexcept;
+    void removeAt(Position position) noexcept;
 
     std::vector<cppmicroservices::Any> endpoints; // as listed; those that are removed are emptied
     std::vector<bool> outstanding;                // which of them are left

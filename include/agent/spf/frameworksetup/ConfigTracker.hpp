@@ -26,6 +26,9 @@ class OutstandingEndpoints;
 // wins. A tracker is finished when an error is stored or when no endpoint is outstanding and all services are
 // published; from then on endpoint reports change nothing and errors are ignored.
 //
+// Reports throw nothing: an endpoint that cannot be compared or printed, and a logger that fails, change
+// nothing of what is recorded.
+//
 // Thread safe, but for the four predicates, which read without locking. A report may wake a waiter before the
 // report itself has returned, so whoever destroys a tracker must know that no report and no wait is under
 // way. Neither copied nor moved: there is no empty state.

@@ -57,8 +57,8 @@ public:
     void handleRouterEvent(frameworklistener::RouterEvent const& event);
     void handleFrameworkErrorEvent(frameworklistener::FrameworkErrorEvent const& event);
 
-    // Records that the publisher is complete and runs the callback when all are, unless unregistering is
-    // disabled.
+    // Records that the publisher is complete and runs the callback when as many are as the configuration
+    // holds, unless unregistering is disabled. The name is not looked up.
     void completeConfig(std::string const& name);
 
     // From now on completion no longer runs the callback.

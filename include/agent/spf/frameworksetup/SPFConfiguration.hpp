@@ -37,6 +37,9 @@ class SPFConfigurationImpl;
 // ID that `handle` holds, publishes and then, replacing the old content of `handle`, withdraws; use modify()
 // to publish a next version.
 //
+// A handle of static storage duration must be reset before the process exits: withdrawal needs the library's
+// logger and the host, which may be gone when such a handle is destroyed.
+//
 // Not thread safe: one handle is used by one thread at a time; distinct handles are independent.
 class AGENT_SPF_FRAMEWORKSETUP_EXPORT SPFConfiguration {
 public:
@@ -60,13 +63,14 @@ public:
     // Withdraws the configuration and leaves the handle empty. Failures of the withdrawal are dropped.
     void reset();
 
+    // Whether the handle holds nothing at all; a detached one holds content or at least its tracker.
     bool empty() const;
 
     // The configuration ID; empty when there is nothing to withdraw. An empty handle answers with an empty
     // ID.
     std::string getConfigurationID() const;
 
-    // Copies of the records, in no particular order. Empty for an empty handle.
+    // Copies of the records, in no particular order. Empty for an empty handle. Throw what copying throws.
     std::vector<SPFServiceInterfaceConfiguration> getServiceInterfaceConfigurations() const;
     std::vector<SPFServicePublisherConfiguration> getServicePublisherConfigurations() const;
 
@@ -84,10 +88,11 @@ public:
     // left.
     SPFConfigurationBuilder modify();
 
-    // Block until the endpoints of a publisher are bound and connected, or its services published. Time-outs
-    // run on the steady clock; zero or less checks once. Return whether it happened in time; false at once
-    // for an empty handle or when nothing was published. Throw the error that the framework reported for the
-    // publisher, and std::out_of_range for an ID that the configuration does not hold.
+    // Block until the endpoints of a publisher, given by its unique ID, are bound and connected, or its
+    // services published. Time-outs run on the steady clock from the moment of the call; zero or less checks
+    // once, one beyond the clock's range waits without limit. Return whether it happened in time; false at
+    // once for an empty handle or when nothing was published. Throw the error that the framework reported for
+    // the publisher, and std::out_of_range for an ID that the configuration does not hold.
     bool waitForAllEndpoints(std::chrono::milliseconds const& timeout, std::string const& servicePublisherID);
     bool waitForAllServices(std::chrono::milliseconds const& timeout, std::string const& servicePublisherID);
 
@@ -97,8 +102,10 @@ public:
     listOutstandingEndpoints(std::string const& servicePublisherID);
 
     // Withdraws the configuration, if that has not happened yet, and blocks until the framework reports the
-    // publisher's configuration as removed. The handle is detached, whatever comes of it. Result and
-    // exceptions as of the other waits; a failure of the withdrawal itself is logged and not thrown.
+    // publisher's configuration as removed. Result and exceptions as of the other waits; a failure of the
+    // withdrawal itself is logged and not thrown. The handle is detached, whatever comes of it; only when
+    // the framework fails to register the listener again for the reports of the removal, that is thrown and
+    // nothing is withdrawn.
     bool waitForAllServicesToBeUnpublished(std::chrono::milliseconds const& timeout,
                                            std::string const& servicePublisherID);
 
