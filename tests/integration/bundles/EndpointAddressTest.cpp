@@ -38,6 +38,7 @@ TEST(EndpointAddress, ThePathMayBeAsLongAsTheSystemsNamesAndNoLonger) {
 }
 
 struct BadEndpoint {
+    char const* name; // of the test
     char const* text;
     char const* complaint;
 };
@@ -51,15 +52,22 @@ TEST_P(BadEndpointAddress, IsRefusedWithTheReason) {
 
 INSTANTIATE_TEST_SUITE_P(
     Bundles, BadEndpointAddress,
-    testing::Values(BadEndpoint{"", "no scheme"}, BadEndpoint{"name", "no scheme"},
-                    BadEndpoint{"pipe:x", "unknown scheme \"pipe\""}, BadEndpoint{"UNIX:x", "unknown scheme"},
-                    BadEndpoint{"unix:", "path after \"unix:\" is missing"},
-                    BadEndpoint{"tcp:", "port is missing"}, BadEndpoint{"tcp:host", "port is missing"},
-                    BadEndpoint{"tcp::80", "host is missing"}, BadEndpoint{"tcp:host:", "is no port"},
-                    BadEndpoint{"tcp:host:65536", "\"65536\" is no port"},
-                    BadEndpoint{"tcp:host:-1", "is no port"}, BadEndpoint{"tcp:host:8o", "is no port"},
-                    BadEndpoint{"tcp:host: 80", "is no port"},
-                    BadEndpoint{"tcp:::1:80", "stands in brackets"}, BadEndpoint{"tcp:[::1:80", "not closed"},
-                    BadEndpoint{"tcp:[::1]", "port after"}, BadEndpoint{"tcp:[]:80", "host is missing"}));
+    testing::Values(BadEndpoint{"Empty", "", "no scheme"}, BadEndpoint{"NoScheme", "name", "no scheme"},
+                    BadEndpoint{"UnknownScheme", "pipe:x", "unknown scheme \"pipe\""},
+                    BadEndpoint{"SchemeInCapitals", "UNIX:x", "unknown scheme"},
+                    BadEndpoint{"NoPath", "unix:", "path after \"unix:\" is missing"},
+                    BadEndpoint{"NoHostAndPort", "tcp:", "port is missing"},
+                    BadEndpoint{"NoPort", "tcp:host", "port is missing"},
+                    BadEndpoint{"NoHost", "tcp::80", "host is missing"},
+                    BadEndpoint{"EmptyPort", "tcp:host:", "is no port"},
+                    BadEndpoint{"PortTooLarge", "tcp:host:65536", "\"65536\" is no port"},
+                    BadEndpoint{"NegativePort", "tcp:host:-1", "is no port"},
+                    BadEndpoint{"PortWithALetter", "tcp:host:8o", "is no port"},
+                    BadEndpoint{"PortWithASpace", "tcp:host: 80", "is no port"},
+                    BadEndpoint{"IPv6WithoutBrackets", "tcp:::1:80", "stands in brackets"},
+                    BadEndpoint{"OpenBracket", "tcp:[::1:80", "not closed"},
+                    BadEndpoint{"IPv6WithoutPort", "tcp:[::1]", "port after"},
+                    BadEndpoint{"EmptyBrackets", "tcp:[]:80", "host is missing"}),
+    [](auto const& tested) { return std::string(tested.param.name); });
 
 } // namespace

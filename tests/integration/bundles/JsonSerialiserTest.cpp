@@ -83,6 +83,7 @@ TEST(JsonSerialiser, IntegersArriveInTheSmallestTypeThatHoldsThem) {
 }
 
 struct BadText {
+    char const* name; // of the test
     std::string text;
     char const* complaint;
 };
@@ -96,13 +97,18 @@ TEST_P(BadJson, IsRefusedWithWhatAndWhere) {
 
 INSTANTIATE_TEST_SUITE_P(
     Bundles, BadJson,
-    testing::Values(BadText{"", "unexpected end of input"}, BadText{"{", "line 1, column 2"},
-                    BadText{"{\n\"a\": ?}", "line 2, column 6"}, BadText{"[1]", "an array where an object"},
-                    BadText{"7", "a single value where an object"}, BadText{"{} x", "line 1, column 4"},
-                    BadText{R"({"a":1,"A":2})", "\"A\" appears twice in the object"},
-                    BadText{R"({"m":[{"a":1,"a":2}]})", "\"a\" appears twice in the object/m/[]"},
-                    BadText{"{\"a\":\"\xff\"}", "UTF-8"},
-                    BadText{R"({"a":)" + std::string(100000, '['), "nested deeper than 64"}));
+    testing::Values(BadText{"Empty", "", "unexpected end of input"},
+                    BadText{"Unfinished", "{", "line 1, column 2"},
+                    BadText{"NoValue", "{\n\"a\": ?}", "line 2, column 6"},
+                    BadText{"Array", "[1]", "an array where an object"},
+                    BadText{"Number", "7", "a single value where an object"},
+                    BadText{"TextAfterTheEnd", "{} x", "line 1, column 4"},
+                    BadText{"KeysThatDifferInCase", R"({"a":1,"A":2})", "\"A\" appears twice in the object"},
+                    BadText{"EqualKeysWithin", R"({"m":[{"a":1,"a":2}]})",
+                            "\"a\" appears twice in the object/m/[]"},
+                    BadText{"NotUTF8", "{\"a\":\"\xff\"}", "UTF-8"},
+                    BadText{"TooDeep", R"({"a":)" + std::string(100000, '['), "nested deeper than 64"}),
+    [](auto const& tested) { return std::string(tested.param.name); });
 
 TEST(JsonSerialiser, AValueThatCannotBeExpressedIsNamed) {
     auto const bad = mapOf("outer", Any(AnyList{Any(1), Any(mapOf("inner", Any(std::set<int>{1})))}));

@@ -398,6 +398,37 @@ INSTANTIATE_TEST_SUITE_P(
                                   RawSocket::frame(R"({"type":"offers","interfaces":[7]})"))),
     [](auto const& tested) { return std::string(tested.param.first); });
 
+// Holds up the publishers' thread from the first event that it gets until it is opened.
+class Gate : public agent::spf::frameworklistener::FrameworkListener {
+public:
+    void handleEvent(std::shared_ptr<agent::spf::frameworklistener::Event>) override {
+        reached.add(0);
+        opened.waitFor(0);
+    }
+    bundles_test::Record<int> reached;
+    bundles_test::Record<int> opened;
+};
+
+TEST_F(PublisherBundle, APeerThatSendsFasterThanItIsListenedToIsClosed) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    RawSocket peer(socketPath("a.sock"));
+    peer.sendFrame(hello);
+    peer.readFrame(); // the answer to the greeting
+    auto const gate = std::make_shared<Gate>();
+    installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(gate);
+    installation_.publish("two", ConfigurationMap().publisher("idle", {}).build());
+    ASSERT_TRUE(gate->reached.waitFor(0));
+
+    for (int i = 0; i < 6; ++i) {
+        peer.sendFrame(std::string(1024 * 1024, ' '));
+    }
+
+    EXPECT_TRUE(peer.isClosedByPeer());
+    gate->opened.add(0);
+}
+
 TEST_F(PublisherBundle, ALateStatusListenerIsToldThePresentStatuses) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
