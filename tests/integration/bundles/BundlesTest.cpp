@@ -160,6 +160,15 @@ AnyMap ConfigurationMap::build() const {
     return configuration;
 }
 
+ConfigurationMap clockAndClient(std::string const& endpoint, std::string const& importFilter,
+                                std::string const& exportFilter) {
+    return ConfigurationMap()
+        .interface("i1", "clock", {{"colour", "red"}})
+        .publisher("server", {endpoint}, {}, {}, exportFilter)
+        .publisher("client", {}, {endpoint}, importFilter)
+        .map("i1", "server");
+}
+
 Installation::Installation(std::filesystem::path const& runtimeDirectory)
     : framework_(cppmicroservices::FrameworkFactory().NewFramework(cppmicroservices::FrameworkConfiguration{
           {"qo.spf.agent", Any(std::string("test-agent"))},

@@ -69,6 +69,14 @@ public:
         });
     }
 
+    // For a value that holds the text.
+    bool waitForOneWith(std::string const& text) const {
+        return waitUntil([&](auto const& values) {
+            return std::any_of(values.begin(), values.end(),
+                               [&](auto const& value) { return value.find(text) != std::string::npos; });
+        });
+    }
+
 private:
     std::mutex mutable mutex_; // guards values_
     std::condition_variable mutable changed_;
@@ -114,6 +122,11 @@ private:
     List publishers_;
     List mappings_;
 };
+
+// An interface "clock" that a publisher "server" offers at `endpoint`, and a publisher "client" that connects
+// to it.
+ConfigurationMap clockAndClient(std::string const& endpoint, std::string const& importFilter = {},
+                                std::string const& exportFilter = {});
 
 // A framework with Configuration Admin and the bundles of the seven directories, all started.
 class Installation {

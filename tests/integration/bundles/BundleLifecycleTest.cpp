@@ -1,0 +1,77 @@
+// Bundles that are stopped and started while others go on.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include "BundlesTest.hpp"
+#include "RawSocket.hpp"
+
+namespace {
+
+using namespace bundles_test;
+using namespace testing;
+
+class BundleLifecycle : public BundlesTest {};
+
+TEST_F(BundleLifecycle, ALateStatusListenerIsToldThePresentStatuses) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+
+    auto const late = std::make_shared<bundles_test::StatusRecorder>();
+    installation_.context().RegisterService<agent::spf::bundles::EndpointStatusListener>(late);
+
+    EXPECT_TRUE(late->statuses.waitFor("p " + endpoint + " bound: "));
+}
+
+TEST_F(BundleLifecycle, EndpointsAreLostWithTheProviderAndComeBackWithIt) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", clockAndClient(endpoint).build());
+    ASSERT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+
+    auto provider = installation_.bundle("agent_spf_socketprovider");
+    provider.Stop();
+    EXPECT_FALSE(std::filesystem::exists(socketPath("a.sock")));
+    EXPECT_TRUE(statuses_.waitForOneWith("server " + endpoint + " lost: waits for the endpoint provider"));
+    EXPECT_TRUE(waitForRemoteServices({}));
+
+    provider.Start();
+    EXPECT_TRUE(events_.waitFor("Rebound " + endpoint + " server 1"));
+    EXPECT_TRUE(events_.waitFor("Reconnected " + endpoint + " client 1"));
+    EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+}
+
+TEST_F(BundleLifecycle, AStoppedPublisherWithdrawsAndPublishesAgainWhenStarted) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+
+    auto publisher = installation_.bundle("agent_spf_rpcservicepublisher");
+    publisher.Stop();
+    EXPECT_FALSE(std::filesystem::exists(socketPath("a.sock")));
+
+    publisher.Start();
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 1", 2));
+}
+
+TEST_F(BundleLifecycle, RemovalIsReportedWhenThereIsNoPublisherBundle) {
+    installation_.publish("one", ConfigurationMap(3).publisher("p", {socketEndpoint("a.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 3"));
+    installation_.bundle("agent_spf_rpcservicepublisher").Stop();
+
+    installation_.withdraw("one");
+
+    EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
+}
+
+TEST_F(BundleLifecycle, StoppingTheFrameworkWithLiveConnectionsRemovesTheSockets) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", clockAndClient(endpoint).build());
+    ASSERT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+
+    installation_.stop();
+
+    EXPECT_FALSE(std::filesystem::exists(socketPath("a.sock")));
+}
+
+} // namespace

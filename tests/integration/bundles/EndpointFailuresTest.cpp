@@ -1,0 +1,72 @@
+// Endpoints that cannot be bound: what is reported, and what is left alone.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
+#include "BundlesTest.hpp"
+#include "RawSocket.hpp"
+
+namespace {
+
+using namespace bundles_test;
+using namespace testing;
+
+class EndpointFailures : public BundlesTest {};
+
+TEST_F(EndpointFailures, AnUnknownSchemeIsAnErrorThatDisturbsNothingElse) {
+    auto const good = socketEndpoint("a.sock");
+    installation_.publish("one",
+                          ConfigurationMap().publisher("bad", {"pipe:x"}).publisher("good", {good}).build());
+
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished good 1"));
+    ASSERT_TRUE(events_.waitForOneWith("Error bad 1"));
+    EXPECT_THAT(events_.values(), Contains(AllOf(HasSubstr("pipe:x"), HasSubstr("unknown scheme \"pipe\""))));
+    EXPECT_TRUE(statuses_.waitForOneWith("bad pipe:x failed"));
+}
+
+TEST_F(EndpointFailures, AnAddressInUseIsAnErrorThatNamesIt) {
+    RawListener const other(socketPath("a.sock"));
+    auto const endpoint = socketEndpoint("a.sock");
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
+
+    ASSERT_TRUE(events_.waitForOneWith("Error p 1"));
+    EXPECT_THAT(events_.values(),
+                ElementsAre(AllOf(HasSubstr(endpoint), HasSubstr("Address already in use"))));
+    EXPECT_TRUE(std::filesystem::is_socket(socketPath("a.sock"))) << "the live socket was taken away";
+}
+
+TEST_F(EndpointFailures, ATcpPortInUseIsAnErrorThatNamesIt) {
+    auto const endpoint = "tcp:127.0.0.1:" + std::to_string(freeTcpPort());
+    installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+
+    installation_.publish("two", ConfigurationMap().publisher("q", {endpoint}).build());
+
+    ASSERT_TRUE(events_.waitForOneWith("Error q 1"));
+    EXPECT_THAT(events_.values(), Contains(AllOf(HasSubstr(endpoint), HasSubstr("Address already in use"))));
+}
+
+TEST_F(EndpointFailures, ASocketThatADeadProcessLeftIsReplaced) {
+    { RawListener const dead(socketPath("a.sock")); } // closes the socket and leaves its file
+    ASSERT_TRUE(std::filesystem::is_socket(socketPath("a.sock")));
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {socketEndpoint("a.sock")}).build());
+
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+}
+
+TEST_F(EndpointFailures, AnEndpointThatFailedIsTriedAgainByTheNextModification) {
+    auto const endpoint = socketEndpoint("a.sock");
+    {
+        RawListener const other(socketPath("a.sock"));
+        installation_.publish("one", ConfigurationMap(1).publisher("p", {endpoint}).build());
+        ASSERT_TRUE(events_.waitForOneWith("Error p 1"));
+    }
+
+    installation_.publish("one", ConfigurationMap(2).publisher("p", {endpoint}).build());
+
+    EXPECT_TRUE(events_.waitFor("Bound " + endpoint + " p 2"));
+}
+
+} // namespace

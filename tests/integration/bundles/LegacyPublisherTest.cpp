@@ -1,0 +1,43 @@
+// Publishers whose endpoints are discovery names.
+#include <gmock/gmock.h>
+
+#include "BundlesTest.hpp"
+#include "RawSocket.hpp"
+
+namespace {
+
+using namespace bundles_test;
+using namespace testing;
+
+class LegacyPublisher : public BundlesTest {};
+
+TEST_F(LegacyPublisher, LegacyPublishersFindEachOtherByDiscoveryName) {
+    installation_.publish(
+        "client", ConfigurationMap().legacyPublisher("client", {}, {"zentorConnectorDiscovery"}).build());
+    ASSERT_TRUE(
+        statuses_.waitForOneWith("connecting: no running process announces \"zentorConnectorDiscovery\""));
+
+    installation_.publish("server", ConfigurationMap()
+                                        .interface("i", "clock")
+                                        .legacyPublisher("server", {"zentorConnectorDiscovery"})
+                                        .map("i", "server")
+                                        .build());
+
+    EXPECT_TRUE(events_.waitFor("Bound zentorConnectorDiscovery server 1"));
+    EXPECT_TRUE(events_.waitFor("Connected zentorConnectorDiscovery client 1"));
+    EXPECT_TRUE(waitForRemoteServices({"clock i server via zentorConnectorDiscovery"}));
+}
+
+TEST_F(LegacyPublisher, ALegacyPublisherSeesTheAnnouncementGo) {
+    installation_.publish("server", ConfigurationMap().legacyPublisher("server", {"name"}).build());
+    installation_.publish("client", ConfigurationMap().legacyPublisher("client", {}, {"name"}).build());
+    ASSERT_TRUE(events_.waitFor("Connected name client 1"));
+
+    installation_.withdraw("server");
+
+    ASSERT_TRUE(events_.waitFor("ConfigurationRemoved server 1"));
+    EXPECT_TRUE(statuses_.waitForOneWith("client name lost"));
+    EXPECT_TRUE(statuses_.waitForOneWith("no running process announces \"name\""));
+}
+
+} // namespace
