@@ -3,13 +3,15 @@
 #include <optional>
 #include <stdexcept>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
+#include "ChildProcess.hpp"
+#include "agent/spf/bundles/common/FileDescriptor.hpp"
 #include "agent/spf/bundles/discovery/Announcement.hpp"
 #include "agent/spf/bundles/discovery/RuntimeDirectory.hpp"
 #include "agent/spf/bundles/discovery/RuntimeDirectoryDiscovery.hpp"
@@ -17,21 +19,14 @@
 namespace {
 
 using namespace agent::spf::bundles::discovery;
+using agent::spf::bundles::FileDescriptor;
+using bundles_test::ChildProcess;
 using bundles_test::Record;
 using bundles_test::TemporaryDirectory;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::ThrowsMessage;
-
-// The ID of a process that has been and is no more.
-pid_t deadProcess() {
-    auto const pid = ::fork();
-    if (pid == 0) {
-        ::_exit(0);
-    }
-    ::waitpid(pid, nullptr, 0);
-    return pid;
-}
 
 class Discovery : public testing::Test {
 protected:
@@ -45,6 +40,10 @@ protected:
         std::filesystem::create_directory(path_);
         std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
         std::ofstream(path_ / file) << text;
+    }
+
+    static std::vector<std::filesystem::path> filesIn(std::filesystem::path const& directory) {
+        return {std::filesystem::directory_iterator(directory), {}};
     }
 
     TemporaryDirectory directory_;
@@ -102,34 +101,82 @@ TEST_F(Discovery, NamesAreWholeAndMayHoldAnyCharacter) {
     EXPECT_FALSE(std::filesystem::exists(directory_.path() / "na"));
 }
 
-TEST_F(Discovery, DeadProcessesAreIgnoredAndTheirFilesRemoved) {
-    write("a.json", R"({"name":"name","endpoint":"unix:/dead","pid":)" + std::to_string(deadProcess()) + "}");
+TEST_F(Discovery, WhatADeadProcessLeftIsIgnoredAndRemovedWithItsSocket) {
+    auto const socket = path_ / "name.1.2.sock";
+    write("a.json", R"({"name":"name","endpoint":"unix:)" + socket.string() + R"("})");
+    write(socket.filename(), "");
 
     auto const handle = lookOut("name");
 
     EXPECT_TRUE(told_->waitFor("-"));
-    EXPECT_FALSE(std::filesystem::exists(path_ / "a.json"));
+    EXPECT_THAT(filesIn(path_), IsEmpty());
 }
 
-TEST_F(Discovery, AProcessThatGotTheIDOfADeadOneIsNotTheAnnouncer) {
-    write("a.json", R"({"name":"name","endpoint":"unix:/dead","startTime":1,"pid":)" +
-                        std::to_string(::getpid()) + "}");
+TEST_F(Discovery, OfADeadProcessNothingOutsideTheDirectoryIsRemoved) {
+    auto const outside = directory_.path() / "outside.sock";
+    std::ofstream(outside) << "";
+    write("a.json", R"({"name":"name","endpoint":"unix:)" + outside.string() + R"("})");
+    write("b.json", R"({"name":"name","endpoint":"unix:)" + (path_ / "../outside.sock").string() + R"("})");
 
     auto const handle = lookOut("name");
 
     EXPECT_TRUE(told_->waitFor("-"));
+    EXPECT_TRUE(std::filesystem::exists(outside));
+}
+
+TEST_F(Discovery, AnAnnouncerThatIsKilledIsNoticed) {
+    ChildProcess announcer({DISCOVERY_TEST_ANNOUNCER, path_.string(), "name", "unix:/a"});
+    ASSERT_EQ(announcer.firstLine(), "announced");
+    auto const handle = lookOut("name");
+    ASSERT_TRUE(told_->waitFor("unix:/a"));
+
+    announcer.kill();
+
+    EXPECT_TRUE(told_->waitFor("-"));
+    EXPECT_THAT(filesIn(path_), IsEmpty());
+}
+
+TEST_F(Discovery, AnAnnouncerWhoseLockEndsAfterItsFileIsClosedIsNoticed) {
+    write("a.json", R"({"name":"name","endpoint":"unix:/a"})");
+    FileDescriptor lock(::open((path_ / "a.json").c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
+    auto const handle = lookOut("name");
+    ASSERT_TRUE(told_->waitFor("unix:/a"));
+
+    std::ofstream(path_ / "a.json", std::ios::app).close(); // what the system tells of
+    auto const other = discovery_.announce("other", "unix:/b");
+    auto const witness = discovery_.resolve(
+        "other", [told = told_](auto const& endpoint) { told->add("other " + endpoint.value_or("-")); });
+    ASSERT_TRUE(told_->waitFor("other unix:/b"));
+    lock = FileDescriptor(); // what the system does not tell of
+
+    EXPECT_TRUE(told_->waitFor("-"));
+}
+
+TEST_F(Discovery, ADirectoryThatTakesThePlaceOfTheWatchedOneIsWatched) {
+    auto const handle = lookOut("name");
+    ASSERT_TRUE(told_->waitFor("-"));
+    std::filesystem::rename(path_, directory_.path() / "moved");
+
+    RuntimeDirectoryDiscovery another(path_);
+    auto const announcement = another.announce("name", "unix:/a");
+
+    EXPECT_TRUE(told_->waitFor("unix:/a"));
 }
 
 TEST_F(Discovery, FilesThatAreNoAnnouncementsArePassedOver) {
     write("a.json", "{");
-    write("b.json", R"({"name":7,"endpoint":"unix:/b","pid":1})");
-    write("c.json", R"({"name":"name","endpoint":"unix:/c","pid":-1})");
-    write("d.txt", R"({"name":"name","endpoint":"unix:/d","pid":1})");
-    write("e.json", R"({"name":"name","endpoint":"unix:/e","pid":)" + std::to_string(::getpid()) + "}");
+    write("b.json", R"({"name":7,"endpoint":"unix:/b"})");
+    write("c.txt", R"({"name":"name","endpoint":"unix:/c"})");
+    std::filesystem::create_directory(path_ / "d.json");
+    ASSERT_EQ(::mkfifo((path_ / "e.json").c_str(), S_IRUSR | S_IWUSR), 0);
+    std::filesystem::create_symlink("/dev/zero", path_ / "f.json");
+    auto const announcement = discovery_.announce("name", "unix:/g");
 
     auto const handle = lookOut("name");
 
-    EXPECT_TRUE(told_->waitFor("unix:/e"));
+    EXPECT_TRUE(told_->waitFor("unix:/g"));
+    EXPECT_EQ(filesIn(path_).size(), 7U) << "files of others were removed";
 }
 
 TEST_F(Discovery, NoCallbackRunsAfterTheHandleIsGone) {
@@ -184,6 +231,18 @@ TEST_F(Discovery, ADirectoryInWhichOthersMayWriteIsRefused) {
 TEST_F(Discovery, PrivateEndpointsAreAllDifferent) {
     EXPECT_NE(discovery_.privateEndpoint("name"), discovery_.privateEndpoint("name"));
     EXPECT_THAT(discovery_.privateEndpoint("name"), testing::StartsWith("unix:" + path_.string() + "/name."));
+}
+
+TEST_F(Discovery, AnAnnouncementThatCannotBeWrittenNamesItsFile) {
+    auto const longName = std::string(300, 'x'); // longer than a file's name may be
+
+    EXPECT_THAT([&] { discovery_.announce(longName, "unix:/a"); },
+                ThrowsMessage<std::runtime_error>(HasSubstr("announcement " + (path_ / longName).string())));
+}
+
+TEST(RuntimeDirectory, IsAbsolute) {
+    EXPECT_EQ(runtimeDirectory(cppmicroservices::Any(std::string("here"))),
+              std::filesystem::current_path() / "here");
 }
 
 TEST(RuntimeDirectory, ThePropertyNamesIt) {

@@ -1,12 +1,41 @@
 #include "agent/spf/bundles/client/RemoteServiceClient.hpp"
 
+#include <atomic>
+#include <map>
+#include <string>
 #include <utility>
+
+#include <cppmicroservices/ServiceTracker.h>
+
+#include "agent/spf/bundles/RemoteOffers.hpp"
+#include "agent/spf/bundles/RemoteService.hpp"
+#include "agent/spf/bundles/client/ImportedService.hpp"
+#include "agent/spf/bundles/common/WorkerThread.hpp"
 
 namespace agent::spf::bundles::client {
 
+using cppmicroservices::BundleContext;
 using cppmicroservices::ServiceProperties;
 
 namespace {
+
+struct Imported {
+    std::shared_ptr<ImportedService> service;
+    cppmicroservices::ServiceRegistration<RemoteService> registration;
+};
+
+// A peer and the services made of its offers.
+struct ImportedPeer {
+    explicit ImportedPeer(std::shared_ptr<RemoteOffers> offersOfPeer)
+        : offers(std::move(offersOfPeer)) {}
+
+    std::shared_ptr<RemoteOffers> const offers;
+    std::atomic<bool> isQueued{false}; // the worker is going to look at the offers
+
+    // Used on the worker only.
+    bool isGone = false;
+    std::map<std::string, Imported> services; // by unique ID
+};
 
 void unregister(cppmicroservices::ServiceRegistration<RemoteService>& registration) {
     try {
@@ -31,81 +60,102 @@ wantedServices(std::shared_ptr<PeerOffers const> const& peer) {
 
 } // namespace
 
-RemoteServiceClient::RemoteServiceClient(cppmicroservices::BundleContext const& context)
-    : context_(context)
-    , worker_("spf-clients")
-    , tracker_(context, this) {
-    tracker_.Open();
-}
+class RemoteServiceClient::PeerTracker
+    : private cppmicroservices::ServiceTrackerCustomizer<RemoteOffers, ImportedPeer> {
+public:
+    explicit PeerTracker(BundleContext const& context)
+        : context_(context)
+        , worker_("spf-clients")
+        , tracker_(context, this) {
+        tracker_.Open();
+    }
 
-RemoteServiceClient::~RemoteServiceClient() {
-    tracker_.Close();
-    worker_.stop();
-}
+    ~PeerTracker() override {
+        tracker_.Close();
+        worker_.stop();
+    }
 
-std::shared_ptr<RemoteOffers> RemoteServiceClient::AddingService(Reference const& reference) {
-    auto offers = context_.GetService(reference);
-    if (offers) {
-        worker_.post([this, offers] {
-            imported_.emplace(offers, ImportedServices());
-            import(offers);
+private:
+    using Reference = cppmicroservices::ServiceReference<RemoteOffers>;
+    using Peer = std::shared_ptr<ImportedPeer>;
+
+    Peer AddingService(Reference const& reference) override {
+        auto offers = context_.GetService(reference);
+        if (!offers) {
+            return nullptr;
+        }
+        auto peer = std::make_shared<ImportedPeer>(std::move(offers));
+        queue(peer);
+        return peer;
+    }
+
+    void ModifiedService(Reference const&, Peer const& peer) override { queue(peer); }
+
+    void RemovedService(Reference const&, Peer const& peer) override {
+        worker_.run([&peer] {
+            peer->isGone = true;
+            for (auto& [uniqueID, imported] : std::exchange(peer->services, {})) {
+                unregister(imported.registration);
+            }
         });
     }
-    return offers;
-}
 
-void RemoteServiceClient::ModifiedService(Reference const&, std::shared_ptr<RemoteOffers> const& offers) {
-    worker_.post([this, offers] { import(offers); });
-}
-
-void RemoteServiceClient::RemovedService(Reference const&, std::shared_ptr<RemoteOffers> const& offers) {
-    worker_.run([this, &offers] {
-        auto const found = imported_.find(offers);
-        if (found == imported_.end()) {
-            return;
-        }
-        auto services = std::move(found->second);
-        imported_.erase(found);
-        for (auto& [uniqueID, imported] : services) {
-            unregister(imported.registration);
-        }
-    });
-}
-
-void RemoteServiceClient::import(std::shared_ptr<RemoteOffers> const& offers) {
-    auto const found = imported_.find(offers);
-    if (found == imported_.end()) {
-        return; // modified and removed in the meantime
-    }
-    auto const wanted = wantedServices(offers->current());
-    auto& services = found->second;
-    for (auto entry = services.begin(); entry != services.end();) {
-        auto const same = wanted.find(entry->first);
-        if (same != wanted.end() && same->second->properties() == entry->second.service->properties()) {
-            ++entry;
-            continue;
-        }
-        unregister(entry->second.registration);
-        entry = services.erase(entry);
-    }
-    for (auto const& [uniqueID, service] : wanted) {
-        if (services.count(uniqueID) == 0) {
-            add(services, service);
+    // However often the offers change, the worker has them to look at once at most.
+    void queue(Peer const& peer) {
+        if (!peer->isQueued.exchange(true)) {
+            worker_.post([this, peer] {
+                peer->isQueued = false;
+                if (!peer->isGone) {
+                    import(*peer);
+                }
+            });
         }
     }
-}
 
-void RemoteServiceClient::add(ImportedServices& services, std::shared_ptr<ImportedService> const& service) {
-    ServiceProperties properties;
-    for (auto const& [key, value] : service->properties()) {
-        properties.emplace(key, value);
+    void import(ImportedPeer& peer) {
+        auto const wanted = wantedServices(peer.offers->current());
+        removeUnwanted(peer.services, wanted);
+        for (auto const& [uniqueID, service] : wanted) {
+            if (peer.services.count(uniqueID) == 0) {
+                add(peer.services, service);
+            }
+        }
     }
-    try {
-        services.emplace(service->uniqueID(),
-                         Imported{service, context_.RegisterService<RemoteService>(service, properties)});
-    } catch (std::exception const&) {
-        // The registry refuses what the peer says about the interface, or the framework is stopping.
+
+    static void removeUnwanted(std::map<std::string, Imported>& services,
+                               std::map<std::string, std::shared_ptr<ImportedService>> const& wanted) {
+        for (auto entry = services.begin(); entry != services.end();) {
+            auto const same = wanted.find(entry->first);
+            if (same != wanted.end() && same->second->properties() == entry->second.service->properties()) {
+                ++entry;
+            } else {
+                unregister(entry->second.registration);
+                entry = services.erase(entry);
+            }
+        }
     }
-}
+
+    void add(std::map<std::string, Imported>& services, std::shared_ptr<ImportedService> const& service) {
+        ServiceProperties properties;
+        for (auto const& [key, value] : service->properties()) {
+            properties.emplace(key, value);
+        }
+        try {
+            services.emplace(service->uniqueID(),
+                             Imported{service, context_.RegisterService<RemoteService>(service, properties)});
+        } catch (std::exception const&) {
+            // The registry refuses what the peer says about the interface, or the framework is stopping.
+        }
+    }
+
+    BundleContext context_;
+    WorkerThread worker_;
+    cppmicroservices::ServiceTracker<RemoteOffers, ImportedPeer> tracker_;
+};
+
+RemoteServiceClient::RemoteServiceClient(BundleContext const& context)
+    : peers_(std::make_unique<PeerTracker>(context)) {}
+
+RemoteServiceClient::~RemoteServiceClient() = default;
 
 } // namespace agent::spf::bundles::client

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
-#include <fstream>
-#include <limits>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,126 +22,127 @@ using Json = nlohmann::json;
 
 constexpr char nameKey[] = "name";
 constexpr char endpointKey[] = "endpoint";
-constexpr char pidKey[] = "pid";
-constexpr char startTimeKey[] = "startTime";
+constexpr std::size_t maximumSize = 64 * 1024; // bytes of a file
 
-// When the process started, in clock ticks after the system did; nothing if there is no such process.
-std::optional<std::uint64_t> startTimeOf(pid_t pid) {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(file)), {});
-    auto const parenthesis = text.rfind(')'); // ends the program's name, which may hold anything
-    if (parenthesis == std::string::npos) {
-        return std::nullopt;
-    }
-    std::istringstream fields(text.substr(parenthesis + 1));
-    std::string skipped;
-    for (int field = 3; field < 22; ++field) { // the start time is the 22nd field, the name the second
-        fields >> skipped;
-    }
-    std::uint64_t startTime = 0;
-    if (!(fields >> startTime)) {
-        return std::nullopt;
-    }
-    return startTime;
+[[noreturn]] void throwSystemError() {
+    throw std::system_error(errno, std::system_category());
 }
 
 void writeAll(int descriptor, std::string const& text) {
     for (std::size_t written = 0; written < text.size();) {
         auto const count = ::write(descriptor, text.data() + written, text.size() - written);
         if (count < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::system_category());
+            throwSystemError();
         }
         written += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 }
 
-void writeFile(fs::path const& file, std::string const& text) {
-    auto const descriptor = ::open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::system_category());
+// The file stays open for writing: when the last process that has it so closes it, by ending if not before,
+// those who watch the directory are told.
+FileDescriptor writeLocked(fs::path const& path, std::string const& text) {
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (file.get() < 0 || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        throwSystemError();
     }
-    try {
-        writeAll(descriptor, text);
-    } catch (...) {
-        ::close(descriptor);
-        ::unlink(file.c_str());
-        throw;
-    }
-    ::close(descriptor);
+    writeAll(file.get(), text);
+    return file;
 }
 
-bool isAnnouncementFile(fs::path const& file) {
-    return file.extension() == announcementExtension;
+// Opens a file that somebody else made: it may be anything.
+FileDescriptor openRegularFile(fs::path const& path) {
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (file.get() >= 0 && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+        return FileDescriptor();
+    }
+    return file;
+}
+
+std::string readAtMost(int descriptor, std::size_t size) {
+    std::string text(size, '\0');
+    std::size_t got = 0;
+    while (got < size) {
+        auto const count = ::read(descriptor, text.data() + got, size - got);
+        if (count == 0 || (count < 0 && errno != EINTR)) {
+            break;
+        }
+        got += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    text.resize(got);
+    return text;
+}
+
+bool isLockedByAnother(int descriptor) {
+    return ::flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+std::vector<fs::path> announcementFiles(fs::path const& directory) {
+    std::vector<fs::path> files;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().extension() == announcementExtension) {
+            files.push_back(entry->path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+// Removes what a dead process has left: its announcement, and the socket if that is in the same directory,
+// where each path is used once.
+void removeDead(fs::path const& file, Announcement const& announcement) {
+    auto const prefix = "unix:" + file.parent_path().string() + "/";
+    auto const isOwnSocket = announcement.endpoint.compare(0, prefix.size(), prefix) == 0;
+    auto const socket = isOwnSocket ? announcement.endpoint.substr(prefix.size()) : std::string();
+    if (fs::path(socket).extension() == socketExtension && socket.find('/') == std::string::npos) {
+        ::unlink((file.parent_path() / socket).c_str());
+    }
+    ::unlink(file.c_str());
 }
 
 } // namespace
 
-Announcement ownAnnouncement(std::string name, std::string endpoint) {
-    return {std::move(name), std::move(endpoint), ::getpid(), startTimeOf(::getpid())};
-}
-
-bool isAlive(Announcement const& announcement) {
-    if (::kill(announcement.pid, 0) != 0 && errno != EPERM) {
-        return false;
-    }
-    return !announcement.startTime || startTimeOf(announcement.pid) == announcement.startTime;
-}
-
-void writeAnnouncement(fs::path const& file, Announcement const& announcement) {
-    Json json{{nameKey, announcement.name}, {endpointKey, announcement.endpoint}, {pidKey, announcement.pid}};
-    if (announcement.startTime) {
-        json[startTimeKey] = *announcement.startTime;
-    }
-    auto unfinished = file;
+AnnouncementFile::AnnouncementFile(fs::path path, Announcement const& announcement)
+    : path_(std::move(path)) {
+    auto unfinished = path_;
     unfinished += ".unfinished";
     try {
-        ::unlink(unfinished.c_str()); // of a process that had this ID before
-        writeFile(unfinished, json.dump());
-        fs::rename(unfinished, file);
+        Json const json{{nameKey, announcement.name}, {endpointKey, announcement.endpoint}};
+        descriptor_ = writeLocked(unfinished, json.dump());
+        fs::rename(unfinished, path_);
     } catch (std::exception const& error) {
-        throw std::runtime_error("announcement " + file.string() + ": " + error.what());
+        ::unlink(unfinished.c_str());
+        throw std::runtime_error("announcement " + path_.string() + ": " + error.what());
     }
 }
 
-std::optional<Announcement> readAnnouncement(fs::path const& file) {
-    std::ifstream stream(file);
-    auto const json = Json::parse(stream, nullptr, false);
+AnnouncementFile::~AnnouncementFile() {
+    ::unlink(path_.c_str());
+}
+
+std::optional<Announcement> parseAnnouncement(std::string_view text) {
+    auto const json = Json::parse(text, nullptr, false);
     try {
-        auto const pid = json.at(pidKey).get<std::int64_t>();
-        if (pid <= 0 || pid > std::numeric_limits<pid_t>::max()) {
-            return std::nullopt;
-        }
-        Announcement announcement{json.at(nameKey), json.at(endpointKey), static_cast<pid_t>(pid),
-                                  std::nullopt};
-        if (auto const startTime = json.find(startTimeKey); startTime != json.end()) {
-            announcement.startTime = startTime->get<std::uint64_t>();
-        }
-        return announcement;
+        return Announcement{json.at(nameKey), json.at(endpointKey)};
     } catch (Json::exception const&) {
         return std::nullopt;
     }
 }
 
 std::vector<Announcement> readAnnouncements(fs::path const& directory) {
-    std::vector<fs::path> files;
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (isAnnouncementFile(entry->path())) {
-            files.push_back(entry->path());
-        }
-    }
-    std::sort(files.begin(), files.end());
     std::vector<Announcement> announcements;
-    for (auto const& file : files) {
-        auto announcement = readAnnouncement(file);
+    for (auto const& path : announcementFiles(directory)) {
+        auto const file = openRegularFile(path);
+        auto announcement = parseAnnouncement(readAtMost(file.get(), maximumSize));
         if (!announcement) {
             continue;
         }
-        if (isAlive(*announcement)) {
+        if (isLockedByAnother(file.get())) {
             announcements.push_back(*std::move(announcement));
         } else {
-            fs::remove(file, error);
+            removeDead(path, *announcement);
         }
     }
     return announcements;

@@ -13,7 +13,8 @@ namespace agent::spf::bundles::discovery {
 
 std::filesystem::path runtimeDirectory(cppmicroservices::Any const& property) {
     if (property.Type() == typeid(std::string)) {
-        return cppmicroservices::any_cast<std::string>(property);
+        // Whole, since other processes read it in the endpoints that are announced.
+        return std::filesystem::absolute(cppmicroservices::any_cast<std::string>(property));
     }
     if (auto const* const base = std::getenv("XDG_RUNTIME_DIR"); base != nullptr && *base == '/') {
         return std::filesystem::path(base) / "spf";

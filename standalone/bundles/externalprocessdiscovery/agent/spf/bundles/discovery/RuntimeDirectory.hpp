@@ -11,8 +11,8 @@ namespace agent::spf::bundles::discovery {
 // The framework property that names the directory.
 inline constexpr char runtimeDirectoryProperty[] = "qo.spf.runtimedirectory";
 
-// The directory to use: the property's value if that is a string, else "spf" below $XDG_RUNTIME_DIR, else
-// "spf-<uid>" in /tmp.
+// The directory to use, as an absolute path: the property's value if that is a string, else "spf" below
+// $XDG_RUNTIME_DIR, else "spf-<uid>" in /tmp.
 std::filesystem::path runtimeDirectory(cppmicroservices::Any const& property);
 
 // Makes the directory, mode 0700, if it is not there. Throws std::runtime_error, naming the directory, when

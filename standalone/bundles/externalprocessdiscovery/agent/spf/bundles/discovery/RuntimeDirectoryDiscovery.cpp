@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -14,16 +15,37 @@
 #include <vector>
 
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
 
+#include "agent/spf/bundles/common/FileDescriptor.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 #include "agent/spf/bundles/discovery/Announcement.hpp"
 #include "agent/spf/bundles/discovery/RuntimeDirectory.hpp"
 
 namespace agent::spf::bundles::discovery {
+
+namespace {
+
+// A watch tells what is worth looking at, but an announcer's end a moment before the lock on its file is free
+// again, and nothing of a directory that has taken the place of the watched one. So the directory is looked
+// at again after each change, at once and then at growing intervals.
+constexpr std::chrono::milliseconds firstCheck{10};
+constexpr std::chrono::milliseconds longestCheck{5000};
+
+using DirectoryID = std::pair<dev_t, ino_t>;
+
+DirectoryID directoryID(std::filesystem::path const& directory) {
+    struct stat status {};
+    return ::stat(directory.c_str(), &status) == 0 ? DirectoryID(status.st_dev, status.st_ino)
+                                                   : DirectoryID();
+}
+
+} // namespace
 
 // Watches the directory for all look-outs, on a thread of its own. All members but the worker are used on the
 // worker only.
@@ -32,7 +54,8 @@ public:
     explicit Watcher(std::filesystem::path directory)
         : directory_(std::move(directory))
         , worker_("spf-discovery")
-        , changes_(worker_.context()) {}
+        , changes_(worker_.context())
+        , check_(worker_.context()) {}
 
     std::uint64_t add(std::string const& name, Resolved resolved) {
         std::uint64_t id = 0;
@@ -62,6 +85,8 @@ public:
             lookOuts_.clear();
             boost::system::error_code ignored;
             changes_.close(ignored);
+            check_.cancel();
+            stopped_ = true;
         });
         worker_.stop();
     }
@@ -73,21 +98,25 @@ private:
         std::optional<std::string> endpoint; // told last
     };
 
+    // Watches the directory that is there now, unless it does so already.
     void watch() {
-        if (changes_.is_open()) {
+        prepareRuntimeDirectory(directory_);
+        auto const directory = directoryID(directory_);
+        if (changes_.is_open() && directory == watched_) {
             return;
         }
-        prepareRuntimeDirectory(directory_);
-        auto const descriptor = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        FileDescriptor descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         auto const events = IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE;
-        if (descriptor < 0 || ::inotify_add_watch(descriptor, directory_.c_str(), events) < 0) {
-            auto const error = errno;
-            ::close(descriptor);
+        if (descriptor.get() < 0 || ::inotify_add_watch(descriptor.get(), directory_.c_str(), events) < 0) {
             throw std::runtime_error("cannot watch the runtime directory " + directory_.string() + ": " +
-                                     std::system_category().message(error));
+                                     std::system_category().message(errno));
         }
-        changes_.assign(descriptor);
+        boost::system::error_code ignored;
+        changes_.close(ignored);
+        changes_.assign(descriptor.release());
+        watched_ = directory;
         awaitChange();
+        checkSoon();
     }
 
     // What has changed does not matter: whatever it is, the directory is read anew.
@@ -95,8 +124,31 @@ private:
         changes_.async_read_some(boost::asio::buffer(buffer_), [this](auto const& error, std::size_t) {
             if (!error) {
                 tellChanges();
+                checkSoon();
                 awaitChange();
             }
+        });
+    }
+
+    void checkSoon() {
+        checkInterval_ = firstCheck;
+        check();
+    }
+
+    void check() {
+        check_.expires_after(checkInterval_);
+        check_.async_wait([this](auto const& error) {
+            if (error || stopped_) {
+                return;
+            }
+            checkInterval_ = std::min(2 * checkInterval_, longestCheck);
+            try {
+                watch(); // another directory by now, perhaps
+            } catch (std::exception const&) {
+                // As long as there is none to watch nobody announces anything.
+            }
+            tellChanges();
+            check();
         });
     }
 
@@ -149,25 +201,25 @@ private:
 
     std::filesystem::path const directory_;
     WorkerThread worker_;
-    boost::asio::posix::stream_descriptor changes_;
+    boost::asio::posix::stream_descriptor changes_; // what the system tells of watched_
     std::array<char, 4096> buffer_{};
+    DirectoryID watched_{};
+    boost::asio::steady_timer check_;
+    std::chrono::milliseconds checkInterval_ = firstCheck;
+    bool stopped_ = false;
     std::map<std::uint64_t, LookOut> lookOuts_;
     std::uint64_t lastID_ = 0;
 };
 
 namespace {
 
-class RemoveFile : public DiscoveryService::Handle {
+class AnnouncementHandle : public DiscoveryService::Handle {
 public:
-    explicit RemoveFile(std::filesystem::path file)
-        : file_(std::move(file)) {}
-    ~RemoveFile() override {
-        std::error_code ignored;
-        std::filesystem::remove(file_, ignored);
-    }
+    AnnouncementHandle(std::filesystem::path path, Announcement const& announcement)
+        : file_(std::move(path), announcement) {}
 
 private:
-    std::filesystem::path const file_;
+    AnnouncementFile const file_;
 };
 
 template <class Action>
@@ -201,21 +253,20 @@ std::unique_ptr<DiscoveryService::Handle> RuntimeDirectoryDiscovery::resolve(std
 std::unique_ptr<DiscoveryService::Handle> RuntimeDirectoryDiscovery::announce(std::string const& name,
                                                                               std::string const& endpoint) {
     prepareRuntimeDirectory(directory_);
-    auto file = ownPath(name);
-    file += announcementExtension;
-    writeAnnouncement(file, ownAnnouncement(name, endpoint));
-    return std::make_unique<RemoveFile>(file);
+    return std::make_unique<AnnouncementHandle>(ownPath(name, announcementExtension),
+                                                Announcement{name, endpoint});
 }
 
 std::string RuntimeDirectoryDiscovery::privateEndpoint(std::string const& name) {
     prepareRuntimeDirectory(directory_);
-    return "unix:" + ownPath(name).string() + ".sock";
+    return "unix:" + ownPath(name, socketExtension).string();
 }
 
-std::filesystem::path RuntimeDirectoryDiscovery::ownPath(std::string const& name) {
-    static std::atomic<unsigned> last{0}; // one count for all services of the process
-    return directory_ /
-           (escapeForFileName(name) + "." + std::to_string(::getpid()) + "." + std::to_string(++last));
+std::filesystem::path RuntimeDirectoryDiscovery::ownPath(std::string const& name,
+                                                         char const* extension) const {
+    std::random_device chance;
+    return directory_ / (escapeForFileName(name) + "." + std::to_string(::getpid()) + "." +
+                         std::to_string(chance()) + extension);
 }
 
 void RuntimeDirectoryDiscovery::stop() {

@@ -10,8 +10,9 @@
 namespace agent::spf::bundles::discovery {
 
 // Several processes may announce one name; a look-out takes the first by the files' names and stays with it
-// for as long as it is announced. The directory is made when it is first needed, and watched from then on: no
-// time passes between an announcement and its being found, nor is there any work while nothing changes.
+// for as long as it is announced. An announcement ends with its process, however that ends. The directory is
+// made when it is first needed, and watched from the first look-out on, so that what changes is found at
+// once; while nothing changes it is looked at every few seconds.
 class RuntimeDirectoryDiscovery : public DiscoveryService {
 public:
     explicit RuntimeDirectoryDiscovery(std::filesystem::path directory);
@@ -27,8 +28,8 @@ public:
 private:
     class Watcher;
 
-    // "<directory>/<name>.<process>.<number>", a path that this service gives out once.
-    std::filesystem::path ownPath(std::string const& name);
+    // "<directory>/<name>.<process>.<random number><extension>", a path that no process has used before.
+    std::filesystem::path ownPath(std::string const& name, char const* extension) const;
 
     std::filesystem::path const directory_;
     std::shared_ptr<Watcher> const watcher_;

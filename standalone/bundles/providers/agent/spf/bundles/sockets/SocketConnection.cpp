@@ -1,5 +1,6 @@
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
 
+#include <array>
 #include <stdexcept>
 #include <utility>
 
@@ -9,7 +10,6 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
-#include <boost/asio/read.hpp>
 
 namespace agent::spf::bundles::sockets {
 
@@ -23,6 +23,10 @@ std::string reasonOf(error_code const& error) {
         return closedByPeer;
     }
     return error.message();
+}
+
+bool isNotNow(error_code const& error) {
+    return error == boost::asio::error::would_block || error == boost::asio::error::try_again;
 }
 
 void setOption(int descriptor, int level, int name, int value) {
@@ -62,44 +66,44 @@ void SocketConnection::start(std::shared_ptr<ConnectionHandler> handler) {
         return;
     }
     handler_ = std::move(handler);
-    readHeader();
+    awaitBytes();
 }
 
-void SocketConnection::readHeader() {
-    boost::asio::async_read(socket_, boost::asio::buffer(header_),
-                            [self = shared_from_this()](error_code const& error, std::size_t) {
-                                if (self->ended_) {
-                                    return;
-                                }
-                                if (error) {
-                                    return self->finish(reasonOf(error));
-                                }
-                                auto const size = frameSize(self->header_);
-                                if (!isFrameSize(size)) {
-                                    return self->finish("the peer sent a frame of " + std::to_string(size) +
-                                                        " bytes, allowed are 1 to " +
-                                                        std::to_string(maximumFrameSize));
-                                }
-                                self->readBody(size);
-                            });
+void SocketConnection::awaitBytes() {
+    socket_.async_wait(Socket::wait_read, [self = shared_from_this()](error_code const&) {
+        if (!self->ended_) {
+            self->readBytes();
+        }
+    });
 }
 
-void SocketConnection::readBody(std::size_t size) {
-    body_.resize(size);
-    boost::asio::async_read(socket_, boost::asio::buffer(body_),
-                            [self = shared_from_this()](error_code const& error, std::size_t) {
-                                if (self->ended_) {
-                                    return;
-                                }
-                                if (error) {
-                                    return self->finish(reasonOf(error));
-                                }
-                                auto const handler = self->handler_; // the call may end the connection
-                                handler->received(std::exchange(self->body_, {}));
-                                if (!self->ended_) {
-                                    self->readHeader();
-                                }
-                            });
+// Reads once and then waits for its turn again, so that no peer keeps the thread from the others.
+void SocketConnection::readBytes() {
+    std::array<char, 64 * 1024> buffer;
+    error_code error;
+    auto const count = socket_.read_some(boost::asio::buffer(buffer), error);
+    if (isNotNow(error)) {
+        return awaitBytes();
+    }
+    if (error) {
+        return finish(reasonOf(error));
+    }
+    decode({buffer.data(), count});
+}
+
+void SocketConnection::decode(std::string_view bytes) {
+    try {
+        auto const handler = handler_; // a call may end the connection
+        while (auto frame = decoder_.take(bytes)) {
+            handler->received(*std::move(frame));
+            if (ended_) {
+                return;
+            }
+        }
+    } catch (std::runtime_error const& error) {
+        return finish(error.what());
+    }
+    awaitBytes();
 }
 
 void SocketConnection::send(std::string const& frame) {
@@ -134,7 +138,7 @@ void SocketConnection::writeWhatTheSystemTakes() {
         error_code error;
         auto const count =
             socket_.write_some(boost::asio::buffer(bytes.data() + written_, bytes.size() - written_), error);
-        if (error == boost::asio::error::would_block || error == boost::asio::error::try_again) {
+        if (isNotNow(error)) {
             return;
         }
         if (error) {
@@ -165,25 +169,21 @@ void SocketConnection::reject(std::string const& reason) {
     }
     handler_.reset();
     writeWhatTheSystemTakes();
-    finishQuietly(reason);
+    finish(reason);
 }
 
 void SocketConnection::finish(std::string const& reason) {
-    if (auto const handler = std::exchange(handler_, nullptr)) {
-        finishQuietly(reason);
-        handler->closed(reason);
-    } else {
-        finishQuietly(reason);
-    }
-}
-
-void SocketConnection::finishQuietly(std::string const& reason) {
     if (std::exchange(ended_, true)) {
         return;
     }
     error_code ignored;
     socket_.shutdown(Socket::shutdown_both, ignored);
     socket_.close(ignored);
+    queue_.clear();
+    // The handler before the owner, which goes on to the next attempt and reports that.
+    if (auto const handler = std::exchange(handler_, nullptr)) {
+        handler->closed(reason);
+    }
     if (auto const owner = std::exchange(owner_, {}); owner.ended) {
         owner.ended(reason);
     }

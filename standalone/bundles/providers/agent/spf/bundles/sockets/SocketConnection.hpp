@@ -6,12 +6,13 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <boost/asio/generic/stream_protocol.hpp>
 
 #include "agent/spf/bundles/EndpointProvider.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
-#include "agent/spf/bundles/sockets/Frame.hpp"
+#include "agent/spf/bundles/sockets/FrameDecoder.hpp"
 #include "agent/spf/bundles/sockets/IoObject.hpp"
 
 namespace agent::spf::bundles::sockets {
@@ -41,18 +42,17 @@ public:
     void close() override;
 
 private:
-    void readHeader();
-    void readBody(std::size_t size);
+    void awaitBytes();
+    void readBytes();
+    void decode(std::string_view bytes);
     void flush();
     void writeWhatTheSystemTakes();
-    void finish(std::string const& reason); // ends the connection and tells handler and owner
-    void finishQuietly(std::string const& reason);
+    void finish(std::string const& reason); // ends the connection, tells the handler, then the owner
 
     Socket socket_;
     Owner owner_;
     std::shared_ptr<ConnectionHandler> handler_;
-    FrameHeader header_{};
-    std::string body_;
+    FrameDecoder decoder_;
     std::deque<std::string> queue_; // encoded frames; of the first one, `written_` bytes are gone
     std::size_t written_ = 0;
     std::size_t queued_ = 0; // bytes in queue_
@@ -78,7 +78,7 @@ private:
     std::shared_ptr<SocketConnection> const connection_;
 };
 
-// Whether the end that `reason` tells of was the peer's: the text that such an end has.
+// The reason of an end that was the peer's.
 inline constexpr char closedByPeer[] = "connection closed by the peer";
 
 } // namespace agent::spf::bundles::sockets

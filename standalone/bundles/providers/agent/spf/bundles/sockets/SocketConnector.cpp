@@ -23,6 +23,14 @@ EndpointAddress parsePeerEndpoint(std::string const& text) {
     return address;
 }
 
+// Whether the next attempt would fare no better: who may not use a socket now, or has no network of its kind,
+// will not soon. Everything else may be different once the peer is there.
+bool isPermanent(error_code const& error) {
+    namespace errc = boost::system::errc;
+    return error == errc::permission_denied || error == errc::operation_not_permitted ||
+           error == errc::address_family_not_supported;
+}
+
 } // namespace
 
 SocketConnector::SocketConnector(std::shared_ptr<WorkerThread> const& worker,
@@ -45,8 +53,7 @@ void SocketConnector::start() {
     try {
         address_ = parsePeerEndpoint(endpoint_);
     } catch (std::exception const& error) {
-        auto const handler = std::exchange(handler_, nullptr);
-        return handler->failed("cannot connect to " + endpoint_ + ": " + error.what());
+        return fail(error.what());
     }
     attempt();
 }
@@ -101,7 +108,7 @@ void SocketConnector::connect(Addresses addresses) {
     boost::asio::async_connect(socket_, candidates->begin(), candidates->end(),
                                [self = shared_from_this(), candidates](error_code const& error, auto const&) {
                                    if (error) {
-                                       return self->retry(error.message());
+                                       return self->retryOrFail(error);
                                    }
                                    self->hand();
                                });
@@ -133,6 +140,14 @@ void SocketConnector::hand() {
     handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
 }
 
+void SocketConnector::retryOrFail(error_code const& error) {
+    if (isPermanent(error)) {
+        fail(error.message());
+    } else {
+        retry(error.message());
+    }
+}
+
 void SocketConnector::retry(std::string const& reason) {
     deadline_.cancel();
     error_code ignored;
@@ -150,6 +165,14 @@ void SocketConnector::retry(std::string const& reason) {
     handler->retrying(timedOut_ ? "no answer in " + std::to_string(attemptTimeout.count()) + " seconds"
                                 : reason);
     timedOut_ = false;
+}
+
+void SocketConnector::fail(std::string const& reason) {
+    auto const handler = handler_;
+    close();
+    if (handler) {
+        handler->failed("cannot connect to " + endpoint_ + ": " + reason);
+    }
 }
 
 void SocketConnector::close() {

@@ -40,7 +40,9 @@ private:
     void resolve(TcpAddress const& address);
     void connect(Addresses addresses);
     void hand();
+    void retryOrFail(boost::system::error_code const& error);
     void retry(std::string const& reason);
+    void fail(std::string const& reason);
 
     std::weak_ptr<WorkerThread> const worker_;
     std::shared_ptr<IoObjects> const objects_;

@@ -18,6 +18,14 @@ using boost::system::error_code;
 // many open files.
 constexpr std::chrono::milliseconds acceptPause{100};
 
+template <class Acceptor>
+std::uint16_t portOf(Acceptor const& acceptor) {
+    tcp::endpoint result;
+    auto const address = acceptor.local_endpoint();
+    std::memcpy(result.data(), address.data(), address.size());
+    return result.port();
+}
+
 } // namespace
 
 SocketListener::SocketListener(std::shared_ptr<WorkerThread> const& worker,
@@ -46,16 +54,14 @@ void SocketListener::start() {
 void SocketListener::listen(UnixAddress const& address) {
     acceptor_.open(boost::asio::local::stream_protocol());
     file_.emplace(acceptor_.native_handle(), address.path);
-    auto const handler = handler_; // the call may close the listener
-    handler->bound(endpoint_);
-    accept();
+    reportBound(endpoint_);
 }
 
 void SocketListener::listen(TcpAddress const& address) {
     error_code notNumeric;
     auto const numeric = boost::asio::ip::make_address(address.host, notNumeric);
     if (!notNumeric) {
-        return listen(tcp::endpoint(numeric, address.port), address.host);
+        return listen(std::vector{tcp::endpoint(numeric, address.port)}, address.host);
     }
     resolver_.async_resolve(
         address.host, std::to_string(address.port), tcp::resolver::passive | tcp::resolver::numeric_service,
@@ -64,55 +70,61 @@ void SocketListener::listen(TcpAddress const& address) {
             if (!self->handler_) {
                 return;
             }
-            try {
-                if (error || results.empty()) {
-                    throw std::runtime_error("no such host \"" + host + "\" (" + error.message() + ")");
-                }
-                self->listen(results.begin()->endpoint(), host);
-            } catch (std::exception const& failure) {
-                self->fail(failure.what());
+            if (error || results.empty()) {
+                return self->fail("no such host \"" + host + "\" (" + error.message() + ")");
             }
+            self->listen(std::vector<tcp::endpoint>(results.begin(), results.end()), host);
         });
 }
 
-void SocketListener::listen(tcp::endpoint const& address, std::string const& host) {
-    auto const check = [](error_code const& error) {
-        if (error) {
-            throw std::runtime_error(error.message());
+// Listens on the first address that it can: a host's name may stand for some that this machine does not have.
+void SocketListener::listen(std::vector<tcp::endpoint> const& candidates, std::string const& host) {
+    std::string reason;
+    for (auto const& candidate : candidates) {
+        try {
+            open(candidate);
+            return reportBound(tcpEndpointText(host, portOf(acceptor_)));
+        } catch (boost::system::system_error const& error) {
+            error_code ignored;
+            acceptor_.close(ignored);
+            reason = reason.empty() ? error.code().message() : reason;
         }
-    };
-    error_code error;
-    acceptor_.open(address.protocol(), error);
-    check(error);
-    acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
-    check(error);
-    acceptor_.bind(address, error);
-    check(error);
-    acceptor_.listen(tcp::acceptor::max_listen_connections, error);
-    check(error);
+    }
+    fail(reason);
+}
+
+void SocketListener::open(tcp::endpoint const& address) {
+    acceptor_.open(address.protocol());
+    acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.bind(address);
+    acceptor_.listen(tcp::acceptor::max_listen_connections);
+}
+
+void SocketListener::reportBound(std::string const& address) {
     auto const handler = handler_; // the call may close the listener
-    tcp::endpoint bound;
-    auto const actual = acceptor_.local_endpoint(error);
-    check(error);
-    std::memcpy(bound.data(), actual.data(), actual.size());
-    handler->bound(tcpEndpointText(host, bound.port()));
+    handler->bound(address);
     accept();
 }
 
 void SocketListener::accept() {
-    if (!handler_) {
+    if (!handler_ || accepting_ || connections_ == maximumConnections) {
         return;
     }
+    accepting_ = true;
     acceptor_.async_accept([self = shared_from_this()](error_code const& error, Socket socket) {
         if (!self->handler_) {
             return;
         }
         if (!error) {
+            self->accepting_ = false;
             self->hand(std::move(socket));
             return self->accept();
         }
         self->pause_.expires_after(acceptPause);
-        self->pause_.async_wait([self](error_code const&) { self->accept(); });
+        self->pause_.async_wait([self](error_code const&) {
+            self->accepting_ = false;
+            self->accept();
+        });
     });
 }
 
@@ -121,10 +133,22 @@ void SocketListener::hand(Socket socket) {
     if (!worker) {
         return;
     }
-    auto const connection = std::make_shared<SocketConnection>(std::move(socket), SocketConnection::Owner{});
+    SocketConnection::Owner owner;
+    owner.ended = [weak = weak_from_this()](std::string const&) {
+        if (auto const self = weak.lock()) {
+            self->connectionEnded();
+        }
+    };
+    auto const connection = std::make_shared<SocketConnection>(std::move(socket), std::move(owner));
+    ++connections_;
     objects_->add(connection);
     auto const handler = handler_; // the call may close the listener
     handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
+}
+
+void SocketListener::connectionEnded() {
+    --connections_;
+    accept();
 }
 
 void SocketListener::fail(std::string const& reason) {

@@ -2,9 +2,11 @@
 #ifndef AGENT_SPF_BUNDLES_SOCKETS_SOCKET_LISTENER_HPP
 #define AGENT_SPF_BUNDLES_SOCKETS_SOCKET_LISTENER_HPP
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <boost/asio/basic_socket_acceptor.hpp>
 #include <boost/asio/generic/stream_protocol.hpp>
@@ -20,9 +22,12 @@
 
 namespace agent::spf::bundles::sockets {
 
-// Used on the io thread only, but for its construction.
+// Used on the io thread only, but for its construction. While maximumConnections of its connections are open
+// it accepts no further one: whoever comes then waits in the system's queue.
 class SocketListener : public IoObject, public std::enable_shared_from_this<SocketListener> {
 public:
+    static constexpr std::size_t maximumConnections = 256;
+
     // `worker` and `objects` outlive the listener.
     SocketListener(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> objects,
                    std::string endpoint, std::shared_ptr<EndpointHandler> handler);
@@ -31,21 +36,28 @@ public:
     void close() override;
 
 private:
+    using Tcp = boost::asio::ip::tcp;
+
     void listen(UnixAddress const& address);
     void listen(TcpAddress const& address);
-    void listen(boost::asio::ip::tcp::endpoint const& address, std::string const& host);
+    void listen(std::vector<Tcp::endpoint> const& candidates, std::string const& host);
+    void open(Tcp::endpoint const& address);
+    void reportBound(std::string const& address);
     void accept();
     void hand(Socket socket);
+    void connectionEnded();
     void fail(std::string const& reason);
 
     std::weak_ptr<WorkerThread> const worker_;
     std::shared_ptr<IoObjects> const objects_;
     std::string const endpoint_;
     std::shared_ptr<EndpointHandler> handler_; // null once the listener is closed
-    boost::asio::ip::tcp::resolver resolver_;
+    Tcp::resolver resolver_;
     boost::asio::basic_socket_acceptor<boost::asio::generic::stream_protocol> acceptor_;
     std::optional<UnixSocketFile> file_;
     boost::asio::steady_timer pause_;
+    std::size_t connections_ = 0; // that are open
+    bool accepting_ = false;      // or pausing before it accepts again
 };
 
 } // namespace agent::spf::bundles::sockets

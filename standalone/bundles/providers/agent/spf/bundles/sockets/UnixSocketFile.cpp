@@ -1,9 +1,11 @@
 #include "agent/spf/bundles/sockets/UnixSocketFile.hpp"
 
 #include <cerrno>
-#include <cstring>
+#include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -13,26 +15,16 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include "agent/spf/bundles/common/FileDescriptor.hpp"
+
 namespace agent::spf::bundles::sockets {
 
 namespace {
 
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int descriptor)
-        : descriptor_(descriptor) {}
-    ~FileDescriptor() {
-        if (descriptor_ >= 0) {
-            ::close(descriptor_);
-        }
-    }
-    FileDescriptor(FileDescriptor const&) = delete;
-    FileDescriptor& operator=(FileDescriptor const&) = delete;
-    int get() const noexcept { return descriptor_; }
-
-private:
-    int const descriptor_;
-};
+// How long to wait for one's turn. It is taken for moments only, but any process may lock a directory that it
+// can read, and must not be able to hold up all sockets of this one.
+constexpr std::chrono::milliseconds lockPatience{1000};
+constexpr std::chrono::milliseconds lockPause{2};
 
 std::string errorText(int error) {
     return std::system_category().message(error);
@@ -56,15 +48,22 @@ sockaddr_un socketName(std::string const& path) {
 // Holds the turn of this process in a directory.
 class DirectoryLock {
 public:
+    // Throws std::runtime_error when the directory cannot be opened, or when others hold its lock for longer
+    // than lockPatience.
     explicit DirectoryLock(std::string const& directory)
         : directory_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
         if (directory_.get() < 0) {
             throw std::runtime_error("directory " + directory + ": " + errorText(errno));
         }
-        while (::flock(directory_.get(), LOCK_EX) != 0) {
-            if (errno != EINTR) {
+        auto const deadline = std::chrono::steady_clock::now() + lockPatience;
+        while (::flock(directory_.get(), LOCK_EX | LOCK_NB) != 0) {
+            if (errno != EWOULDBLOCK && errno != EINTR) {
                 throw std::runtime_error("cannot lock directory " + directory + ": " + errorText(errno));
             }
+            if (std::chrono::steady_clock::now() >= deadline) {
+                throw std::runtime_error("directory " + directory + " is locked by another process");
+            }
+            std::this_thread::sleep_for(lockPause);
         }
     }
 
@@ -115,7 +114,9 @@ UnixSocketFile::UnixSocketFile(int descriptor, std::string path)
     : path_(std::move(path)) {
     DirectoryLock const lock(directoryOf(path_));
     // The file takes its mode from the socket, so it never exists with a wider one.
-    ::fchmod(descriptor, S_IRUSR | S_IWUSR);
+    if (::fchmod(descriptor, S_IRUSR | S_IWUSR) != 0) {
+        throw std::runtime_error("cannot set the mode: " + errorText(errno));
+    }
     bindReplacingStaleSocket(descriptor, path_);
     struct stat status {};
     if (::lstat(path_.c_str(), &status) == 0) {
@@ -130,14 +131,15 @@ UnixSocketFile::UnixSocketFile(int descriptor, std::string path)
 }
 
 UnixSocketFile::~UnixSocketFile() {
+    std::optional<DirectoryLock> lock;
     try {
-        DirectoryLock const lock(directoryOf(path_));
-        struct stat status {};
-        if (::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
-            ::unlink(path_.c_str());
-        }
+        lock.emplace(directoryOf(path_));
     } catch (std::exception const&) {
-        // The directory is gone, and with it the file.
+        // Others hold the lock: nobody who respects it can have replaced a socket that still listens.
+    }
+    struct stat status {};
+    if (::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
+        ::unlink(path_.c_str());
     }
 }
 

@@ -13,11 +13,11 @@ namespace agent::spf::bundles::sockets {
 // directory, so that nobody takes a socket for stale between its owner's bind and listen.
 class UnixSocketFile {
 public:
-    // Binds the socket `descriptor` to `path`, mode 0600, and makes it listen. Throws std::runtime_error with
-    // the reason.
+    // Binds the socket `descriptor` to `path`, mode 0600 from the first instant, and makes it listen. Throws
+    // std::runtime_error with the reason.
     UnixSocketFile(int descriptor, std::string path);
 
-    // Removes the file if it is still this socket's.
+    // Removes the file if it is still this socket's, which must listen until then.
     ~UnixSocketFile();
     UnixSocketFile(UnixSocketFile const&) = delete;
     UnixSocketFile& operator=(UnixSocketFile const&) = delete;

@@ -1,5 +1,6 @@
 #include "agent/spf/bundles/publisher/Peer.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <stdexcept>
@@ -10,6 +11,28 @@ namespace agent::spf::bundles::publisher {
 
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
+
+namespace {
+
+// A text that may quote what the peer has sent, fit to be shown: no control characters, and not too long.
+std::string printable(std::string text) {
+    constexpr std::size_t limit = 200; // bytes
+    if (text.size() > limit) {
+        auto end = limit;
+        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
+            --end; // not within a character of UTF-8
+        }
+        text.replace(end, std::string::npos, "...");
+    }
+    auto const isControl = [](char character) {
+        auto const byte = static_cast<unsigned char>(character);
+        return byte < 0x20 || byte == 0x7F;
+    };
+    std::replace_if(text.begin(), text.end(), isControl, '?');
+    return text;
+}
+
+} // namespace
 
 // Carries what the connection reports from the provider's thread to the worker.
 class Peer::Handler : public ConnectionHandler {
@@ -22,13 +45,9 @@ public:
         , backlog_(std::make_shared<std::atomic<std::size_t>>(0)) {}
 
     void received(std::string frame) override {
-        auto const size = frame.size();
+        auto const size = frame.size() + frameOverhead;
         if (*backlog_ += size; *backlog_ > maximumBacklog) {
-            std::string const reason = "the peer sends faster than it can be listened to";
-            if (auto const connection = connection_.lock()) {
-                connection->reject(reason);
-            }
-            return closed(reason);
+            return refuse("the peer sends faster than it can be listened to");
         }
         worker_->post([peer = peer_, backlog = backlog_, size, frame = std::move(frame)] {
             if (auto const alive = peer.lock()) {
@@ -47,6 +66,17 @@ public:
     }
 
 private:
+    // What a frame that waits takes beside its bytes, roughly: so many small ones are too many, too.
+    static constexpr std::size_t frameOverhead = 256; // bytes
+
+    // The end is reported before the connection goes on to the next attempt and reports that.
+    void refuse(std::string const& reason) {
+        closed(reason);
+        if (auto const connection = connection_.lock()) {
+            connection->reject(reason);
+        }
+    }
+
     std::shared_ptr<WorkerThread> const worker_;
     std::weak_ptr<Peer> const peer_;
     std::weak_ptr<Connection> const connection_;
@@ -91,7 +121,17 @@ void Peer::start() {
     });
     connection_->start(std::make_shared<Handler>(context_.worker, weak_from_this(), connection_));
     if (side_ == Side::Connecting) {
-        greet();
+        guarded([this] { greet(); });
+    }
+}
+
+// Does what a peer gives cause to. What goes wrong ends the connection, and nothing else.
+template <class Action>
+void Peer::guarded(Action const& action) {
+    try {
+        action();
+    } catch (std::exception const& error) {
+        reject(printable(error.what()));
     }
 }
 
@@ -120,12 +160,10 @@ void Peer::received(std::string const& frame) {
     if (!connection_ || !context_.serialiser) {
         return;
     }
-    try {
+    guarded([&] {
         std::visit([this](auto&& message) { handle(std::move(message)); },
                    decode(context_.serialiser->parse(frame)));
-    } catch (std::exception const& error) {
-        reject(error.what());
-    }
+    });
 }
 
 void Peer::handle(Hello hello) {

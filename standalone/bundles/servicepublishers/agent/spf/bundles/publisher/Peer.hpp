@@ -43,7 +43,8 @@ class Peer : public std::enable_shared_from_this<Peer> {
 public:
     static constexpr std::chrono::seconds handshakeTimeout{5};
 
-    // More bytes than these a peer may not have sent that are still to be looked at.
+    // More bytes than these a peer may not have sent that are still to be looked at, each frame counted with
+    // what it takes to keep it.
     static constexpr std::size_t maximumBacklog = 4 * maximumFrameSize;
 
     enum class Side { Connecting, Accepting }; // the connecting side greets first
@@ -70,6 +71,8 @@ private:
     class Handler;
     class OffersService;
 
+    template <class Action>
+    void guarded(Action const& action);
     void received(std::string const& frame);
     void handle(Hello hello);
     void handle(Offers offers);

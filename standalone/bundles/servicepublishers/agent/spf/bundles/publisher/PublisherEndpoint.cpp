@@ -158,7 +158,10 @@ void PublisherEndpoint::renew() {
     if (state_ == EndpointState::Failed) {
         close();
         open();
-    } else if (state_ == EndpointState::Bound || state_ == EndpointState::Connected) {
+        return;
+    }
+    context_.reporter.reportStatus(status());
+    if (state_ == EndpointState::Bound || state_ == EndpointState::Connected) {
         reportUp();
     }
 }
@@ -184,6 +187,7 @@ void PublisherEndpoint::bound(std::string const& address) {
 }
 
 void PublisherEndpoint::opened(std::shared_ptr<Connection> connection) {
+    makeRoomForPeer();
     PeerOwner& owner = *this;
     auto const isBind = role_ == EndpointRole::Bind;
     auto const peer = std::make_shared<Peer>(context_, owner, std::move(connection),
@@ -193,6 +197,18 @@ void PublisherEndpoint::opened(std::shared_ptr<Connection> connection) {
         setState(EndpointState::Connecting, "waits for the peer to answer the handshake");
     }
     peer->start();
+}
+
+// The oldest makes room, since a peer in earnest greets at once.
+void PublisherEndpoint::makeRoomForPeer() {
+    auto const isPending = [](auto const& peer) { return !peer->isEstablished(); };
+    if (std::count_if(peers_.begin(), peers_.end(), isPending) < maximumPendingPeers) {
+        return;
+    }
+    auto const oldest = std::find_if(peers_.begin(), peers_.end(), isPending);
+    auto const peer = *oldest;
+    peers_.erase(oldest);
+    peer->close();
 }
 
 void PublisherEndpoint::retrying(std::string const& reason) {

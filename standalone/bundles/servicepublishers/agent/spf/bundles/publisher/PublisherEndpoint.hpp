@@ -30,6 +30,9 @@ public:
 
 class PublisherEndpoint : private PeerOwner, public std::enable_shared_from_this<PublisherEndpoint> {
 public:
+    // So many peers may be connected that have not greeted yet.
+    static constexpr int maximumPendingPeers = 32;
+
     // `context` and `owner` outlive the endpoint or its close().
     PublisherEndpoint(PublisherContext& context, EndpointOwner& owner, EndpointRole role, std::string text);
     ~PublisherEndpoint() override;
@@ -43,8 +46,8 @@ public:
     // them comes or goes; when one has gone the endpoint is lost.
     void open();
 
-    // Reports anew what is bound or connected, and tries again what has failed: the configuration has a new
-    // modification count.
+    // Reports the present status anew, and what is bound or connected as an event again, and tries again what
+    // has failed: the configuration has a new modification count.
     void renew();
 
     // Sends the owner's offers to all peers, and hands their offers on with the owner's importFilter.
@@ -75,6 +78,7 @@ private:
 
     void bound(std::string const& address);
     void opened(std::shared_ptr<Connection> connection);
+    void makeRoomForPeer();
     void retrying(std::string const& reason);
     void failed(std::string const& reason);
     void setState(EndpointState state, std::string reason);
