@@ -89,12 +89,11 @@ void StatusRecorder::endpointChanged(EndpointStatus const& status) {
 ConfigurationMap::ConfigurationMap(int modificationCount)
     : modificationCount_(modificationCount) {}
 
-ConfigurationMap&
-ConfigurationMap::interface(std::string const& uniqueID, std::string const& name,
-                            std::vector<std::pair<std::string, std::string>> const& properties) {
+ConfigurationMap& ConfigurationMap::interface(std::string const& uniqueID, std::string const& name,
+                                              std::vector<std::pair<std::string, Value>> const& properties) {
     auto requested = makeMap();
     for (auto const& [key, value] : properties) {
-        requested[key] = value;
+        requested[key] = value.any;
     }
     auto version = makeMap();
     version[keys::major] = 1;

@@ -101,9 +101,18 @@ public:
 // A configuration as the library publishes it.
 class ConfigurationMap {
 public:
+    // A string, or any other value.
+    struct Value {
+        Value(char const* text)
+            : any(std::string(text)) {}
+        Value(cppmicroservices::Any value)
+            : any(std::move(value)) {}
+        cppmicroservices::Any any;
+    };
+
     explicit ConfigurationMap(int modificationCount = 1);
     ConfigurationMap& interface(std::string const& uniqueID, std::string const& name,
-                                std::vector<std::pair<std::string, std::string>> const& properties = {});
+                                std::vector<std::pair<std::string, Value>> const& properties = {});
     ConfigurationMap& publisher(std::string const& uniqueID, std::vector<std::string> const& bind,
                                 std::vector<std::string> const& connect = {},
                                 std::string const& importFilter = {}, std::string const& exportFilter = {});

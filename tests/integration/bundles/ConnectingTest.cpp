@@ -1,8 +1,12 @@
 // The way of an endpoint to connect: attempts, handshake, loss and return of the peer.
+#include <algorithm>
+#include <chrono>
+
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "Unprivileged.hpp"
 
 namespace {
 
@@ -66,6 +70,145 @@ TEST_F(Connecting, APeerOfAnotherProtocolVersionIsRefusedWithTheReason) {
     peer.sendFrame(R"({"type":"hello","protocol":2,"agent":"a","publisher":"b"})");
 
     EXPECT_TRUE(statuses_.waitForOneWith("connecting: protocol version 2 is not supported, expected 1"));
+}
+
+std::string const hello = R"({"type":"hello","protocol":1,"agent":"raw","publisher":"r"})";
+
+TEST_F(Connecting, APeerIsConnectedWhenItHasAnsweredTheHandshakeAndReconnectedWhenItHasAgain) {
+    auto const endpoint = socketEndpoint("a.sock");
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {endpoint}).build());
+
+    auto first = server.accept();
+    first.readFrame();
+    EXPECT_THAT(events_.values(), ElementsAre("AllServicesPublished p 1"));
+    first.sendFrame(hello);
+    ASSERT_TRUE(events_.waitFor("Connected " + endpoint + " p 1"));
+    first.close();
+    auto second = server.accept();
+    second.readFrame();
+    second.sendFrame(hello);
+
+    EXPECT_TRUE(events_.waitFor("Reconnected " + endpoint + " p 1"));
+    EXPECT_THAT(events_.values(), ElementsAre("AllServicesPublished p 1", "Connected " + endpoint + " p 1",
+                                              "Reconnected " + endpoint + " p 1"));
+}
+
+TEST_F(Connecting, ALossIsReportedBeforeTheNextAttempt) {
+    auto const endpoint = socketEndpoint("a.sock");
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {endpoint}).build());
+    auto peer = server.accept();
+    peer.sendFrame(hello);
+    auto const of = [&](std::string const& state) { return "p " + endpoint + " " + state; };
+    ASSERT_TRUE(statuses_.waitFor(of("connected: peer raw")));
+
+    peer.close();
+
+    ASSERT_TRUE(statuses_.waitFor(of("connecting: connection closed by the peer")));
+    EXPECT_THAT(statuses_.values(),
+                ElementsAre(of("connecting: "), of("connecting: waits for the peer to answer the handshake"),
+                            of("connected: peer raw"), of("lost: connection closed by the peer"),
+                            of("connecting: connection closed by the peer")));
+}
+
+TEST_F(Connecting, APeerThatMisbehavesLaterIsLostBeforeTheNextAttempt) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+    auto peer = server.accept();
+
+    peer.sendFrame(hello);
+    peer.sendFrame(hello);
+
+    ASSERT_TRUE(statuses_.waitForOneWith("connecting: the peer greets twice"));
+    auto const statuses = statuses_.values();
+    EXPECT_THAT(statuses.at(statuses.size() - 2), HasSubstr("lost: the peer greets twice"));
+}
+
+TEST_F(Connecting, APeerThatNeverAnswersIsGivenUpAndTriedAgain) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+    auto silent = server.accept();
+
+    EXPECT_TRUE(statuses_.waitForOneWith("connecting: no answer to the handshake in 5 seconds"));
+
+    EXPECT_TRUE(silent.isClosedByPeer());
+    auto const again = server.accept();
+    EXPECT_THAT(statuses_.values(), Not(Contains(HasSubstr("connected:"))));
+}
+
+TEST_F(Connecting, WhatAPeerAnswersIsQuotedCutAndWithoutControlCharacters) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+    auto peer = server.accept();
+
+    peer.sendFrame(R"({"type":"\u001b[31m\u007f)" + std::string(1000, 'x') + "\"}");
+
+    ASSERT_TRUE(statuses_.waitForOneWith("connecting: message: unknown type \"?[31m?xxx"));
+    auto const status = statuses_.values().back();
+    EXPECT_THAT(status, EndsWith("xxx..."));
+    EXPECT_LT(status.size(), 400U);
+}
+
+TEST_F(Connecting, AttemptsAtAPeerThatNeverAnswersGrowApart) {
+    RawListener const server(socketPath("a.sock"));
+    auto const begin = std::chrono::steady_clock::now();
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        server.accept().close();
+    }
+
+    // Intervals of 50, 100, 200 and 400 milliseconds, less a quarter at most.
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(560));
+}
+
+TEST_F(Connecting, ASocketThatMayNotBeUsedIsAnErrorThatNamesIt) {
+    RawListener const server(socketPath("a.sock"));
+    std::filesystem::permissions(socketPath("a.sock"), std::filesystem::perms::none);
+    Unprivileged const user;
+    auto const endpoint = socketEndpoint("a.sock");
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {endpoint}).build());
+
+    EXPECT_TRUE(
+        events_.waitFor("Error p 1: publisher \"p\": cannot connect to " + endpoint + ": Permission denied"));
+    EXPECT_TRUE(statuses_.waitForOneWith("failed: cannot connect to"));
+}
+
+TEST_F(Connecting, AHostThatNobodyKnowsIsWaitedFor) {
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {"tcp:host.invalid:1"}).build());
+
+    EXPECT_TRUE(statuses_.waitForOneWith("connecting: no such host \"host.invalid\""));
+    EXPECT_THAT(events_.values(), ElementsAre("AllServicesPublished p 1"));
+}
+
+TEST_F(Connecting, AGreetingThatCannotBeWrittenEndsTheConnectionOnly) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one",
+                          ConfigurationMap().publisher("\xff", {}, {socketEndpoint("a.sock")}).build());
+
+    EXPECT_TRUE(server.accept().isClosedByPeer());
+    EXPECT_TRUE(statuses_.waitForOneWith("connecting: property /publisher is not UTF-8 text"));
+}
+
+TEST_F(Connecting, AModificationTellsEveryStatusUnderTheNewCount) {
+    class Counts : public agent::spf::bundles::EndpointStatusListener {
+    public:
+        void endpointChanged(agent::spf::bundles::EndpointStatus const& status) override {
+            counts.add(status.modificationCount);
+        }
+        Record<std::uint32_t> counts;
+    };
+    auto const endpoint = socketEndpoint("nobody.sock");
+    auto const listener = std::make_shared<Counts>();
+    installation_.context().RegisterService<agent::spf::bundles::EndpointStatusListener>(listener);
+    installation_.publish("one", ConfigurationMap(1).publisher("p", {}, {endpoint}).build());
+    ASSERT_TRUE(statuses_.waitForOneWith("connecting: No such file or directory"));
+
+    installation_.publish("one", ConfigurationMap(2).publisher("p", {}, {endpoint}).build());
+
+    EXPECT_TRUE(listener->counts.waitFor(2));
 }
 
 } // namespace

@@ -125,7 +125,7 @@ TEST_F(Discovery, OfADeadProcessNothingOutsideTheDirectoryIsRemoved) {
 }
 
 TEST_F(Discovery, AnAnnouncerThatIsKilledIsNoticed) {
-    ChildProcess announcer({DISCOVERY_TEST_ANNOUNCER, path_.string(), "name", "unix:/a"});
+    ChildProcess announcer({BUNDLES_TEST_ANNOUNCER, path_.string(), "name", "unix:/a"});
     ASSERT_EQ(announcer.firstLine(), "announced");
     auto const handle = lookOut("name");
     ASSERT_TRUE(told_->waitFor("unix:/a"));

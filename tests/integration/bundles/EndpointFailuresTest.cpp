@@ -5,6 +5,7 @@
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "Unprivileged.hpp"
 
 namespace {
 
@@ -67,6 +68,43 @@ TEST_F(EndpointFailures, AnEndpointThatFailedIsTriedAgainByTheNextModification) 
     installation_.publish("one", ConfigurationMap(2).publisher("p", {endpoint}).build());
 
     EXPECT_TRUE(events_.waitFor("Bound " + endpoint + " p 2"));
+}
+
+TEST_F(EndpointFailures, ADirectoryInWhichOneMayNotWriteIsAnErrorThatNamesTheEndpoint) {
+    std::filesystem::create_directory(directory_.path() / "locked");
+    std::filesystem::permissions(directory_.path() / "locked", std::filesystem::perms::owner_read);
+    auto const endpoint = socketEndpoint("locked/a.sock");
+    Unprivileged const user;
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
+
+    ASSERT_TRUE(events_.waitForOneWith("Error p 1"));
+    EXPECT_THAT(events_.values(), ElementsAre(AllOf(HasSubstr(endpoint), HasSubstr("Permission denied"))));
+}
+
+TEST_F(EndpointFailures, AHostThatNobodyKnowsCannotBeBoundTo) {
+    installation_.publish("one", ConfigurationMap().publisher("p", {"tcp:host.invalid:1"}).build());
+
+    ASSERT_TRUE(events_.waitForOneWith("Error p 1"));
+    EXPECT_THAT(events_.values(), ElementsAre(HasSubstr("cannot bind tcp:host.invalid:1: no such host")));
+}
+
+TEST_F(EndpointFailures, AnAddressOfAnotherMachineIsAnErrorThatNamesTheEndpoint) {
+    installation_.publish("one", ConfigurationMap().publisher("p", {"tcp:192.0.2.1:0"}).build());
+
+    ASSERT_TRUE(events_.waitForOneWith("Error p 1"));
+    EXPECT_THAT(events_.values(),
+                ElementsAre(HasSubstr("cannot bind tcp:192.0.2.1:0: Cannot assign requested address")));
+}
+
+TEST_F(EndpointFailures, OneOfTwoEndpointsThatFailsHoldsPublicationBackAndTheOtherIsBound) {
+    auto const good = socketEndpoint("a.sock");
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {"pipe:x", good}).build());
+
+    EXPECT_TRUE(events_.waitFor("Bound " + good + " p 1"));
+    EXPECT_TRUE(events_.waitForOneWith("Error p 1"));
+    EXPECT_EQ(events_.values().size(), 2U);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
+#include "ChildProcess.hpp"
 #include "RawSocket.hpp"
 
 namespace {
@@ -38,6 +39,21 @@ TEST_F(LegacyPublisher, ALegacyPublisherSeesTheAnnouncementGo) {
     ASSERT_TRUE(events_.waitFor("ConfigurationRemoved server 1"));
     EXPECT_TRUE(statuses_.waitForOneWith("client name lost"));
     EXPECT_TRUE(statuses_.waitForOneWith("no running process announces \"name\""));
+}
+
+TEST_F(LegacyPublisher, AnAnnouncerThatIsKilledIsLookedForAgain) {
+    RawListener const server(socketPath("a.sock"));
+    ChildProcess announcer(
+        {BUNDLES_TEST_ANNOUNCER, (directory_.path() / "runtime").string(), "name", socketEndpoint("a.sock")});
+    installation_.publish("client", ConfigurationMap().legacyPublisher("client", {}, {"name"}).build());
+    auto peer = server.accept();
+    peer.sendFrame(R"({"type":"hello","protocol":1,"agent":"raw","publisher":"r"})");
+    ASSERT_TRUE(events_.waitFor("Connected name client 1"));
+
+    announcer.kill();
+
+    EXPECT_TRUE(statuses_.waitForOneWith("client name lost: no running process announces \"name\""));
+    EXPECT_TRUE(peer.isClosedByPeer());
 }
 
 } // namespace

@@ -1,4 +1,7 @@
 // Peers that send what the protocol does not allow, or too much of what it does.
+#include <chrono>
+#include <vector>
+
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
@@ -44,6 +47,8 @@ INSTANTIATE_TEST_SUITE_P(
                                   RawSocket::frame(R"({"type":"offers","interfaces":[7]})"))),
     [](auto const& tested) { return std::string(tested.param.first); });
 
+class PeersInExcess : public BundlesTest {};
+
 // Holds up the publishers' thread from the first event that it gets until it is opened.
 class Gate : public agent::spf::frameworklistener::FrameworkListener {
 public:
@@ -55,24 +60,111 @@ public:
     Record<int> opened;
 };
 
-TEST_F(BundlesTest, APeerThatSendsFasterThanItIsListenedToIsClosed) {
+// While it lives, the publishers' thread does nothing.
+class HeldUpPublishers {
+public:
+    explicit HeldUpPublishers(Installation& installation) {
+        installation.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(gate_);
+        installation.publish("held", ConfigurationMap().publisher("idle", {}).build());
+        EXPECT_TRUE(gate_->reached.waitFor(0));
+    }
+    ~HeldUpPublishers() { gate_->opened.add(0); }
+    HeldUpPublishers(HeldUpPublishers const&) = delete;
+    HeldUpPublishers& operator=(HeldUpPublishers const&) = delete;
+
+private:
+    std::shared_ptr<Gate> const gate_ = std::make_shared<Gate>();
+};
+
+TEST_F(PeersInExcess, APeerThatSendsFasterThanItIsListenedToIsClosed) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
     ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
     RawSocket peer(socketPath("a.sock"));
     peer.sendFrame(hello);
     peer.readFrame(); // the answer to the greeting
-    auto const gate = std::make_shared<Gate>();
-    installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(gate);
-    installation_.publish("two", ConfigurationMap().publisher("idle", {}).build());
-    ASSERT_TRUE(gate->reached.waitFor(0));
+    HeldUpPublishers const held(installation_);
 
     for (int i = 0; i < 6; ++i) {
         peer.sendFrame(std::string(1024 * 1024, ' '));
     }
 
     EXPECT_TRUE(peer.isClosedByPeer());
-    gate->opened.add(0);
+}
+
+TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClosed) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    RawSocket peer(socketPath("a.sock"));
+    peer.sendFrame(hello);
+    peer.readFrame(); // the answer to the greeting
+    HeldUpPublishers const held(installation_);
+    std::string frames;
+    for (int i = 0; i < 20000; ++i) {
+        frames += RawSocket::frame("x");
+    }
+
+    peer.send(frames);
+
+    EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+TEST_F(PeersInExcess, OfTooManyPeersThatDoNotGreetTheOldestIsClosed) {
+    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    auto const begin = std::chrono::steady_clock::now();
+    std::vector<RawSocket> peers;
+    for (int i = 0; i < 33; ++i) {
+        peers.emplace_back(socketPath("a.sock"));
+    }
+
+    EXPECT_TRUE(peers.front().isClosedByPeer());
+
+    peers.at(1).sendFrame(hello);
+    EXPECT_THAT(peers.at(1).readFrame(), HasSubstr("hello"));
+    peers.back().sendFrame(hello);
+    EXPECT_THAT(peers.back().readFrame(), HasSubstr("hello"));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5)) << "closed for its age only";
+}
+
+TEST_F(PeersInExcess, APeerThatTricklesItsGreetingIsClosedInTime) {
+    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    RawSocket peer(socketPath("a.sock"));
+    auto const begin = std::chrono::steady_clock::now();
+
+    peer.send(RawSocket::frame(hello).substr(0, 10));
+
+    EXPECT_TRUE(peer.isClosedByPeer());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(4500));
+}
+
+TEST_F(PeersInExcess, MoreThanTheMostPeersWaitUntilOneLeaves) {
+    constexpr std::size_t most = 256;
+    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
+    installation_.publish("two", ConfigurationMap().publisher("other", {socketEndpoint("b.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
+    auto const greetAt = [this](char const* name) {
+        RawSocket peer(socketPath(name));
+        peer.sendFrame(hello);
+        return peer;
+    };
+    std::vector<RawSocket> peers;
+    while (peers.size() < most) {
+        peers.push_back(greetAt("a.sock"));
+        peers.back().readFrame();
+    }
+
+    auto waiting = greetAt("a.sock");
+    for (int i = 0; i < 3; ++i) {
+        greetAt("b.sock").readFrame(); // whoever is accepted has been by now
+    }
+    EXPECT_FALSE(waiting.hasInput());
+    peers.pop_back();
+
+    EXPECT_THAT(waiting.readFrame(), HasSubstr("hello"));
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
@@ -96,6 +97,11 @@ std::string RawSocket::readFrame() {
     return read(size);
 }
 
+bool RawSocket::hasInput() const {
+    pollfd waited{descriptor_, POLLIN, 0};
+    return check(::poll(&waited, 1, 0), "poll") == 1;
+}
+
 bool RawSocket::isClosedByPeer() {
     char buffer[4096];
     for (;;) {
@@ -112,12 +118,26 @@ void RawSocket::close() {
     }
 }
 
-RawListener::RawListener(std::filesystem::path const& path)
-    : descriptor_(check(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
+RawListener::RawListener(std::filesystem::path const& path, unsigned type)
+    : descriptor_(check(::socket(AF_UNIX, static_cast<int>(type | SOCK_CLOEXEC), 0), "socket")) {
     auto const address = name(path);
     check(::bind(descriptor_, reinterpret_cast<sockaddr const*>(&address), sizeof(address)), "bind");
-    check(::listen(descriptor_, 8), "listen");
     limitWaits(descriptor_);
+}
+
+RawListener::RawListener(std::filesystem::path const& path, int backlog)
+    : RawListener(path, NotYet{}) {
+    listen(backlog);
+}
+
+RawListener::RawListener(std::filesystem::path const& path, NotYet)
+    : RawListener(path, static_cast<unsigned>(SOCK_STREAM)) {}
+
+RawListener::RawListener(std::filesystem::path const& path, Datagrams)
+    : RawListener(path, static_cast<unsigned>(SOCK_DGRAM)) {}
+
+void RawListener::listen(int backlog) {
+    check(::listen(descriptor_, backlog), "listen");
 }
 
 RawListener::~RawListener() {

@@ -22,6 +22,9 @@ public:
     void sendFrame(std::string const& text) { send(frame(text)); }
     std::string readFrame();
 
+    // Whether there is something to read, or the end, right now.
+    bool hasInput() const;
+
     // Whether the other side closes the connection within the patience; what it sends before is passed over.
     bool isClosedByPeer();
     void close();
@@ -35,14 +38,22 @@ private:
 // A unix socket that listens; its file stays when it is destroyed.
 class RawListener {
 public:
-    explicit RawListener(std::filesystem::path const& path);
+    struct NotYet {};    // listens only when it is told to
+    struct Datagrams {}; // takes datagrams, no connections
+
+    explicit RawListener(std::filesystem::path const& path, int backlog = 8);
+    RawListener(std::filesystem::path const& path, NotYet);
+    RawListener(std::filesystem::path const& path, Datagrams);
     ~RawListener();
     RawListener(RawListener const&) = delete;
     RawListener& operator=(RawListener const&) = delete;
 
+    void listen(int backlog = 8);
     RawSocket accept() const;
 
 private:
+    RawListener(std::filesystem::path const& path, unsigned type);
+
     int const descriptor_;
 };
 

@@ -3,6 +3,7 @@
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "agent/spf/bundles/common/Properties.hpp"
 
 namespace {
 
@@ -103,6 +104,130 @@ TEST_F(RemoteServices, TheClientFindsPeersThatWereThereBeforeIt) {
     client.Start();
 
     EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+}
+
+TEST_F(RemoteServices, ARequiredPropertyWhoseNameHasDotsTravelsUnderItsWholeName) {
+    auto const endpoint = socketEndpoint("a.sock");
+    auto inner = agent::spf::bundles::makeMap();
+    inner["b"] = std::string("value");
+    installation_.publish(
+        "one",
+        ConfigurationMap()
+            .interface("i1", "clock", {{"spf::requiredServiceProperty::a", cppmicroservices::Any(inner)}})
+            .publisher("server", {endpoint})
+            .publisher("client", {}, {endpoint})
+            .map("i1", "server")
+            .build());
+    ASSERT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+
+    EXPECT_EQ(installation_.context()
+                  .GetServiceReferences<agent::spf::bundles::RemoteService>("(a.b=value)")
+                  .size(),
+              1U);
+}
+
+TEST_F(RemoteServices, TheImportFilterOfTheSideThatWasConnectedToCountsToo) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap()
+                                     .interface("i1", "clock")
+                                     .interface("i2", "lamp")
+                                     .publisher("server", {endpoint}, {}, "(interface=lamp)")
+                                     .publisher("client", {}, {endpoint})
+                                     .map("i1", "client")
+                                     .map("i2", "client")
+                                     .build());
+
+    EXPECT_TRUE(waitForRemoteServices({"lamp i2 client via " + endpoint}));
+}
+
+TEST_F(RemoteServices, FiltersThatAModificationChangesTakeEffectOnLiveConnections) {
+    auto const endpoint = socketEndpoint("a.sock");
+    auto const configuration = [&](int count, std::string const& importFilter,
+                                   std::string const& exportFilter) {
+        return ConfigurationMap(count)
+            .interface("i1", "clock")
+            .interface("i2", "lamp")
+            .interface("i3", "door")
+            .publisher("server", {endpoint}, {}, {}, exportFilter)
+            .publisher("client", {}, {endpoint}, importFilter)
+            .map("i1", "server")
+            .map("i2", "server")
+            .map("i3", "server")
+            .build();
+    };
+    auto const of = [&](std::string const& interface) { return interface + " server via " + endpoint; };
+    installation_.publish("one", configuration(1, {}, {}));
+    ASSERT_TRUE(waitForRemoteServices({of("clock i1"), of("door i3"), of("lamp i2")}));
+
+    installation_.publish("one", configuration(2, "(!(interface=door))", {}));
+    EXPECT_TRUE(waitForRemoteServices({of("clock i1"), of("lamp i2")}));
+
+    installation_.publish("one", configuration(3, "(!(interface=door))", "(!(interface=lamp))"));
+    EXPECT_TRUE(waitForRemoteServices({of("clock i1")}));
+    EXPECT_THAT(statuses_.values(), Not(Contains(HasSubstr("lost"))));
+}
+
+class OffersOfARawPeer : public BundlesTest {
+protected:
+    OffersOfARawPeer() {
+        installation_.publish("one",
+                              ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+        peer_ = std::make_unique<RawSocket>(server_.accept());
+        peer_->sendFrame(R"({"type":"hello","protocol":1,"agent":"raw","publisher":"r"})");
+    }
+
+    void offer(std::string const& interfaces) {
+        peer_->sendFrame(R"({"type":"offers","interfaces":[)" + interfaces + "]}");
+    }
+
+    std::string seen(std::string const& interface) const {
+        return interface + " r via " + socketEndpoint("a.sock");
+    }
+
+    RawListener const server_{socketPath("a.sock")};
+    std::unique_ptr<RawSocket> peer_;
+};
+
+TEST_F(OffersOfARawPeer, TakeThePlaceOfEarlierOnes) {
+    offer(R"({"name":"clock","uniqueID":"i","version":1,"properties":{}})");
+    ASSERT_TRUE(waitForRemoteServices({seen("clock i")}));
+
+    offer(R"({"name":"lamp","uniqueID":"j","version":1,"properties":{}})");
+
+    EXPECT_TRUE(waitForRemoteServices({seen("lamp j")}));
+}
+
+TEST_F(OffersOfARawPeer, TheLastOfManyCounts) {
+    for (int i = 0; i < 500; ++i) {
+        offer(R"({"name":"clock","uniqueID":"i)" + std::to_string(i) + R"(","version":1,"properties":{}})");
+    }
+
+    EXPECT_TRUE(waitForRemoteServices({seen("clock i499")}));
+}
+
+TEST_F(OffersOfARawPeer, DoNotSetWhatTheRegistryAndTheClientSet) {
+    offer(
+        R"({"name":"clock","uniqueID":"i","version":2,"properties":{"objectclass":"x","service.id":-1,)"
+        R"("service.ranking":9,"service.scope":"x","PEER":"forged","Interface":"forged","localpublisher":"x"}})");
+    ASSERT_TRUE(waitForRemoteServices({seen("clock i")}));
+
+    auto const reference = installation_.context().GetServiceReference<agent::spf::bundles::RemoteService>();
+    auto const property = [&](std::string const& key) { return reference.GetProperty(key).ToString(); };
+    EXPECT_EQ(property("peer"), "raw");
+    EXPECT_EQ(property("interface"), "clock");
+    EXPECT_EQ(property("localPublisher"), "p");
+    EXPECT_EQ(property("version"), "2");
+    EXPECT_NE(property("service.id"), "-1");
+    EXPECT_TRUE(reference.GetProperty("service.ranking").Empty());
+}
+
+TEST_F(OffersOfARawPeer, VanishWithIt) {
+    offer(R"({"name":"clock","uniqueID":"i","version":1,"properties":{}})");
+    ASSERT_TRUE(waitForRemoteServices({seen("clock i")}));
+
+    peer_->close();
+
+    EXPECT_TRUE(waitForRemoteServices({}));
 }
 
 } // namespace

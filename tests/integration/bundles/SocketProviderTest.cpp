@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
+#include "EndpointRecorder.hpp"
 #include "RawSocket.hpp"
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
@@ -15,29 +16,13 @@ namespace {
 
 using namespace agent::spf::bundles;
 using agent::spf::bundles::sockets::SocketProvider;
+using bundles_test::EndpointRecorder;
 using bundles_test::RawListener;
 using bundles_test::RawSocket;
 using bundles_test::Record;
 using bundles_test::TemporaryDirectory;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-// Records what an endpoint reports, and keeps its connections.
-class Endpoints : public EndpointHandler {
-public:
-    void bound(std::string const& address) override { reports.add("bound " + address); }
-    void opened(std::shared_ptr<Connection> connection) override { connections.add(connection); }
-    void retrying(std::string const& reason) override { reports.add("retrying: " + reason); }
-    void failed(std::string const& reason) override { reports.add("failed: " + reason); }
-
-    std::shared_ptr<Connection> firstConnection() {
-        connections.waitUntil([](auto const& all) { return !all.empty(); });
-        return connections.values().at(0);
-    }
-
-    Record<std::string> reports;
-    Record<std::shared_ptr<Connection>> connections;
-};
 
 class Frames : public ConnectionHandler {
 public:
@@ -59,8 +44,8 @@ protected:
     }
 
     TemporaryDirectory directory_;
-    std::shared_ptr<Endpoints> const listener_ = std::make_shared<Endpoints>();
-    std::shared_ptr<Endpoints> const connector_ = std::make_shared<Endpoints>();
+    std::shared_ptr<EndpointRecorder> const listener_ = std::make_shared<EndpointRecorder>();
+    std::shared_ptr<EndpointRecorder> const connector_ = std::make_shared<EndpointRecorder>();
     std::shared_ptr<Frames> const frames_ = std::make_shared<Frames>();
     SocketProvider provider_;
 };
