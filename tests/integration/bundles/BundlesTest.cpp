@@ -8,6 +8,7 @@
 
 #include "agent/spf/bundles/ConfigurationKeys.hpp"
 #include "agent/spf/bundles/common/Properties.hpp"
+#include "agent/spf/bundles/common/ServiceAccess.hpp"
 
 namespace bundles_test {
 
@@ -240,7 +241,7 @@ std::vector<std::string> BundlesTest::remoteServices() {
     std::vector<std::string> texts;
     auto context = installation_.context();
     for (auto const& reference : context.GetServiceReferences<RemoteService>()) {
-        if (auto const service = context.GetService(reference)) {
+        if (auto const service = agent::spf::bundles::serviceOrNull(context, reference)) {
             texts.push_back(service->interfaceName() + " " + service->uniqueID() + " " +
                             service->publisher() + " via " + service->endpoint());
         }

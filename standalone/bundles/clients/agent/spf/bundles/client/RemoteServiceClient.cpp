@@ -10,6 +10,7 @@
 #include "agent/spf/bundles/RemoteOffers.hpp"
 #include "agent/spf/bundles/RemoteService.hpp"
 #include "agent/spf/bundles/client/ImportedService.hpp"
+#include "agent/spf/bundles/common/ServiceAccess.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 
 namespace agent::spf::bundles::client {
@@ -80,7 +81,7 @@ private:
     using Peer = std::shared_ptr<ImportedPeer>;
 
     Peer AddingService(Reference const& reference) override {
-        auto offers = context_.GetService(reference);
+        auto offers = serviceOrNull(context_, reference);
         if (!offers) {
             return nullptr;
         }

@@ -14,6 +14,7 @@
 #include "agent/spf/bundles/WithdrawalListener.hpp"
 #include "agent/spf/bundles/common/FactoryService.hpp"
 #include "agent/spf/bundles/common/FrameworkEvents.hpp"
+#include "agent/spf/bundles/common/ServiceAccess.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 #include "agent/spf/bundles/framework/PublisherConfigurations.hpp"
 
@@ -57,7 +58,7 @@ public:
 
     std::shared_ptr<ManagedServiceFactory>
     AddingService(ServiceReference<ManagedServiceFactory> const& reference) override {
-        auto const service = context_.GetService(reference);
+        auto const service = serviceOrNull(context_, reference);
         if (service) {
             std::lock_guard lock(mutex_);
             ++counts_[pidOfFactory(reference)];

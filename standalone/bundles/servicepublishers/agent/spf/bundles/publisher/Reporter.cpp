@@ -4,6 +4,8 @@
 #include <memory>
 #include <utility>
 
+#include "agent/spf/bundles/common/ServiceAccess.hpp"
+
 namespace agent::spf::bundles::publisher {
 
 using cppmicroservices::Any;
@@ -53,7 +55,7 @@ void Reporter::close() {
 }
 
 std::shared_ptr<EndpointStatusListener> Reporter::AddingService(Reference const& reference) {
-    auto listener = context_.GetService(reference);
+    auto listener = serviceOrNull(context_, reference);
     if (listener) {
         worker_->post([this, listener] {
             newListener_(listener);

@@ -11,6 +11,7 @@
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceTracker.h>
 
+#include "agent/spf/bundles/common/ServiceAccess.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 
 namespace agent::spf::bundles::publisher {
@@ -37,7 +38,7 @@ private:
     using Reference = cppmicroservices::ServiceReference<Service>;
 
     std::shared_ptr<Service> AddingService(Reference const& reference) override {
-        auto service = context_.GetService(reference);
+        auto service = serviceOrNull(context_, reference);
         if (service) {
             worker_->post([this, service] {
                 services_.push_back(service);
