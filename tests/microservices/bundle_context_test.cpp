@@ -1,0 +1,158 @@
+// The bundle context: identity, properties, installing and finding bundles.
+#include "FrameworkFixture.hpp"
+
+#include <cppmicroservices/Constants.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+using namespace cppmicroservices;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+using BundleContextTest = FrameworkTest;
+
+TEST(InvalidBundleContext, ThrowsWhateverIsAsked) {
+    BundleContext const context;
+    EXPECT_FALSE(context);
+    EXPECT_EQ(messageOf<std::runtime_error>([&context] { context.GetBundle(); }),
+              "The bundle context is no longer valid");
+    EXPECT_THROW(context.GetProperties(), std::runtime_error);
+}
+
+TEST_F(BundleContextTest, ContextsAreEqualIfTheyAreOfTheSameRunOfTheSameBundle) {
+    auto bundle = start("manifest_only");
+    auto const own = bundle.GetBundleContext();
+    EXPECT_TRUE(own == bundle.GetBundleContext());
+    EXPECT_TRUE(own != context());
+    EXPECT_TRUE(own < context() || context() < own);
+    bundle.Stop();
+    EXPECT_TRUE(own == BundleContext());
+    EXPECT_TRUE(context() < own);
+    bundle.Start();
+    EXPECT_TRUE(own != bundle.GetBundleContext());
+}
+
+TEST_F(BundleContextTest, AssigningNullMakesItInvalid) {
+    auto copy = context();
+    copy = nullptr;
+    EXPECT_FALSE(copy);
+    EXPECT_TRUE(context());
+}
+
+TEST_F(BundleContextTest, InstallReturnsTheOneBundleOfTheFileAndFiresOneEvent) {
+    recordBundleEvents();
+    auto const bundles = context().InstallBundles(locationOf("recorder"));
+    EXPECT_THAT(bundles, SizeIs(1));
+    EXPECT_THAT(context().InstallBundles(locationOf("recorder")), ElementsAre(bundles[0]));
+    EXPECT_THAT(bundleEvents_.take(), ElementsAre("INSTALLED test_recorder"));
+}
+
+TEST_F(BundleContextTest, InstalledBundlesAreFoundByIdentifierAndLocation) {
+    auto const bundle = install("recorder");
+    EXPECT_TRUE(context().GetBundle(bundle.GetBundleId()) == bundle);
+    EXPECT_TRUE(context().GetBundle(0) == framework_);
+    EXPECT_FALSE(context().GetBundle(-1));
+    EXPECT_FALSE(context().GetBundle(bundle.GetBundleId() + 1000));
+    EXPECT_THAT(context().GetBundles(locationOf("recorder")), ElementsAre(bundle));
+    EXPECT_THAT(context().GetBundles("nowhere"), IsEmpty());
+    EXPECT_THAT(context().GetBundles(), testing::UnorderedElementsAre(framework_, bundle));
+}
+
+TEST_F(BundleContextTest, FileThatDoesNotExistIsNamed) {
+    EXPECT_EQ(messageOf<std::runtime_error>([this] { context().InstallBundles("/nowhere/x.so"); }),
+              "/nowhere/x.so does not exist");
+    EXPECT_EQ(messageOf<std::runtime_error>([this] { context().InstallBundles("nowhere.so"); }),
+              "nowhere.so does not exist");
+    EXPECT_EQ(messageOf<std::runtime_error>([this] { context().InstallBundles(""); }), " does not exist");
+}
+
+TEST_F(BundleContextTest, FileThatIsNoBundleIsNamed) {
+    for (auto const& path : {locationOf("no_bundle"), std::string("/etc/passwd"), std::string("/dev/null"),
+                             std::filesystem::temp_directory_path().string()}) {
+        EXPECT_THAT(messageOf<std::runtime_error>([&] { context().InstallBundles(path); }),
+                    testing::HasSubstr(path));
+    }
+    EXPECT_THAT(context().GetBundles(), ElementsAre(framework_));
+}
+
+TEST_F(BundleContextTest, SameBundleFromAnotherLocationIsRefused) {
+    install("recorder");
+    auto const other = std::string(SPF_TEST_BUNDLE_DIRECTORY) + "/./test_recorder.so";
+    EXPECT_EQ(
+        messageOf<std::runtime_error>([&] { context().InstallBundles(other); }),
+        "Failed to install bundle library at " + other + ": Bundle test_recorder (location=" + other +
+            "), a bundle with same symbolic name and version is already installed (test_recorder, 1.2.3)");
+    EXPECT_THAT(context().GetBundles(other), IsEmpty());
+}
+
+TEST_F(BundleContextTest, ThreadsThatInstallTheSameBundleGetTheSame) {
+    recordBundleEvents();
+    std::vector<Bundle> bundles(8);
+    std::vector<std::thread> threads;
+    for (auto& bundle : bundles) {
+        threads.emplace_back([this, &bundle] { bundle = install("recorder"); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_THAT(bundles, testing::Each(bundles[0]));
+    EXPECT_THAT(bundleEvents_.take(), ElementsAre("INSTALLED test_recorder"));
+}
+
+TEST_F(BundleContextTest, GivenManifestIsTakenInPlaceOfTheFiles) {
+    AnyMap headers(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    headers[Constants::BUNDLE_SYMBOLICNAME] = std::string("given");
+    headers[Constants::BUNDLE_VERSION] = std::string("4.5.6");
+    AnyMap manifests(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    manifests["given"] = headers;
+    auto const bundles = context().InstallBundles(locationOf("manifest_only"), manifests);
+    ASSERT_THAT(bundles, SizeIs(1));
+    EXPECT_EQ(bundles[0].GetSymbolicName(), "given");
+    EXPECT_EQ(bundles[0].GetVersion(), BundleVersion(4, 5, 6));
+    Bundle(bundles[0]).Start();
+    EXPECT_EQ(bundles[0].GetState(), Bundle::STATE_ACTIVE);
+}
+
+TEST_F(BundleContextTest, ThereIsNoStorageForDataFiles) {
+    EXPECT_EQ(context().GetDataFile("x"), "");
+}
+
+TEST_F(BundleContextTest, RemovedListenersAreNotCalled) {
+    auto bundleToken = context().AddBundleListener([](BundleEvent const&) { ADD_FAILURE(); });
+    auto frameworkToken = context().AddFrameworkListener([](FrameworkEvent const&) { ADD_FAILURE(); });
+    auto serviceToken = context().AddServiceListener([](ServiceEvent const&) { ADD_FAILURE(); });
+    EXPECT_TRUE(bundleToken);
+    context().RemoveListener(std::move(bundleToken));
+    EXPECT_FALSE(bundleToken);
+    context().RemoveListener(std::move(frameworkToken));
+    context().RemoveListener(std::move(serviceToken));
+    context().RemoveListener(ListenerToken());
+    auto const failing = install("throws_on_start");
+    EXPECT_THROW(Bundle(failing).Start(), std::runtime_error);
+}
+
+TEST_F(BundleContextTest, ListenerThatRemovesItselfIsCalledOnce) {
+    int calls = 0;
+    ListenerToken token;
+    token = context().AddBundleListener([&](BundleEvent const&) {
+        ++calls;
+        context().RemoveListener(std::move(token));
+    });
+    install("recorder");
+    install("manifest_only");
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(BundleContextTest, FrameworkListenerThatThrowsDisturbsNothing) {
+    context().AddFrameworkListener(
+        [](FrameworkEvent const&) { throw std::runtime_error("no reports today"); });
+    recordFrameworkEvents();
+    context().AddBundleListener([](BundleEvent const&) { throw std::runtime_error("no events today"); });
+    install("recorder");
+    EXPECT_THAT(frameworkEvents_.take(), SizeIs(1));
+}

@@ -1,0 +1,309 @@
+// Bundles: their identity, their manifest, their way through their states.
+#include "FrameworkFixture.hpp"
+#include "bundles/TestService.hpp"
+
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/SharedLibraryException.h>
+
+#include <functional>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+using namespace cppmicroservices;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+using BundleTest = FrameworkTest;
+
+TEST(InvalidBundle, ThrowsWhateverIsAsked) {
+    Bundle const bundle;
+    EXPECT_FALSE(bundle);
+    EXPECT_EQ(messageOf<std::invalid_argument>([&bundle] { bundle.GetState(); }), "invalid bundle");
+    EXPECT_THROW(bundle.GetLocation(), std::invalid_argument);
+    EXPECT_THROW(bundle.GetHeaders(), std::invalid_argument);
+    EXPECT_THROW(Bundle(bundle).Start(), std::invalid_argument);
+    EXPECT_TRUE(bundle == Bundle());
+}
+
+TEST_F(BundleTest, IdentityComesFromTheManifest) {
+    auto const bundle = install("recorder");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_INSTALLED);
+    EXPECT_EQ(bundle.GetLocation(), locationOf("recorder"));
+    EXPECT_EQ(bundle.GetSymbolicName(), "test_recorder");
+    EXPECT_EQ(bundle.GetVersion(), BundleVersion(1, 2, 3));
+    EXPECT_GT(bundle.GetBundleId(), 0);
+    EXPECT_FALSE(bundle.GetBundleContext());
+    EXPECT_EQ(textOf(bundle), "Bundle[id=" + std::to_string(bundle.GetBundleId()) + ", loc=" +
+                                  locationOf("recorder") + ", name=test_recorder, state=INSTALLED]");
+    EXPECT_EQ(std::hash<Bundle>()(bundle), std::hash<std::string>()("test_recorder"));
+}
+
+TEST_F(BundleTest, HeadersHaveTheTypesOfTheManifest) {
+    auto const bundle = install("manifest_only");
+    auto const& headers = bundle.GetHeaders();
+    EXPECT_EQ(headers.GetType(), any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    EXPECT_EQ(any_cast<std::string>(headers.at("bundle.vendor")), "tests");
+    EXPECT_EQ(any_cast<std::string>(headers.at("bundle.name")), "manifest only");
+    EXPECT_EQ(any_cast<int>(headers.at("test.number")), -3);
+    EXPECT_EQ(any_cast<double>(headers.at("test.fraction")), 1.5);
+    EXPECT_TRUE(any_cast<bool>(headers.at("test.flag")));
+    EXPECT_EQ(headers.count("test.nothing"), 0U);
+    auto const list = any_cast<std::vector<Any>>(any_cast<AnyMap>(headers.at("test.nested")).at("list"));
+    ASSERT_THAT(list, SizeIs(3));
+    EXPECT_EQ(any_cast<int>(list[0]), 1);
+    EXPECT_EQ(any_cast<std::string>(list[1]), "two");
+    EXPECT_FALSE(any_cast<bool>(list[2]));
+    EXPECT_EQ(bundle.GetVersion(), BundleVersion::EmptyVersion());
+}
+
+TEST_F(BundleTest, BundlesAreOrderedByIdentifierAndInvalidOnesComeLast) {
+    auto const first = install("recorder");
+    auto const second = install("manifest_only");
+    EXPECT_TRUE(framework_ < first);
+    EXPECT_TRUE(first < second);
+    EXPECT_FALSE(second < first);
+    EXPECT_TRUE(second < Bundle());
+    EXPECT_FALSE(Bundle() < first);
+    EXPECT_TRUE(first != second);
+}
+
+TEST_F(BundleTest, StartAndStopCallOneActivatorWithOneContext) {
+    auto bundle = install("recorder");
+    bundle.Start();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_TRUE(bundle.GetBundleContext().GetBundle() == bundle);
+    EXPECT_THAT(records_.take(), ElementsAre("test_recorder start"));
+    bundle.Stop();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+    EXPECT_FALSE(bundle.GetBundleContext());
+    EXPECT_THAT(records_.take(), ElementsAre("test_recorder stop", "test_recorder destroyed"));
+}
+
+TEST_F(BundleTest, LifeCycleDeliversItsEventsInOrder) {
+    recordBundleEvents();
+    auto bundle = install("recorder");
+    bundle.Start();
+    bundle.Stop();
+    bundle.Start();
+    bundle.Uninstall();
+    EXPECT_THAT(bundleEvents_.take(),
+                ElementsAre("INSTALLED test_recorder", "RESOLVED test_recorder", "STARTING test_recorder",
+                            "STARTED test_recorder", "STOPPING test_recorder", "STOPPED test_recorder",
+                            "STARTING test_recorder", "STARTED test_recorder", "STOPPING test_recorder",
+                            "STOPPED test_recorder", "UNRESOLVED test_recorder",
+                            "UNINSTALLED test_recorder"));
+}
+
+TEST_F(BundleTest, StartOfAnActiveAndStopOfAStoppedBundleDoNothing) {
+    auto bundle = start("recorder");
+    recordBundleEvents();
+    bundle.Start();
+    bundle.Stop();
+    bundleEvents_.take();
+    bundle.Stop();
+    EXPECT_THAT(bundleEvents_.take(), IsEmpty());
+}
+
+TEST_F(BundleTest, BundleWithoutActivatorIsStartedWithoutItsLibrary) {
+    auto bundle = start("manifest_only");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+    bundle.Stop();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+}
+
+TEST_F(BundleTest, FailedStartTakesEverythingBackAndThrows) {
+    auto bundle = install("throws_on_start");
+    recordBundleEvents();
+    recordServiceEvents();
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              "Bundle test_throws_on_start (location= " + bundle.GetLocation() +
+                  ") start failed: no start today");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+    EXPECT_FALSE(bundle.GetBundleContext());
+    EXPECT_THAT(bundleEvents_.take(),
+                ElementsAre("RESOLVED test_throws_on_start", "STARTING test_throws_on_start",
+                            "STOPPING test_throws_on_start", "STOPPED test_throws_on_start"));
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED -", "UNREGISTERING -"));
+    EXPECT_THAT(context().GetServiceReferences<testbundles::TestService>(), IsEmpty());
+}
+
+TEST_F(BundleTest, FailedStopStopsAllTheSameAndThrows) {
+    auto bundle = start("throws_on_stop");
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Stop(); }),
+              "Bundle test_throws_on_stop (location=" + bundle.GetLocation() +
+                  "), BundleActivator::Stop() failed: no stop today");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+    EXPECT_THAT(context().GetServiceReferences<testbundles::TestService>(), IsEmpty());
+}
+
+TEST_F(BundleTest, ManifestThatPromisesAnActivatorNeedsOne) {
+    auto bundle = install("no_activator");
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              "Bundle test_no_activator (location= " + bundle.GetLocation() +
+                  ") start failed: Bundle test_no_activator (location=" + bundle.GetLocation() +
+                  ") activator constructor not found");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+}
+
+TEST_F(BundleTest, ActivatorCanInstallAndStartAnotherBundle) {
+    auto bundle = start("starts_another");
+    auto const other = install("recorder");
+    EXPECT_EQ(other.GetState(), Bundle::STATE_ACTIVE);
+    bundle.Stop();
+    EXPECT_EQ(other.GetState(), Bundle::STATE_RESOLVED);
+}
+
+TEST_F(BundleTest, StopUnregistersServicesAndReleasesTheUsedOnes) {
+    auto bundle = start("registers_service");
+    auto used = context().RegisterService<int>(std::make_shared<int>(1));
+    auto const held = bundle.GetBundleContext().GetService(used.GetReference());
+    auto const reference = context().GetServiceReference<testbundles::TestService>();
+    EXPECT_THAT(bundle.GetRegisteredServices(), SizeIs(1));
+    EXPECT_THAT(bundle.GetServicesInUse(), SizeIs(1));
+    EXPECT_THAT(used.GetReference().GetUsingBundles(), ElementsAre(bundle));
+    bundle.Stop();
+    EXPECT_FALSE(reference);
+    EXPECT_FALSE(reference.GetBundle());
+    EXPECT_THAT(bundle.GetRegisteredServices(), IsEmpty());
+    EXPECT_THAT(bundle.GetServicesInUse(), IsEmpty());
+    EXPECT_THAT(used.GetReference().GetUsingBundles(), IsEmpty());
+    EXPECT_EQ(*held, 1);
+}
+
+TEST_F(BundleTest, HeldServiceOfAnEarlierRunDoesNotCountInTheNext) {
+    auto bundle = start("manifest_only");
+    auto registration = context().RegisterService<int>(std::make_shared<int>(1));
+    auto held = bundle.GetBundleContext().GetService(registration.GetReference());
+    bundle.Stop();
+    bundle.Start();
+    auto const again = bundle.GetBundleContext().GetService(registration.GetReference());
+    held.reset();
+    EXPECT_THAT(registration.GetReference().GetUsingBundles(), ElementsAre(bundle));
+}
+
+TEST_F(BundleTest, ContextIsStillValidWhileTheServicesAreUnregistered) {
+    auto bundle = start("registers_service");
+    auto const bundleContext = bundle.GetBundleContext();
+    bool valid = false;
+    context().AddServiceListener([&](ServiceEvent const&) { valid = static_cast<bool>(bundleContext); });
+    bundle.Stop();
+    EXPECT_TRUE(valid);
+    EXPECT_FALSE(bundleContext);
+}
+
+TEST_F(BundleTest, StopRemovesTheListenersOfTheBundle) {
+    auto bundle = start("manifest_only");
+    int calls = 0;
+    bundle.GetBundleContext().AddServiceListener([&calls](ServiceEvent const&) { ++calls; });
+    context().RegisterService<int>(std::make_shared<int>());
+    EXPECT_EQ(calls, 1);
+    bundle.Stop();
+    context().RegisterService<int>(std::make_shared<int>());
+    EXPECT_EQ(calls, 1);
+}
+
+TEST_F(BundleTest, UninstalledBundleAnswersButDoesNothing) {
+    auto bundle = start("recorder");
+    auto const id = bundle.GetBundleId();
+    bundle.Uninstall();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_UNINSTALLED);
+    EXPECT_EQ(bundle.GetSymbolicName(), "test_recorder");
+    EXPECT_EQ(bundle.GetLocation(), locationOf("recorder"));
+    EXPECT_FALSE(context().GetBundle(id));
+    auto const description = "Bundle test_recorder (location=" + bundle.GetLocation() + ")";
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Start(); }), description + " is uninstalled");
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Stop(); }), description + " is uninstalled");
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Uninstall(); }),
+              description + " is in BUNDLE_UNINSTALLED state");
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.GetRegisteredServices(); }),
+              description + " is in UNINSTALLED state");
+    EXPECT_NE(install("recorder").GetBundleId(), id);
+}
+
+TEST_F(BundleTest, UninstallReportsWhatTheActivatorThrows) {
+    auto bundle = start("throws_on_stop");
+    recordFrameworkEvents();
+    bundle.Uninstall();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_UNINSTALLED);
+    EXPECT_THAT(frameworkEvents_.take(), SizeIs(1));
+}
+
+TEST_F(BundleTest, ListenerThatThrowsIsReportedAndDisturbsNothing) {
+    recordFrameworkEvents();
+    auto token =
+        context().AddBundleListener([](BundleEvent const&) { throw std::runtime_error("no events today"); });
+    auto const bundle = install("recorder");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_INSTALLED);
+    EXPECT_THAT(frameworkEvents_.take(),
+                ElementsAre("ERROR system_bundle Bundle listener threw an exception: no events today"));
+    context().RemoveListener(std::move(token));
+    Bundle(bundle).Start();
+    EXPECT_THAT(frameworkEvents_.take(), IsEmpty());
+}
+
+TEST_F(BundleTest, EventsKnowBundleAndOrigin) {
+    std::vector<BundleEvent> events;
+    context().AddBundleListener([&events](BundleEvent const& event) { events.push_back(event); });
+    auto const bundle = install("recorder");
+    ASSERT_THAT(events, SizeIs(1));
+    EXPECT_TRUE(events[0].GetBundle() == bundle);
+    EXPECT_TRUE(events[0] == BundleEvent(BundleEvent::BUNDLE_INSTALLED, bundle));
+    EXPECT_FALSE(events[0] == BundleEvent(BundleEvent::BUNDLE_STARTED, bundle));
+    EXPECT_EQ(textOf(events[0]), "INSTALLED #" + std::to_string(bundle.GetBundleId()) +
+                                     " (test_recorder at " + bundle.GetLocation() + ")");
+    EXPECT_FALSE(BundleEvent());
+    EXPECT_EQ(textOf(BundleEvent()), "NONE");
+}
+
+TEST_F(BundleTest, StatesAndEventTypesHaveNames) {
+    EXPECT_EQ(textOf(Bundle::STATE_UNINSTALLED), "UNINSTALLED");
+    EXPECT_EQ(textOf(Bundle::STATE_INSTALLED), "INSTALLED");
+    EXPECT_EQ(textOf(Bundle::STATE_RESOLVED), "RESOLVED");
+    EXPECT_EQ(textOf(Bundle::STATE_STARTING), "STARTING");
+    EXPECT_EQ(textOf(Bundle::STATE_STOPPING), "STOPPING");
+    EXPECT_EQ(textOf(Bundle::STATE_ACTIVE), "ACTIVE");
+    EXPECT_EQ(textOf(BundleEvent::Type(1024)), "Unknown bundle event type (1024)");
+}
+
+TEST_F(BundleTest, ThreadsThatStartAndStopABundleLeaveItsActivatorInPairs) {
+    auto const bundle = install("recorder");
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([bundle = Bundle(bundle)]() mutable {
+            for (int round = 0; round < 50; ++round) {
+                bundle.Start();
+                bundle.Stop();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+    auto const records = records_.take();
+    ASSERT_EQ(records.size() % 3, 0U);
+    for (std::size_t index = 0; index < records.size(); index += 3) {
+        EXPECT_EQ(records[index], "test_recorder start");
+        EXPECT_EQ(records[index + 1], "test_recorder stop");
+        EXPECT_EQ(records[index + 2], "test_recorder destroyed");
+    }
+}
+
+TEST_F(BundleTest, BundlesThatStartWhileTheFrameworkStopsAreNotLeftActive) {
+    for (int round = 0; round < 20; ++round) {
+        auto bundle = install("recorder");
+        auto starting = std::async(std::launch::async, [bundle]() mutable {
+            try {
+                bundle.Start();
+            } catch (std::runtime_error const&) {
+                // The framework was faster.
+            }
+        });
+        stopFramework();
+        starting.get();
+        EXPECT_NE(bundle.GetState(), Bundle::STATE_ACTIVE);
+        framework_.Start();
+    }
+}

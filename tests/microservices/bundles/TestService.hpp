@@ -1,0 +1,16 @@
+// The interface of the service that a test bundle registers.
+#pragma once
+
+#include <cppmicroservices/ServiceInterface.h>
+
+namespace testbundles {
+
+class TestService {
+public:
+    virtual ~TestService() = default;
+    virtual int answer() const = 0;
+};
+
+} // namespace testbundles
+
+CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE(testbundles::TestService, "testbundles.TestService/1")

@@ -1,0 +1,1 @@
+// A bundle's library with nothing in it.

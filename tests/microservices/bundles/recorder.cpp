@@ -1,0 +1,36 @@
+// Records what happens to its activator.
+#include "Recording.hpp"
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/GetBundleContext.h>
+
+namespace {
+
+class Activator : public cppmicroservices::BundleActivator {
+public:
+    ~Activator() override { record("destroyed"); }
+
+    void Start(cppmicroservices::BundleContext context) override {
+        context_ = context;
+        bool const same = context == cppmicroservices::GetBundleContext();
+        record(same ? "start" : "start with another context than GetBundleContext()");
+    }
+
+    void Stop(cppmicroservices::BundleContext context) override {
+        record(context == context_ ? "stop" : "stop with another context than Start");
+    }
+
+private:
+    void record(std::string const& text) {
+        if (context_) {
+            testbundles::record(context_, context_.GetBundle().GetSymbolicName() + " " + text);
+        }
+    }
+
+    cppmicroservices::BundleContext context_;
+};
+
+} // namespace
+
+CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(Activator)

@@ -1,0 +1,137 @@
+// Service events and who is told of them.
+#include "FrameworkFixture.hpp"
+
+#include <cppmicroservices/Constants.h>
+
+#include <memory>
+#include <stdexcept>
+
+using namespace cppmicroservices;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace listenertest {
+struct First {};
+struct Second {};
+struct Both : First, Second {};
+} // namespace listenertest
+
+using namespace listenertest;
+using ServiceListenerTest = FrameworkTest;
+
+TEST_F(ServiceListenerTest, ListenerWithoutFilterHearsOfEverything) {
+    recordServiceEvents();
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    registration.SetProperties({{"x", 2}});
+    registration.Unregister();
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED 1", "MODIFIED 2", "UNREGISTERING 2"));
+}
+
+TEST_F(ServiceListenerTest, ListenerWithFilterHearsOfWhatMatches) {
+    recordServiceEvents("(x=1)");
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 2}});
+    registration.SetProperties({{"x", 1}});
+    registration.SetProperties({{"x", 1}, {"y", 1}});
+    registration.SetProperties({{"x", 3}});
+    registration.SetProperties({{"x", 4}});
+    registration.Unregister();
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("MODIFIED 1", "MODIFIED 1", "MODIFIED_ENDMATCH 3"));
+}
+
+TEST_F(ServiceListenerTest, ListenerForAnInterfaceHearsOfServicesWithIt) {
+    recordServiceEvents("(objectclass=listenertest::Second)");
+    auto const other = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    auto registration = context().RegisterService<First, Second>(std::make_shared<Both>(), {{"x", 2}});
+    registration.SetProperties({{"x", 3}});
+    registration.Unregister();
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED 2", "MODIFIED 3", "UNREGISTERING 3"));
+}
+
+TEST_F(ServiceListenerTest, ListenerForAnInterfaceAndMoreHearsOfWhatMatchesBoth) {
+    recordServiceEvents("(&(objectclass=listenertest::First)(x=1))");
+    auto const second = context().RegisterService<Second>(std::make_shared<Second>(), {{"x", 1}});
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    registration.SetProperties({{"x", 2}});
+    registration.Unregister();
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED 1", "MODIFIED_ENDMATCH 2"));
+}
+
+TEST_F(ServiceListenerTest, ServiceUnderSeveralInterfacesIsReportedOnceToEachListener) {
+    recordServiceEvents("(|(objectclass=listenertest::First)(objectclass=listenertest::Second))");
+    auto const registration = context().RegisterService<First, Second>(std::make_shared<Both>());
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED -"));
+}
+
+TEST_F(ServiceListenerTest, MalformedFilterIsRefused) {
+    EXPECT_THROW(context().AddServiceListener([](ServiceEvent const&) {}, "(x=1"), std::invalid_argument);
+}
+
+TEST_F(ServiceListenerTest, RemovedListenerHearsNothing) {
+    auto token = recordServiceEvents();
+    context().RemoveListener(std::move(token));
+    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_THAT(serviceEvents_.take(), IsEmpty());
+}
+
+TEST_F(ServiceListenerTest, ServiceIsFoundAndGotInsideItsRegisteredEvent) {
+    bool found = false;
+    context().AddServiceListener([this, &found](ServiceEvent const& event) {
+        found = !context().GetServiceReferences<First>().empty() &&
+                context().GetService(event.GetServiceReference<First>()) != nullptr;
+    });
+    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_TRUE(found);
+}
+
+TEST_F(ServiceListenerTest, ServiceIsNotFoundButCanBeGotInsideItsUnregisteringEvent) {
+    auto registration = context().RegisterService<First>(std::make_shared<First>());
+    bool found = true;
+    bool got = false;
+    context().AddServiceListener([&](ServiceEvent const& event) {
+        found = !context().GetServiceReferences<First>().empty();
+        got = context().GetService(event.GetServiceReference<First>()) != nullptr;
+    });
+    registration.Unregister();
+    EXPECT_FALSE(found);
+    EXPECT_TRUE(got);
+}
+
+TEST_F(ServiceListenerTest, ListenerMayRegisterAndUnregisterServices) {
+    ServiceRegistration<Second> second;
+    context().AddServiceListener(
+        [&](ServiceEvent const& event) {
+            if (event.GetType() == ServiceEvent::SERVICE_REGISTERED) {
+                second = context().RegisterService<Second>(std::make_shared<Second>());
+            } else {
+                second.Unregister();
+            }
+        },
+        "(objectclass=listenertest::First)");
+    auto first = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_TRUE(context().GetServiceReference<Second>());
+    first.Unregister();
+    EXPECT_FALSE(context().GetServiceReference<Second>());
+}
+
+TEST_F(ServiceListenerTest, ListenerThatThrowsIsReportedAndTheOthersAreCalled) {
+    recordFrameworkEvents();
+    context().AddServiceListener([](ServiceEvent const&) { throw std::runtime_error("no services today"); });
+    recordServiceEvents();
+    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_THAT(frameworkEvents_.take(),
+                ElementsAre("ERROR system_bundle Service listener in system_bundle threw an exception!: "
+                            "no services today"));
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED -"));
+}
+
+TEST_F(ServiceListenerTest, EventsAndTheirTypesHaveTexts) {
+    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    ServiceEvent const event(ServiceEvent::SERVICE_MODIFIED, registration.GetReference());
+    EXPECT_EQ(textOf(event), "MODIFIED " +
+                                 registration.GetReference().GetProperty(Constants::SERVICE_ID).ToString() +
+                                 " objectClass=[listenertest::First])");
+    EXPECT_FALSE(ServiceEvent());
+    EXPECT_EQ(textOf(ServiceEvent()), "NONE");
+    EXPECT_EQ(textOf(ServiceEvent::SERVICE_MODIFIED_ENDMATCH), "MODIFIED_ENDMATCH");
+    EXPECT_EQ(textOf(ServiceEvent::Type(99)), "unknown service event type (99)");
+}

@@ -1,0 +1,166 @@
+// Reading a bundle's manifest out of its ELF file: every malformed file is refused, none is read beyond its
+// end.
+#include "BundleFile.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <elf.h>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+using cppmicroservices::detail::findElfSection;
+using cppmicroservices::detail::readManifestText;
+using testing::HasSubstr;
+
+namespace {
+
+constexpr char const* sectionName = "cppmicroservices_manifest";
+
+/// An ELF64 image with the sections "", the names, and `name` with `contents`, in this order.
+std::string makeImage(std::string const& name, std::string const& contents) {
+    std::string const names = std::string(1, '\0') + ".shstrtab" + '\0' + name + '\0';
+    Elf64_Ehdr header{};
+    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
+    header.e_ident[EI_CLASS] = ELFCLASS64;
+    header.e_ident[EI_DATA] = ELFDATA2LSB;
+    header.e_ident[EI_VERSION] = EV_CURRENT;
+    header.e_shentsize = sizeof(Elf64_Shdr);
+    header.e_shnum = 3;
+    header.e_shstrndx = 1;
+    header.e_shoff = sizeof(header) + names.size() + contents.size();
+    Elf64_Shdr sections[3]{};
+    sections[1].sh_name = 1;
+    sections[1].sh_type = SHT_STRTAB;
+    sections[1].sh_offset = sizeof(header);
+    sections[1].sh_size = names.size();
+    sections[2].sh_name = 11;
+    sections[2].sh_type = SHT_PROGBITS;
+    sections[2].sh_offset = sizeof(header) + names.size();
+    sections[2].sh_size = contents.size();
+    return std::string(reinterpret_cast<char const*>(&header), sizeof(header)) + names + contents +
+           std::string(reinterpret_cast<char const*>(sections), sizeof(sections));
+}
+
+/// The image copied to the end of a block, so that the address sanitizer sees every read beyond it.
+std::optional<std::string> findIn(std::string const& image) {
+    std::vector<char> const bytes(image.begin(), image.end());
+    auto const found = findElfSection({bytes.data(), bytes.size()}, sectionName);
+    return found ? std::optional<std::string>(*found) : std::nullopt;
+}
+
+template <class Header>
+std::string with(std::string image, std::size_t offset, void (*change)(Header&)) {
+    Header header;
+    std::memcpy(&header, image.data() + offset, sizeof(header));
+    change(header);
+    std::memcpy(image.data() + offset, &header, sizeof(header));
+    return image;
+}
+
+std::string withHeader(void (*change)(Elf64_Ehdr&)) {
+    return with<Elf64_Ehdr>(makeImage(sectionName, "{}"), 0, change);
+}
+
+std::string withSection(std::size_t index, void (*change)(Elf64_Shdr&)) {
+    auto const image = makeImage(sectionName, "{}");
+    return with<Elf64_Shdr>(image, image.size() - (3 - index) * sizeof(Elf64_Shdr), change);
+}
+
+std::string refusal(std::string const& image) {
+    try {
+        findIn(image);
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+std::string messageOfRead(std::string const& path) {
+    try {
+        readManifestText(path);
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+} // namespace
+
+TEST(ElfSection, IsFoundByItsName) {
+    EXPECT_EQ(findIn(makeImage(sectionName, R"({"a": 1})")), R"({"a": 1})");
+    EXPECT_EQ(findIn(makeImage(sectionName, "")), "");
+}
+
+TEST(ElfSection, ImageWithoutItHasNone) {
+    EXPECT_EQ(findIn(makeImage("another", "{}")), std::nullopt);
+    EXPECT_EQ(findIn(makeImage("cppmicroservices_manifest_", "{}")), std::nullopt);
+    EXPECT_EQ(findIn(withHeader([](Elf64_Ehdr& header) { header.e_shoff = 0; })), std::nullopt);
+}
+
+TEST(ElfSection, OtherFilesAreRefused) {
+    EXPECT_THAT(refusal(""), HasSubstr("neither a shared library nor a program"));
+    EXPECT_THAT(refusal("#!/bin/sh\n"), HasSubstr("neither a shared library nor a program"));
+    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_ident[EI_CLASS] = ELFCLASS32; })),
+                HasSubstr("another kind of machine"));
+    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_ident[EI_DATA] = ELFDATA2MSB; })),
+                HasSubstr("another kind of machine"));
+}
+
+TEST(ElfSection, EveryPrefixOfAnImageIsRefused) {
+    auto const image = makeImage(sectionName, R"({"bundle.symbolic_name": "x"})");
+    for (std::size_t length = 0; length < image.size(); ++length) {
+        EXPECT_NE(refusal(image.substr(0, length)), "accepted") << length;
+    }
+}
+
+TEST(ElfSection, NumbersThatPointOutsideTheFileAreRefused) {
+    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shoff = ~std::uint64_t{0}; })),
+                HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shnum = 4; })), HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shentsize = 1; })),
+                HasSubstr("too small"));
+    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shstrndx = 3; })),
+                HasSubstr("no section names"));
+    EXPECT_THAT(refusal(withSection(0, [](Elf64_Shdr&) {})), HasSubstr("accepted"));
+    EXPECT_THAT(refusal(withSection(1, [](Elf64_Shdr& section) { section.sh_size = 1 << 20; })),
+                HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_name = 1 << 20; })),
+                HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_offset = ~std::uint64_t{0}; })),
+                HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_size = ~std::uint64_t{0}; })),
+                HasSubstr("truncated"));
+}
+
+TEST(ElfSection, CountInTheFirstSectionHeaderIsCheckedToo) {
+    auto image = withHeader([](Elf64_Ehdr& header) { header.e_shnum = 0; });
+    EXPECT_NE(refusal(image), "accepted");
+    image = with<Elf64_Shdr>(image, image.size() - 3 * sizeof(Elf64_Shdr),
+                             [](Elf64_Shdr& section) { section.sh_size = ~std::uint64_t{0}; });
+    EXPECT_NE(refusal(image), "accepted");
+}
+
+// The seed is constant: a failure comes back.
+TEST(ElfSection, ImagesWithChangedBytesAreReadOrRefusedButNeverReadBeyondTheirEnd) {
+    auto const image = makeImage(sectionName, R"({"bundle.symbolic_name": "x"})");
+    std::mt19937 random(1);
+    for (int round = 0; round < 20000; ++round) {
+        auto changed = image;
+        for (int change = 0; change < 3; ++change) {
+            changed[random() % changed.size()] = static_cast<char>(random());
+        }
+        refusal(changed);
+    }
+}
+
+TEST(BundleFile, ErrorNamesPathAndReason) {
+    EXPECT_EQ(messageOfRead("/nowhere/x.so"), "/nowhere/x.so is no bundle: No such file or directory");
+    EXPECT_EQ(messageOfRead("/dev/null"), "/dev/null is no bundle: it is no regular file");
+}

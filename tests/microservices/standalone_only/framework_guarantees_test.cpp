@@ -1,0 +1,181 @@
+// What the standalone provider promises where the installed one waits without end, crashes or leaves it open.
+#include "FrameworkFixture.hpp"
+
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/ServiceFactory.h>
+#include <cppmicroservices/ServiceTracker.h>
+
+#include <future>
+#include <memory>
+#include <stdexcept>
+
+using namespace cppmicroservices;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+class FrameworkGuarantees : public FrameworkTest {
+protected:
+    /// Has the function called by the recorder's activator when it starts.
+    void onStart(std::function<void(Bundle)> function) {
+        other_ = FrameworkFactory().NewFramework(FrameworkConfiguration{
+            {testbundles::recordProperty, testbundles::Record([this, function](std::string const& text) {
+                 if (text == "test_recorder start") {
+                     function(bundle_);
+                 }
+             })}});
+        other_.Start();
+        bundle_ = other_.GetBundleContext().InstallBundles(locationOf("recorder")).at(0);
+    }
+
+    Framework other_ = framework_;
+    Bundle bundle_;
+};
+
+} // namespace
+
+TEST_F(FrameworkGuarantees, ActivatorThatChangesItsOwnBundleGetsAnException) {
+    std::vector<std::string> messages;
+    onStart([&messages](Bundle bundle) {
+        messages = {messageOf<std::logic_error>([&bundle] { bundle.Start(); }),
+                    messageOf<std::logic_error>([&bundle] { bundle.Stop(); }),
+                    messageOf<std::logic_error>([&bundle] { bundle.Uninstall(); })};
+    });
+    bundle_.Start();
+    EXPECT_EQ(bundle_.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_EQ(messages,
+              std::vector<std::string>(3, "Bundle test_recorder (location=" + bundle_.GetLocation() +
+                                              ") tries to change its own state"));
+}
+
+TEST_F(FrameworkGuarantees, ThreadsThatWaitForEachOthersBundlesAreFoundAndOneGetsAnException) {
+    auto one = install("recorder");
+    auto two = install("manifest_only");
+    std::promise<void> oneStarting;
+    std::promise<void> twoStarting;
+    auto const startOther = [](Bundle other, std::promise<void>& mine, std::promise<void>& others) {
+        mine.set_value();
+        others.get_future().wait();
+        try {
+            other.Start();
+            return std::string();
+        } catch (std::runtime_error const& error) {
+            return std::string(error.what());
+        }
+    };
+    std::string ofOne;
+    std::string ofTwo;
+    context().AddBundleListener([&](BundleEvent const& event) {
+        if (event.GetType() != BundleEvent::BUNDLE_STARTING) {
+            return;
+        }
+        if (event.GetBundle() == one) {
+            ofOne = startOther(two, oneStarting, twoStarting);
+        } else {
+            ofTwo = startOther(one, twoStarting, oneStarting);
+        }
+    });
+    auto startingOne = std::async(std::launch::async, [&one] { one.Start(); });
+    two.Start();
+    startingOne.get();
+    EXPECT_EQ(one.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_EQ(two.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_THAT(ofOne + ofTwo,
+                testing::EndsWith("cannot change its state: the thread that changes it waits for this one"));
+    EXPECT_TRUE(ofOne.empty() || ofTwo.empty());
+}
+
+TEST_F(FrameworkGuarantees, InvalidReferenceAnswersWithNothing) {
+    ServiceReference<int> const reference;
+    EXPECT_TRUE(reference.GetProperty("x").Empty());
+    EXPECT_THAT(reference.GetPropertyKeys(), IsEmpty());
+    EXPECT_FALSE(reference.GetBundle());
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+    EXPECT_THROW(ServiceTracker<int>(context(), reference), std::invalid_argument);
+}
+
+TEST_F(FrameworkGuarantees, InvalidEventsHaveNoType) {
+    EXPECT_EQ(ServiceEvent().GetType(), ServiceEvent::Type());
+    EXPECT_EQ(BundleEvent().GetType(), BundleEvent::Type());
+    EXPECT_EQ(FrameworkEvent().GetType(), FrameworkEvent::Type());
+}
+
+TEST_F(FrameworkGuarantees, GivenValuesOfTheFrameworksPropertiesAreIgnored) {
+    auto const registration = context().RegisterService<int>(
+        std::make_shared<int>(),
+        {{Constants::SERVICE_ID, 77}, {Constants::OBJECTCLASS, std::string("mine")}});
+    EXPECT_THAT(
+        any_cast<std::vector<std::string>>(registration.GetReference().GetProperty(Constants::OBJECTCLASS)),
+        ElementsAre("int"));
+    EXPECT_EQ(registration.GetReference().GetProperty(Constants::SERVICE_ID).Type(), typeid(long));
+}
+
+TEST_F(FrameworkGuarantees, RankingThatIsNoIntCountsAsZero) {
+    auto const one = context().RegisterService<int>(std::make_shared<int>(),
+                                                    {{Constants::SERVICE_RANKING, std::string("high")}});
+    auto const two = context().RegisterService<int>(std::make_shared<int>());
+    EXPECT_THAT(context().GetServiceReferences<int>(), ElementsAre(one.GetReference(), two.GetReference()));
+}
+
+TEST_F(FrameworkGuarantees, FactoryThatFailsLeavesTheServiceUnused) {
+    struct Failing : ServiceFactory {
+        InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
+            throw std::logic_error("no service today");
+        }
+        void UngetService(Bundle const&, ServiceRegistrationBase const&,
+                          InterfaceMapConstPtr const&) override {}
+    };
+    auto const reference =
+        context().RegisterService<int>(ToFactory(std::make_shared<Failing>())).GetReference();
+    std::exception_ptr reported;
+    context().AddFrameworkListener(
+        [&reported](FrameworkEvent const& event) { reported = event.GetThrowable(); });
+    EXPECT_EQ(context().GetService(reference), nullptr);
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+    try {
+        std::rethrow_exception(reported);
+    } catch (ServiceException const& error) {
+        EXPECT_THROW(std::rethrow_if_nested(error), std::logic_error);
+    }
+}
+
+TEST_F(FrameworkGuarantees, ServiceThatIsUnregisteredWhileItIsAddedIsNotTracked) {
+    struct Unregistering : ServiceTrackerCustomizer<int> {
+        std::shared_ptr<int> AddingService(ServiceReference<int> const&) override {
+            registration.Unregister();
+            return std::make_shared<int>(1);
+        }
+        void ModifiedService(ServiceReference<int> const&, std::shared_ptr<int> const&) override {}
+        void RemovedService(ServiceReference<int> const&, std::shared_ptr<int> const& object) override {
+            removed.push_back(*object);
+        }
+        ServiceRegistration<int> registration;
+        std::vector<int> removed;
+    } customizer;
+    customizer.registration = context().RegisterService<int>(std::make_shared<int>());
+    ServiceTracker<int> tracker(context(), &customizer);
+    tracker.Open();
+    EXPECT_EQ(tracker.Size(), 0);
+    EXPECT_THAT(customizer.removed, ElementsAre(1));
+}
+
+TEST_F(FrameworkGuarantees, RelativeLocationStartsFromTheWorkingDirectoryOfTheFramework) {
+    auto framework = FrameworkFactory().NewFramework(
+        FrameworkConfiguration{{Constants::FRAMEWORK_WORKING_DIR, std::string(SPF_TEST_BUNDLE_DIRECTORY)}});
+    framework.Start();
+    auto bundle = framework.GetBundleContext().InstallBundles("test_recorder.so").at(0);
+    EXPECT_EQ(bundle.GetLocation(), "test_recorder.so");
+    bundle.Start();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+}
+
+TEST_F(FrameworkGuarantees, EndlessTimeOutsDoNotOverflow) {
+    ServiceTracker<int> tracker(context());
+    tracker.Open();
+    auto waiting = std::async(std::launch::async, [&tracker] {
+        return tracker.WaitForService(std::chrono::hours::max()) != nullptr;
+    });
+    auto const registration = context().RegisterService<int>(std::make_shared<int>());
+    EXPECT_TRUE(waiting.get());
+}

@@ -1,0 +1,72 @@
+// What a manifest's text is taken for, and what is said of a bad one.
+#include "Manifest.hpp"
+
+#include <cppmicroservices/Constants.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+using namespace cppmicroservices;
+using namespace cppmicroservices::detail;
+using testing::HasSubstr;
+
+namespace {
+
+Manifest read(std::string const& text) {
+    return interpretHeaders(parseHeaders(text));
+}
+
+std::string refusal(std::string const& text) {
+    try {
+        read(text);
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+} // namespace
+
+TEST(Manifest, SaysNameVersionAndActivator) {
+    auto const manifest =
+        read(R"({"bundle.symbolic_name": "x", "bundle.version": "1.2", "bundle.activator": true})");
+    EXPECT_EQ(manifest.symbolicName, "x");
+    EXPECT_EQ(manifest.version, BundleVersion(1, 2, 0));
+    EXPECT_TRUE(manifest.hasActivator);
+    EXPECT_FALSE(read(R"({"bundle.symbolic_name": "x"})").hasActivator);
+    EXPECT_FALSE(read(R"({"bundle.symbolic_name": "x", "bundle.activator": false})").hasActivator);
+}
+
+TEST(Manifest, NumbersBeyondIntAreLong) {
+    EXPECT_EQ(any_cast<long>(parseHeaders(R"({"x": 5000000000})").at("x")), 5000000000);
+    EXPECT_EQ(any_cast<int>(parseHeaders(R"({"x": 2147483647})").at("x")), 2147483647);
+}
+
+TEST(Manifest, WithoutNameIsRefused) {
+    EXPECT_EQ(refusal("{}"), "its manifest has no \"bundle.symbolic_name\"");
+    EXPECT_EQ(refusal(R"({"bundle.symbolic_name": ""})"), "its manifest has no \"bundle.symbolic_name\"");
+    EXPECT_EQ(refusal(R"({"bundle.symbolic_name": 1})"),
+              "its manifest's \"bundle.symbolic_name\" must be a text");
+}
+
+TEST(Manifest, WithBadHeadersIsRefused) {
+    EXPECT_EQ(refusal(R"({"bundle.symbolic_name": "x", "bundle.activator": "yes"})"),
+              "its manifest's \"bundle.activator\" must be true or false");
+    EXPECT_THAT(refusal(R"({"bundle.symbolic_name": "x", "bundle.version": "one"})"),
+                HasSubstr("its manifest's \"bundle.version\" is no version"));
+    EXPECT_EQ(refusal(R"({"x": 1, "X": 2})"), "the manifest has the key \"x\" twice");
+}
+
+TEST(Manifest, ThatIsNoJsonObjectIsRefusedWithThePlace) {
+    EXPECT_THAT(refusal("{\"x\": }"), HasSubstr("column 7"));
+    EXPECT_THAT(refusal(""), HasSubstr("its manifest is no JSON"));
+    EXPECT_EQ(refusal("[]"), "its manifest is no JSON object");
+}
+
+TEST(Manifest, ThatIsNestedTooDeeplyIsRefused) {
+    std::string const deep = "{\"x\": " + std::string(100000, '[') + std::string(100000, ']') + "}";
+    EXPECT_EQ(refusal(deep), "the manifest is nested too deeply");
+}
