@@ -158,11 +158,11 @@ TEST_F(FrameworkTest, BundleThatFailsToStopIsReportedAndTheOthersAreStopped) {
 TEST_F(FrameworkTest, BundlesAreNotCarriedOverIntoTheNextRun) {
     auto bundle = start("recorder");
     stopFramework();
-    framework_.Start();
-    EXPECT_THAT(context().GetBundles(), ElementsAre(framework_));
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_INSTALLED);
     EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
               "Bundle test_recorder (location=" + bundle.GetLocation() + ") belongs to a stopped framework");
+    framework_.Start();
+    EXPECT_THAT(context().GetBundles(), ElementsAre(framework_));
 }
 
 TEST_F(FrameworkTest, EveryUseOfAContextAfterTheStopThrows) {

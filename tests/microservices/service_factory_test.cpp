@@ -5,11 +5,9 @@
 #include <cppmicroservices/PrototypeServiceFactory.h>
 #include <cppmicroservices/ServiceObjects.h>
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <stdexcept>
-#include <thread>
 
 using namespace cppmicroservices;
 using testing::ElementsAre;
@@ -186,7 +184,8 @@ TEST_F(ServiceFactoryTest, ServiceObjectsOfAPrototypeAreNewEachTime) {
     auto const second = objects.GetService();
     EXPECT_NE(first, second);
     EXPECT_THAT(prototype_->calls.take(), ElementsAre("get system_bundle", "get system_bundle"));
-    EXPECT_THAT(reference.GetUsingBundles(), ElementsAre(framework_));
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+    EXPECT_THAT(framework_.GetServicesInUse(), ElementsAre(reference));
     first.reset();
     EXPECT_THAT(prototype_->calls.take(), ElementsAre("unget system_bundle"));
 }
@@ -220,27 +219,4 @@ TEST_F(ServiceFactoryTest, ServiceObjectsOfAStoppedBundleThrow) {
     bundle.Stop();
     EXPECT_EQ(messageOf<std::runtime_error>([&objects] { objects.GetService(); }),
               "The bundle context is no longer valid");
-}
-
-TEST_F(ServiceFactoryTest, FactoryIsCalledByOneThreadAtATimeForOneBundle) {
-    auto const reference = registerFactory().GetReference();
-    std::atomic<int> inside{0};
-    factory_->make = [&]() -> InterfaceMapConstPtr {
-        EXPECT_EQ(++inside, 1);
-        std::this_thread::yield();
-        --inside;
-        return MakeInterfaceMap<Service>(std::make_shared<Service>());
-    };
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread) {
-        threads.emplace_back([this, reference] {
-            for (int round = 0; round < 100; ++round) {
-                EXPECT_NE(context().GetService(reference), nullptr);
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
 }

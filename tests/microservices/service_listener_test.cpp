@@ -73,6 +73,85 @@ TEST_F(ServiceListenerTest, RemovedListenerHearsNothing) {
     EXPECT_THAT(serviceEvents_.take(), IsEmpty());
 }
 
+// The forms of earlier releases, which bundles still use.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+namespace {
+
+struct Receiver {
+    void service(ServiceEvent const&) { ++calls; }
+    void bundle(BundleEvent const&) { ++calls; }
+    void framework(FrameworkEvent const&) { ++calls; }
+    int calls = 0;
+};
+
+int plainCalls = 0;
+void plainListener(ServiceEvent const&) {
+    ++plainCalls;
+}
+
+} // namespace
+
+TEST_F(ServiceListenerTest, MemberFunctionIsCalledUntilItIsRemoved) {
+    Receiver receiver;
+    context().AddServiceListener(&receiver, &Receiver::service);
+    auto const heard = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_EQ(receiver.calls, 1);
+    context().RemoveServiceListener(&receiver, &Receiver::service);
+    auto const unheard = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_EQ(receiver.calls, 1);
+}
+
+TEST_F(ServiceListenerTest, MemberFunctionThatIsAddedAgainHasTheNewFilterOnly) {
+    Receiver receiver;
+    context().AddServiceListener(&receiver, &Receiver::service);
+    context().AddServiceListener(&receiver, &Receiver::service, "(x=1)");
+    auto const unheard = context().RegisterService<First>(std::make_shared<First>(), {{"x", 2}});
+    EXPECT_EQ(receiver.calls, 0);
+    auto const heard = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    EXPECT_EQ(receiver.calls, 1);
+}
+
+TEST_F(ServiceListenerTest, MemberFunctionsOfOtherReceiversStay) {
+    Receiver removed;
+    Receiver stays;
+    context().AddServiceListener(&removed, &Receiver::service);
+    context().AddServiceListener(&stays, &Receiver::service);
+    context().RemoveServiceListener(&removed, &Receiver::service);
+    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_EQ(removed.calls, 0);
+    EXPECT_EQ(stays.calls, 1);
+}
+
+TEST_F(ServiceListenerTest, PlainFunctionIsCalledUntilItIsRemoved) {
+    plainCalls = 0;
+    context().AddServiceListener(plainListener);
+    auto const heard = context().RegisterService<First>(std::make_shared<First>());
+    context().RemoveServiceListener(plainListener);
+    auto const unheard = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_EQ(plainCalls, 1);
+}
+
+TEST_F(ServiceListenerTest, MemberFunctionsListenToBundlesAndTheFrameworkToo) {
+    Receiver receiver;
+    context().AddBundleListener(&receiver, &Receiver::bundle);
+    install("recorder");
+    EXPECT_EQ(receiver.calls, 1);
+    context().RemoveBundleListener(&receiver, &Receiver::bundle);
+    context().AddFrameworkListener(&receiver, &Receiver::framework);
+    auto failing =
+        context().AddBundleListener([](BundleEvent const&) { throw std::runtime_error("no events today"); });
+    install("manifest_only");
+    EXPECT_EQ(receiver.calls, 2);
+    context().RemoveListener(std::move(failing));
+    context().RemoveFrameworkListener(&receiver, &Receiver::framework);
+    start("recorder");
+    EXPECT_EQ(receiver.calls, 2);
+}
+
+#pragma GCC diagnostic pop
+
 TEST_F(ServiceListenerTest, ServiceIsFoundAndGotInsideItsRegisteredEvent) {
     bool found = false;
     context().AddServiceListener([this, &found](ServiceEvent const& event) {

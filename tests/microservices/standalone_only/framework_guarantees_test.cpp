@@ -5,9 +5,14 @@
 #include <cppmicroservices/ServiceFactory.h>
 #include <cppmicroservices/ServiceTracker.h>
 
+#include <atomic>
+#include <functional>
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <thread>
+#include <utility>
+#include <vector>
 
 using namespace cppmicroservices;
 using testing::ElementsAre;
@@ -178,4 +183,87 @@ TEST_F(FrameworkGuarantees, EndlessTimeOutsDoNotOverflow) {
     });
     auto const registration = context().RegisterService<int>(std::make_shared<int>());
     EXPECT_TRUE(waiting.get());
+}
+
+TEST_F(FrameworkGuarantees, HeldServiceOfAnEarlierRunDoesNotCountInTheNext) {
+    auto bundle = start("manifest_only");
+    auto registration = context().RegisterService<int>(std::make_shared<int>(1));
+    auto held = bundle.GetBundleContext().GetService(registration.GetReference());
+    bundle.Stop();
+    bundle.Start();
+    auto const again = bundle.GetBundleContext().GetService(registration.GetReference());
+    held.reset();
+    EXPECT_THAT(registration.GetReference().GetUsingBundles(), ElementsAre(bundle));
+}
+
+TEST_F(FrameworkGuarantees, ThreadsThatUnregisterTheSameServiceSucceedOnce) {
+    for (int round = 0; round < 100; ++round) {
+        auto const registration = context().RegisterService<int>(std::make_shared<int>());
+        std::atomic<int> successes{0};
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 3; ++thread) {
+            threads.emplace_back(
+                [registration = ServiceRegistration<int>(registration), &successes]() mutable {
+                    try {
+                        registration.Unregister();
+                        ++successes;
+                    } catch (std::logic_error const&) {
+                    }
+                });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(successes, 1);
+    }
+}
+
+TEST_F(FrameworkGuarantees, FactoryIsCalledByOneThreadAtATimeForOneBundle) {
+    struct Counting : ServiceFactory {
+        InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
+            EXPECT_EQ(++inside, 1);
+            std::this_thread::yield();
+            --inside;
+            return MakeInterfaceMap<int>(std::make_shared<int>());
+        }
+        void UngetService(Bundle const&, ServiceRegistrationBase const&,
+                          InterfaceMapConstPtr const&) override {}
+        std::atomic<int> inside{0};
+    };
+    auto const reference =
+        context().RegisterService<int>(ToFactory(std::make_shared<Counting>())).GetReference();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([this, reference] {
+            for (int round = 0; round < 100; ++round) {
+                EXPECT_NE(context().GetService(reference), nullptr);
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+}
+
+TEST_F(FrameworkGuarantees, FiltersOnSeveralInterfacesFindEachServiceThatMatchesOnce) {
+    struct Both {
+        int first = 1;
+        long second = 2;
+    };
+    auto const both = std::make_shared<Both>();
+    auto const interfaces =
+        std::make_shared<InterfaceMap>(InterfaceMap{{"int", std::shared_ptr<void>(both, &both->first)},
+                                                    {"long", std::shared_ptr<void>(both, &both->second)}});
+    auto const registration = context().RegisterService(InterfaceMapConstPtr(interfaces));
+    EXPECT_EQ(context().GetServiceReferences("", "(&(objectclass=int)(objectclass=long))").size(), 1U);
+    EXPECT_EQ(context().GetServiceReferences("", "(|(objectclass=int)(objectclass=long))").size(), 1U);
+}
+
+TEST_F(FrameworkGuarantees, BundleOfAStoppedFrameworkCannotBeStartedInItsNextRun) {
+    auto bundle = start("recorder");
+    stopFramework();
+    framework_.Start();
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              "Bundle test_recorder (location=" + bundle.GetLocation() + ") belongs to a stopped framework");
 }

@@ -49,7 +49,10 @@ public:
 
     Any(Any const& other)
         : operations_(other.operations_) {
-        if (operations_ && operations_->copy) {
+        if (!operations_) {
+            return;
+        }
+        if (operations_->copy) {
             operations_->copy(other.storage_, storage_);
         } else {
             storage_ = other.storage_;
@@ -162,7 +165,10 @@ private:
     // Requires that this is empty or that its value has been relocated.
     void takeFrom(Any& other) noexcept {
         operations_ = std::exchange(other.operations_, nullptr);
-        if (operations_ && operations_->relocate) {
+        if (!operations_) {
+            return;
+        }
+        if (operations_->relocate) {
             operations_->relocate(other.storage_, storage_);
         } else {
             storage_ = other.storage_;

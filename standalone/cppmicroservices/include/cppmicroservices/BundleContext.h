@@ -11,6 +11,7 @@
 #include "cppmicroservices/ServiceRegistration.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -97,7 +98,7 @@ public:
 
     /// The services registered under the interface `clazz`, or all if it is empty, whose properties match
     /// `filter`, the most preferred first. \throws std::invalid_argument if `filter` is neither empty nor a
-    /// filter expression
+    /// filter expression; it is not looked at if no service is registered under `clazz`
     std::vector<ServiceReferenceU> GetServiceReferences(std::string const& clazz,
                                                         std::string const& filter = std::string());
 
@@ -154,6 +155,48 @@ public:
     /// one that another thread has begun may still run.
     void RemoveListener(ListenerToken token);
 
+    /// The forms of earlier releases. The first remove a plain function that this context's bundle has added
+    /// as a listener; nothing if it has not, or if the listener is another callable, which cannot be found
+    /// again without its token.
+    US_DEPRECATED void RemoveServiceListener(ServiceListener const& listener);
+    US_DEPRECATED void RemoveBundleListener(BundleListener const& listener);
+    US_DEPRECATED void RemoveFrameworkListener(FrameworkListener const& listener);
+
+    /// Adds a member function, which replaces the listener with the same receiver and member function.
+    template <class R>
+    US_DEPRECATED ListenerToken AddServiceListener(R* receiver, void (R::*callback)(ServiceEvent const&),
+                                                   std::string const& filter = std::string()) {
+        detail::MemberListener<R, ServiceEvent> const listener{receiver, callback};
+        RemoveServiceListeners(SameAs(listener));
+        return AddServiceListener(ServiceListener(listener), filter);
+    }
+    template <class R>
+    US_DEPRECATED ListenerToken AddBundleListener(R* receiver, void (R::*callback)(BundleEvent const&)) {
+        detail::MemberListener<R, BundleEvent> const listener{receiver, callback};
+        RemoveBundleListeners(SameAs(listener));
+        return AddBundleListener(BundleListener(listener));
+    }
+    template <class R>
+    US_DEPRECATED ListenerToken AddFrameworkListener(R* receiver,
+                                                     void (R::*callback)(FrameworkEvent const&)) {
+        detail::MemberListener<R, FrameworkEvent> const listener{receiver, callback};
+        RemoveFrameworkListeners(SameAs(listener));
+        return AddFrameworkListener(FrameworkListener(listener));
+    }
+
+    template <class R>
+    US_DEPRECATED void RemoveServiceListener(R* receiver, void (R::*callback)(ServiceEvent const&)) {
+        RemoveServiceListeners(SameAs(detail::MemberListener<R, ServiceEvent>{receiver, callback}));
+    }
+    template <class R>
+    US_DEPRECATED void RemoveBundleListener(R* receiver, void (R::*callback)(BundleEvent const&)) {
+        RemoveBundleListeners(SameAs(detail::MemberListener<R, BundleEvent>{receiver, callback}));
+    }
+    template <class R>
+    US_DEPRECATED void RemoveFrameworkListener(R* receiver, void (R::*callback)(FrameworkEvent const&)) {
+        RemoveFrameworkListeners(SameAs(detail::MemberListener<R, FrameworkEvent>{receiver, callback}));
+    }
+
     /// The path of a file in the bundle's part of the framework's storage; empty, because there is no such
     /// storage.
     std::string GetDataFile(std::string const& filename) const;
@@ -177,6 +220,17 @@ private:
     std::shared_ptr<detail::ContextRecord> const& ValidRecord() const;
     std::shared_ptr<detail::ServiceRecords const> FindServices(std::string const& interfaceId,
                                                                std::string const& filter) const;
+
+    /// Which of the listeners are meant; called with a lock held, it only compares.
+    template <class Event>
+    using Predicate = std::function<bool(std::function<void(Event const&)> const&)>;
+    template <class R, class Event>
+    static Predicate<Event> SameAs(detail::MemberListener<R, Event> const& member) {
+        return [member](std::function<void(Event const&)> const& other) { return member.isIn(other); };
+    }
+    void RemoveServiceListeners(Predicate<ServiceEvent> const& isMeant);
+    void RemoveBundleListeners(Predicate<BundleEvent> const& isMeant);
+    void RemoveFrameworkListeners(Predicate<FrameworkEvent> const& isMeant);
 
     std::shared_ptr<detail::ContextRecord> record_;
 };

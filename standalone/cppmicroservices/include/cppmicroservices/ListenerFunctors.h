@@ -22,23 +22,38 @@ using ServiceListener = std::function<void(ServiceEvent const&)>;
 using BundleListener = std::function<void(BundleEvent const&)>;
 using FrameworkListener = std::function<void(FrameworkEvent const&)>;
 
+namespace detail {
+/// A member function bound as a listener, comparable, so that the listener can be found again.
+template <class R, class Event>
+struct MemberListener {
+    void operator()(Event const& event) const { (receiver->*callback)(event); }
+    bool isIn(std::function<void(Event const&)> const& listener) const {
+        auto const* const other = listener.template target<MemberListener>();
+        return other && other->receiver == receiver && other->callback == callback;
+    }
+
+    R* receiver;
+    void (R::*callback)(Event const&);
+};
+} // namespace detail
+
 /// Binds a member function as a listener. `receiver` must outlive the listener's registration.
 template <class R>
 US_DEPRECATED ServiceListener ServiceListenerMemberFunctor(R* receiver,
                                                            void (R::*callback)(ServiceEvent const&)) {
-    return [receiver, callback](ServiceEvent const& event) { (receiver->*callback)(event); };
+    return detail::MemberListener<R, ServiceEvent>{receiver, callback};
 }
 
 template <class R>
 US_DEPRECATED BundleListener BundleListenerMemberFunctor(R* receiver,
                                                          void (R::*callback)(BundleEvent const&)) {
-    return [receiver, callback](BundleEvent const& event) { (receiver->*callback)(event); };
+    return detail::MemberListener<R, BundleEvent>{receiver, callback};
 }
 
 template <class R>
 US_DEPRECATED FrameworkListener BindFrameworkListenerToFunctor(R* receiver,
                                                                void (R::*callback)(FrameworkEvent const&)) {
-    return [receiver, callback](FrameworkEvent const& event) { (receiver->*callback)(event); };
+    return detail::MemberListener<R, FrameworkEvent>{receiver, callback};
 }
 
 } // namespace cppmicroservices

@@ -35,6 +35,16 @@ detail::ServiceLink::Target requireService(ServiceReferenceBase const& reference
     return target;
 }
 
+template <class Event>
+auto samePlainFunction(std::function<void(Event const&)> const& listener) {
+    using Function = void (*)(Event const&);
+    auto const* const function = listener.template target<Function>();
+    return [function = function ? *function : nullptr](std::function<void(Event const&)> const& other) {
+        auto const* const otherFunction = other.template target<Function>();
+        return function && otherFunction && *otherFunction == function;
+    };
+}
+
 } // namespace
 
 BundleContext::BundleContext() = default;
@@ -174,6 +184,30 @@ void BundleContext::RemoveListener(ListenerToken token) {
         core->bundleListeners().remove(id, *record_);
         core->frameworkListeners().remove(id, *record_);
     }
+}
+
+void BundleContext::RemoveServiceListener(ServiceListener const& listener) {
+    RemoveServiceListeners(samePlainFunction<ServiceEvent>(listener));
+}
+
+void BundleContext::RemoveBundleListener(BundleListener const& listener) {
+    RemoveBundleListeners(samePlainFunction<BundleEvent>(listener));
+}
+
+void BundleContext::RemoveFrameworkListener(FrameworkListener const& listener) {
+    RemoveFrameworkListeners(samePlainFunction<FrameworkEvent>(listener));
+}
+
+void BundleContext::RemoveServiceListeners(Predicate<ServiceEvent> const& isMeant) {
+    ValidRecord()->core()->serviceListeners().removeAllOf(*record_, isMeant);
+}
+
+void BundleContext::RemoveBundleListeners(Predicate<BundleEvent> const& isMeant) {
+    ValidRecord()->core()->bundleListeners().removeAllOf(*record_, isMeant);
+}
+
+void BundleContext::RemoveFrameworkListeners(Predicate<FrameworkEvent> const& isMeant) {
+    ValidRecord()->core()->frameworkListeners().removeAllOf(*record_, isMeant);
 }
 
 std::string BundleContext::GetDataFile(std::string const&) const {

@@ -41,6 +41,13 @@ public:
         removeIf([&context](Entry const& entry) { return entry.context.get() == &context; });
     }
 
+    /// `isMeant` is called with the lock held and must only compare.
+    template <class Predicate>
+    void removeAllOf(ContextRecord const& context, Predicate const& isMeant) {
+        removeIf(
+            [&](Entry const& entry) { return entry.context.get() == &context && isMeant(entry.listener); });
+    }
+
     /// Calls every listener; `handleError` with the listener's context while an exception of the listener is
     /// handled.
     template <class HandleError>

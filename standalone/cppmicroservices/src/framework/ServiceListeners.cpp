@@ -43,11 +43,16 @@ void ServiceListeners::remove(ListenerTokenId id, ContextRecord const& context) 
 }
 
 void ServiceListeners::removeAllOf(ContextRecord const& context) {
+    removeAllOf(context, [](ServiceListener const&) { return true; });
+}
+
+void ServiceListeners::removeAllOf(ContextRecord const& context,
+                                   std::function<bool(ServiceListener const&)> const& isMeant) {
     std::vector<std::shared_ptr<Entry>> removed; // before the lock, as above
     std::vector<ListenerTokenId> ids;
     std::lock_guard const lock(mutex_);
     for (auto const& [id, entry] : entries_) {
-        if (entry->context.get() == &context) {
+        if (entry->context.get() == &context && isMeant(entry->listener)) {
             ids.push_back(id);
         }
     }

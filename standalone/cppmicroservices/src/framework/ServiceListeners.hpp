@@ -31,6 +31,9 @@ public:
              std::string const& filter);
     /// Does nothing unless the listener was added with the same context.
     void remove(ListenerTokenId id, ContextRecord const& context);
+    /// Removes those for which `isMeant` is true; it is called with the lock held and must only compare.
+    void removeAllOf(ContextRecord const& context,
+                     std::function<bool(ServiceListener const&)> const& isMeant);
     void removeAllOf(ContextRecord const& context);
 
     void deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record);

@@ -79,6 +79,9 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::find(std::strin
     if (filter.empty()) {
         return snapshot(interfaceId);
     }
+    if (!interfaceId.empty() && !findBest(interfaceId)) {
+        return std::make_shared<Records const>();
+    }
     LDAPFilter const expression(filter);
     auto const hint = interfaceHint(filter);
     auto const candidates = snapshot(interfaceId.empty() ? hint.interfaceId : interfaceId);

@@ -42,7 +42,8 @@ public:
     void forgetAll();
 
     /// Those with the interface (all, if it is empty) that match the filter, the most preferred first.
-    /// \throws std::invalid_argument if `filter` is neither empty nor an expression
+    /// \throws std::invalid_argument if `filter` is neither empty nor an expression; where no service has the
+    /// interface, it is not looked at
     std::shared_ptr<Records const> find(std::string const& interfaceId, std::string const& filter);
     /// The most preferred one with the interface (of all, if it is empty); null if there is none.
     std::shared_ptr<ServiceRecord> findBest(std::string const& interfaceId);

@@ -180,7 +180,7 @@ std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
     std::vector<std::shared_ptr<BundleRecord>> users;
     std::lock_guard const lock(mutex_);
     for (auto const& use : uses_) {
-        if (std::find(users.begin(), users.end(), use->user) == users.end()) {
+        if (!use->prototype && std::find(users.begin(), users.end(), use->user) == users.end()) {
             users.push_back(use->user);
         }
     }

@@ -55,7 +55,7 @@ public:
     void releaseAllOf(BundleRecord const& user);
 
     bool usedBy(BundleRecord const& user) const;
-    /// Each bundle once.
+    /// The bundles that hold an object of their own, each once; those made for a single holder do not count.
     std::vector<std::shared_ptr<BundleRecord>> users() const;
 
 private:
