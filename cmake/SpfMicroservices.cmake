@@ -23,8 +23,6 @@ if(SPF_MICROSERVICES_PROVIDER STREQUAL installed)
     add_library(spf-microservices INTERFACE)
     target_link_libraries(spf-microservices INTERFACE CppMicroServices)
     add_library(spf::microservices ALIAS spf-microservices)
-    set_target_properties(spf-microservices PROPERTIES EXPORT_NAME microservices)
-    install(TARGETS spf-microservices EXPORT spf-frameworksetup-targets)
     message(STATUS "CppMicroServices provider: installed ${CppMicroServices_VERSION} (${CppMicroServices_DIR})")
 else()
     add_subdirectory("${PROJECT_SOURCE_DIR}/standalone/cppmicroservices"

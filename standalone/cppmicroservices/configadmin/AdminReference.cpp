@@ -1,3 +1,4 @@
+// Looks up the reference of the Configuration Admin service.
 #include "AdminReference.hpp"
 
 #include <cppmicroservices/Bundle.h>

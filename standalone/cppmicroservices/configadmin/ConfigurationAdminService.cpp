@@ -1,3 +1,4 @@
+// The ConfigurationAdmin service: passes everything on to the store.
 #include "ConfigurationAdminService.hpp"
 
 #include <utility>

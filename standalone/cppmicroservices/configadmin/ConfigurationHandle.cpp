@@ -1,3 +1,4 @@
+// What a client holds of a configuration: passes everything on to the store, by the record.
 #include "ConfigurationHandle.hpp"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// All configurations: what changes them, and who is told.
 #include "ConfigurationStore.hpp"
 
 #include "ConfigurationHandle.hpp"

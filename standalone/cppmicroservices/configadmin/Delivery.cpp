@@ -1,3 +1,4 @@
+// Tells services of a change, one after the other, and logs what they throw.
 #include "Delivery.hpp"
 
 #include <exception>

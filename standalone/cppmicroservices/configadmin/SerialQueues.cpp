@@ -1,3 +1,4 @@
+// The threads that run the queues: how many there are, and what each does next.
 #include "SerialQueues.hpp"
 
 #include <algorithm>

@@ -25,36 +25,48 @@ any_map::map_type requireValid(any_map::map_type type) {
     return type;
 }
 
-template <typename Container>
-std::unique_ptr<detail::AnyMapStorage> copyEntries(any_map::map_type type, Container const& entries) {
+using StoragePointer = std::unique_ptr<detail::AnyMapStorage>;
+
+StoragePointer copyEntries(any_map::map_type type, std::initializer_list<any_map::value_type> entries) {
     if (entries.size() == 0) {
         return nullptr;
     }
-    auto storage = std::make_unique<detail::AnyMapStorage>(type);
-    storage->reserve(entries.size());
+    auto storage = detail::AnyMapStorage::create(type, entries.size());
     for (auto const& entry : entries) {
         storage->tryInsert(entry.first, entry);
     }
     return storage;
 }
 
-// Takes the nodes out of the container, because only then its keys can be moved.
-template <typename Container>
-std::unique_ptr<detail::AnyMapStorage> moveEntries(any_map::map_type type, Container& entries) {
+// The keys of a standard map are distinct, and in the right order for an ordered map.
+template <typename Map>
+StoragePointer copyMap(any_map::map_type type, Map const& entries) {
     if (entries.empty()) {
         return nullptr;
     }
-    auto storage = std::make_unique<detail::AnyMapStorage>(type);
-    storage->reserve(entries.size());
-    while (!entries.empty()) {
-        auto node = entries.extract(entries.begin());
-        storage->tryInsert(node.key(), std::move(node.key()), std::move(node.mapped()));
+    auto storage = detail::AnyMapStorage::create(type, entries.size());
+    for (auto const& entry : entries) {
+        storage->append(entry);
     }
     return storage;
 }
 
-std::unique_ptr<detail::AnyMapStorage> copyStorage(std::unique_ptr<detail::AnyMapStorage> const& storage) {
-    return storage ? std::make_unique<detail::AnyMapStorage>(*storage) : nullptr;
+// Takes the nodes out of the map, because only then its keys can be moved.
+template <typename Map>
+StoragePointer moveMap(any_map::map_type type, Map& entries) {
+    if (entries.empty()) {
+        return nullptr;
+    }
+    auto storage = detail::AnyMapStorage::create(type, entries.size());
+    while (!entries.empty()) {
+        auto node = entries.extract(entries.begin());
+        storage->append(std::move(node.key()), std::move(node.mapped()));
+    }
+    return storage;
+}
+
+StoragePointer copyStorage(StoragePointer const& storage) {
+    return storage ? detail::AnyMapStorage::copy(*storage) : nullptr;
 }
 
 } // namespace
@@ -64,22 +76,22 @@ any_map::any_map(map_type kind, std::initializer_list<value_type> l)
     , storage_(copyEntries(type, l)) {}
 any_map::any_map(ordered_any_map const& m)
     : type(ORDERED_MAP)
-    , storage_(copyEntries(type, m)) {}
+    , storage_(copyMap(type, m)) {}
 any_map::any_map(ordered_any_map&& m)
     : type(ORDERED_MAP)
-    , storage_(moveEntries(type, m)) {}
+    , storage_(moveMap(type, m)) {}
 any_map::any_map(unordered_any_map const& m)
     : type(UNORDERED_MAP)
-    , storage_(copyEntries(type, m)) {}
+    , storage_(copyMap(type, m)) {}
 any_map::any_map(unordered_any_map&& m)
     : type(UNORDERED_MAP)
-    , storage_(moveEntries(type, m)) {}
+    , storage_(moveMap(type, m)) {}
 any_map::any_map(unordered_any_cimap const& m)
     : type(UNORDERED_MAP_CASEINSENSITIVE_KEYS)
-    , storage_(copyEntries(type, m)) {}
+    , storage_(copyMap(type, m)) {}
 any_map::any_map(unordered_any_cimap&& m)
     : type(UNORDERED_MAP_CASEINSENSITIVE_KEYS)
-    , storage_(moveEntries(type, m)) {}
+    , storage_(moveMap(type, m)) {}
 
 any_map::any_map(any_map const& m)
     : type(m.type)
@@ -180,7 +192,7 @@ any_map::Node* any_map::lookUp(key_type const& key) const {
 
 detail::AnyMapStorage& any_map::storage() {
     if (!storage_) {
-        storage_ = std::make_unique<detail::AnyMapStorage>(type);
+        storage_ = detail::AnyMapStorage::create(type);
     }
     return *storage_;
 }

@@ -25,12 +25,10 @@ bool any_map_ciequal::operator()(std::string const& l, std::string const& r) con
     return equalFolded(l, r);
 }
 
-void NodePool::reserve(std::size_t count) {
-    if (count > static_cast<std::size_t>(unusedEnd_ - unused_)) {
-        chunks_.push_back(std::unique_ptr<Slot[]>(new Slot[count]));
-        unused_ = chunks_.back().get();
-        unusedEnd_ = unused_ + count;
-    }
+void NodePool::addChunk(std::size_t count) {
+    chunks_.push_back(std::unique_ptr<Slot[]>(new Slot[count]));
+    unused_ = chunks_.back().get();
+    unusedEnd_ = unused_ + count;
 }
 
 void* NodePool::take() {
@@ -39,7 +37,7 @@ void* NodePool::take() {
     }
     if (unused_ == unusedEnd_) {
         nextCount_ = std::min(2 * nextCount_, kLargestCount);
-        reserve(nextCount_);
+        addChunk(nextCount_);
     }
     return unused_++;
 }
@@ -48,21 +46,34 @@ void NodePool::giveBack(void* memory) noexcept {
     free_ = ::new (memory) FreeSlot{free_};
 }
 
-// Delegates, so that the destructor frees what was copied if a copy throws.
-AnyMapStorage::AnyMapStorage(AnyMapStorage const& other)
-    : AnyMapStorage(other.kind_) {
-    reserve(other.size_);
+AnyMapStorage::AnyMapStorage(any_map::map_type kind, Capacity capacity)
+    : kind_(kind)
+    , pool_(reinterpret_cast<NodePool::Slot*>(this + 1), capacity.entries) {
+    if (!isOrdered() && capacity.entries > kLargestWithoutIndex) {
+        growBuckets(capacity.entries);
+    }
+}
+
+std::unique_ptr<AnyMapStorage> AnyMapStorage::create(any_map::map_type kind, std::size_t capacity) {
+    static_assert(alignof(AnyMapStorage) % alignof(NodePool::Slot) == 0);
+    Capacity const room{std::max(capacity, std::size_t{1})};
+    return std::unique_ptr<AnyMapStorage>(new (room) AnyMapStorage(kind, room));
+}
+
+std::unique_ptr<AnyMapStorage> AnyMapStorage::copy(AnyMapStorage const& other) {
+    auto copy = create(other.kind_, other.size_);
     for (AnyMapNode const* original = other.first_; original; original = original->next) {
-        OwnedNode node = makeNode(original->entry);
-        if (isOrdered()) {
-            link(node.release(), nullptr);
+        OwnedNode node = copy->makeNode(original->entry);
+        if (copy->isOrdered()) {
+            copy->link(node.release(), nullptr);
         } else {
-            keepHashed(original->hash, std::move(node));
+            copy->keepHashed(original->hash, std::move(node));
         }
     }
-    if (isOrdered() && size_ > kLargestWithoutIndex) {
-        sorted_.append(first_);
+    if (copy->isOrdered() && copy->size_ > kLargestWithoutIndex) {
+        copy->sorted_.append(copy->first_);
     }
+    return copy;
 }
 
 AnyMapStorage::~AnyMapStorage() {
@@ -89,13 +100,6 @@ bool AnyMapStorage::erase(std::string const& key) {
     unlink(place.found);
     destroyNode(place.found);
     return true;
-}
-
-void AnyMapStorage::reserve(std::size_t count) {
-    pool_.reserve(count - std::min(count, size_));
-    if (!isOrdered() && count > kLargestWithoutIndex) {
-        growBuckets(count);
-    }
 }
 
 bool AnyMapStorage::isSameKey(std::string const& left, std::string const& right) const {

@@ -7,21 +7,26 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace cppmicroservices::detail {
 
-/// Memory for nodes, taken from the heap in growing chunks and given back as a whole.
+/// Memory for nodes: first that which it was given, then chunks from the heap, all given back as a whole.
 class NodePool {
 public:
-    NodePool() = default;
+    struct Slot {
+        alignas(AnyMapNode) std::byte memory[sizeof(AnyMapNode)];
+    };
+
+    NodePool(Slot* first, std::size_t count)
+        : unused_(first)
+        , unusedEnd_(first + count)
+        , nextCount_(count) {}
     NodePool(NodePool const&) = delete;
     NodePool& operator=(NodePool const&) = delete;
-
-    /// Makes room for `count` further nodes in one chunk.
-    void reserve(std::size_t count);
 
     /// Memory for one node.
     void* take();
@@ -30,20 +35,17 @@ public:
     void giveBack(void* memory) noexcept;
 
 private:
-    struct Slot {
-        alignas(AnyMapNode) std::byte memory[sizeof(AnyMapNode)];
-    };
     struct FreeSlot {
         FreeSlot* next;
     };
-    static constexpr std::size_t kFirstCount = 4;
     static constexpr std::size_t kLargestCount = 1024;
 
-    Slot first_[kFirstCount]; // small maps need no chunk
-    Slot* unused_ = first_;
-    Slot* unusedEnd_ = first_ + kFirstCount;
+    void addChunk(std::size_t count);
+
+    Slot* unused_;
+    Slot* unusedEnd_;
     FreeSlot* free_ = nullptr;
-    std::size_t nextCount_ = kFirstCount;
+    std::size_t nextCount_;
     std::vector<std::unique_ptr<Slot[]>> chunks_;
 };
 
@@ -51,11 +53,17 @@ private:
 /// along them is faster, and spares it all memory but this object.
 class AnyMapStorage {
 public:
-    explicit AnyMapStorage(any_map::map_type kind)
-        : kind_(kind) {}
-    AnyMapStorage(AnyMapStorage const& other);
+    static constexpr std::size_t kUsualCapacity = 4;
+
+    /// Room for `capacity` entries lies in the same block of memory as the object.
+    static std::unique_ptr<AnyMapStorage> create(any_map::map_type kind,
+                                                 std::size_t capacity = kUsualCapacity);
+    static std::unique_ptr<AnyMapStorage> copy(AnyMapStorage const& other);
+
+    AnyMapStorage(AnyMapStorage const&) = delete;
     AnyMapStorage& operator=(AnyMapStorage const&) = delete;
     ~AnyMapStorage();
+    static void operator delete(void* memory) noexcept { ::operator delete(memory); }
 
     AnyMapNode* first() const noexcept { return first_; }
     std::size_t size() const noexcept { return size_; }
@@ -68,12 +76,24 @@ public:
     template <typename... Args>
     std::pair<AnyMapNode*, bool> tryInsert(std::string const& key, Args&&... args);
 
+    /// Adds an entry whose key is not here and, in an ordered map, greater than all that are.
+    template <typename... Args>
+    void append(Args&&... args);
+
     bool erase(std::string const& key);
 
-    /// Makes room for a map of `count` entries.
-    void reserve(std::size_t count);
-
 private:
+    struct Capacity {
+        std::size_t entries;
+    };
+    static void* operator new(std::size_t size, Capacity capacity) {
+        return ::operator new(size + capacity.entries * sizeof(NodePool::Slot));
+    }
+    static void operator delete(void* memory, Capacity) noexcept { ::operator delete(memory); }
+
+    /// The object must have been allocated with the same capacity.
+    AnyMapStorage(any_map::map_type kind, Capacity capacity);
+
     /// Where the entry with some key is, or belongs. Only what the kind of the map needs is set.
     struct Place {
         AnyMapNode* found = nullptr;
@@ -142,6 +162,19 @@ std::pair<AnyMapNode*, bool> AnyMapStorage::tryInsert(std::string const& key, Ar
     OwnedNode node = makeNode(std::forward<Args>(args)...);
     return {isOrdered() ? keepOrdered(place, std::move(node)) : keepHashed(place.hash, std::move(node)),
             true};
+}
+
+template <typename... Args>
+void AnyMapStorage::append(Args&&... args) {
+    OwnedNode node = makeNode(std::forward<Args>(args)...);
+    if (isOrdered()) {
+        Place behindAll;
+        behindAll.position = sorted_.end();
+        keepOrdered(behindAll, std::move(node));
+    } else {
+        auto const hash = hashIfIndexed(node->entry.first);
+        keepHashed(hash, std::move(node));
+    }
 }
 
 } // namespace cppmicroservices::detail
