@@ -3,11 +3,12 @@
 
 #include <boost/log/sources/record_ostream.hpp>
 
+#include "agent/spf/frameworksetup/frameworksetup.hpp"
+
 namespace agent::spf::frameworksetup {
 
 host::DiagnosticLogger& getLogger() {
-    static host::DiagnosticLogger logger("agent::spf::frameworksetup");
-    return logger;
+    return detail::logger();
 }
 
 namespace detail {
@@ -20,7 +21,7 @@ static std::ostream& operator<<(std::ostream& stream, Message const& message) {
 void writeRecord(host::Severity severity, Message const& message) {
     // Pushes the record at the end of the statement, unless an exception began while the message was
     // streamed.
-    BOOST_LOG_SEV(getLogger().source(), severity) << message;
+    BOOST_LOG_SEV(logger().source(), severity) << message;
 }
 
 } // namespace detail

@@ -6,7 +6,6 @@
 #include <ostream>
 
 #include "agent/host/DiagnosticLogger.hpp"
-#include "agent/spf/frameworksetup/frameworksetup.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -18,9 +17,15 @@ struct Message {
     void const* context;
 };
 
-// Inline, so that a site whose records nobody wants costs no more than reading the mask and one test.
+// What getLogger() returns. Inline, as is the next, so that a site whose records nobody wants calls nothing
+// but the host, for the mask.
+inline host::DiagnosticLogger& logger() {
+    static host::DiagnosticLogger instance("agent::spf::frameworksetup");
+    return instance;
+}
+
 inline bool isLogged(host::Severity severity) {
-    return (getLogger().enabledSeverities() & static_cast<std::uint32_t>(severity)) != 0;
+    return (logger().enabledSeverities() & static_cast<std::uint32_t>(severity)) != 0;
 }
 
 void writeRecord(host::Severity severity, Message const& message);

@@ -62,15 +62,17 @@ bool IndexedEndpoints::remove(Any const& endpoint) noexcept {
 bool IndexedEndpoints::removeString(std::string const& text) noexcept {
     auto const slot = slotOf(text, std::hash<std::string>()(text));
     if (slot.positionPlusOne == 0) {
-        return false; // never listed, or removed: a removed endpoint is empty and equals nothing
+        return false;
     }
     auto const first = slot.positionPlusOne - 1;
+    if (!outstanding[first]) {
+        return false; // removed before
+    }
     auto const repeated = repetitions.find(first);
     if (repeated != repetitions.end()) {
         for (auto const position : repeated->second) {
             removeAt(position);
         }
-        repetitions.erase(repeated);
     }
     removeAt(first);
     return true;
@@ -90,7 +92,6 @@ bool IndexedEndpoints::removeSearched(Any const& endpoint) noexcept {
 }
 
 void IndexedEndpoints::removeAt(Position position) noexcept {
-    endpoints[position] = Any();
     outstanding[position] = false;
     --outstandingCount;
 }

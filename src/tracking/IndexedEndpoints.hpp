@@ -38,8 +38,9 @@ private:
     bool removeSearched(cppmicroservices::Any const& endpoint) noexcept;
     void removeAt(Position position) noexcept;
 
-    std::vector<cppmicroservices::Any> endpoints; // as listed; those that are removed are emptied
-    std::vector<bool> outstanding;                // which of them are left
+    // As listed, those that are removed among them: to free each for itself takes as long as to find it.
+    std::vector<cppmicroservices::Any> endpoints;
+    std::vector<bool> outstanding; // which of them are left
     std::size_t outstandingCount;
 
     std::vector<Slot> slots; // the hash table with linear probing, its size a power of two
