@@ -1,0 +1,82 @@
+// The host's interfaces, implemented on FakeHost.
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "FakeFramework.hpp"
+#include "Scheduler.hpp"
+#include "agent/host/DiagnosticLogger.hpp"
+#include "agent/host/FrameworkAccess.hpp"
+#include "agent/host/Path.hpp"
+
+namespace interleaving {
+
+FakeHost& FakeHost::instance() {
+    static FakeHost host;
+    return host;
+}
+
+void FakeHost::reset(FakeFramework& first) {
+    framework = &first;
+    onInstall = nullptr;
+    directoriesAsked = 0;
+}
+
+} // namespace interleaving
+
+namespace agent::host {
+
+using cppmicroservices::Bundle;
+using interleaving::FakeHost;
+using interleaving::Scheduler;
+
+std::shared_ptr<cppmicroservices::Framework> getFramework() {
+    Scheduler::instance().point("asks for the framework");
+    auto const* const framework = FakeHost::instance().framework;
+    return framework ? framework->handle() : nullptr;
+}
+
+std::vector<Bundle> installAndStart(Path const&) {
+    interleaving::require(Scheduler::instance().locksHeld() == 0,
+                          "installAndStart() is called with a lock held");
+    Scheduler::instance().point("installs a directory");
+    auto& host = FakeHost::instance();
+    auto& framework = *host.framework;
+    ++host.directoriesAsked;
+    if (host.onInstall) {
+        host.onInstall();
+    }
+    return {framework.bundle()};
+}
+
+std::pair<std::vector<Bundle>, std::vector<Bundle>> installAndStart(Path const& directory,
+                                                                    cppmicroservices::LDAPFilter const&) {
+    return {installAndStart(directory), {}};
+}
+
+Path::Path(std::u16string text)
+    : text_(std::move(text)) {}
+
+Path& Path::operator/=(std::u16string_view component) {
+    if (!text_.empty()) {
+        text_ += u'/';
+    }
+    text_ += component;
+    return *this;
+}
+
+DiagnosticLogger::DiagnosticLogger(std::string channel)
+    : source_(boost::log::keywords::channel = std::move(channel)) {}
+
+DiagnosticLogger::~DiagnosticLogger() = default;
+
+// Nothing is logged: a log has locks of its own, which are not what is explored.
+std::uint32_t DiagnosticLogger::enabledSeverities() const noexcept {
+    return 0;
+}
+
+DiagnosticLogger::Source& DiagnosticLogger::source() noexcept {
+    return source_;
+}
+
+} // namespace agent::host
