@@ -3,7 +3,8 @@ and counts what the long-lived agent keeps: descriptors, threads, socket files.
 
     agents.py ROUNDS [--seed N]
 
-The environment says which agent it is, as for the process tests, and PYTHONPATH leads to their support module. Prints the figure on the last line; fails when anything is kept or an agent does not do what it must.
+The environment says which agent it is, as for the process tests, and PYTHONPATH leads to their support module. Prints the
+figure on the last line; fails when anything is kept or an agent does not do what it must.
 """
 
 import argparse
