@@ -101,8 +101,11 @@ class Agent:
     def results(self):
         return self._results
 
+    def seen_of(self, event):
+        return [progress for progress in self.seen if progress.get("event") == event]
+
     def texts(self, event):
-        return [progress["text"] for progress in self.seen if progress.get("event") == event]
+        return [progress["text"] for progress in self.seen_of(event)]
 
     def dispose(self):
         if self._process.poll() is None:

@@ -1,65 +1,72 @@
 // spf-agent: applies a configuration file to a service framework in its own process.
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <iostream>
-#include <map>
 #include <optional>
-#include <stdexcept>
 #include <string>
+#include <utility>
 
-#include <CLI/CLI.hpp>
 #include <boost/log/utility/setup/console.hpp>
 
-#include "Duration.hpp"
+#include "CommandLine.hpp"
 #include "ExitStatus.hpp"
 #include "agent/host/standalone/StandaloneHost.hpp"
-#include "configuration/ConfigurationFile.hpp"
-#include "progress/LineReporters.hpp"
+#include "configuration/ConfigurationSource.hpp"
+#include "configuration/SchemaCheck.hpp"
+#include "progress/Narrator.hpp"
+#include "progress/displayText.hpp"
+#include "run/FileWatch.hpp"
+#include "run/LegacySession.hpp"
 #include "run/RunSession.hpp"
 #include "run/SignalThread.hpp"
+#include "show/publishedMap.hpp"
 
 namespace {
 
 using namespace agent::program;
 
-struct CommandLine {
-    std::string file;
-    std::string installationRoot;
-    std::string runtimeDirectory;
-    RunOptions run;
-};
-
 void complain(std::string const& text) {
     std::fprintf(stderr, "%s\n", printable(text).c_str());
 }
 
-// The configuration of a file; nothing if it is not valid, which has been said then.
-std::optional<ConfigurationFile> loadConfiguration(std::string const& file) {
-    auto const name = file == "-" ? std::string("standard input") : file;
-    try {
-        auto parsed = parseConfiguration(readConfigurationText(file));
-        for (auto const& problem : parsed.problems) {
-            complain(name + ": " + (problem.where.empty() ? "" : problem.where + ": ") + problem.what);
-        }
-        if (parsed.problems.empty()) {
-            return std::move(parsed.configuration);
-        }
-    } catch (std::runtime_error const& error) {
-        complain(name + ": " + error.what());
+// Prints a result; false, which was said then, if it could not be written whole.
+bool print(std::string const& text) {
+    std::cout << text << std::flush;
+    if (!std::cout) {
+        complain("spf-agent: cannot write the result to standard output");
     }
-    return std::nullopt;
+    return std::cout.good();
 }
 
-int validate(CommandLine const& line) {
-    auto const configuration = loadConfiguration(line.file);
-    if (!configuration) {
-        return exitstatus::invalid;
+// What is wrong with a file, in the words of the progress that is wanted.
+void tellProblems(ConfigurationSource const& source, Problems const& problems, ProgressStyle style) {
+    if (style != ProgressStyle::Json) {
+        for (auto const& problem : problems) {
+            complain(source.describe(problem));
+        }
+        return;
     }
-    std::cout << printable(line.file) << ": valid\n";
-    return exitstatus::success;
+    Narrator narrator({}, style);
+    for (auto const& problem : problems) {
+        narrator.tellProblem(source.describe(problem), problem);
+    }
+    narrator.tellSummary(exitstatus::invalid);
+}
+
+// The configuration of a file; nothing if it is not valid, which has been said then.
+std::optional<ConfigurationFile> load(ConfigurationSource const& source,
+                                      ProgressStyle style = ProgressStyle::Plain) {
+    auto parsed = source.load();
+    if (!parsed.problems.empty()) {
+        tellProblems(source, parsed.problems, style);
+        return std::nullopt;
+    }
+    return std::move(parsed.configuration);
 }
 
 void setUpHost(CommandLine const& line) {
+    boost::log::add_console_log(std::clog);
     if (!line.installationRoot.empty()) {
         agent::host::standalone::setInstallationRoot(line.installationRoot);
     }
@@ -69,92 +76,73 @@ void setUpHost(CommandLine const& line) {
 }
 
 int run(CommandLine const& line) {
-    auto const configuration = loadConfiguration(line.file);
+    ConfigurationSource const source(line.file);
+    auto configuration = load(source, line.run.progress);
     if (!configuration) {
         return exitstatus::invalid;
     }
     MessageBox messages;
     SignalThread const signals(messages); // before any other thread
-    boost::log::add_console_log(std::clog);
-    setUpHost(line);
-    return RunSession(*configuration, line.run, messages).run();
-}
-
-// An option whose value is a duration.
-template <typename Store>
-void addDuration(CLI::App& command, std::string const& name, Store store, std::string const& description) {
-    command
-        .add_option_function<std::string>(
-            name,
-            [name, store](std::string const& text) {
-                try {
-                    store(parseDuration(text));
-                } catch (std::invalid_argument const& error) {
-                    throw CLI::ValidationError(name, error.what());
-                }
-            },
-            description)
-        ->type_name("DURATION");
-}
-
-void addRun(CLI::App& program, CommandLine& line) {
-    auto& command =
-        *program.add_subcommand("run", "Publish a configuration, wait until it is ready, stay, withdraw it");
-    command.add_option("FILE", line.file, "The configuration file; - for standard input")->required();
-    addDuration(
-        command, "--timeout", [&line](auto duration) { line.run.timeout = duration; },
-        "How long all together may take to get ready; 0: no limit (default: 30s)");
-    addDuration(
-        command, "--for", [&line](auto duration) { line.run.stay = duration; },
-        "Withdraw this long after all is ready (default: stay until interrupted)");
-    command.add_flag_callback(
-        "--once", [&line] { line.run.stay = std::chrono::milliseconds::zero(); },
-        "Withdraw as soon as all is ready");
-    command
-        .add_option("--expect", line.run.expectedInterfaces,
-                    "Ready means also that a peer offers the interface of this name; may be repeated")
-        ->type_name("INTERFACE")
-        ->allow_extra_args(false);
-    static std::map<std::string, ProgressStyle> const styles{{"auto", ProgressStyle::Automatic},
-                                                             {"tty", ProgressStyle::Table},
-                                                             {"plain", ProgressStyle::Plain},
-                                                             {"json", ProgressStyle::Json},
-                                                             {"quiet", ProgressStyle::Quiet}};
-    command.add_option("--progress", line.run.progress, "auto, tty, plain, json or quiet (default: auto)")
-        ->transform(CLI::CheckedTransformer(styles).description(""));
-    command.add_option("--root", line.installationRoot,
-                       "The installation (default: the parent of the program's directory)");
-    command.add_option("--runtime-directory", line.runtimeDirectory,
-                       "Where agents of this user announce themselves to each other");
-}
-
-void addValidate(CLI::App& program, CommandLine& line) {
-    auto& command = *program.add_subcommand("validate", "Check a configuration file without publishing it");
-    command.add_option("FILE", line.file, "The configuration file; - for standard input")->required();
-}
-
-int dispatch(int argc, char** argv) {
-    CLI::App program("Applies a configuration file to a service framework in its own process.", "spf-agent");
-    CommandLine line;
-    program.set_version_flag("--version", SPF_AGENT_VERSION);
-    program.require_subcommand(1);
-    addRun(program, line);
-    addValidate(program, line);
-    program.footer("Exit status: 0 ready and withdrawn, or valid; 1 failed; 2 usage or invalid file;\n"
-                   "3 not ready in time; 130 interrupted; 143 terminated.");
-    try {
-        program.parse(argc, argv);
-    } catch (CLI::ParseError const& error) {
-        return program.exit(error) == 0 ? exitstatus::success : exitstatus::invalid;
+    std::optional<FileWatch> watch;
+    if (line.watch) {
+        watch.emplace(source.path(), messages);
     }
-    return program.got_subcommand("run") ? run(line) : validate(line);
+    setUpHost(line);
+    return RunSession(source, std::move(*configuration), line.run, messages).run();
+}
+
+int validate(CommandLine const& line) {
+    ConfigurationSource const source(line.file);
+    if (!load(source)) {
+        return exitstatus::invalid;
+    }
+    return print(printable(source.name()) + ": valid\n") ? exitstatus::success : exitstatus::failed;
+}
+
+int show(CommandLine const& line) {
+    auto const configuration = load(ConfigurationSource(line.file));
+    if (!configuration) {
+        return exitstatus::invalid;
+    }
+    setUpHost(line);
+    return print(publishedMap(*configuration) + '\n') ? exitstatus::success : exitstatus::failed;
+}
+
+int schema() {
+    return print(std::string(configurationSchema())) ? exitstatus::success : exitstatus::failed;
+}
+
+int legacy(CommandLine const& line) {
+    MessageBox messages;
+    SignalThread const signals(messages); // before any other thread
+    setUpHost(line);
+    return LegacySession(line.run.progress, messages).run();
+}
+
+int dispatch(CommandLine const& line) {
+    switch (line.verb) {
+    case Verb::Run:
+        return run(line);
+    case Verb::Validate:
+        return validate(line);
+    case Verb::Show:
+        return show(line);
+    case Verb::Schema:
+        return schema();
+    case Verb::Legacy:
+        return legacy(line);
+    }
+    return exitstatus::invalid;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters; whatever is written is UTF-8
     try {
-        return dispatch(argc, argv);
+        auto const parsed = parseCommandLine(argc, argv);
+        auto const* const line = std::get_if<CommandLine>(&parsed);
+        return line == nullptr ? std::get<int>(parsed) : dispatch(*line);
     } catch (std::exception const& error) {
         complain(std::string("spf-agent: ") + error.what());
         return exitstatus::failed;

@@ -25,8 +25,8 @@ protected:
         return board.apply({"rpc", "unix:c", EndpointRole::Connect, state, std::move(reason), count});
     }
     void publishAll() {
-        board.apply(ServicesPublished{"rpc"});
-        board.apply(ServicesPublished{"old"});
+        board.apply(ServicesPublished{"rpc", count});
+        board.apply(ServicesPublished{"old", count});
     }
     static RemoteInterface remote(bool available) {
         return {"Interface", "i", "theirs", "peer", "unix:c", "rpc", available};
@@ -60,7 +60,7 @@ TEST_F(BoardTest, IsNotReadyWhileAnEndpointIsLost) {
     EXPECT_TRUE(connection(EndpointState::Lost, "closed by the peer"));
 
     EXPECT_FALSE(board.isReady());
-    EXPECT_EQ(board.lastReason("rpc", "unix:c", EndpointRole::Connect), "closed by the peer");
+    EXPECT_EQ(board.publishers().front().endpoints[1].reason, "closed by the peer");
 }
 
 TEST_F(BoardTest, TheSameStatusAgainIsNoChange) {
@@ -80,9 +80,9 @@ TEST_F(BoardTest, AnEndpointIsKnownByItsRole) {
 }
 
 TEST_F(BoardTest, UnknownPublishersArePassedOver) {
-    EXPECT_FALSE(board.apply(ServicesPublished{"other"}));
+    EXPECT_FALSE(board.apply(ServicesPublished{"other", count}));
     EXPECT_FALSE(board.apply(PublisherRemoved{"other"}));
-    EXPECT_FALSE(board.apply(PublisherFailed{"other", "why"}));
+    EXPECT_FALSE(board.apply(PublisherFailed{"other", "why", count}));
     EXPECT_FALSE(board.apply({"other", "unix:b", EndpointRole::Bind, EndpointState::Bound, "", count}));
 }
 
@@ -106,6 +106,20 @@ TEST_F(BoardTest, RemoteInterfacesAreSeenWhileTheyAreAvailable) {
 
     EXPECT_FALSE(board.sees("Interface"));
     EXPECT_FALSE(board.apply(remote(false)));
+}
+
+TEST_F(BoardTest, AnotherVersionKeepsTheStatesOfEndpointsThatItShares) {
+    bound();
+    connection(EndpointState::Connected);
+    publishAll();
+
+    board.reconfigure({"id", {}, {{"rpc", "rpcservicepublisher", {"unix:new"}, {"unix:b"}, "", ""}}});
+
+    ASSERT_EQ(board.publishers().size(), 1U);
+    auto const& endpoints = board.publishers().front().endpoints;
+    EXPECT_EQ(endpoints[0].state, EndpointState::Bound);
+    EXPECT_EQ(endpoints[1].state, EndpointState::Connecting) << "a new one";
+    EXPECT_FALSE(board.publishers().front().servicesPublished) << "not this version";
 }
 
 TEST_F(BoardTest, ANewConfigurationWithoutPublishersIsReadyAndRemoved) {

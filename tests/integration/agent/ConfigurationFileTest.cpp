@@ -1,6 +1,7 @@
 // Reading configuration files: what they say, and everything that can be wrong with them.
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -29,6 +30,11 @@ using testing::SizeIs;
 
 auto problem(std::string const& where, std::string const& what) {
     return AllOf(Field(&Problem::where, where), Field(&Problem::what, HasSubstr(what)));
+}
+
+auto problemAt(std::size_t line, std::size_t column, std::string const& what) {
+    return AllOf(Field(&Problem::line, line), Field(&Problem::column, column),
+                 Field(&Problem::what, HasSubstr(what)));
 }
 
 Problems problemsOf(std::string const& text) {
@@ -99,10 +105,56 @@ TEST(ConfigurationFile, AnIDIsEnough) {
 }
 
 TEST(ConfigurationFile, SyntaxErrorsNameLineAndColumn) {
-    EXPECT_THAT(problemsOf("{\n \"configurationID\" 1}"),
-                ElementsAre(problem("line 2, column 20", "expected ':'")));
-    EXPECT_THAT(problemsOf(""), ElementsAre(problem("line 1, column 1", "unexpected end of input")));
-    EXPECT_THAT(problemsOf("\xff"), ElementsAre(problem("line 1, column 1", "invalid literal")));
+    EXPECT_THAT(problemsOf("{\n \"configurationID\" 1}"), ElementsAre(problemAt(2, 20, "expected ':'")));
+    EXPECT_THAT(problemsOf("[\n\n1,"), ElementsAre(problemAt(3, 2, "unexpected end of input")));
+    EXPECT_THAT(problemsOf("\xff"), ElementsAre(problemAt(1, 1, "invalid literal")));
+    EXPECT_THAT(problemsOf("{\"a\xff\""), ElementsAre(problemAt(1, 4, "ill-formed UTF-8")));
+    EXPECT_THAT(problemsOf(std::string("{\0}", 3)), ElementsAre(problemAt(1, 2, "found a NUL byte")));
+    EXPECT_THAT(problemsOf(std::string("{}\n\0", 4)), ElementsAre(problemAt(2, 1, "found a NUL byte")));
+    EXPECT_THAT(problemsOf("[1e999]"), ElementsAre(problemAt(1, 6, "number overflow parsing '1e999'")));
+    EXPECT_THAT(problemsOf("{} {}"), ElementsAre(problemAt(1, 4, "expected end of input")));
+}
+
+TEST(ConfigurationFile, AnEmptyFileSaysSo) {
+    EXPECT_THAT(problemsOf(""), ElementsAre(problem("", "it is empty")));
+    EXPECT_THAT(problemsOf(" \n\t"), ElementsAre(problem("", "it is empty")));
+}
+
+TEST(ConfigurationFile, ProblemsNameTheLineOfTheMemberOrElement) {
+    auto const found = problemsOf("{\n\"x\":\n1,\n\"servicePublishers\": [\n3,\n4\n,\n\"five\",\n{\n}]}");
+
+    std::vector<std::pair<std::size_t, std::string>> places;
+    for (auto const& one : found) {
+        places.emplace_back(one.line, one.where);
+    }
+    EXPECT_THAT(places,
+                ElementsAre(std::pair(1, "/configurationID"), std::pair(2, "/x"),
+                            std::pair(5, "/servicePublishers/0"), std::pair(6, "/servicePublishers/1"),
+                            std::pair(8, "/servicePublishers/2"),
+                            std::pair(9, "/servicePublishers/3/uniqueID"),
+                            std::pair(9, "/servicePublishers/3/name")));
+}
+
+TEST(ConfigurationFile, WholeNumbersThatDoNotArriveExactlyAreRefused) {
+    auto const withProperty = [](std::string const& number) {
+        return R"({"configurationID": "c", "serviceInterfaces": [
+            {"uniqueID": "i", "name": "n", "requestedProperties": {"a": )" +
+               number + "}}]}";
+    };
+    EXPECT_THAT(problemsOf(withProperty("18446744073709551615")), IsEmpty());
+    EXPECT_THAT(
+        problemsOf(withProperty("18446744073709551616")),
+        ElementsAre(problem("/serviceInterfaces/0/requestedProperties/a", "found 18446744073709551616")));
+    EXPECT_THAT(problemsOf(withProperty("-9223372036854775809")),
+                ElementsAre(problem("/serviceInterfaces/0/requestedProperties/a", "at most 64 bits")));
+}
+
+TEST(ConfigurationFile, TheCharacterZeroIsRefusedInTextsAndNames) {
+    EXPECT_THAT(problemsOf(R"({"configurationID": "a\u0000b"})"),
+                ElementsAre(problem("/configurationID", R"(found "a\u0000b"; expected a text without)")));
+    EXPECT_THAT(problemsOf(R"({"configurationID": "c", "serviceInterfaces": [
+                    {"uniqueID": "i", "name": "n", "requestedProperties": {"\u0000": 1}}]})"),
+                ElementsAre(Field(&Problem::what, HasSubstr("U+0000"))));
 }
 
 TEST(ConfigurationFile, DuplicateMembersAreNamedAtAnyDepth) {
@@ -154,7 +206,7 @@ INSTANTIATE_TEST_SUITE_P(
         Deviation{"NoID", "{}", "/configurationID", "missing; expected the identity"},
         Deviation{"EmptyID", R"({"configurationID": ""})", "/configurationID", "found \"\""},
         Deviation{"UnknownMember", R"({"configurationID": "c", "serviceInterface": []})", "/serviceInterface",
-                  "unknown member; expected one of"},
+                  "unknown member, found with []; expected one of"},
         Deviation{"ListExpected", R"({"configurationID": "c", "serviceInterfaces": {}})",
                   "/serviceInterfaces", "found {}; expected the interfaces"},
         Deviation{"NoName", R"({"configurationID": "c", "serviceInterfaces": [{"uniqueID": "i"}]})",
@@ -216,6 +268,22 @@ TEST(ConfigurationFile, AllProblemsAreReported) {
                                               problem("/servicePublishers/0/uniqueID", "missing"),
                                               problem("/servicePublishers/0/name", "found \"n\""),
                                               problem("/servicePublishers/1", "found 3")));
+}
+
+TEST(ConfigurationFile, ContentIsCheckedBesideWhatDisagreesWithTheSchema) {
+    EXPECT_THAT(problemsOf(R"({"configurationID": 1, "servicePublishers": [
+                    {"uniqueID": "p", "name": "rpcservicepublisher", "importFilter": "("}],
+                    "serviceInterfaces": [{"uniqueID": "i", "name": "n", "servicePublishers": ["q"]}]})"),
+                ElementsAre(problem("/configurationID", "found 1"),
+                            problem("/servicePublishers/0/importFilter", "LDAP"),
+                            problem("/serviceInterfaces/0/servicePublishers/0", "found \"q\"")));
+}
+
+TEST(ConfigurationFile, MappingsAreNotCheckedAgainstPublishersWhoseIdentityIsWrong) {
+    EXPECT_THAT(problemsOf(R"({"configurationID": "c",
+                    "servicePublishers": [{"uniqueID": 1, "name": "rpcservicepublisher"}],
+                    "serviceInterfaces": [{"uniqueID": "i", "name": "n", "servicePublishers": ["q"]}]})"),
+                ElementsAre(problem("/servicePublishers/0/uniqueID", "found 1")));
 }
 
 TEST(ReadConfigurationText, AFileThatIsNotThereSaysSo) {

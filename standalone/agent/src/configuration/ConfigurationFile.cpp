@@ -1,11 +1,13 @@
 // Reading the configuration file of the agent.
 #include "configuration/ConfigurationFile.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -69,7 +71,7 @@ PublisherEntry toPublisher(json const& object) {
             text("exportFilter")};
 }
 
-ConfigurationFile toConfiguration(json const& document) {
+ConfigurationFile toConfiguration(json document) {
     ConfigurationFile configuration;
     configuration.configurationID = document.at("configurationID");
     for (auto const& object : memberOr(document, "serviceInterfaces", json::array())) {
@@ -78,12 +80,21 @@ ConfigurationFile toConfiguration(json const& document) {
     for (auto const& object : memberOr(document, "servicePublishers", json::array())) {
         configuration.publishers.push_back(toPublisher(object));
     }
+    configuration.document = std::move(document);
     return configuration;
 }
 
 void append(Problems& problems, Problems&& more) {
     problems.insert(problems.end(), std::make_move_iterator(more.begin()),
                     std::make_move_iterator(more.end()));
+}
+
+void sortByLine(Problems& problems, JsonDocument const& document) {
+    for (auto& problem : problems) {
+        problem.line = document.lineOf(problem.where);
+    }
+    std::stable_sort(problems.begin(), problems.end(),
+                     [](Problem const& left, Problem const& right) { return left.line < right.line; });
 }
 
 std::string systemMessage() {
@@ -93,17 +104,18 @@ std::string systemMessage() {
 } // namespace
 
 ParsedConfiguration parseConfiguration(std::string_view text) {
+    if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
+        return {{}, {Problem{"", "it is empty; expected a configuration in JSON"}}};
+    }
     auto document = parseJson(text);
     ParsedConfiguration parsed{{}, std::move(document.problems)};
-    if (!document.readable) {
-        return parsed;
-    }
-    append(parsed.problems, checkAgainstSchema(document.root));
-    if (parsed.problems.empty()) { // the content is only looked at when its shape is right
+    if (document.readable) {
+        append(parsed.problems, checkAgainstSchema(document.root));
         append(parsed.problems, checkContent(document.root));
+        sortByLine(parsed.problems, document);
     }
     if (parsed.problems.empty()) {
-        parsed.configuration = toConfiguration(document.root);
+        parsed.configuration = toConfiguration(std::move(document.root));
     }
     return parsed;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <boost/property_tree/ptree.hpp>
+#include <nlohmann/json.hpp>
 
 #include "configuration/Problem.hpp"
 
@@ -33,11 +34,12 @@ struct ConfigurationFile {
     std::string configurationID;
     std::vector<InterfaceEntry> interfaces;
     std::vector<PublisherEntry> publishers;
+    nlohmann::json document = nullptr; // what all of this was read from
 };
 
 struct ParsedConfiguration {
     ConfigurationFile configuration; // complete if there are no problems
-    Problems problems;               // everything that is wrong, in the order of the checks
+    Problems problems;               // everything that is wrong, in the order of the lines
 };
 
 // Checks syntax, schema, identities, references and filters. Never throws for what the text holds.

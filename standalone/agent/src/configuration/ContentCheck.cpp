@@ -20,6 +20,15 @@ std::string shown(std::string const& text) {
     return excerpt(json(text));
 }
 
+// The member of that name and type; null if there is none.
+json const* memberOf(json const& object, char const* name, json::value_t type) {
+    if (!object.is_object()) {
+        return nullptr;
+    }
+    auto const found = object.find(name);
+    return found != object.end() && found->type() == type ? &*found : nullptr;
+}
+
 class ContentCheck {
 public:
     explicit ContentCheck(json const& document)
@@ -42,23 +51,32 @@ public:
     }
 
 private:
-    using Identities = std::map<std::string, std::string>; // from a unique ID to the pointer of its entry
+    struct Identities {
+        std::map<std::string, std::string> pointers; // from a unique ID to the pointer of its entry
+        bool areAllKnown = true;
+    };
 
     template <typename Check>
     void forEachEntry(char const* listName, Check const& check) {
-        if (!document_.contains(listName)) {
+        auto const* const list = memberOf(document_, listName, json::value_t::array);
+        if (list == nullptr) {
             return;
         }
-        auto const list = memberPointer("", listName);
+        auto const pointer = memberPointer("", listName);
         std::size_t index = 0;
-        for (auto const& entry : document_.at(listName)) {
-            check(entry, elementPointer(list, index++));
+        for (auto const& entry : *list) {
+            check(entry, elementPointer(pointer, index++));
         }
     }
 
     void checkIdentity(json const& entry, std::string const& pointer, Identities& identities) {
-        auto const id = entry.at("uniqueID").get<std::string>();
-        auto const [known, isNew] = identities.emplace(id, pointer);
+        auto const* const member = memberOf(entry, "uniqueID", json::value_t::string);
+        if (member == nullptr) {
+            identities.areAllKnown = false;
+            return;
+        }
+        auto const id = member->get<std::string>();
+        auto const [known, isNew] = identities.pointers.emplace(id, pointer);
         if (!isNew) {
             report(memberPointer(pointer, "uniqueID"),
                    "found " + shown(id) + ", which is taken by " + known->second +
@@ -67,15 +85,16 @@ private:
     }
 
     void checkMappings(json const& entry, std::string const& pointer) {
-        if (!entry.contains("servicePublishers") || !entry.at("servicePublishers").is_array()) {
+        auto const* const publishers = memberOf(entry, "servicePublishers", json::value_t::array);
+        if (publishers == nullptr || !publishers_.areAllKnown) {
             return;
         }
         auto const list = memberPointer(pointer, "servicePublishers");
         std::size_t index = 0;
-        for (auto const& publisher : entry.at("servicePublishers")) {
-            auto const& id = publisher.get_ref<std::string const&>();
-            if (publishers_.count(id) == 0) {
-                report(elementPointer(list, index), "found " + shown(id) + "; expected " + knownPublishers());
+        for (auto const& publisher : *publishers) {
+            if (publisher.is_string() && publishers_.pointers.count(publisher.get<std::string>()) == 0) {
+                report(elementPointer(list, index),
+                       "found " + excerpt(publisher) + "; expected " + knownPublishers());
             }
             ++index;
         }
@@ -83,7 +102,7 @@ private:
 
     std::string knownPublishers() const {
         std::string list;
-        for (auto const& [id, pointer] : publishers_) {
+        for (auto const& [id, pointer] : publishers_.pointers) {
             list += (list.empty() ? "" : ", ") + shown(id);
         }
         return list.empty() ? "the unique ID of a publisher, but the file has no publishers"
@@ -91,7 +110,8 @@ private:
     }
 
     void checkFilter(json const& entry, char const* name, std::string const& pointer) {
-        auto const text = entry.value(name, std::string());
+        auto const* const member = memberOf(entry, name, json::value_t::string);
+        auto const text = member == nullptr ? std::string() : member->get<std::string>();
         if (text.empty()) { // lets everything pass
             return;
         }
@@ -105,8 +125,8 @@ private:
 
     void checkProperties(json const& entry, std::string const& pointer) {
         for (auto const* name : {"requestedProperties", "requiredRuntimeProperties"}) {
-            if (entry.contains(name)) {
-                checkLetterCase(entry.at(name), memberPointer(pointer, name));
+            if (auto const* const object = memberOf(entry, name, json::value_t::object)) {
+                checkLetterCase(*object, memberPointer(pointer, name));
             }
         }
     }

@@ -8,9 +8,9 @@
 
 namespace agent::program {
 
-// For a document that agrees with the schema: identities are unique, mappings name publishers of the
-// document, filters are LDAP filters, and no two properties differ in letter case only (published maps would
-// keep one of them).
+// Identities are unique, mappings name publishers of the document, filters are LDAP filters, and no two
+// properties differ in letter case only (published maps would keep one of them). Passes over what does not
+// agree with the schema, and over mappings while the identity of a publisher does not.
 Problems checkContent(nlohmann::json const& document);
 
 } // namespace agent::program

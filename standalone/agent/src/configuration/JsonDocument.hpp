@@ -1,9 +1,10 @@
 // Reading a text as JSON, more strictly than the grammar: a name occurs once in an object, nesting has a
-// limit.
+// limit, numbers and texts arrive as they are written.
 #ifndef AGENT_PROGRAM_CONFIGURATION_JSON_DOCUMENT_HPP
 #define AGENT_PROGRAM_CONFIGURATION_JSON_DOCUMENT_HPP
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -17,9 +18,13 @@ namespace agent::program {
 inline constexpr std::size_t maximumNesting = 64;
 
 struct JsonDocument {
-    nlohmann::json root;  // of duplicate members the last; meaningless if the text is not JSON
-    Problems problems;    // a syntax error, or every duplicate member
+    nlohmann::json root;  // of duplicate members the last; null if the text is not readable
+    Problems problems;    // a syntax error, or everything that is stricter than the grammar
     bool readable = true; // false: a syntax error or nesting beyond the limit
+    std::map<std::string, std::size_t> lines; // of every value, or its member's name, by pointer
+
+    // The line of a value, or of the innermost one around it that is there.
+    std::size_t lineOf(std::string pointer) const;
 };
 
 JsonDocument parseJson(std::string_view text);

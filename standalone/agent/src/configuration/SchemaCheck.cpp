@@ -107,8 +107,9 @@ void reportUnknownMembers(Location const& location, Problems& problems) {
     auto const& known = location.schema->at("properties");
     for (auto const& [name, value] : location.value->items()) {
         if (!known.contains(name)) {
-            problems.push_back({memberPointer(location.pointer, name),
-                                "unknown member; expected one of " + quotedList(known)});
+            problems.push_back(
+                {memberPointer(location.pointer, name),
+                 "unknown member, found with " + excerpt(value) + "; expected one of " + quotedList(known)});
         }
     }
 }

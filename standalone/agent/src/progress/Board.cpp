@@ -12,10 +12,6 @@ namespace {
 // The one kind of publisher whose endpoints the service framework reports for a configuration's readiness.
 constexpr char const* trackedPublisherName = "rpcservicepublisher";
 
-bool isUp(Board::Endpoint const& endpoint) {
-    return endpoint.state == EndpointState::Bound || endpoint.state == EndpointState::Connected;
-}
-
 auto identity(RemoteInterface const& remote) {
     return std::tie(remote.peer, remote.publisher, remote.uniqueID, remote.localPublisher, remote.endpoint);
 }
@@ -58,11 +54,30 @@ char const* wordFor(EndpointState state) {
     return "unknown";
 }
 
-Board::Board(ConfigurationFile const& configuration)
-    : configurationID_(configuration.configurationID) {
+bool isUp(Board::Endpoint const& endpoint) {
+    return endpoint.state == EndpointState::Bound || endpoint.state == EndpointState::Connected;
+}
+
+Board::Board(ConfigurationFile const& configuration) {
     for (auto const& entry : configuration.publishers) {
         publishers_.push_back(toPublisher(entry));
     }
+}
+
+void Board::reconfigure(ConfigurationFile const& configuration) {
+    Board next(configuration);
+    for (auto& publisher : next.publishers_) {
+        auto* const before = find(publisher.uniqueID);
+        if (before == nullptr) {
+            continue;
+        }
+        for (auto& endpoint : publisher.endpoints) {
+            if (auto* const known = find(*before, endpoint.endpoint, endpoint.role)) {
+                endpoint = *known;
+            }
+        }
+    }
+    publishers_ = std::move(next.publishers_);
 }
 
 Board::Publisher* Board::find(std::string const& publisher) {
@@ -78,12 +93,6 @@ Board::Endpoint* Board::find(Publisher& publisher, std::string const& endpoint, 
             return candidate.endpoint == endpoint && candidate.role == role;
         });
     return found == publisher.endpoints.end() ? nullptr : &*found;
-}
-
-std::string Board::lastReason(std::string const& publisher, std::string const& endpoint, EndpointRole role) {
-    auto* const entry = find(publisher);
-    auto const* const found = entry == nullptr ? nullptr : find(*entry, endpoint, role);
-    return found == nullptr ? std::string() : found->reason;
 }
 
 bool Board::apply(EndpointStatus const& status) {

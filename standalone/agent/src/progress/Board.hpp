@@ -40,7 +40,10 @@ public:
 
     explicit Board(ConfigurationFile const& configuration);
 
-    std::string const& configurationID() const { return configurationID_; }
+    // Goes over to the next version of the configuration: nothing is published yet; endpoints that it shares
+    // with the version so far keep their states.
+    void reconfigure(ConfigurationFile const& configuration);
+
     std::vector<Publisher> const& publishers() const { return publishers_; }
     std::vector<RemoteInterface> const& remoteInterfaces() const { return remoteInterfaces_; }
 
@@ -55,17 +58,15 @@ public:
     bool isRemoved() const; // every publisher reported as removed
     bool sees(std::string const& interfaceName) const;
 
-    // The reason last seen for the state of an endpoint; empty if there was none.
-    std::string lastReason(std::string const& publisher, std::string const& endpoint, EndpointRole role);
-
 private:
     Publisher* find(std::string const& publisher);
     static Endpoint* find(Publisher& publisher, std::string const& endpoint, EndpointRole role);
 
-    std::string configurationID_;
     std::vector<Publisher> publishers_;
     std::vector<RemoteInterface> remoteInterfaces_;
 };
+
+bool isUp(Board::Endpoint const& endpoint); // bound or connected
 
 } // namespace agent::program
 

@@ -5,6 +5,9 @@
 
 #include <fmt/format.h>
 
+#include "progress/displayText.hpp"
+#include "version.hpp"
+
 namespace agent::program {
 
 namespace {
@@ -27,9 +30,7 @@ std::string missing(Board const& board) {
     auto const add = [&list](std::string const& text) { list += (list.empty() ? "" : "; ") + text; };
     for (auto const& publisher : board.publishers()) {
         for (auto const& endpoint : publisher.endpoints) {
-            bool const up =
-                endpoint.state == EndpointState::Bound || endpoint.state == EndpointState::Connected;
-            if (publisher.awaitsEndpoints && !up) {
+            if (publisher.awaitsEndpoints && !isUp(endpoint)) {
                 add(fmt::format("{} {} is {}{}", publisher.uniqueID, endpoint.endpoint,
                                 wordFor(endpoint.state),
                                 endpoint.reason.empty() ? "" : " (" + endpoint.reason + ")"));
@@ -43,19 +44,6 @@ std::string missing(Board const& board) {
 }
 
 } // namespace
-
-std::string printable(std::string const& text) {
-    std::string result;
-    for (char const character : text) {
-        auto const byte = static_cast<unsigned char>(character);
-        if (byte < 0x20 || byte == 0x7f) {
-            result += fmt::format("\\x{:02x}", byte);
-        } else {
-            result += character;
-        }
-    }
-    return result;
-}
 
 void PlainReporter::changed(Change const& change, Board const&) {
     line(change.text);
@@ -77,7 +65,9 @@ void PlainReporter::line(std::string const& text) {
 }
 
 JsonReporter::JsonReporter() {
-    writeLine(stderr, fmt::format(R"({{"event":"version","format":{}}})", jsonFormatVersion));
+    nlohmann::ordered_json const version{
+        {"event", "version"}, {"format", jsonFormatVersion}, {"program", programVersion()}};
+    writeLine(stderr, version.dump());
 }
 
 void JsonReporter::changed(Change const& change, Board const&) {
@@ -91,14 +81,12 @@ void JsonReporter::changed(Change const& change, Board const&) {
     writeLine(stderr, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
-void JsonReporter::timePassed(Board const&, bool) {}
-
 void JsonReporter::result(std::string const& line) {
     writeLine(stdout, printable(line));
 }
 
 void QuietReporter::changed(Change const& change, Board const&) {
-    if (change.event == "failure") {
+    if (change.isFailure) {
         writeLine(stderr, "spf-agent: " + printable(change.text));
     }
 }

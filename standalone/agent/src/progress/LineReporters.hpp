@@ -6,16 +6,12 @@
 
 namespace agent::program {
 
-// Text that came from elsewhere, fit for one line of a terminal: control characters are written as escapes.
-std::string printable(std::string const& text);
-
 // One line for people per change, and now and then one that says what is still missing.
 class PlainReporter : public Reporter {
 public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
     void result(std::string const& line) override;
-    void finish() override {}
 
 private:
     Board::Clock::time_point const start_ = Board::Clock::now();
@@ -29,9 +25,8 @@ class JsonReporter : public Reporter {
 public:
     JsonReporter();
     void changed(Change const& change, Board const& board) override;
-    void timePassed(Board const& board, bool waiting) override;
+    void timePassed(Board const&, bool) override {}
     void result(std::string const& line) override;
-    void finish() override {}
 
 private:
     Board::Clock::time_point const start_ = Board::Clock::now();
@@ -43,7 +38,6 @@ public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const&, bool) override {}
     void result(std::string const& line) override;
-    void finish() override {}
 };
 
 } // namespace agent::program

@@ -13,6 +13,11 @@ namespace agent::program {
 
 namespace {
 
+bool isSet(char const* variable) {
+    auto const* const value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
 bool canBeDrawnOn(int descriptor) {
     auto const* const terminal = std::getenv("TERM");
     return isatty(descriptor) != 0 && terminal != nullptr && std::string_view(terminal) != "dumb";
@@ -26,7 +31,7 @@ std::unique_ptr<Reporter> makeReporter(ProgressStyle style) {
     }
     switch (style) {
     case ProgressStyle::Table:
-        return std::make_unique<TableReporter>();
+        return std::make_unique<TableReporter>(!isSet("NO_COLOR"));
     case ProgressStyle::Json:
         return std::make_unique<JsonReporter>();
     case ProgressStyle::Quiet:

@@ -16,7 +16,8 @@ struct Change {
     std::string event;              // its kind: "endpoint", "services", "ready", ...
     std::string text;               // a sentence for a person
     nlohmann::ordered_json details; // an object for a program
-    bool onBoard = false;           // whether a look at the board shows it, too
+    bool onBoard;                   // whether a look at the board shows it, too
+    bool isFailure;                 // whether it is in the way of readiness
 };
 
 enum class ProgressStyle { Automatic, Table, Plain, Json, Quiet };
@@ -32,14 +33,18 @@ public:
     // A moment has gone by; called about once a second while nothing changes.
     virtual void timePassed(Board const& board, bool waiting) = 0;
 
+    // The terminal has another size.
+    virtual void terminalResized(Board const&) {}
+
     // A line of result, which other programs may wait for.
     virtual void result(std::string const& line) = 0;
 
     // The last call: what was shown so far is left as it is.
-    virtual void finish() = 0;
+    virtual void finish() {}
 };
 
-// Automatic is a table when standard error is a terminal that can be drawn on, plain lines otherwise.
+// Automatic is a table when standard error is a terminal that can be drawn on, plain lines otherwise; what
+// TERM=dumb names cannot. NO_COLOR, set to anything, has the table drawn without colours.
 std::unique_ptr<Reporter> makeReporter(ProgressStyle style);
 
 } // namespace agent::program

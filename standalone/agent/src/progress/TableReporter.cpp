@@ -8,18 +8,15 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "progress/LineReporters.hpp"
+#include "progress/displayText.hpp"
 
 namespace agent::program {
 
 namespace {
 
-struct Size {
-    std::size_t columns = 80;
-    std::size_t rows = 24;
-};
+constexpr std::size_t mostLinesRemembered = 200;
 
-Size terminalSize() {
+TerminalSize terminalSize() {
     winsize size{};
     if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
         return {};
@@ -27,114 +24,121 @@ Size terminalSize() {
     return {size.ws_col, size.ws_row};
 }
 
-// The first `columns` characters, every character of UTF-8 counted as one column.
-std::string cut(std::string const& text, std::size_t columns) {
-    std::size_t count = 0;
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        bool const startsCharacter = (static_cast<unsigned char>(text[index]) & 0xC0U) != 0x80U;
-        if (startsCharacter && count++ == columns) {
-            return text.substr(0, index);
-        }
-    }
-    return text;
+// One call, so that nobody else's output comes between.
+void write(std::FILE* stream, std::string const& text) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
 }
 
-using Cells = std::vector<std::string>;
-
-std::string age(Board::Clock::time_point since) {
-    auto const seconds =
-        std::chrono::duration_cast<std::chrono::seconds>(Board::Clock::now() - since).count();
-    return seconds < 60 ? fmt::format("{}s", seconds) : fmt::format("{}m{:02}s", seconds / 60, seconds % 60);
-}
-
-std::vector<Cells> cellsOf(Board const& board) {
-    std::vector<Cells> table{{"PUBLISHER", "ENDPOINT", "STATE", "SINCE", ""}};
-    for (auto const& publisher : board.publishers()) {
-        for (auto const& endpoint : publisher.endpoints) {
-            auto const* const state = publisher.removed ? "closed" : wordFor(endpoint.state);
-            auto const reason = publisher.removed ? std::string() : endpoint.reason;
-            table.push_back({publisher.uniqueID, endpoint.endpoint, state, age(endpoint.since), reason});
-        }
-        auto const* const services = publisher.removed             ? "removed"
-                                     : !publisher.failure.empty()  ? "failed"
-                                     : publisher.servicesPublished ? "published"
-                                                                   : "waiting";
-        table.push_back({publisher.uniqueID, "(services)", services, "", publisher.failure});
+char const* colourOf(Tone tone) {
+    switch (tone) {
+    case Tone::Heading:
+        return "\x1b[1m";
+    case Tone::Settled:
+        return "\x1b[32m";
+    case Tone::Pending:
+        return "\x1b[33m";
+    case Tone::Bad:
+        return "\x1b[31m";
     }
-    for (auto const& remote : board.remoteInterfaces()) {
-        table.push_back({remote.localPublisher, remote.interfaceName, "available", "",
-                         "from " + remote.publisher + " of " + remote.peer});
-    }
-    return table;
-}
-
-std::vector<std::string> rowsOf(Board const& board) {
-    auto const table = cellsOf(board);
-    std::vector<std::size_t> widths(table.front().size(), 0);
-    for (auto const& cells : table) {
-        for (std::size_t column = 0; column < cells.size(); ++column) {
-            widths[column] = std::max(widths[column], cells[column].size());
-        }
-    }
-    std::vector<std::string> rows;
-    for (auto const& cells : table) {
-        std::string row;
-        for (std::size_t column = 0; column + 1 < cells.size(); ++column) {
-            row += fmt::format("{:{}}  ", printable(cells[column]), widths[column]);
-        }
-        rows.push_back(row + printable(cells.back()));
-    }
-    return rows;
-}
-
-void write(std::string const& text) {
-    std::fwrite(text.data(), 1, text.size(), stderr);
-    std::fflush(stderr);
+    return "";
 }
 
 } // namespace
 
+TableReporter::TableReporter(bool colours)
+    : colours_(colours) {}
+
 void TableReporter::changed(Change const& change, Board const& board) {
-    eraseTable();
+    std::string line;
     if (!change.onBoard) {
-        write(printable(change.text) + '\n');
+        line = printable(change.text);
+        remember(line);
+        line += '\n';
     }
-    drawTable(board);
+    redraw(line, board);
 }
 
 void TableReporter::timePassed(Board const& board, bool) {
-    eraseTable();
-    drawTable(board);
+    redraw({}, board);
+}
+
+void TableReporter::terminalResized(Board const& board) {
+    redraw({}, board);
 }
 
 void TableReporter::result(std::string const& line) {
-    eraseTable();
-    std::fputs((printable(line) + '\n').c_str(), stdout);
-    std::fflush(stdout);
-    drawAgain();
-}
-
-void TableReporter::eraseTable() {
-    if (drawnRows_ > 0) {
-        write(fmt::format("\r\x1b[{}A\x1b[J", drawnRows_)); // up, then clear to the end of the screen
-    }
-    drawnRows_ = 0;
-}
-
-void TableReporter::drawTable(Board const& board) {
-    rows_ = rowsOf(board);
-    drawAgain();
-}
-
-void TableReporter::drawAgain() {
     auto const size = terminalSize();
-    std::string text;
-    auto const count = std::min(rows_.size(), size.rows - 1);
-    for (std::size_t row = 0; row < count; ++row) {
-        text += cut(rows_[row], size.columns - 1) + '\n';
+    if (fits(size)) {
+        write(stderr, erasure());
+    } else {
+        for (auto& row : drawn_) {
+            row.text = shortened(row.text, size.columns - 1);
+        }
+        write(stderr, freshScreen(size));
     }
-    write(text);
-    drawnRows_ = count;
+    write(stdout, printable(line) + '\n');
+    if (isatty(STDOUT_FILENO) != 0) {
+        remember(printable(line));
+    }
+    write(stderr, drawing());
+}
+
+// Writes a line above the table, and the table anew.
+void TableReporter::redraw(std::string const& line, Board const& board) {
+    auto const size = terminalSize();
+    bool const inPlace = fits(size);
+    auto text = inPlace ? erasure() + line : std::string();
+    drawn_ = layOut(board, size, Board::Clock::now());
+    if (!inPlace) {
+        text = freshScreen(size); // with the line, which is remembered
+    }
+    write(stderr, text + drawing());
+}
+
+// To the first row of the table, and clear to the end of the screen.
+std::string TableReporter::erasure() const {
+    return drawn_.empty() ? std::string() : fmt::format("\r\x1b[{}A\x1b[J", drawn_.size());
+}
+
+// Whether every row of the table is still one row of the screen, so that the table can be found.
+bool TableReporter::fits(TerminalSize size) const {
+    return std::all_of(drawn_.begin(), drawn_.end(),
+                       [size](TableRow const& row) { return displayWidth(row.text) <= size.columns; });
+}
+
+// When the terminal has become narrower than the table, terminals differ in what they make of its rows. What
+// is on the screen is pushed out at its top, where most terminals remember it, and the last lines are written
+// again.
+std::string TableReporter::freshScreen(TerminalSize size) const {
+    std::string text(size.rows, '\n');
+    text += "\x1b[H\x1b[J";
+    auto const room = size.rows - std::min(size.rows, drawn_.size() + 1);
+    auto const count = std::min(room, lastLines_.size());
+    for (auto line = lastLines_.end() - static_cast<std::ptrdiff_t>(count); line != lastLines_.end();
+         ++line) {
+        text += shortened(*line, size.columns) + '\n';
+    }
+    return text;
+}
+
+std::string TableReporter::drawing() const {
+    std::string text;
+    for (auto const& row : drawn_) {
+        text += coloured(row) + '\n';
+    }
+    return text;
+}
+
+std::string TableReporter::coloured(TableRow const& row) const {
+    return colours_ ? colourOf(row.tone) + row.text + "\x1b[0m" : row.text;
+}
+
+void TableReporter::remember(std::string const& line) {
+    lastLines_.push_back(line);
+    while (lastLines_.size() > mostLinesRemembered) {
+        lastLines_.pop_front();
+    }
 }
 
 } // namespace agent::program

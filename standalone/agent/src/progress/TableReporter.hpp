@@ -3,28 +3,38 @@
 #define AGENT_PROGRAM_PROGRESS_TABLE_REPORTER_HPP
 
 #include <cstddef>
+#include <deque>
 #include <string>
 #include <vector>
 
 #include "progress/Reporter.hpp"
+#include "progress/TableLayout.hpp"
 
 namespace agent::program {
 
-// Changes that the table does not show are lines above it.
+// Changes that the table does not show are lines above it. Leaves no mode of the terminal changed behind, so
+// that the process may end at any moment.
 class TableReporter : public Reporter {
 public:
+    explicit TableReporter(bool colours);
+
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
+    void terminalResized(Board const& board) override;
     void result(std::string const& line) override;
-    void finish() override {}
 
 private:
-    void eraseTable();
-    void drawTable(Board const& board);
-    void drawAgain();
+    void redraw(std::string const& line, Board const& board);
+    std::string erasure() const;
+    bool fits(TerminalSize size) const;
+    std::string freshScreen(TerminalSize size) const;
+    std::string drawing() const;
+    std::string coloured(TableRow const& row) const;
+    void remember(std::string const& line);
 
-    std::vector<std::string> rows_; // of the table as it was last worked out
-    std::size_t drawnRows_ = 0;     // how many rows above the cursor belong to the table
+    bool const colours_;
+    std::vector<TableRow> drawn_;       // the table as it is on the screen, directly above the cursor
+    std::deque<std::string> lastLines_; // what was written above it
 };
 
 } // namespace agent::program

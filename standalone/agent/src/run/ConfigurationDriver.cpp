@@ -3,13 +3,12 @@
 
 #include <algorithm>
 #include <exception>
-#include <stdexcept>
 #include <utility>
 
 #include "agent/host/FrameworkAccess.hpp"
 #include "agent/host/standalone/StandaloneHost.hpp"
-#include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
 #include "run/FrameworkWatch.hpp"
+#include "run/publishing.hpp"
 
 namespace agent::program {
 
@@ -17,37 +16,8 @@ using std::chrono::milliseconds;
 
 namespace {
 
-// How long one wait of the library may take before a request to withdraw is looked for.
+// How long one wait of the library may take before requests are looked for.
 constexpr milliseconds slice{50};
-
-std::vector<cppmicroservices::Any> anys(std::vector<std::string> const& texts) {
-    std::vector<cppmicroservices::Any> result;
-    for (auto const& text : texts) {
-        result.emplace_back(text);
-    }
-    return result;
-}
-
-spf::frameworksetup::SPFConfiguration publish(ConfigurationFile const& configuration) {
-    spf::frameworksetup::SPFConfigurationBuilder builder(configuration.configurationID);
-    for (auto const& publisher : configuration.publishers) {
-        builder.addServicePublisherAny(
-            publisher.uniqueID, publisher.name, anys(publisher.endpointsToConnectTo),
-            anys(publisher.endpointsToBindTo), publisher.importFilter, publisher.exportFilter);
-    }
-    for (auto const& entry : configuration.interfaces) {
-        if (entry.mappedToAllPublishers) {
-            builder.addServiceInterfaceToAllServicePublishers(entry.uniqueID, entry.name,
-                                                              entry.requestedProperties);
-        } else {
-            builder.addServiceInterface(entry.uniqueID, entry.name, entry.requestedProperties);
-        }
-        for (auto const& publisher : entry.publishers) {
-            builder.addServiceMapping(entry.uniqueID, publisher);
-        }
-    }
-    return builder.build();
-}
 
 std::vector<std::string> publisherIDs(ConfigurationFile const& configuration) {
     std::vector<std::string> ids;
@@ -57,19 +27,11 @@ std::vector<std::string> publisherIDs(ConfigurationFile const& configuration) {
     return ids;
 }
 
-std::vector<std::string> texts(std::vector<cppmicroservices::Any> const& endpoints) {
-    std::vector<std::string> result;
-    for (auto const& endpoint : endpoints) {
-        result.push_back(endpoint.ToString());
-    }
-    return result;
-}
-
 } // namespace
 
 ConfigurationDriver::ConfigurationDriver(ConfigurationFile configuration, milliseconds removalTimeout,
                                          MessageBox& messages)
-    : configuration_(std::move(configuration))
+    : current_{std::move(configuration), 1}
     , removalTimeout_(removalTimeout)
     , messages_(messages)
     , thread_([this] { run(); }) {}
@@ -77,6 +39,16 @@ ConfigurationDriver::ConfigurationDriver(ConfigurationFile configuration, millis
 ConfigurationDriver::~ConfigurationDriver() {
     finish();
     thread_.join();
+}
+
+// Requests
+
+void ConfigurationDriver::apply(ConfigurationFile next, std::uint32_t modificationCount) {
+    {
+        std::lock_guard const lock(mutex_);
+        next_ = Version{std::move(next), modificationCount};
+    }
+    requestMade_.notify_all();
 }
 
 void ConfigurationDriver::request(Request request) {
@@ -87,9 +59,16 @@ void ConfigurationDriver::request(Request request) {
     requestMade_.notify_all();
 }
 
-bool ConfigurationDriver::requested(Request request) {
+bool ConfigurationDriver::isAskedForSomething() {
     std::lock_guard const lock(mutex_);
-    return request_ >= request;
+    return isAskedForSomethingWithLock();
+}
+
+// Nothing when the withdrawal is asked for.
+std::optional<ConfigurationDriver::Version> ConfigurationDriver::waitForNextVersion() {
+    std::unique_lock lock(mutex_);
+    requestMade_.wait(lock, [this] { return isAskedForSomethingWithLock(); });
+    return request_ == Request::None ? std::exchange(next_, std::nullopt) : std::nullopt;
 }
 
 void ConfigurationDriver::waitFor(Request request) {
@@ -97,11 +76,13 @@ void ConfigurationDriver::waitFor(Request request) {
     requestMade_.wait(lock, [this, request] { return request_ >= request; });
 }
 
+// The thread
+
 void ConfigurationDriver::run() {
     try {
         drive();
     } catch (std::exception const& error) {
-        messages_.put(ConfigurationFailed{error.what()});
+        messages_.put(ConfigurationFailed{error.what(), current_.modificationCount});
     }
     host::standalone::stopFramework();
     messages_.put(FrameworkStopped{});
@@ -110,32 +91,33 @@ void ConfigurationDriver::run() {
 void ConfigurationDriver::drive() {
     auto const framework = host::getFramework();
     FrameworkWatch const watch(framework->GetBundleContext(), messages_);
-    auto published = publish(configuration_);
-    if (published.getConfigurationID().empty()) {
-        throw std::runtime_error(
-            "the configuration could not be published: the framework has no Configuration "
-            "Admin service");
+    auto published = publish(current_.configuration);
+    for (;;) {
+        messages_.put(ConfigurationPublished{current_.modificationCount});
+        awaitReadiness(published);
+        auto next = waitForNextVersion();
+        if (!next) {
+            break;
+        }
+        current_ = std::move(*next);
+        published = publishNext(published, current_.configuration);
     }
-    messages_.put(ConfigurationPublished{published.getConfigurationID()});
-    awaitReadiness(published);
-    waitFor(Request::Withdraw);
     withdraw(published);
     messages_.put(ConfigurationWithdrawn{});
     waitFor(Request::Finish);
 }
 
 void ConfigurationDriver::awaitReadiness(SPFConfiguration& published) {
-    auto pending = publisherIDs(configuration_);
+    auto pending = publisherIDs(current_.configuration);
     try {
         while (!becameReady(published, pending)) {
-            if (requested(Request::Withdraw)) {
-                reportOutstanding(published);
+            if (isAskedForSomething()) {
                 return;
             }
         }
-        messages_.put(ConfigurationReady{});
+        messages_.put(ConfigurationReady{current_.modificationCount});
     } catch (std::exception const& error) {
-        messages_.put(ConfigurationFailed{error.what()});
+        messages_.put(ConfigurationFailed{error.what(), current_.modificationCount});
     }
 }
 
@@ -150,30 +132,20 @@ bool ConfigurationDriver::becameReady(SPFConfiguration& published, std::vector<s
     if (pending.empty()) {
         return true;
     }
-    if (!published.waitForAllEndpoints(slice, pending.front())) {
-        return false;
+    if (published.waitForAllEndpoints(slice, pending.front())) {
+        published.waitForAllServices(slice, pending.front());
     }
-    published.waitForAllServices(slice, pending.front());
     return false;
-}
-
-void ConfigurationDriver::reportOutstanding(SPFConfiguration& published) {
-    OutstandingEndpoints outstanding;
-    for (auto const& publisher : configuration_.publishers) {
-        auto const [toConnect, toBind] = published.listOutstandingEndpoints(publisher.uniqueID);
-        outstanding.publishers.push_back({publisher.uniqueID, texts(toConnect), texts(toBind)});
-    }
-    messages_.put(std::move(outstanding));
 }
 
 // The wait for one publisher withdraws the configuration of all. It ends the library's listening, too, and a
 // publisher that has failed answers it with its error; that all are removed is therefore seen by the
 // FrameworkWatch.
 void ConfigurationDriver::withdraw(SPFConfiguration& published) {
+    auto const& publishers = current_.configuration.publishers;
     try {
-        if (!configuration_.publishers.empty()) {
-            published.waitForAllServicesToBeUnpublished(removalTimeout_,
-                                                        configuration_.publishers.front().uniqueID);
+        if (!publishers.empty()) {
+            published.waitForAllServicesToBeUnpublished(removalTimeout_, publishers.front().uniqueID);
         }
     } catch (std::exception const&) {
         // The error of the publisher, which was reported when it arrived.

@@ -4,8 +4,9 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <memory>
+#include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,14 +17,14 @@
 
 namespace agent::program {
 
-// Starts the framework, publishes, and waits until every publisher is ready or withdraw() is called;
-// withdraws; and stops the framework when finish() is called. The calls of the library and the framework may
-// block, which must not keep the main thread from answering an interrupt.
+// Starts the framework and publishes; publishes the next version whenever one is given with apply();
+// withdraws when withdraw() is called, and stops the framework when finish() is. The calls of the library and
+// the framework may block, which must not keep the main thread from answering an interrupt.
 //
-// Messages, in order: ConfigurationPublished, then ConfigurationReady or ConfigurationFailed or, when
-// withdraw() came first, OutstandingEndpoints; after withdraw() ConfigurationWithdrawn; after finish()
-// FrameworkStopped. If starting or publishing fails, only ConfigurationFailed and, without being asked,
-// FrameworkStopped.
+// Messages, in order: for every version ConfigurationPublished, then ConfigurationReady or
+// ConfigurationFailed unless something else was asked for first; after withdraw() ConfigurationWithdrawn;
+// after finish() FrameworkStopped. If starting or publishing fails, ConfigurationFailed and, without being
+// asked, FrameworkStopped.
 class ConfigurationDriver {
 public:
     // `removalTimeout` bounds the library's wait for the removal to be reported.
@@ -36,31 +37,40 @@ public:
     ConfigurationDriver(ConfigurationDriver const&) = delete;
     ConfigurationDriver& operator=(ConfigurationDriver const&) = delete;
 
-    // Ask for the withdrawal, and for the end. They do not block. Thread safe.
+    // They do not block. Of versions that are given while another is being published, the last one counts.
+    // Thread safe.
+    void apply(ConfigurationFile next, std::uint32_t modificationCount);
     void withdraw() { request(Request::Withdraw); }
     void finish() { request(Request::Finish); }
 
 private:
     enum class Request { None, Withdraw, Finish }; // each includes those before it
     using SPFConfiguration = spf::frameworksetup::SPFConfiguration;
+    struct Version {
+        ConfigurationFile configuration;
+        std::uint32_t modificationCount;
+    };
 
     void run();
     void drive();
     void awaitReadiness(SPFConfiguration& published);
     bool becameReady(SPFConfiguration& published, std::vector<std::string>& pending);
-    void reportOutstanding(SPFConfiguration& published);
     void withdraw(SPFConfiguration& published);
+
     void request(Request request);
-    bool requested(Request request);
+    bool isAskedForSomethingWithLock() const { return request_ != Request::None || next_; }
+    bool isAskedForSomething();
+    std::optional<Version> waitForNextVersion();
     void waitFor(Request request);
 
-    ConfigurationFile const configuration_;
+    Version current_; // used by the thread only
     std::chrono::milliseconds const removalTimeout_;
     MessageBox& messages_;
 
-    std::mutex mutex_; // guards request_
+    std::mutex mutex_; // guards request_ and next_
     std::condition_variable requestMade_;
     Request request_ = Request::None;
+    std::optional<Version> next_;
 
     std::thread thread_;
 };

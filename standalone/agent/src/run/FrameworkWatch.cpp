@@ -74,14 +74,14 @@ public:
 private:
     void forward(FrameworkEvent const& event) {
         if (event.kind == FrameworkEvent::Kind::AllServicesPublished) {
-            messages_.put(ServicesPublished{event.name});
+            messages_.put(ServicesPublished{event.name, event.modificationCount});
         } else if (event.kind == FrameworkEvent::Kind::ConfigurationRemoved) {
             messages_.put(PublisherRemoved{event.name});
         }
     }
 
     void forward(FrameworkErrorEvent const& event) {
-        messages_.put(PublisherFailed{event.name, reasonOf(event.error)});
+        messages_.put(PublisherFailed{event.name, reasonOf(event.error), event.modificationCount});
     }
 
     MessageBox& messages_;

@@ -2,19 +2,21 @@
 #ifndef AGENT_PROGRAM_RUN_MESSAGE_HPP
 #define AGENT_PROGRAM_RUN_MESSAGE_HPP
 
+#include <cstdint>
 #include <string>
 #include <variant>
-#include <vector>
 
 #include "agent/spf/bundles/EndpointStatusListener.hpp"
+#include "configuration/ConfigurationFile.hpp"
 #include "run/Mailbox.hpp"
 
 namespace agent::program {
 
-// From the service framework.
+// From the service framework. A count is that of the modification that the message is about.
 using spf::bundles::EndpointStatus;
 struct ServicesPublished {
     std::string publisher;
+    std::uint32_t modificationCount;
 };
 struct PublisherRemoved {
     std::string publisher;
@@ -22,6 +24,7 @@ struct PublisherRemoved {
 struct PublisherFailed {
     std::string publisher;
     std::string reason;
+    std::uint32_t modificationCount;
 };
 struct RemoteInterface {
     std::string interfaceName;
@@ -35,32 +38,34 @@ struct RemoteInterface {
 
 // From the thread that drives the configuration.
 struct ConfigurationPublished {
-    std::string configurationID;
+    std::uint32_t modificationCount;
 };
-struct ConfigurationReady {};
-struct OutstandingEndpoints { // of a configuration that is withdrawn before it was ready
-    struct Publisher {
-        std::string publisher;
-        std::vector<std::string> toConnect;
-        std::vector<std::string> toBind;
-    };
-    std::vector<Publisher> publishers;
+struct ConfigurationAdopted { // one that came from no file
+    ConfigurationFile configuration;
+};
+struct ConfigurationReady {
+    std::uint32_t modificationCount;
 };
 struct ConfigurationFailed {
     std::string reason;
+    std::uint32_t modificationCount;
 };
 struct ConfigurationWithdrawn {};
 struct FrameworkStopped {};
 
-// From the thread that waits for signals.
-struct SignalReceived {
+// From outside the process.
+struct SignalReceived { // which asks the process to end
     int number;
 };
+struct ReloadRequested {
+    std::string cause;
+};
+struct TerminalResized {};
 
 using Message =
     std::variant<EndpointStatus, ServicesPublished, PublisherRemoved, PublisherFailed, RemoteInterface,
-                 ConfigurationPublished, ConfigurationReady, OutstandingEndpoints, ConfigurationFailed,
-                 ConfigurationWithdrawn, FrameworkStopped, SignalReceived>;
+                 ConfigurationPublished, ConfigurationAdopted, ConfigurationReady, ConfigurationFailed,
+                 ConfigurationWithdrawn, FrameworkStopped, SignalReceived, ReloadRequested, TerminalResized>;
 using MessageBox = Mailbox<Message>;
 
 } // namespace agent::program

@@ -10,6 +10,7 @@
 
 #include "Duration.hpp"
 #include "ExitStatus.hpp"
+#include "configuration/ConfigurationDifference.hpp"
 #include "run/SignalThread.hpp"
 
 namespace agent::program {
@@ -22,134 +23,96 @@ using nlohmann::ordered_json;
 constexpr std::chrono::milliseconds removalTimeout = 8s;
 constexpr std::chrono::milliseconds withdrawalLimit =
     10s; // longer than the library's wait that is part of it
-constexpr std::chrono::milliseconds stopLimit = 10s;
+constexpr std::chrono::milliseconds stopLimit = 5s;
 constexpr std::chrono::milliseconds redrawInterval = 1s;
 constexpr auto noDeadline = MessageBox::Clock::time_point::max();
 
-std::string withReason(std::string text, std::string const& reason) {
-    return reason.empty() ? text : text + " (" + reason + ")";
-}
-
 } // namespace
 
-RunSession::RunSession(ConfigurationFile const& configuration, RunOptions options, MessageBox& messages)
-    : options_(std::move(options))
+RunSession::RunSession(ConfigurationSource source, ConfigurationFile configuration, RunOptions options,
+                       MessageBox& messages)
+    : source_(std::move(source))
+    , configuration_(std::move(configuration))
+    , options_(std::move(options))
     , messages_(messages)
-    , board_(configuration)
-    , reporter_(makeReporter(options_.progress))
-    , driver_(configuration, removalTimeout, messages)
-    , deadline_(options_.timeout == 0ms ? noDeadline : Clock::now() + options_.timeout)
+    , narrator_(configuration_, options_.progress)
+    , driver_(configuration_, removalTimeout, messages)
     , status_(exitstatus::success) {}
 
 int RunSession::run() {
-    report("starting", "publishing configuration " + board_.configurationID(),
-           {{"configurationID", board_.configurationID()}});
+    narrator_.tell("starting", "publishing configuration " + configuration_.configurationID, identity());
+    enterWaiting();
     while (phase_ != Phase::Ended) {
-        auto const message = messages_.take(std::min(deadline_, Clock::now() + redrawInterval));
+        auto const message = messages_.take(std::min(nextDeadline(), Clock::now() + redrawInterval));
         if (message) {
             std::visit([this](auto const& content) { handle(content); }, *message);
             advance();
         } else {
-            reporter_->timePassed(board_, phase_ == Phase::Waiting);
+            narrator_.timePassed(phase_ == Phase::Waiting);
         }
-        if (phase_ != Phase::Ended && Clock::now() >= deadline_) {
-            deadlineReached();
+        if (phase_ != Phase::Ended && Clock::now() >= nextDeadline()) {
+            deadlinePassed();
         }
     }
-    report("summary", fmt::format("ended with status {}", status_), {{"status", status_}});
-    reporter_->finish();
+    narrator_.tellSummary(status_);
     return status_;
 }
 
 // From the service framework
 
 void RunSession::handle(EndpointStatus const& status) {
-    if (board_.apply(status)) {
-        report("endpoint",
-               withReason(fmt::format("{}: {} {}: {}", status.publisher, wordFor(status.role),
-                                      status.endpoint, wordFor(status.state)),
-                          status.reason),
-               {{"publisher", status.publisher},
-                {"endpoint", status.endpoint},
-                {"role", wordFor(status.role)},
-                {"state", wordFor(status.state)},
-                {"reason", status.reason}},
-               true);
-    }
+    narrator_.tell(status);
 }
 
 void RunSession::handle(ServicesPublished const& message) {
-    if (board_.apply(message)) {
-        report("services", message.publisher + ": services published",
-               {{"publisher", message.publisher}, {"state", "published"}}, true);
+    if (message.modificationCount == modificationCount_) {
+        narrator_.tell(message);
     }
 }
 
 void RunSession::handle(PublisherRemoved const& message) {
-    if (board_.apply(message)) {
-        report("services", message.publisher + ": services unpublished",
-               {{"publisher", message.publisher}, {"state", "unpublished"}}, true);
+    if (phase_ == Phase::Withdrawing) { // before that it is about a publisher that a modification left out
+        narrator_.tell(message);
     }
 }
 
 void RunSession::handle(PublisherFailed const& message) {
-    if (!board_.apply(message)) {
+    if (message.modificationCount != modificationCount_ || !narrator_.tell(message)) {
         return;
     }
-    reportFailure(message.reason);
     if (phase_ == Phase::Waiting) {
-        withdrawWith(exitstatus::failed);
+        waitFailed(exitstatus::failed);
     } else if (phase_ == Phase::Staying) {
         status_ = exitstatus::failed; // the others go on; that it was not all well shows at the end
     }
 }
 
 void RunSession::handle(RemoteInterface const& message) {
-    if (board_.apply(message)) {
-        report("remote",
-               fmt::format("{}: interface {} ({}) of publisher {} of {} through {}: {}",
-                           message.localPublisher, message.interfaceName, message.uniqueID, message.publisher,
-                           message.peer, message.endpoint, message.available ? "available" : "gone"),
-               {{"publisher", message.localPublisher},
-                {"interface", message.interfaceName},
-                {"uniqueID", message.uniqueID},
-                {"remotePublisher", message.publisher},
-                {"peer", message.peer},
-                {"endpoint", message.endpoint},
-                {"state", message.available ? "available" : "gone"}},
-               true);
-    }
+    narrator_.tell(message);
 }
 
 // From the driver
 
 void RunSession::handle(ConfigurationPublished const& message) {
-    report("published", "configuration " + message.configurationID + " handed to the service framework",
-           {{"configurationID", message.configurationID}});
+    isPublished_ = true;
+    narrator_.tell("published",
+                   fmt::format("modification {} of configuration {} handed to the service framework",
+                               message.modificationCount, configuration_.configurationID),
+                   {{"configurationID", configuration_.configurationID},
+                    {"modificationCount", message.modificationCount}});
 }
 
-void RunSession::handle(ConfigurationReady const&) {
-    driverIsReady_ = true;
-}
-
-void RunSession::handle(OutstandingEndpoints const& message) {
-    if (status_ != exitstatus::notReady) {
-        return; // it was not for lack of time that the wait ended
-    }
-    for (auto const& publisher : message.publishers) {
-        for (auto const& endpoint : publisher.toBind) {
-            reportOutstanding(publisher.publisher, endpoint, EndpointRole::Bind);
-        }
-        for (auto const& endpoint : publisher.toConnect) {
-            reportOutstanding(publisher.publisher, endpoint, EndpointRole::Connect);
-        }
-    }
+void RunSession::handle(ConfigurationReady const& message) {
+    driverIsReady_ = message.modificationCount == modificationCount_;
 }
 
 void RunSession::handle(ConfigurationFailed const& message) {
-    reportFailure(message.reason);
+    if (message.modificationCount != modificationCount_) {
+        return;
+    }
+    narrator_.tellFailure(message.reason);
     if (phase_ == Phase::Waiting) {
-        withdrawWith(exitstatus::failed);
+        waitFailed(exitstatus::failed);
     }
 }
 
@@ -161,71 +124,129 @@ void RunSession::handle(FrameworkStopped const&) {
     phase_ = Phase::Ended;
 }
 
+// From outside
+
 void RunSession::handle(SignalReceived const& message) {
-    report("interrupted",
-           fmt::format("SIG{}: withdrawing; a second signal leaves at once", sigabbrev_np(message.number)),
-           {{"signal", message.number}});
+    narrator_.tell(
+        "interrupted",
+        fmt::format("SIG{}: withdrawing; a second signal leaves at once", sigabbrev_np(message.number)),
+        {{"signal", message.number}});
+    status_ = exitStatusOfSignal(message.number);
     if (phase_ == Phase::Waiting || phase_ == Phase::Staying) {
-        withdrawWith(exitStatusOfSignal(message.number));
+        enterWithdrawing();
     }
+}
+
+void RunSession::handle(ReloadRequested const& message) {
+    if (phase_ != Phase::Waiting && phase_ != Phase::Staying) {
+        return;
+    }
+    narrator_.tell("reload", message.cause + ": reading " + source_.name() + " again",
+                   {{"cause", message.cause}});
+    if (source_.isStandardInput()) {
+        return refuse({Problem{"", "it was read to its end and cannot be read again"}});
+    }
+    auto parsed = source_.load();
+    auto const& id = configuration_.configurationID;
+    if (parsed.problems.empty() && parsed.configuration.configurationID != id) {
+        parsed.problems.push_back(
+            {"/configurationID", "found \"" + parsed.configuration.configurationID + "\"; expected \"" + id +
+                                     "\", which is running; another one takes another run"});
+    }
+    if (!parsed.problems.empty()) {
+        return refuse(parsed.problems);
+    }
+    apply(std::move(parsed.configuration));
+}
+
+void RunSession::handle(TerminalResized const&) {
+    narrator_.terminalResized();
 }
 
 // Phases
 
+RunSession::Clock::time_point RunSession::nextDeadline() const {
+    bool const mayEndStay = phase_ == Phase::Waiting || phase_ == Phase::Staying;
+    return mayEndStay ? std::min(deadline_, stayUntil_) : deadline_;
+}
+
+bool RunSession::isReady() const {
+    auto const& board = narrator_.board();
+    auto const& expected = options_.expectedInterfaces;
+    return driverIsReady_ && board.isReady() &&
+           std::all_of(expected.begin(), expected.end(),
+                       [&board](auto const& name) { return board.sees(name); });
+}
+
 // Enters the next phase if what has happened allows it.
 void RunSession::advance() {
-    if (phase_ == Phase::Waiting && driverIsReady_ && board_.isReady() && seesExpectedInterfaces()) {
-        enterStaying();
-    } else if (phase_ == Phase::Withdrawing && driverHasWithdrawn_ && board_.isRemoved()) {
-        report("withdrawn", "configuration " + board_.configurationID() + " withdrawn",
-               {{"configurationID", board_.configurationID()}});
-        reporter_->result("withdrawn " + board_.configurationID());
+    bool const awaitsReadiness = phase_ == Phase::Waiting || (phase_ == Phase::Staying && isLate_);
+    if (awaitsReadiness && isReady()) {
+        becomeReady();
+    } else if (phase_ == Phase::Withdrawing && driverHasWithdrawn_ && narrator_.board().isRemoved()) {
+        narrator_.tell("withdrawn", "configuration " + configuration_.configurationID + " withdrawn",
+                       identity());
+        narrator_.result("withdrawn " + configuration_.configurationID);
         enterStopping();
     }
 }
 
-void RunSession::deadlineReached() {
-    switch (phase_) {
-    case Phase::Waiting:
-        reportNotReady();
-        withdrawWith(exitstatus::notReady);
-        break;
-    case Phase::Staying:
+void RunSession::deadlinePassed() {
+    if (phase_ == Phase::Withdrawing) {
+        withdrawalTookTooLong();
+    } else if (phase_ == Phase::Stopping) {
+        stopTookTooLong();
+    } else if (Clock::now() >= stayUntil_) {
         enterWithdrawing();
-        break;
-    case Phase::Withdrawing:
-        reportFailure("not withdrawn within " + formatDuration(withdrawalLimit) +
-                      "; the service framework has not reported the removal of every publisher");
-        status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
-        enterStopping();
-        break;
-    case Phase::Stopping:
-        reportFailure("the framework did not stop within " + formatDuration(stopLimit));
-        std::_Exit(status_ == exitstatus::success ? exitstatus::failed : status_);
-    case Phase::Ended:
-        break;
+    } else {
+        narrator_.tellFailure("not ready within " + formatDuration(options_.timeout));
+        narrator_.tellOutstanding(options_.expectedInterfaces);
+        waitFailed(exitstatus::notReady);
     }
 }
 
-void RunSession::enterStaying() {
-    phase_ = Phase::Staying;
-    deadline_ = options_.stay ? Clock::now() + *options_.stay : noDeadline;
-    report("ready", "configuration " + board_.configurationID() + " is ready",
-           {{"configurationID", board_.configurationID()}});
-    reporter_->result("ready " + board_.configurationID());
+void RunSession::enterWaiting() {
+    phase_ = Phase::Waiting;
+    deadline_ = options_.timeout == 0ms ? noDeadline : Clock::now() + options_.timeout;
 }
 
-void RunSession::withdrawWith(int status) {
+void RunSession::becomeReady() {
+    phase_ = Phase::Staying;
+    deadline_ = noDeadline;
+    status_ = exitstatus::success;
+    isLate_ = false;
+    if (!std::exchange(wasReady_, true) && options_.stay) {
+        stayUntil_ = Clock::now() + *options_.stay;
+    }
+    narrator_.tell("ready", "configuration " + configuration_.configurationID + " is ready", identity());
+    narrator_.result("ready " + configuration_.configurationID);
+}
+
+void RunSession::waitFailed(int status) {
     status_ = status;
-    enterWithdrawing();
+    if (wasReady_) { // a modification came to nothing: what runs stays, and the next change may mend it
+        isLate_ = true;
+        phase_ = Phase::Staying;
+        deadline_ = noDeadline;
+    } else {
+        enterWithdrawing();
+    }
 }
 
 void RunSession::enterWithdrawing() {
     phase_ = Phase::Withdrawing;
     deadline_ = Clock::now() + withdrawalLimit;
-    report("withdrawing", "withdrawing configuration " + board_.configurationID(),
-           {{"configurationID", board_.configurationID()}});
+    narrator_.tell("withdrawing", "withdrawing configuration " + configuration_.configurationID, identity());
     driver_.withdraw();
+}
+
+void RunSession::withdrawalTookTooLong() {
+    narrator_.tellFailure("not withdrawn within " + formatDuration(withdrawalLimit) +
+                          (isPublished_
+                               ? "; the service framework has not reported the removal of every publisher"
+                               : "; the service framework is still being started"));
+    status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
+    enterStopping();
 }
 
 void RunSession::enterStopping() {
@@ -234,42 +255,49 @@ void RunSession::enterStopping() {
     driver_.finish();
 }
 
-bool RunSession::seesExpectedInterfaces() const {
-    auto const& expected = options_.expectedInterfaces;
-    return std::all_of(expected.begin(), expected.end(),
-                       [this](std::string const& name) { return board_.sees(name); });
+void RunSession::stopTookTooLong() {
+    narrator_.tellFailure("the framework did not stop within " + formatDuration(stopLimit));
+    status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
+    narrator_.tellSummary(status_);
+    std::_Exit(status_);
 }
 
-// Reports
+// Changes of the configuration
 
-void RunSession::reportNotReady() {
-    reportFailure("not ready within " + formatDuration(options_.timeout));
-    for (auto const& publisher : board_.publishers()) {
-        if (!publisher.servicesPublished) {
-            reportFailure("outstanding: the services of " + publisher.uniqueID + " are not published");
-        }
+void RunSession::apply(ConfigurationFile next) {
+    auto const lines = differences(configuration_, next);
+    if (lines.empty()) {
+        return narrator_.tell("unchanged", source_.name() + " is unchanged: nothing to apply", identity());
     }
-    for (auto const& name : options_.expectedInterfaces) {
-        if (!board_.sees(name)) {
-            reportFailure("outstanding: no peer offers the expected interface " + name);
-        }
+    narrator_.tell("modifying",
+                   fmt::format("applying {} to configuration {}",
+                               lines.size() == 1 ? "1 change" : fmt::format("{} changes", lines.size()),
+                               configuration_.configurationID),
+                   {{"configurationID", configuration_.configurationID},
+                    {"modificationCount", modificationCount_ + 1},
+                    {"changes", lines.size()}});
+    for (auto const& line : lines) {
+        narrator_.tell("difference", "  " + line, {{"difference", line}});
     }
+    configuration_ = next;
+    driverIsReady_ = false;
+    ++modificationCount_;
+    narrator_.reconfigure(configuration_);
+    driver_.apply(std::move(next), modificationCount_);
+    if (wasReady_) {
+        enterWaiting();
+    } // otherwise the first wait goes on, with its one deadline
 }
 
-void RunSession::reportOutstanding(std::string const& publisher, std::string const& endpoint,
-                                   EndpointRole role) {
-    reportFailure("outstanding: " + withReason(fmt::format("{}: {} {}", publisher, wordFor(role), endpoint),
-                                               board_.lastReason(publisher, endpoint, role)));
-}
-
-void RunSession::reportFailure(std::string const& reason) {
-    if (reportedFailures_.insert(reason).second) { // one failure may be told in two ways
-        report("failure", reason, {{"reason", reason}});
+void RunSession::refuse(Problems const& problems) {
+    for (auto const& problem : problems) {
+        narrator_.tellProblem(source_.describe(problem), problem);
     }
+    narrator_.tell("refused", source_.name() + " is refused; the running configuration stays", identity());
 }
 
-void RunSession::report(std::string event, std::string text, ordered_json details, bool onBoard) {
-    reporter_->changed({std::move(event), std::move(text), std::move(details), onBoard}, board_);
+ordered_json RunSession::identity() const {
+    return {{"configurationID", configuration_.configurationID}};
 }
 
 } // namespace agent::program

@@ -3,15 +3,13 @@
 #define AGENT_PROGRAM_RUN_RUN_SESSION_HPP
 
 #include <chrono>
-#include <memory>
+#include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "configuration/ConfigurationFile.hpp"
-#include "progress/Board.hpp"
-#include "progress/Reporter.hpp"
+#include "configuration/ConfigurationSource.hpp"
+#include "progress/Narrator.hpp"
 #include "run/ConfigurationDriver.hpp"
 #include "run/Message.hpp"
 
@@ -26,9 +24,16 @@ struct RunOptions {
 
 // The main thread's part: it alone knows what phase the run is in, and it alone writes. Other threads reach
 // it through the mailbox only.
+//
+//   Waiting -> Staying -> Withdrawing -> Stopping -> Ended
+//
+// The first wait leads to Withdrawing if it fails. A changed file leads from Staying to Waiting again;
+// whatever comes of that wait, Staying follows.
 class RunSession {
 public:
-    RunSession(ConfigurationFile const& configuration, RunOptions options, MessageBox& messages);
+    // `configuration` is what was loaded from `source`, which is loaded again when a change is to be applied.
+    RunSession(ConfigurationSource source, ConfigurationFile configuration, RunOptions options,
+               MessageBox& messages);
 
     // Returns the exit status. Ends the process itself when the framework does not stop in time.
     int run();
@@ -44,38 +49,46 @@ private:
     void handle(RemoteInterface const& message);
     void handle(ConfigurationPublished const& message);
     void handle(ConfigurationReady const& message);
-    void handle(OutstandingEndpoints const& message);
     void handle(ConfigurationFailed const& message);
     void handle(ConfigurationWithdrawn const& message);
     void handle(FrameworkStopped const& message);
     void handle(SignalReceived const& message);
+    void handle(ReloadRequested const& message);
+    void handle(TerminalResized const& message);
+    void handle(ConfigurationAdopted const&) {} // not of this kind of run
 
+    Clock::time_point nextDeadline() const;
+    bool isReady() const;
     void advance();
-    void deadlineReached();
-    void enterStaying();
+    void deadlinePassed();
+    void enterWaiting();
+    void becomeReady();
+    void waitFailed(int status);
     void enterWithdrawing();
+    void withdrawalTookTooLong();
     void enterStopping();
-    void withdrawWith(int status);
+    void stopTookTooLong();
+    void apply(ConfigurationFile next);
+    void refuse(Problems const& problems);
+    nlohmann::ordered_json identity() const;
 
-    bool seesExpectedInterfaces() const;
-    void reportNotReady();
-    void reportOutstanding(std::string const& publisher, std::string const& endpoint, EndpointRole role);
-    void reportFailure(std::string const& reason);
-    void report(std::string event, std::string text, nlohmann::ordered_json details = {},
-                bool onBoard = false);
-
+    ConfigurationSource const source_;
+    ConfigurationFile configuration_; // the version that was handed over last
     RunOptions const options_;
     MessageBox& messages_;
-    Board board_;
-    std::unique_ptr<Reporter> reporter_;
+    Narrator narrator_;
     ConfigurationDriver driver_;
 
     Phase phase_ = Phase::Waiting;
-    Clock::time_point deadline_; // of the phase
-    int status_;
-    bool driverIsReady_ = false;
+    Clock::time_point deadline_;                             // of the phase
+    Clock::time_point stayUntil_ = Clock::time_point::max(); // whatever the phase, once all was ready
+    std::uint32_t modificationCount_ = 1;                    // of configuration_
+    bool isPublished_ = false;                               // the framework was started, and has a version
+    bool driverIsReady_ = false;                             // with configuration_
+    bool wasReady_ = false;                                  // ever
+    bool isLate_ = false;                                    // a modification was not ready in time
     bool driverHasWithdrawn_ = false;
-    std::set<std::string> reportedFailures_;
+    int status_;
 };
 
 } // namespace agent::program

@@ -1,75 +1,61 @@
-// Interrupts, taken by a thread of their own.
+// The signals that the program answers, taken by a thread of their own.
 #include "run/SignalThread.hpp"
 
-#include <array>
-#include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <cstdlib>
-#include <system_error>
 
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/signalfd.h>
-#include <unistd.h>
 
 namespace agent::program {
 
 namespace {
 
-int checked(int descriptor, char const* what) {
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-    return descriptor;
-}
+constexpr std::chrono::milliseconds oneSignalTwice{300};
 
 int openSignals() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
+    for (auto const signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH}) {
+        sigaddset(&set, signal);
+    }
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    std::signal(SIGPIPE,
-                SIG_IGN); // a reader of our output that leaves is no reason to leave endpoints behind
-    return checked(signalfd(-1, &set, SFD_CLOEXEC), "signalfd");
+    // A reader of our output that leaves is no reason to leave endpoints behind.
+    std::signal(SIGPIPE, SIG_IGN);
+    return signalfd(-1, &set, SFD_CLOEXEC);
 }
 
 } // namespace
 
 SignalThread::SignalThread(MessageBox& messages)
     : messages_(messages)
-    , signals_(openSignals())
-    , stop_(checked(eventfd(0, EFD_CLOEXEC), "eventfd"))
-    , thread_([this] { run(); }) {}
+    , hadTerminal_(isatty(STDERR_FILENO) != 0)
+    , signals_(openSignals(), "signalfd")
+    , thread_(signals_.get(), [this] { receive(); }) {}
 
-SignalThread::~SignalThread() {
-    std::uint64_t const one = 1;
-    while (write(stop_, &one, sizeof one) < 0 && errno == EINTR) {
+void SignalThread::receive() {
+    signalfd_siginfo info{};
+    if (read(signals_.get(), &info, sizeof info) != sizeof info) {
+        return;
     }
-    thread_.join();
-    close(signals_);
-    close(stop_);
+    auto const signal = static_cast<int>(info.ssi_signo);
+    bool const terminalIsGone = hadTerminal_ && isatty(STDERR_FILENO) == 0;
+    if (signal == SIGWINCH) {
+        messages_.put(TerminalResized{});
+    } else if (signal == SIGHUP && !terminalIsGone) {
+        messages_.put(ReloadRequested{"SIGHUP"});
+    } else {
+        interrupt(signal);
+    }
 }
 
-void SignalThread::run() {
-    bool interrupted = false;
-    std::array<pollfd, 2> ready{{{signals_, POLLIN, 0}, {stop_, POLLIN, 0}}};
-    for (;;) {
-        poll(ready.data(), ready.size(), -1);
-        if (ready[1].revents != 0) {
-            return;
-        }
-        signalfd_siginfo signal{};
-        if (ready[0].revents == 0 || read(signals_, &signal, sizeof signal) != sizeof signal) {
-            continue;
-        }
-        auto const number = static_cast<int>(signal.ssi_signo);
-        if (interrupted) {
-            std::_Exit(exitStatusOfSignal(number));
-        }
-        interrupted = true;
-        messages_.put(SignalReceived{number});
+void SignalThread::interrupt(int signal) {
+    auto const now = std::chrono::steady_clock::now();
+    if (firstSignal_ == 0) {
+        firstSignal_ = signal;
+        firstSignalAt_ = now;
+        messages_.put(SignalReceived{signal});
+    } else if (signal != firstSignal_ || now - firstSignalAt_ > oneSignalTwice) {
+        std::_Exit(exitStatusOfSignal(signal));
     }
 }
 

@@ -1,11 +1,11 @@
-// Interrupts, taken by a thread of their own: the first is told to the main thread, the second ends the
-// process.
+// The signals that the program answers, taken by a thread of their own.
 #ifndef AGENT_PROGRAM_RUN_SIGNAL_THREAD_HPP
 #define AGENT_PROGRAM_RUN_SIGNAL_THREAD_HPP
 
-#include <thread>
+#include <chrono>
 
 #include "run/Message.hpp"
+#include "run/PollThread.hpp"
 
 namespace agent::program {
 
@@ -14,21 +14,25 @@ constexpr int exitStatusOfSignal(int signal) {
     return 128 + signal;
 }
 
+// SIGINT and SIGTERM: the first is told to the main thread, the second ends the process, whatever the main
+// thread does. SIGHUP asks for the configuration to be read again; if standard error is a terminal that has
+// gone, it is an interrupt. SIGWINCH tells that the terminal has another size.
+//
 // To be made before any other thread, since threads inherit which signals are blocked.
 class SignalThread {
 public:
     explicit SignalThread(MessageBox& messages);
-    ~SignalThread();
-    SignalThread(SignalThread const&) = delete;
-    SignalThread& operator=(SignalThread const&) = delete;
 
 private:
-    void run();
+    void receive();
+    void interrupt(int signal);
 
     MessageBox& messages_;
-    int signals_; // file descriptor: SIGINT and SIGTERM
-    int stop_;    // file descriptor: becomes readable when the thread is to end
-    std::thread thread_;
+    bool const hadTerminal_;
+    int firstSignal_ = 0; // that interrupted; used by the thread only, as is the next
+    std::chrono::steady_clock::time_point firstSignalAt_;
+    FileDescriptor const signals_;
+    PollThread const thread_;
 };
 
 } // namespace agent::program

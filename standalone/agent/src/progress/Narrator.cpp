@@ -1,0 +1,155 @@
+// Tells what the service framework does, and keeps what is known of it.
+#include "progress/Narrator.hpp"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "progress/advice.hpp"
+
+namespace agent::program {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+std::string withReason(std::string text, std::string const& reason) {
+    return reason.empty() ? text : text + " (" + reason + ")";
+}
+
+} // namespace
+
+Narrator::Narrator(ConfigurationFile const& configuration, ProgressStyle style)
+    : board_(configuration)
+    , reporter_(makeReporter(style)) {}
+
+bool Narrator::tell(EndpointStatus const& status) {
+    if (!board_.apply(status)) {
+        return false;
+    }
+    auto const text = fmt::format("{}: {} {}: {}", status.publisher, wordFor(status.role), status.endpoint,
+                                  wordFor(status.state));
+    change("endpoint", withReason(text, status.reason),
+           {{"publisher", status.publisher},
+            {"endpoint", status.endpoint},
+            {"role", wordFor(status.role)},
+            {"state", wordFor(status.state)},
+            {"reason", status.reason}});
+    return true;
+}
+
+bool Narrator::tell(ServicesPublished const& message) {
+    if (!board_.apply(message)) {
+        return false;
+    }
+    change("services", message.publisher + ": services published",
+           {{"publisher", message.publisher}, {"state", "published"}});
+    return true;
+}
+
+bool Narrator::tell(PublisherRemoved const& message) {
+    if (!board_.apply(message)) {
+        return false;
+    }
+    change("services", message.publisher + ": services unpublished",
+           {{"publisher", message.publisher}, {"state", "unpublished"}});
+    return true;
+}
+
+bool Narrator::tell(PublisherFailed const& message) {
+    if (!board_.apply(message)) {
+        return false;
+    }
+    tellFailure(message.reason);
+    return true;
+}
+
+bool Narrator::tell(RemoteInterface const& message) {
+    if (!board_.apply(message)) {
+        return false;
+    }
+    auto const* const state = message.available ? "available" : "gone";
+    change("remote",
+           fmt::format("{}: interface {} ({}) of publisher {} of {} through {}: {}", message.localPublisher,
+                       message.interfaceName, message.uniqueID, message.publisher, message.peer,
+                       message.endpoint, state),
+           {{"publisher", message.localPublisher},
+            {"interface", message.interfaceName},
+            {"uniqueID", message.uniqueID},
+            {"remotePublisher", message.publisher},
+            {"peer", message.peer},
+            {"endpoint", message.endpoint},
+            {"state", state}});
+    return true;
+}
+
+void Narrator::reconfigure(ConfigurationFile const& configuration) {
+    board_.reconfigure(configuration);
+    failures_.clear(); // what failed then and fails now is news
+}
+
+void Narrator::tellOutstanding(std::vector<std::string> const& expectedInterfaces) {
+    for (auto const& publisher : board_.publishers()) {
+        for (auto const& endpoint : publisher.endpoints) {
+            if (publisher.awaitsEndpoints && !isUp(endpoint)) {
+                outstanding(
+                    fmt::format("{}: {} {}", publisher.uniqueID, wordFor(endpoint.role), endpoint.endpoint),
+                    endpoint.reason, adviceFor(endpoint.role, endpoint.reason),
+                    {{"publisher", publisher.uniqueID},
+                     {"endpoint", endpoint.endpoint},
+                     {"role", wordFor(endpoint.role)}});
+            }
+        }
+        if (!publisher.servicesPublished) {
+            outstanding("the services of " + publisher.uniqueID + " are not published", {}, {},
+                        {{"publisher", publisher.uniqueID}});
+        }
+    }
+    for (auto const& name : expectedInterfaces) {
+        if (!board_.sees(name)) {
+            outstanding("no peer offers the expected interface " + name, {}, adviceForInterface(),
+                        {{"interface", name}});
+        }
+    }
+}
+
+void Narrator::outstanding(std::string const& what, std::string const& reason, std::string const& advice,
+                           ordered_json details) {
+    details["reason"] = reason;
+    details["advice"] = advice;
+    auto const text = withReason("outstanding: " + what, reason) + (advice.empty() ? "" : "; " + advice);
+    reporter_->changed({"outstanding", text, std::move(details), false, true}, board_);
+}
+
+void Narrator::tellFailure(std::string const& reason) {
+    if (!failures_.insert(reason).second) {
+        return;
+    }
+    auto const advice = adviceForFailure(reason);
+    reporter_->changed({"failure", reason + (advice.empty() ? "" : "; " + advice),
+                        ordered_json{{"reason", reason}, {"advice", advice}}, false, true},
+                       board_);
+}
+
+void Narrator::tellProblem(std::string const& text, Problem const& problem) {
+    ordered_json details{{"where", problem.where}, {"what", problem.what}};
+    if (problem.line != 0) {
+        details["line"] = problem.line;
+    }
+    reporter_->changed({"problem", text, std::move(details), false, true}, board_);
+}
+
+void Narrator::tell(std::string event, std::string text, ordered_json details) {
+    reporter_->changed({std::move(event), std::move(text), std::move(details), false, false}, board_);
+}
+
+void Narrator::tellSummary(int status) {
+    tell("summary", fmt::format("ended with status {}", status), {{"status", status}});
+    reporter_->finish();
+}
+
+void Narrator::change(std::string event, std::string text, ordered_json details) {
+    reporter_->changed({std::move(event), std::move(text), std::move(details), true, false}, board_);
+}
+
+} // namespace agent::program

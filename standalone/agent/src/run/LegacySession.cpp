@@ -1,0 +1,162 @@
+// The agent with the fixed legacy configuration.
+#include "run/LegacySession.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "Duration.hpp"
+#include "ExitStatus.hpp"
+#include "agent/host/FrameworkAccess.hpp"
+#include "agent/host/standalone/StandaloneHost.hpp"
+#include "agent/spf/bundles/ConfigurationKeys.hpp"
+#include "agent/spf/frameworksetup/frameworksetup.hpp"
+#include "run/FrameworkWatch.hpp"
+#include "run/SignalThread.hpp"
+#include "run/frameworkConfigurations.hpp"
+
+namespace agent::program {
+
+namespace {
+
+using namespace std::chrono_literals;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+namespace keys = spf::bundles::keys;
+
+constexpr std::chrono::milliseconds stopLimit = 10s;
+constexpr std::chrono::milliseconds redrawInterval = 1s;
+
+std::vector<std::string> texts(Any const& list) {
+    std::vector<std::string> result;
+    for (auto const& element : any_cast<std::vector<Any>>(list)) {
+        result.push_back(element.ToString());
+    }
+    return result;
+}
+
+// What a published map says about publishers, as a file would have said it.
+ConfigurationFile toConfiguration(std::string const& id, AnyMap const& map) {
+    ConfigurationFile configuration;
+    configuration.configurationID = id;
+    auto const publishers = any_cast<std::vector<Any>>(map.at(keys::servicePublisherConfigurations));
+    for (auto const& publisher : publishers) {
+        auto const entry = any_cast<AnyMap>(publisher);
+        auto const config = any_cast<AnyMap>(entry.at(keys::config));
+        configuration.publishers.push_back({entry.at(keys::uniqueID).ToString(),
+                                            entry.at(keys::name).ToString(),
+                                            texts(config.at(keys::endpointsToConnectTo)),
+                                            texts(config.at(keys::endpointsToBindTo)),
+                                            {},
+                                            {}});
+    }
+    return configuration;
+}
+
+} // namespace
+
+LegacySession::LegacySession(ProgressStyle style, MessageBox& messages)
+    : messages_(messages)
+    , narrator_({}, style)
+    , status_(exitstatus::success)
+    , thread_([this] { drive(); }) {}
+
+LegacySession::~LegacySession() {
+    thread_.join();
+}
+
+// The thread
+
+void LegacySession::drive() {
+    try {
+        setUpAndStay();
+    } catch (std::exception const& error) {
+        messages_.put(ConfigurationFailed{error.what(), 0});
+    }
+    host::standalone::stopFramework();
+    messages_.put(FrameworkStopped{});
+}
+
+void LegacySession::setUpAndStay() {
+    spf::frameworksetup::setupFramework();
+    auto const framework = host::getFramework();
+    auto const configurations = frameworkConfigurations(framework->GetBundleContext());
+    if (configurations.empty()) {
+        throw std::runtime_error("nothing was published: the framework has no Configuration Admin service");
+    }
+    auto const& [id, map] = *configurations.begin();
+    messages_.put(ConfigurationAdopted{toConfiguration(id, map)});
+    FrameworkWatch const watch(framework->GetBundleContext(),
+                               messages_); // is told first how things are by now
+    stop_.get_future().wait();
+}
+
+// The main thread
+
+int LegacySession::run() {
+    narrator_.tell("starting", "setting up the service framework with the legacy configuration");
+    while (!isEnded_) {
+        auto const message = messages_.take(std::min(deadline_, Clock::now() + redrawInterval));
+        if (message) {
+            std::visit([this](auto const& content) { handle(content); }, *message);
+        } else {
+            narrator_.timePassed(false);
+        }
+        if (!isEnded_ && Clock::now() >= deadline_) {
+            stopTookTooLong();
+        }
+    }
+    narrator_.tellSummary(status_);
+    return status_;
+}
+
+void LegacySession::handle(ConfigurationAdopted const& message) {
+    auto const& id = message.configuration.configurationID;
+    narrator_.reconfigure(message.configuration);
+    narrator_.tell("published", "configuration " + id + " handed to the service framework",
+                   {{"configurationID", id}});
+    narrator_.result("published " + id);
+}
+
+void LegacySession::handle(PublisherFailed const& message) {
+    if (narrator_.tell(message)) {
+        status_ = exitstatus::failed;
+    }
+}
+
+void LegacySession::handle(ConfigurationFailed const& message) {
+    narrator_.tellFailure(message.reason);
+    status_ = exitstatus::failed;
+}
+
+void LegacySession::handle(FrameworkStopped const&) {
+    isEnded_ = true;
+}
+
+void LegacySession::handle(SignalReceived const& message) {
+    narrator_.tell("interrupted",
+                   fmt::format("SIG{}: stopping the service framework; a second signal leaves at once",
+                               sigabbrev_np(message.number)),
+                   {{"signal", message.number}});
+    status_ = exitStatusOfSignal(message.number);
+    deadline_ = Clock::now() + stopLimit;
+    stop_.set_value();
+}
+
+void LegacySession::handle(ReloadRequested const& message) {
+    narrator_.tell("unchanged", message.cause + ": the legacy configuration has no file to read again");
+}
+
+void LegacySession::stopTookTooLong() {
+    narrator_.tellFailure("the framework did not stop within " + formatDuration(stopLimit));
+    narrator_.tellSummary(status_);
+    std::_Exit(status_);
+}
+
+} // namespace agent::program

@@ -1,0 +1,58 @@
+// The agent with the fixed legacy configuration: set up the framework, and stay.
+#ifndef AGENT_PROGRAM_RUN_LEGACY_SESSION_HPP
+#define AGENT_PROGRAM_RUN_LEGACY_SESSION_HPP
+
+#include <exception>
+#include <future>
+#include <thread>
+
+#include "progress/Narrator.hpp"
+#include "run/Message.hpp"
+
+namespace agent::program {
+
+// Calls setupFramework() on a thread of its own and shows what becomes of it. The library publishes the
+// legacy configuration for the life of the process: it ends with the framework.
+class LegacySession {
+public:
+    LegacySession(ProgressStyle style, MessageBox& messages);
+    ~LegacySession();
+    LegacySession(LegacySession const&) = delete;
+    LegacySession& operator=(LegacySession const&) = delete;
+
+    // Until interrupted. Returns the exit status. Ends the process itself when the framework does not stop in
+    // time.
+    int run();
+
+private:
+    using Clock = MessageBox::Clock;
+
+    void drive();
+    void setUpAndStay();
+
+    template <typename Other>
+    void handle(Other const&) {} // of other kinds of run
+    void handle(ConfigurationAdopted const& message);
+    void handle(EndpointStatus const& status) { narrator_.tell(status); }
+    void handle(ServicesPublished const& message) { narrator_.tell(message); }
+    void handle(RemoteInterface const& message) { narrator_.tell(message); }
+    void handle(PublisherFailed const& message);
+    void handle(ConfigurationFailed const& message);
+    void handle(FrameworkStopped const& message);
+    void handle(SignalReceived const& message);
+    void handle(ReloadRequested const& message);
+    void handle(TerminalResized const&) { narrator_.terminalResized(); }
+    void stopTookTooLong();
+
+    MessageBox& messages_;
+    Narrator narrator_;
+    bool isEnded_ = false;
+    Clock::time_point deadline_ = Clock::time_point::max();
+    int status_;
+    std::promise<void> stop_;
+    std::thread thread_;
+};
+
+} // namespace agent::program
+
+#endif

@@ -1,0 +1,80 @@
+// The property map that the library publishes for a configuration.
+#include "show/publishedMap.hpp"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/host/FrameworkAccess.hpp"
+#include "agent/host/standalone/StandaloneHost.hpp"
+#include "agent/spf/bundles/json/JsonSerialiser.hpp"
+#include "run/frameworkConfigurations.hpp"
+#include "run/publishing.hpp"
+
+namespace agent::program {
+
+namespace {
+
+namespace filesystem = std::filesystem;
+
+// An installation like another one, but with empty bundle directories: only Configuration Admin is the
+// other's.
+class InertInstallation {
+public:
+    explicit InertInstallation(filesystem::path const& installation)
+        : root_(makeDirectory()) {
+        filesystem::path const bundles = SPF_BUNDLE_DIRECTORY;
+        for (auto const& entry : filesystem::directory_iterator(installation / bundles)) {
+            filesystem::create_directories(root_ / bundles / entry.path().filename());
+        }
+        filesystem::path const microservices = SPF_MICROSERVICES_BUNDLE_DIRECTORY;
+        filesystem::create_directories((root_ / microservices).parent_path());
+        filesystem::create_directory_symlink(installation / microservices, root_ / microservices);
+    }
+    ~InertInstallation() {
+        std::error_code ignored;
+        filesystem::remove_all(root_, ignored);
+    }
+    InertInstallation(InertInstallation const&) = delete;
+    InertInstallation& operator=(InertInstallation const&) = delete;
+
+    filesystem::path const& root() const { return root_; }
+
+private:
+    static filesystem::path makeDirectory() {
+        auto name = (filesystem::temp_directory_path() / "spf-agent-show.XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::system_error(errno, std::generic_category(), "cannot make the directory " + name);
+        }
+        return name;
+    }
+
+    filesystem::path const root_;
+};
+
+class StoppedAtEnd {
+public:
+    StoppedAtEnd() = default;
+    ~StoppedAtEnd() { host::standalone::stopFramework(); }
+    StoppedAtEnd(StoppedAtEnd const&) = delete;
+    StoppedAtEnd& operator=(StoppedAtEnd const&) = delete;
+};
+
+} // namespace
+
+std::string publishedMap(ConfigurationFile const& configuration) {
+    InertInstallation const installation(host::standalone::installationRoot());
+    host::standalone::setInstallationRoot(installation.root());
+    StoppedAtEnd const stopped;
+    auto const published = publish(configuration);
+    auto const context = host::getFramework()->GetBundleContext();
+    auto const map = frameworkConfigurations(context).at(published.getConfigurationID());
+    auto const json = spf::bundles::json::JsonSerialiser().serialise(map);
+    return nlohmann::json::parse(json).dump(2);
+}
+
+} // namespace agent::program

@@ -1,0 +1,33 @@
+// What a person is told to try next.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "progress/advice.hpp"
+
+namespace {
+
+using namespace agent::program;
+using testing::HasSubstr;
+
+TEST(Advice, DependsOnTheReasonAndOnWhatTheEndpointIsFor) {
+    EXPECT_THAT(adviceFor(EndpointRole::Connect, "No such file or directory"), HasSubstr("start the agent"));
+    EXPECT_THAT(adviceFor(EndpointRole::Bind, "No such file or directory"),
+                HasSubstr("create the directory"));
+    EXPECT_THAT(adviceFor(EndpointRole::Connect, "Connection refused"), HasSubstr("nobody listens"));
+    EXPECT_THAT(adviceFor(EndpointRole::Bind, "Address already in use"), HasSubstr("ss -ltnp"));
+    EXPECT_THAT(adviceFor(EndpointRole::Connect, "no such host \"x\" (Host not found)"),
+                HasSubstr("host's name"));
+}
+
+TEST(Advice, AnEndpointToConnectToAlwaysHasOne) {
+    EXPECT_THAT(adviceFor(EndpointRole::Connect, ""), HasSubstr("the other agent"));
+    EXPECT_EQ(adviceFor(EndpointRole::Bind, ""), "");
+}
+
+TEST(Advice, OfAFailureGoesByItsWords) {
+    EXPECT_THAT(adviceForFailure("cannot bind to tcp:h:1: Address already in use"), HasSubstr("ss -ltnp"));
+    EXPECT_THAT(adviceForFailure("cannot connect to x: no such host"), HasSubstr("host's name"));
+    EXPECT_EQ(adviceForFailure("something else"), "");
+}
+
+} // namespace

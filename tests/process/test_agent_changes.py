@@ -1,0 +1,164 @@
+"""A changed file is applied to the running configuration: asked for with SIGHUP, or seen with --watch."""
+
+import copy
+import os
+import signal
+
+from support import INVALID, AgentTest, configuration
+
+BEFORE = configuration("c", bind=["unix:first"], interfaces=["Lamp"])
+AFTER = configuration("c", bind=["unix:first", "unix:second"], interfaces=["Lamp", "Door"])
+
+
+class ChangeTest(AgentTest):
+    def ready(self, *options):
+        agent = self.start(BEFORE, *options)
+        agent.wait_for(event="ready")
+        return agent
+
+    def check_goes_on(self, agent):
+        """The configuration runs, and ends as ever."""
+        self.assertTrue((self.directory / "first").exists())
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), 128 + signal.SIGINT)
+        self.assertFalse((self.directory / "first").exists())
+
+
+class Hangup(ChangeTest):
+    def reload(self, agent, content):
+        self.write("c.json", content)
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="reload")
+
+    def test_the_difference_is_shown_and_the_next_modification_published(self):
+        agent = self.ready()
+        self.reload(agent, AFTER)
+        agent.wait_for(event="modifying", modificationCount=2, changes=2)
+        agent.wait_for(event="published", modificationCount=2)
+        agent.wait_for(event="ready")
+        self.assertEqual(
+            [entry["difference"] for entry in agent.seen_of("difference")],
+            [
+                '~ service publisher "p": "endpointsToBindTo": ["unix:first"] -> ["unix:first","unix:second"]',
+                '+ service interface "Door-1"',
+            ],
+        )
+        self.assertTrue((self.directory / "second").exists())
+        self.check_goes_on(agent)
+        self.assertEqual(agent.results(), ["ready c", "ready c", "withdrawn c"])
+        self.assertFalse((self.directory / "second").exists())
+
+    def test_what_both_versions_share_is_not_disturbed(self):
+        agent = self.ready()
+        inode = (self.directory / "first").stat().st_ino
+        self.reload(agent, AFTER)
+        agent.wait_for(event="ready")
+        self.assertEqual((self.directory / "first").stat().st_ino, inode)
+        self.assertEqual([e["state"] for e in agent.seen_of("endpoint") if e["endpoint"] == "unix:first"], ["bound"])
+
+    def test_a_publisher_that_is_left_out_is_closed_and_can_come_back(self):
+        content = copy.deepcopy(BEFORE)
+        content["servicePublishers"].append(
+            {"uniqueID": "q", "name": "rpcservicepublisher", "endpointsToBindTo": ["unix:second"]}
+        )
+        agent = self.ready()
+        for present in (True, False, True):
+            self.reload(agent, content if present else BEFORE)
+            agent.wait_for(event="ready")
+            if present:
+                self.assertTrue((self.directory / "second").exists())
+        self.check_goes_on(agent)
+
+    def test_an_unchanged_file_says_so(self):
+        agent = self.ready()
+        self.reload(agent, {"$schema": "elsewhere", **BEFORE})
+        agent.wait_for(event="unchanged")
+        self.assertEqual(agent.seen_of("modifying"), [])
+        self.check_goes_on(agent)
+
+    def test_a_bad_file_is_refused_with_all_that_is_wrong(self):
+        agent = self.ready()
+        self.reload(agent, '{\n"configurationID": 1,\n"x": 2}')
+        agent.wait_for(event="refused")
+        self.assertEqual(
+            [(problem["line"], problem["where"]) for problem in agent.seen_of("problem")],
+            [(2, "/configurationID"), (3, "/x")],
+        )
+        self.check_goes_on(agent)
+
+    def test_a_file_that_has_gone_is_refused(self):
+        agent = self.ready()
+        (self.directory / "c.json").unlink()
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="refused")
+        self.assertIn("No such file or directory", agent.texts("problem")[0])
+        self.check_goes_on(agent)
+
+    def test_another_configuration_id_is_refused(self):
+        agent = self.ready()
+        self.reload(agent, {**BEFORE, "configurationID": "d"})
+        agent.wait_for(event="refused")
+        self.assertEqual(agent.seen_of("problem")[0]["where"], "/configurationID")
+        self.check_goes_on(agent)
+
+    def test_a_change_while_waiting_can_make_it_ready(self):
+        agent = self.start(configuration("c", bind=["unix:first"], connect=["unix:nobody"]), "--timeout", "0")
+        agent.wait_for(event="endpoint", state="connecting", reason="No such file or directory")
+        self.reload(agent, BEFORE)
+        agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_a_modification_that_fails_leaves_the_agent_running_and_can_be_mended(self):
+        agent = self.ready()
+        self.reload(agent, configuration("c", bind=["unix:first", "carrier-pigeon:7"]))
+        agent.wait_for(event="failure")
+        self.reload(agent, AFTER)
+        agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_a_modification_that_is_late_lists_what_is_outstanding_and_leaves_the_agent_running(self):
+        agent = self.ready("--timeout", "1s")
+        self.reload(agent, configuration("c", bind=["unix:first"], connect=["unix:nobody"]))
+        agent.wait_for(event="outstanding", endpoint="unix:nobody")
+        self.reload(agent, AFTER)
+        agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_standard_input_cannot_be_read_again(self):
+        name = self.write("c.json", BEFORE)
+        with open(self.directory / name, encoding="utf-8") as stream:
+            agent = self.start_with("run", "-", "--progress", "json", "--runtime-directory", "runtime", stdin=stream)
+        agent.wait_for(event="ready")
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="refused")
+        self.check_goes_on(agent)
+
+
+class Watch(ChangeTest):
+    def test_a_file_that_is_written_is_applied(self):
+        agent = self.ready("--watch")
+        self.write("c.json", AFTER)
+        agent.wait_for(event="published", modificationCount=2)
+        agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_a_file_that_is_replaced_is_applied(self):
+        agent = self.ready("--watch")
+        os.replace(self.directory / self.write("new.json", AFTER), self.directory / "c.json")
+        agent.wait_for(event="published", modificationCount=2)
+        agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_a_bad_file_is_refused_and_the_next_good_one_applied(self):
+        agent = self.ready("--watch")
+        self.write("c.json", "{")
+        agent.wait_for(event="refused")
+        self.write("c.json", AFTER)
+        agent.wait_for(event="published", modificationCount=2)
+        self.check_goes_on(agent)
+
+    def test_standard_input_cannot_be_watched(self):
+        agent = self.start_with("run", "-", "--watch")
+        self.assertEqual(agent.end(), INVALID)
+        self.assertIn("--watch: standard input cannot be watched", agent.complaints)

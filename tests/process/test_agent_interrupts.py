@@ -1,0 +1,151 @@
+"""Signals at every stage of a run: the first speaks at once and withdraws within a bound, the second leaves at once."""
+
+import errno
+import os
+import pathlib
+import signal
+import time
+
+from support import AGENT, PATIENCE, SUCCESS, AgentTest, configuration
+
+INTERRUPTED = 128 + signal.SIGINT
+TERMINATED = 128 + signal.SIGTERM
+GATE = pathlib.Path(os.environ["SPF_TEST_GATE_BUNDLE"])
+A_MOMENT = 0.4  # seconds; the same signal sooner than this after the first is taken for the first
+
+
+class GatedAgentTest(AgentTest):
+    """Agents on an installation with one bundle more, which starts or stops only when the test opens its gate."""
+
+    def start_gated(self, gate, content, *options):
+        pipe = self.directory / "gate"
+        os.mkfifo(pipe)
+        self.build_installation()
+        name = self.write("c.json", content)
+        agent = self.start_with(
+            "run", name, "--progress", "json", "--runtime-directory", "runtime", "--root", "root", *options,
+            environment={gate: str(pipe)},
+        )
+        return agent
+
+    def build_installation(self):
+        installation = pathlib.Path(AGENT).parent
+        bundles = self.directory / "root/bin/darwinarm64"
+        (bundles / "microservices").mkdir(parents=True)
+        for bundle in (installation / "darwinarm64/microservices").iterdir():
+            (bundles / "microservices" / bundle.name).symlink_to(bundle)
+        (bundles / "microservices" / GATE.name).symlink_to(GATE)
+        (bundles / "spf").symlink_to(installation / "darwinarm64/spf")
+
+    def open_gate(self):
+        """Waits for the bundle to come to its gate, and lets it pass."""
+        deadline = time.monotonic() + PATIENCE
+        while time.monotonic() < deadline:
+            try:
+                return os.close(os.open(self.directory / "gate", os.O_WRONLY | os.O_NONBLOCK))
+            except OSError as error:  # nobody waits there yet
+                self.assertEqual(error.errno, errno.ENXIO)
+                time.sleep(0.01)
+        self.fail("no bundle came to the gate")
+
+
+class WhileStarting(GatedAgentTest):
+    def test_first_signal_speaks_at_once_and_ends_the_run_when_the_start_does(self):
+        agent = self.start_gated("SPF_TEST_START_GATE", configuration("c", bind=["unix:mine"]))
+        agent.wait_for(event="starting")
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="interrupted")
+        agent.wait_for(event="withdrawing")
+        self.open_gate()
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.texts("failure"), [])
+        self.assertNotIn("ready c", agent.results())
+        self.assertFalse((self.directory / "mine").exists())
+
+    def test_second_signal_leaves_at_once(self):
+        agent = self.start_gated("SPF_TEST_START_GATE", configuration("c"))
+        agent.wait_for(event="starting")
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="withdrawing")
+        agent.send(signal.SIGTERM)
+        self.assertEqual(agent.end(), TERMINATED)
+
+
+class WhileWaiting(AgentTest):
+    def waiting(self):
+        agent = self.start(configuration("c", bind=["unix:mine"], connect=["unix:nobody"]), "--timeout", "0")
+        agent.wait_for(event="endpoint", state="bound")
+        return agent
+
+    def test_interrupt_withdraws_and_lists_nothing_as_late(self):
+        agent = self.waiting()
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.seen_of("outstanding"), [])
+        self.assertFalse((self.directory / "mine").exists())
+
+    def test_termination_withdraws(self):
+        agent = self.waiting()
+        agent.send(signal.SIGTERM)
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), TERMINATED)
+        self.assertFalse((self.directory / "mine").exists())
+
+
+class WhenReady(AgentTest):
+    def ready(self):
+        agent = self.start(configuration("c", bind=["unix:mine"]))
+        agent.wait_for(event="ready")
+        return agent
+
+    def test_interrupt_withdraws_and_removes_the_socket_file(self):
+        agent = self.ready()
+        self.assertTrue((self.directory / "mine").exists())
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="interrupted")
+        agent.wait_for(event="services", state="unpublished")
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertFalse((self.directory / "mine").exists())
+        self.assertEqual(agent.results(), ["ready c", "withdrawn c"])
+
+    def test_one_signal_sent_twice_in_a_moment_counts_once(self):
+        agent = self.ready()
+        agent.send(signal.SIGINT)
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), INTERRUPTED)
+
+
+class WhileStopping(GatedAgentTest):
+    """All is withdrawn, but a bundle does not stop."""
+
+    def stopping(self):
+        agent = self.start_gated("SPF_TEST_STOP_GATE", configuration("c", bind=["unix:mine"]), "--once")
+        agent.wait_for(event="withdrawn")
+        return agent
+
+    def test_first_signal_speaks_and_shows_in_the_status(self):
+        agent = self.stopping()
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="interrupted")
+        self.open_gate()
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.texts("failure"), [])
+
+    def test_second_signal_leaves_at_once(self):
+        agent = self.stopping()
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="interrupted")
+        time.sleep(A_MOMENT)
+        agent.send(signal.SIGINT)
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.seen_of("summary"), [], "nothing is said any more")
+
+    def test_without_a_signal_the_wait_for_the_bundle_has_a_bound(self):
+        agent = self.stopping()
+        begin = time.monotonic()
+        self.assertNotEqual(agent.end(), SUCCESS)
+        self.assertLess(time.monotonic() - begin, 15)
+        self.assertEqual(agent.texts("failure"), ["the framework did not stop within 5s"])
