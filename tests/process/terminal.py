@@ -56,9 +56,16 @@ class Terminal:
     def _set_size(self, columns, rows):
         fcntl.ioctl(self._master, termios.TIOCSWINSZ, struct.pack("HHHH", rows, columns, 0, 0))
 
-    def resize(self, columns, rows):
+    def resize(self, columns, rows, wrap=False):
+        """As another size of the window. Some terminals cut rows that are too long then, others wrap them."""
         with self._lock:
+            above_cursor = [row.rstrip() for row in self._screen.display[: self._screen.cursor.y]]
             self._screen.resize(rows, columns)
+            if wrap:
+                self._screen.reset()
+                for row in above_cursor:
+                    pieces = [row[at : at + columns] for at in range(0, max(1, len(row)), columns)]
+                    self._stream.feed("".join(piece + "\r\n" for piece in pieces).encode())
             self._set_size(columns, rows)
 
     def rows(self):

@@ -94,14 +94,20 @@ class Sizes(TerminalTest):
         rows = screen.wait_until(lambda rows: has("more")(rows) and has("No such file")(rows))
         self.assertRegex(rows[-1], r"^\.\.\. and \d+ more$")
 
-    def test_narrower_leaves_one_table_that_fits(self):
+    def check_narrower(self, wrap):
         screen = self.start_on_terminal(WAITING)
         screen.wait_until(has("No such file or directory"))
-        screen.resize(34, 24)
+        screen.resize(34, 24, wrap)
         rows = screen.wait_until(lambda rows: has("connecting")(rows) and not has("No such file or dir")(rows))
         table = self.table(rows)
         self.assertEqual(len(table), 4, "\n".join(rows))
         self.assertTrue(has("publishing configuration c")(rows), "what was said before is still there")
+
+    def test_narrower_leaves_one_table_that_fits(self):
+        self.check_narrower(wrap=False)
+
+    def test_narrower_leaves_one_table_that_fits_on_terminals_that_wrap(self):
+        self.check_narrower(wrap=True)
 
     def test_wider_shows_the_reasons_again(self):
         screen = self.start_on_terminal(WAITING, columns=34)
