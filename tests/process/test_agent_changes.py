@@ -150,6 +150,19 @@ class Watch(ChangeTest):
         agent.wait_for(event="ready")
         self.check_goes_on(agent)
 
+    def test_a_link_that_leads_elsewhere_is_applied(self):
+        self.write("one.json", BEFORE)
+        self.write("two.json", AFTER)
+        (self.directory / "link.json").symlink_to("one.json")
+        agent = self.start_with(
+            "run", "link.json", "--watch", "--progress", "json", "--runtime-directory", "runtime"
+        )
+        agent.wait_for(event="ready")
+        (self.directory / "new").symlink_to("two.json")
+        os.replace(self.directory / "new", self.directory / "link.json")
+        agent.wait_for(event="published", modificationCount=2)
+        self.check_goes_on(agent)
+
     def test_a_bad_file_is_refused_and_the_next_good_one_applied(self):
         agent = self.ready("--watch")
         self.write("c.json", "{")

@@ -77,6 +77,7 @@ void setUpHost(CommandLine const& line) {
 
 int run(CommandLine const& line) {
     ConfigurationSource const source(line.file);
+    auto const identity = FileWatch::identityOf(source.path());
     auto configuration = load(source, line.run.progress);
     if (!configuration) {
         return exitstatus::invalid;
@@ -85,7 +86,7 @@ int run(CommandLine const& line) {
     SignalThread const signals(messages); // before any other thread
     std::optional<FileWatch> watch;
     if (line.watch) {
-        watch.emplace(source.path(), messages);
+        watch.emplace(source.path(), identity, messages);
     }
     setUpHost(line);
     return RunSession(source, std::move(*configuration), line.run, messages).run();

@@ -30,7 +30,7 @@ public:
     // The board is as it is after the change.
     virtual void changed(Change const& change, Board const& board) = 0;
 
-    // A moment has gone by; called about once a second while nothing changes.
+    // A moment has gone by; called about once a second.
     virtual void timePassed(Board const& board, bool waiting) = 0;
 
     // The terminal has another size.

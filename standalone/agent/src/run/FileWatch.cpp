@@ -2,31 +2,28 @@
 #include "run/FileWatch.hpp"
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
 namespace agent::program {
 
-namespace {
-
-int watchDirectory(std::filesystem::path const& directory) {
-    FileDescriptor const notifications(inotify_init1(IN_CLOEXEC), "inotify_init1");
-    auto const* const path = directory.empty() ? "." : directory.c_str();
-    if (inotify_add_watch(notifications.get(), path, IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE) < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot watch " + std::string(path));
-    }
-    return dup(notifications.get());
-}
-
-} // namespace
-
-FileWatch::FileWatch(std::filesystem::path const& file, MessageBox& messages)
+FileWatch::FileWatch(std::filesystem::path const& file, Identity known, MessageBox& messages)
     : messages_(messages)
     , file_(file)
-    , known_(identityOf(file))
-    , notifications_(watchDirectory(file.parent_path()), "inotify")
-    , thread_(notifications_.get(), [this] { receive(); }) {}
+    , known_(known)
+    , notifications_(inotify_init1(IN_CLOEXEC), "inotify_init1") {
+    auto const parent = file.parent_path();
+    auto const directory = parent.empty() ? std::filesystem::path(".") : parent;
+    constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO;
+    if (inotify_add_watch(notifications_.get(), directory.c_str(), events) < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot watch " + directory.string());
+    }
+    compare();
+    thread_.emplace(notifications_.get(), [this] { receive(); });
+}
 
 FileWatch::Identity FileWatch::identityOf(std::filesystem::path const& file) {
     struct stat status {};
@@ -37,11 +34,25 @@ FileWatch::Identity FileWatch::identityOf(std::filesystem::path const& file) {
 }
 
 void FileWatch::receive() {
-    alignas(inotify_event) std::array<char, 16 * 1024> notifications{};
-    // What they say is of no interest: whatever happened in the directory, the file itself tells.
-    if (read(notifications_.get(), notifications.data(), notifications.size()) < 0) {
-        return;
+    alignas(inotify_event) std::array<char, 16 * 1024> buffer{};
+    auto const count = read(notifications_.get(), buffer.data(), buffer.size());
+    bool concernsFile = false;
+    for (std::ptrdiff_t at = 0; at < count;) {
+        inotify_event event{};
+        std::memcpy(&event, buffer.data() + at, sizeof event);
+        // A name that was given to something may be that of a directory or link on the way to the file; a
+        // file that was written concerns us only if it is the one: others may be written while ours is half
+        // done.
+        bool const isFile = event.len > 0 && file_.filename() == buffer.data() + at + sizeof event;
+        concernsFile = concernsFile || isFile || (event.mask & IN_MOVED_TO) != 0;
+        at += static_cast<std::ptrdiff_t>(sizeof event + event.len);
     }
+    if (concernsFile) {
+        compare();
+    }
+}
+
+void FileWatch::compare() {
     auto const found = identityOf(file_);
     if (found != known_ && found != Identity()) {
         known_ = found;

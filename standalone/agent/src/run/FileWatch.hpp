@@ -3,6 +3,7 @@
 #define AGENT_PROGRAM_RUN_FILE_WATCH_HPP
 
 #include <filesystem>
+#include <optional>
 #include <tuple>
 
 #include <sys/types.h>
@@ -17,20 +18,23 @@ namespace agent::program {
 // change.
 class FileWatch {
 public:
-    // Throws std::system_error if the file's directory cannot be watched.
-    FileWatch(std::filesystem::path const& file, MessageBox& messages);
+    // What tells a file from what it was: device, inode, size, time of change.
+    using Identity = std::tuple<dev_t, ino_t, off_t, time_t, long>;
+    static Identity identityOf(std::filesystem::path const& file);
+
+    // `known` is the identity before the file was read: what has changed since then is told at once. Throws
+    // std::system_error if the file's directory cannot be watched.
+    FileWatch(std::filesystem::path const& file, Identity known, MessageBox& messages);
 
 private:
-    using Identity = std::tuple<dev_t, ino_t, off_t, time_t, long>; // device, inode, size, time of change
-
     void receive();
-    static Identity identityOf(std::filesystem::path const& file);
+    void compare();
 
     MessageBox& messages_;
     std::filesystem::path const file_;
     Identity known_; // used by the thread only, once it runs
     FileDescriptor const notifications_;
-    PollThread const thread_;
+    std::optional<PollThread> thread_;
 };
 
 } // namespace agent::program

@@ -31,7 +31,7 @@ using cppmicroservices::AnyMap;
 namespace keys = spf::bundles::keys;
 
 constexpr std::chrono::milliseconds stopLimit = 10s;
-constexpr std::chrono::milliseconds redrawInterval = 1s;
+constexpr std::chrono::milliseconds tick = 1s;
 
 std::vector<std::string> texts(Any const& list) {
     std::vector<std::string> result;
@@ -102,11 +102,13 @@ void LegacySession::setUpAndStay() {
 int LegacySession::run() {
     narrator_.tell("starting", "setting up the service framework with the legacy configuration");
     while (!isEnded_) {
-        auto const message = messages_.take(std::min(deadline_, Clock::now() + redrawInterval));
+        auto const message = messages_.take(std::min(deadline_, nextTick_));
         if (message) {
             std::visit([this](auto const& content) { handle(content); }, *message);
-        } else {
+        }
+        if (Clock::now() >= nextTick_) {
             narrator_.timePassed(false);
+            nextTick_ = Clock::now() + tick;
         }
         if (!isEnded_ && Clock::now() >= deadline_) {
             stopTookTooLong();

@@ -46,6 +46,7 @@ private:
 
     MessageBox& messages_;
     Narrator narrator_;
+    Clock::time_point nextTick_ = Clock::now(); // when the reporter is told next that time passes
     bool isEnded_ = false;
     Clock::time_point deadline_ = Clock::time_point::max();
     int status_;

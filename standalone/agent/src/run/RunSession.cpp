@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds removalTimeout = 8s;
 constexpr std::chrono::milliseconds withdrawalLimit =
     10s; // longer than the library's wait that is part of it
 constexpr std::chrono::milliseconds stopLimit = 5s;
-constexpr std::chrono::milliseconds redrawInterval = 1s;
+constexpr std::chrono::milliseconds tick = 1s;
 constexpr auto noDeadline = MessageBox::Clock::time_point::max();
 
 } // namespace
@@ -43,12 +43,14 @@ int RunSession::run() {
     narrator_.tell("starting", "publishing configuration " + configuration_.configurationID, identity());
     enterWaiting();
     while (phase_ != Phase::Ended) {
-        auto const message = messages_.take(std::min(nextDeadline(), Clock::now() + redrawInterval));
+        auto const message = messages_.take(std::min(nextDeadline(), nextTick_));
         if (message) {
             std::visit([this](auto const& content) { handle(content); }, *message);
             advance();
-        } else {
+        }
+        if (Clock::now() >= nextTick_) {
             narrator_.timePassed(phase_ == Phase::Waiting);
+            nextTick_ = Clock::now() + tick;
         }
         if (phase_ != Phase::Ended && Clock::now() >= nextDeadline()) {
             deadlinePassed();

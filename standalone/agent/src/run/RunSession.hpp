@@ -79,6 +79,7 @@ private:
     Narrator narrator_;
     ConfigurationDriver driver_;
 
+    Clock::time_point nextTick_ = Clock::now(); // when the reporter is told next that time passes
     Phase phase_ = Phase::Waiting;
     Clock::time_point deadline_;                             // of the phase
     Clock::time_point stayUntil_ = Clock::time_point::max(); // whatever the phase, once all was ready
