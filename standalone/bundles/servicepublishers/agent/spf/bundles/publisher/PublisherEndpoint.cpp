@@ -48,7 +48,7 @@ PublisherEndpoint::PublisherEndpoint(PublisherContext& context, EndpointOwner& o
     , owner_(owner)
     , role_(role)
     , text_(std::move(text))
-    , state_(role == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting) {}
+    , state_(downState()) {}
 
 PublisherEndpoint::~PublisherEndpoint() {
     close();
@@ -80,7 +80,7 @@ void PublisherEndpoint::open() {
         return;
     }
     isOpen_ = true;
-    setState(role_ == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting, {});
+    setState(downState(), {});
     if (!isName()) {
         return openAddress(text_);
     }
@@ -118,14 +118,11 @@ void PublisherEndpoint::resolved(std::optional<std::string> const& address) {
     if (address.value_or("") == address_ && !address_.empty()) {
         return;
     }
-    auto const wasConnected = state_ == EndpointState::Connected;
+    auto const wasUp = isUp();
     closeAddress();
+    setDown(wasUp, address ? "found at " + *address : "no running process announces \"" + text_ + "\"");
     if (address) {
-        setState(wasConnected ? EndpointState::Lost : EndpointState::Connecting, "found at " + *address);
         openAddress(*address);
-    } else {
-        setState(wasConnected ? EndpointState::Lost : EndpointState::Connecting,
-                 "no running process announces \"" + text_ + "\"");
     }
 }
 
@@ -146,12 +143,24 @@ void PublisherEndpoint::close() {
 
 // Gives up what is open, and reports why.
 void PublisherEndpoint::lose(std::string const& reason) {
-    auto const wasUp = state_ == EndpointState::Bound || state_ == EndpointState::Connected;
+    auto const wasUp = isUp();
     close();
+    setDown(wasUp, reason);
+}
+
+void PublisherEndpoint::setDown(bool wasUp, std::string const& reason) {
     if (wasUp) {
         setState(EndpointState::Lost, reason);
     }
-    setState(role_ == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting, reason);
+    setState(downState(), reason);
+}
+
+bool PublisherEndpoint::isUp() const noexcept {
+    return state_ == EndpointState::Bound || state_ == EndpointState::Connected;
+}
+
+EndpointState PublisherEndpoint::downState() const noexcept {
+    return role_ == EndpointRole::Bind ? EndpointState::Binding : EndpointState::Connecting;
 }
 
 void PublisherEndpoint::renew() {
@@ -161,7 +170,7 @@ void PublisherEndpoint::renew() {
         return;
     }
     context_.reporter.reportStatus(status());
-    if (state_ == EndpointState::Bound || state_ == EndpointState::Connected) {
+    if (isUp()) {
         reportUp();
     }
 }

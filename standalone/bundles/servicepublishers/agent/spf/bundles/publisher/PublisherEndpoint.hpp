@@ -75,6 +75,9 @@ private:
     void resolved(std::optional<std::string> const& address);
     void closeAddress();
     void lose(std::string const& reason);
+    void setDown(bool wasUp, std::string const& reason);
+    bool isUp() const noexcept;
+    EndpointState downState() const noexcept;
 
     void bound(std::string const& address);
     void opened(std::shared_ptr<Connection> connection);
