@@ -122,11 +122,12 @@ private:
     // What has changed does not matter: whatever it is, the directory is read anew.
     void awaitChange() {
         changes_.async_read_some(boost::asio::buffer(buffer_), [this](auto const& error, std::size_t) {
-            if (!error) {
-                tellChanges();
-                checkSoon();
-                awaitChange();
+            if (error || stopped_) {
+                return;
             }
+            tellChanges();
+            checkSoon();
+            awaitChange();
         });
     }
 
