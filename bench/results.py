@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""Reads what the benchmarks of a run wrote: for each quantity its values over the repetitions.
+
+usage: results.py RESULTS, the directory with the JSON files of the benchmarks; prints the medians as CSV
+"""
+import csv
+import json
+import math
+import pathlib
+import statistics
+import sys
+
+
+class Sample:
+    """A quantity as measured repeatedly: its median, and as its noise half the distance between the quartiles."""
+
+    def __init__(self, values):
+        self.median = statistics.median(values)
+        quartiles = statistics.quantiles(values, n=4) if len(values) > 1 else (values[0],) * 3
+        self.noise = (quartiles[2] - quartiles[0]) / 2
+
+    def relative_noise(self):
+        return self.noise / self.median if self.median else 0.0
+
+
+class Results:
+    """All quantities of a run by benchmark and kind: 'time' in ns per item, or the name of a counter."""
+
+    def __init__(self, directory):
+        self.values = {}
+        self.failures = []
+        for path in sorted(pathlib.Path(directory).glob("*.json")):
+            for benchmark in json.loads(path.read_text())["benchmarks"]:
+                self._take(benchmark)
+
+    def _take(self, benchmark):
+        if benchmark["run_type"] != "iteration":
+            return
+        name = benchmark["run_name"]
+        if benchmark.get("error_occurred"):
+            self.failures.append(f"{name}: {benchmark['error_message']}")
+            return
+        if benchmark.get("items_per_second"):
+            self._add(name, "time", 1e9 / benchmark["items_per_second"])
+        for counter in ("allocations", "bytes_kept"):
+            if counter in benchmark:
+                self._add(name, counter, benchmark[counter])
+
+    def _add(self, name, kind, value):
+        self.values.setdefault((name, kind), []).append(value)
+
+    def sample(self, name, kind):
+        if (name, kind) not in self.values:
+            raise SystemExit(f"no benchmark has reported the {kind} of {name}")
+        return Sample(self.values[name, kind])
+
+
+def ratio(figure, floor):
+    """The ratio of two samples and its noise."""
+    if floor.median == 0:
+        value = 1.0 if figure.median == 0 else math.inf
+    else:
+        value = figure.median / floor.median
+    return value, value * math.hypot(figure.relative_noise(), floor.relative_noise())
+
+
+def print_medians(measured):
+    table = csv.writer(sys.stdout, lineterminator="\n")
+    table.writerow(("benchmark", "quantity", "median"))
+    for name, kind in sorted(measured.values):
+        table.writerow((name, kind, f"{measured.sample(name, kind).median:.4g}"))
+
+
+if __name__ == "__main__":
+    print_medians(Results(sys.argv[1]))
