@@ -44,6 +44,15 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
+// What the delete below frees must come from here, whichever form of new it was.
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+    try {
+        return ::operator new(size);
+    } catch (std::bad_alloc const&) {
+        return nullptr;
+    }
+}
+
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }

@@ -110,10 +110,13 @@ TEST_F(ConfigTrackerWaitTest, EndpointsAreReachedOnlyWhenBothListsAreEmpty) {
 }
 
 TEST_F(ConfigTrackerWaitTest, AZeroOrNegativeTimeoutChecksOnceAndReturnsFalse) {
-    // One of them is beyond the range of the clock's own, finer unit.
+    // One of them is so far beyond the range of the clock's own, finer unit that it comes out at the other
+    // end: calculated without care, it ends an hour before the clock does.
     auto const wholeClock = std::chrono::duration_cast<milliseconds>(Clock::duration::max());
-    for (auto const timeout : {milliseconds(0), milliseconds(-1), -wholeClock - milliseconds(1),
-                               milliseconds::min(), milliseconds::min() + milliseconds(1)}) {
+    auto const sinceBoot = std::chrono::duration_cast<milliseconds>(Clock::now().time_since_epoch());
+    auto const wrappedAround = -wholeClock - sinceBoot - std::chrono::hours(1);
+    for (auto const timeout : {milliseconds(0), milliseconds(-1), wrappedAround, milliseconds::min(),
+                               milliseconds::min() + milliseconds(1)}) {
         for (auto const wait : allWaits) {
             ConcurrentCall<bool> call(waiting(tracker, wait, timeout));
             ASSERT_TRUE(call.returns()) << timeout.count();
