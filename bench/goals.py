@@ -103,8 +103,10 @@ def memory():
         name = f"kept_per_{entry}"
         yield Goal(f"kept per {entry}, bytes", (f"{name}/library/iterations:1", "bytes_kept"),
                    (f"{name}/floor/iterations:1", "bytes_kept"))
+    # What the allocator keeps for its threads varies by some ten thousand bytes; the least that a cycle could leave
+    # behind would be a few million.
     yield Goal("left by 100,000 cycles of build and withdraw, bytes",
-               ("cycle/library/100000/iterations:1/repeats:1", "bytes_kept"), None, 0)
+               ("cycle/library/100000/iterations:1/repeats:1", "bytes_kept"), None, 100000)
 
 
 def all_goals():
