@@ -28,8 +28,14 @@ void ServiceListeners::add(ListenerTokenId id, std::shared_ptr<ContextRecord> co
     }
     std::lock_guard const lock(mutex_);
     context->requireValid();
-    entries_.emplace(id, entry);
-    (entry->interfaceId.empty() ? general_ : byInterface_[entry->interfaceId]).insert(id, entry);
+    auto& listeners = entry->interfaceId.empty() ? general_ : byInterface_[entry->interfaceId];
+    listeners.insert(id, entry);
+    try {
+        entries_.emplace(id, entry);
+    } catch (...) {
+        listeners.erase(id);
+        throw;
+    }
 }
 
 void ServiceListeners::remove(ListenerTokenId id, ContextRecord const& context) {
@@ -78,6 +84,32 @@ std::shared_ptr<ServiceListeners::Entry> ServiceListeners::eraseUnlocked(Listene
     return entry;
 }
 
+template <class Choose>
+void ServiceListeners::call(Entry const& entry, Choose const& eventFor) noexcept {
+    if (entry.removed.load(std::memory_order_acquire)) {
+        return;
+    }
+    try {
+        if (ServiceEvent const* const event = eventFor()) {
+            entry.listener(*event);
+        }
+    } catch (...) {
+        reportFailureOf(*entry.context->bundle(), std::current_exception());
+    }
+}
+
+void ServiceListeners::reportFailureOf(BundleRecord& bundle, std::exception_ptr error) noexcept {
+    try {
+        if (auto const core = bundle.core()) {
+            core->report(FrameworkEvent::FRAMEWORK_ERROR, bundle.shared_from_this(),
+                         "Service listener in " + bundle.symbolicName() + " threw an exception!",
+                         std::move(error));
+        }
+    } catch (...) {
+        // No memory for the report; the other listeners are told all the same.
+    }
+}
+
 void ServiceListeners::deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record) {
     auto const listeners = listenersFor(*record);
     if (listeners.empty()) {
@@ -87,9 +119,7 @@ void ServiceListeners::deliver(ServiceEvent::Type type, std::shared_ptr<ServiceR
     auto const properties = record->properties();
     for (auto const& entries : listeners) {
         for (auto const& entry : *entries) {
-            if (entry->matches(*properties)) {
-                call(*entry, event);
-            }
+            call(*entry, [&] { return entry->matches(*properties) ? &event : nullptr; });
         }
     }
 }
@@ -105,11 +135,12 @@ void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& rec
     ServiceEvent const endMatch(ServiceEvent::SERVICE_MODIFIED_ENDMATCH, reference);
     for (auto const& entries : listeners) {
         for (auto const& entry : *entries) {
-            if (entry->matches(*change.after)) {
-                call(*entry, modified);
-            } else if (entry->matches(*change.before)) {
-                call(*entry, endMatch);
-            }
+            call(*entry, [&]() -> ServiceEvent const* {
+                if (entry->matches(*change.after)) {
+                    return &modified;
+                }
+                return entry->matches(*change.before) ? &endMatch : nullptr;
+            });
         }
     }
 }
@@ -129,22 +160,6 @@ std::vector<ServiceListeners::Entries> ServiceListeners::listenersFor(ServiceRec
         }
     }
     return listeners;
-}
-
-void ServiceListeners::call(Entry const& entry, ServiceEvent const& event) {
-    if (entry.removed.load(std::memory_order_acquire)) {
-        return;
-    }
-    try {
-        entry.listener(event);
-    } catch (...) {
-        auto const& bundle = entry.context->bundle();
-        if (auto const core = bundle->core()) {
-            core->report(FrameworkEvent::FRAMEWORK_ERROR, bundle,
-                         "Service listener in " + bundle->symbolicName() + " threw an exception!",
-                         std::current_exception());
-        }
-    }
 }
 
 } // namespace cppmicroservices::detail

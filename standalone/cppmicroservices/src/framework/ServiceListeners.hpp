@@ -54,7 +54,11 @@ private:
 
     std::shared_ptr<Entry> eraseUnlocked(ListenerTokenId id);
     std::vector<Entries> listenersFor(ServiceRecord const& record);
-    static void call(Entry const& entry, ServiceEvent const& event);
+    /// Tells the listener of the event that `eventFor()` returns, if it returns one. What that or the
+    /// listener throws is reported.
+    template <class Choose>
+    static void call(Entry const& entry, Choose const& eventFor) noexcept;
+    static void reportFailureOf(BundleRecord& bundle, std::exception_ptr error) noexcept;
 
     std::mutex mutex_; // guards what follows
     std::unordered_map<ListenerTokenId, std::shared_ptr<Entry>> entries_;

@@ -114,11 +114,12 @@ ServiceRecord::Change ServiceRecord::replaceProperties(ServiceProperties const& 
     change.after = complete(properties);
     std::lock_guard const lock(mutex_);
     requireRegistered();
-    change.before = std::exchange(properties_, change.after);
+    change.before = properties_;
     change.oldRank = rank();
     change.newRank = {rankingOf(*change.after), id_};
-    ranking_.store(change.newRank.ranking, std::memory_order_relaxed);
     adopt(change);
+    properties_ = change.after;
+    ranking_.store(change.newRank.ranking, std::memory_order_relaxed);
     return change;
 }
 

@@ -20,7 +20,12 @@ std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord co
     auto const record = std::make_shared<ServiceRecord>(++lastId_, context.bundle(), context.core(),
                                                         std::move(service), properties);
     add(context, record);
-    listeners_.deliver(ServiceEvent::SERVICE_REGISTERED, record);
+    try {
+        listeners_.deliver(ServiceEvent::SERVICE_REGISTERED, record);
+    } catch (...) {
+        withdraw(*record); // nobody has been told of it
+        throw;
+    }
     return record;
 }
 
@@ -30,8 +35,9 @@ void ServiceRegistry::setProperties(ServiceRecord& record, ServiceProperties con
         record.replaceProperties(properties, [this, &self](ServiceRecord::Change const& made) {
             if (made.oldRank.ranking != made.newRank.ranking) {
                 std::lock_guard const lock(mutex_);
-                if (eraseUnlocked(made.oldRank, *self)) {
+                if (all_.contains(made.oldRank)) {
                     insertUnlocked(made.newRank, self);
+                    eraseUnlocked(made.oldRank, *self);
                 }
             }
         });
@@ -42,7 +48,26 @@ void ServiceRegistry::unregister(ServiceRecord& record) {
     auto const self = record.shared_from_this();
     record.beginUnregistration();
     remove(record);
-    listeners_.deliver(ServiceEvent::SERVICE_UNREGISTERING, self);
+    try {
+        listeners_.deliver(ServiceEvent::SERVICE_UNREGISTERING, self);
+    } catch (...) {
+        // There is no memory to tell anybody with. The service goes all the same: half gone it could neither
+        // be used nor unregistered again.
+    }
+    end(record);
+}
+
+void ServiceRegistry::withdraw(ServiceRecord& record) {
+    try {
+        record.beginUnregistration();
+    } catch (std::logic_error const&) {
+        return; // another thread is unregistering it
+    }
+    remove(record);
+    end(record);
+}
+
+void ServiceRegistry::end(ServiceRecord& record) noexcept {
     record.endUnregistration();
     record.uses().releaseAll();
     record.dropService();
@@ -140,24 +165,29 @@ void ServiceRegistry::remove(ServiceRecord const& record) {
 }
 
 void ServiceRegistry::insertUnlocked(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record) {
-    all_.insert(rank, record);
-    for (auto const& interfaceId : record->interfaces()) {
-        byInterface_[interfaceId].insert(rank, record);
+    try {
+        all_.insert(rank, record);
+        for (auto const& interfaceId : record->interfaces()) {
+            byInterface_[interfaceId].insert(rank, record);
+        }
+    } catch (...) {
+        eraseUnlocked(rank, *record);
+        throw;
     }
 }
 
-bool ServiceRegistry::eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record) {
-    if (!all_.erase(rank)) {
-        return false;
-    }
+void ServiceRegistry::eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record) noexcept {
+    all_.erase(rank);
     for (auto const& interfaceId : record.interfaces()) {
         auto const found = byInterface_.find(interfaceId);
+        if (found == byInterface_.end()) {
+            continue;
+        }
         found->second.erase(rank);
         if (found->second.empty()) {
             byInterface_.erase(found);
         }
     }
-    return true;
 }
 
 std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::snapshot(std::string const& interfaceId) {

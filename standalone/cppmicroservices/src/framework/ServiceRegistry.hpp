@@ -55,9 +55,13 @@ private:
 
     void add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record);
     void remove(ServiceRecord const& record);
+    /// Unregisters without telling anybody.
+    void withdraw(ServiceRecord& record);
+    static void end(ServiceRecord& record) noexcept;
     void insertUnlocked(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
     /// Whether the record was there; forgetAll() may have been faster.
-    bool eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record);
+    /// Erases what is there of the record.
+    void eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record) noexcept;
     std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
 
     ServiceListeners& listeners_;

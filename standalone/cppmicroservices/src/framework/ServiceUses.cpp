@@ -20,26 +20,36 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-void report(ServiceRecord& service, std::string const& message, std::exception_ptr error) {
-    if (auto const core = service.core()) {
-        core->report(FrameworkEvent::FRAMEWORK_ERROR, service.registrant(), message, std::move(error));
-    }
-}
+// The reports come in the middle of getting and giving back objects, which must not end half done: a report
+// for which there is no memory is dropped.
 
-void report(ServiceRecord& service, std::string const& message, ServiceException::Type type) {
-    report(service, message, std::make_exception_ptr(ServiceException(message, type)));
-}
-
-/// The exception being handled as a ServiceException with the same text and itself nested.
-std::exception_ptr asFactoryException() {
-    std::string text = "unknown";
+void report(ServiceRecord& service, char const* message, std::exception_ptr error) noexcept {
     try {
-        throw;
-    } catch (std::exception const& error) {
-        text = error.what();
+        if (auto const core = service.core()) {
+            core->report(FrameworkEvent::FRAMEWORK_ERROR, service.registrant(), message, std::move(error));
+        }
     } catch (...) {
     }
+}
+
+void report(ServiceRecord& service, char const* message, ServiceException::Type type) noexcept {
     try {
+        report(service, message, std::make_exception_ptr(ServiceException(message, type)));
+    } catch (...) {
+    }
+}
+
+/// The exception being handled as a ServiceException with the same text and itself nested; what comes in its
+/// way if there is no memory for it.
+std::exception_ptr asFactoryException() noexcept {
+    try {
+        std::string text = "unknown";
+        try {
+            throw;
+        } catch (std::exception const& error) {
+            text = error.what();
+        } catch (...) {
+        }
         std::throw_with_nested(ServiceException(text, ServiceException::FACTORY_EXCEPTION));
     } catch (...) {
         return std::current_exception();
@@ -137,7 +147,7 @@ std::shared_ptr<ServiceUse> ServiceUses::keepMade(ContextRecord const& context,
     return nullptr;
 }
 
-void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) {
+void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) noexcept {
     {
         std::lock_guard const lock(mutex_);
         auto const found = std::find(uses_.begin(), uses_.end(), use);
@@ -146,7 +156,7 @@ void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) {
         }
         uses_.erase(found);
     }
-    takeBack({use});
+    takeBack(*use);
 }
 
 void ServiceUses::releaseAll() {
@@ -155,7 +165,7 @@ void ServiceUses::releaseAll() {
         std::lock_guard const lock(mutex_);
         ended.swap(uses_);
     }
-    takeBack(ended);
+    takeBackAll(ended);
 }
 
 void ServiceUses::releaseAllOf(BundleRecord const& user) {
@@ -167,7 +177,7 @@ void ServiceUses::releaseAllOf(BundleRecord const& user) {
         ended.assign(std::make_move_iterator(first), std::make_move_iterator(uses_.end()));
         uses_.erase(first, uses_.end());
     }
-    takeBack(ended);
+    takeBackAll(ended);
 }
 
 bool ServiceUses::usedBy(BundleRecord const& user) const {
@@ -243,7 +253,7 @@ InterfaceMapConstPtr ServiceUses::makeObject(ServiceFactory& factory,
 }
 
 void ServiceUses::takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user,
-                           InterfaceMapConstPtr const& object) const {
+                           InterfaceMapConstPtr const& object) const noexcept {
     auto const core = service_.core();
     if (!core) {
         return;
@@ -256,11 +266,15 @@ void ServiceUses::takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord
     }
 }
 
-void ServiceUses::takeBack(Uses const& uses) const {
+void ServiceUses::takeBack(ServiceUse const& use) const noexcept {
+    if (use.factory) {
+        takeBack(*use.factory, use.user, use.object);
+    }
+}
+
+void ServiceUses::takeBackAll(Uses const& uses) const noexcept {
     for (auto const& use : uses) {
-        if (use->factory) {
-            takeBack(*use->factory, use->user, use->object);
-        }
+        takeBack(*use);
     }
 }
 

@@ -47,7 +47,7 @@ public:
     /// An object made for this call; null as above. The service's scope must be prototype.
     std::shared_ptr<ServiceUse> acquirePrototype(ContextRecord const& context);
     /// Takes one holder away; the last one gives the object back to the factory.
-    void release(std::shared_ptr<ServiceUse> const& use);
+    void release(std::shared_ptr<ServiceUse> const& use) noexcept;
 
     /// Gives all objects back to the factory. The service must be unregistered.
     void releaseAll();
@@ -78,8 +78,9 @@ private:
 
     InterfaceMapConstPtr makeObject(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user) const;
     void takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user,
-                  InterfaceMapConstPtr const& object) const;
-    void takeBack(Uses const& uses) const;
+                  InterfaceMapConstPtr const& object) const noexcept;
+    void takeBack(ServiceUse const& use) const noexcept;
+    void takeBackAll(Uses const& uses) const noexcept;
 
     ServiceRecord& service_;
     mutable std::mutex mutex_; // guards what follows

@@ -17,6 +17,8 @@ class SnapshotMap {
 public:
     using Values = std::vector<Value>;
 
+    bool contains(Key const& key) const { return values_.count(key) > 0; }
+
     void insert(Key const& key, Value value) {
         values_.emplace(key, std::move(value));
         snapshot_.reset();
