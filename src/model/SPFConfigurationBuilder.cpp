@@ -41,9 +41,11 @@ SPFConfigurationBuilder::SPFConfigurationBuilder(std::unique_ptr<SPFConfiguratio
 SPFConfigurationBuilder::SPFConfigurationBuilder(SPFConfigurationBuilder&& other)
     : implementation(std::exchange(other.implementation, makeEmptyImplementation())) {}
 
-SPFConfigurationBuilder& SPFConfigurationBuilder::operator=(SPFConfigurationBuilder&& other) {
+SPFConfigurationBuilder& SPFConfigurationBuilder::operator=(SPFConfigurationBuilder&& other) noexcept {
     if (this != &other) {
-        implementation = std::exchange(other.implementation, makeEmptyImplementation());
+        // The other gets what this one held, made as new: nothing need be allocated.
+        implementation.swap(other.implementation);
+        other.implementation->clear();
     }
     return *this;
 }

@@ -38,13 +38,27 @@ SPFConfigurationBuilderImpl::SPFConfigurationBuilderImpl(std::string configurati
     : name(std::move(configurationID)) {}
 
 SPFConfigurationBuilderImpl::~SPFConfigurationBuilderImpl() {
+    withdraw();
+}
+
+void SPFConfigurationBuilderImpl::clear() noexcept {
+    withdraw();
+    name.clear();
+    modificationCount = 0;
+    holdsPublishedConfiguration = false;
+    serviceInterfaces.clear();
+    servicePublishers.clear();
+    serviceMappings.clear();
+}
+
+void SPFConfigurationBuilderImpl::withdraw() noexcept {
     if (!holdsPublishedConfiguration) {
         return;
     }
     try {
         removeFromConfigurationAdmin(name);
     } catch (...) {
-        // A destructor has nobody to tell.
+        // Whoever destroys or clears has nobody to tell.
     }
 }
 

@@ -20,6 +20,9 @@ public:
     // Withdraws the configuration if `holdsPublishedConfiguration` is set; a failure is dropped.
     ~SPFConfigurationBuilderImpl();
 
+    // Makes it as new, with an empty name. What it held goes as with the destructor.
+    void clear() noexcept;
+
     // What putting an interface does to the flag `mappedToAllServicePublishers`.
     enum class FlagRule {
         KeepOrClear, // a replaced entry keeps its flag, a new one starts with false
@@ -52,6 +55,7 @@ public:
     ServiceMappings serviceMappings;
 
 private:
+    void withdraw() noexcept;
     void throwForFirstUnknownID() const;
 };
 

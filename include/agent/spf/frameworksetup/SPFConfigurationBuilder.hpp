@@ -36,11 +36,12 @@ public:
     // Takes ownership; used by SPFConfiguration::modify().
     explicit SPFConfigurationBuilder(std::unique_ptr<SPFConfigurationBuilderImpl> content);
 
+    // Throws std::bad_alloc when there is no memory for what the other is left with; both are as before then.
     SPFConfigurationBuilder(SPFConfigurationBuilder&& other);
 
     // What the builder held before is destroyed as by the destructor. Assigning a builder to itself does
     // nothing.
-    SPFConfigurationBuilder& operator=(SPFConfigurationBuilder&& other);
+    SPFConfigurationBuilder& operator=(SPFConfigurationBuilder&& other) noexcept;
 
     // Withdraws the configuration when the builder came from SPFConfiguration::modify() and was not built
     // since. Failures of the withdrawal are dropped.
