@@ -1,47 +1,72 @@
 // The replaced operator new, which counts.
 #include "support/AllocationFailure.hpp"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace agent::spf::frameworksetup::test {
 
 namespace {
-thread_local bool armed = false;
-thread_local std::size_t allocationsLeft = 0; // until the one that fails
+
+thread_local std::size_t allocationsLeft = 0; // until the one that fails, which is counted; 0: none fails
+thread_local bool failing = false;            // the n-th has failed
+thread_local bool lasting = false;
+
+std::atomic<std::size_t> live{0};
+
 } // namespace
 
 static bool isTimeToFail() {
-    if (!armed || --allocationsLeft != 0) {
+    if (allocationsLeft == 0 || --allocationsLeft != 0) {
         return false;
     }
-    armed = false;
+    failing = true;
+    allocationsLeft = lasting ? 1 : 0;
     return true;
 }
 
-AllocationFailure::AllocationFailure(std::size_t n) {
+static void* allocate(std::size_t size) {
+    if (isTimeToFail()) {
+        throw std::bad_alloc();
+    }
+    auto* const memory = std::malloc(size == 0 ? 1 : size);
+    if (!memory) {
+        throw std::bad_alloc();
+    }
+    live.fetch_add(1, std::memory_order_relaxed);
+    return memory;
+}
+
+static void release(void* memory) noexcept {
+    if (memory) {
+        live.fetch_sub(1, std::memory_order_relaxed);
+        std::free(memory);
+    }
+}
+
+AllocationFailure::AllocationFailure(std::size_t n, Duration duration) {
+    failing = false;
+    lasting = duration == Duration::Lasting;
     allocationsLeft = n;
-    armed = true;
 }
 
 AllocationFailure::~AllocationFailure() {
-    armed = false;
+    allocationsLeft = 0;
 }
 
 bool AllocationFailure::happened() const {
-    return !armed;
+    return failing;
+}
+
+std::size_t liveAllocations() {
+    return live.load(std::memory_order_relaxed);
 }
 
 } // namespace agent::spf::frameworksetup::test
 
 void* operator new(std::size_t size) {
-    if (agent::spf::frameworksetup::test::isTimeToFail()) {
-        throw std::bad_alloc();
-    }
-    if (auto* const memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
+    return agent::spf::frameworksetup::test::allocate(size);
 }
 
 // What the delete below frees must come from here, whichever form of new it was.
@@ -54,9 +79,9 @@ void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
 }
 
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    agent::spf::frameworksetup::test::release(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    agent::spf::frameworksetup::test::release(memory);
 }

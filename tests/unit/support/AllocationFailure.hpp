@@ -1,4 +1,4 @@
-// Makes an allocation fail. A program that links this has the global operator new replaced.
+// Makes allocations fail. A program that links this has the global operator new replaced.
 #ifndef TESTS_UNIT_SUPPORT_ALLOCATION_FAILURE_HPP
 #define TESTS_UNIT_SUPPORT_ALLOCATION_FAILURE_HPP
 
@@ -7,10 +7,12 @@
 namespace agent::spf::frameworksetup::test {
 
 // While it exists, the n-th allocation of the thread that made it, counted from 1, throws std::bad_alloc; the
-// ones before and after succeed. One at a time per thread.
+// ones before succeed, and so do those after it unless the failure lasts. One at a time per thread.
 class AllocationFailure {
 public:
-    explicit AllocationFailure(std::size_t n);
+    enum class Duration { Once, Lasting };
+
+    explicit AllocationFailure(std::size_t n, Duration duration = Duration::Once);
     ~AllocationFailure();
     AllocationFailure(AllocationFailure const&) = delete;
     AllocationFailure& operator=(AllocationFailure const&) = delete;
@@ -18,6 +20,9 @@ public:
     // Whether there was an n-th allocation.
     bool happened() const;
 };
+
+// The blocks that operator new has given to any thread and that are not deleted.
+std::size_t liveAllocations();
 
 } // namespace agent::spf::frameworksetup::test
 

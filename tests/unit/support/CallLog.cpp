@@ -14,6 +14,9 @@ void CallLog::record(std::string const& call) {
     {
         std::lock_guard<std::mutex> const lock(mutex_);
         calls_.push_back(call);
+        if (whenAny_) {
+            hooks.push_back(whenAny_);
+        }
         for (auto watch = watches_.begin(); watch != watches_.end();) {
             auto const due = watch->call == call && watch->skip-- == 0;
             if (due) {
@@ -37,6 +40,11 @@ void CallLog::when(std::string const& call, Hook hook) {
 void CallLog::whenNth(std::size_t n, std::string const& call, Hook hook) {
     std::lock_guard<std::mutex> const lock(mutex_);
     watches_.push_back({call, n - 1, true, std::move(hook)});
+}
+
+void CallLog::whenAny(Hook hook) {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    whenAny_ = std::move(hook);
 }
 
 std::vector<std::string> CallLog::calls() const {
@@ -73,6 +81,7 @@ void CallLog::reset() {
     std::lock_guard<std::mutex> const lock(mutex_);
     calls_.clear();
     watches_.clear();
+    whenAny_ = nullptr;
 }
 
 CallLog& callLog() {

@@ -26,6 +26,9 @@ public:
     void when(std::string const& call, Hook hook);
     void whenNth(std::size_t n, std::string const& call, Hook hook);
 
+    // Runs the hook at every call from now on, before those that are set for the call.
+    void whenAny(Hook hook);
+
     std::vector<std::string> calls() const;
     // The calls that begin with the text.
     std::vector<std::string> callsOf(std::string const& beginning) const;
@@ -51,6 +54,7 @@ private:
     mutable std::condition_variable recorded_;
     std::vector<std::string> calls_;
     std::vector<Watch> watches_;
+    Hook whenAny_; // empty when there is none
 };
 
 // The call log that all doubles of the process share.
