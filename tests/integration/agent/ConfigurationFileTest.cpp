@@ -175,6 +175,32 @@ TEST(ConfigurationFile, NestingIsLimited) {
                 ElementsAre(problem("/serviceInterfaces/0", "expected a service interface")));
 }
 
+std::string withRequiredProperty(std::string const& name) {
+    return R"({"configurationID": "c", "serviceInterfaces": [{"uniqueID": "i", "name": "I",
+              "requiredRuntimeProperties": {")" +
+           name + R"(": "value"}}]})";
+}
+
+TEST(ConfigurationFile, NestingByDotsInTheNameOfARequiredPropertyIsLimited) {
+    auto const withDots = [](std::size_t dots) {
+        std::string name;
+        for (std::size_t dot = 0; dot < dots; ++dot) {
+            name += ".a";
+        }
+        return withRequiredProperty(name);
+    };
+    EXPECT_THAT(
+        problemsOf(withDots(100'000)),
+        ElementsAre(problem("/serviceInterfaces/0/requiredRuntimeProperties", "more than the 64 levels")));
+    EXPECT_THAT(problemsOf(withDots(maximumNesting - 1)), IsEmpty());
+}
+
+TEST(ConfigurationFile, TheNameOfARequiredPropertyMustNotEndInADot) {
+    EXPECT_THAT(
+        problemsOf(withRequiredProperty("a.")),
+        ElementsAre(problem("/serviceInterfaces/0/requiredRuntimeProperties/a.", "does not end in a dot")));
+}
+
 TEST(ConfigurationFile, WhatIsFoundIsShownCutAndInAscii) {
     auto const found = problemsOf(R"({"configurationID": ["\u001b)" + std::string(100, 'x') + R"("]})");
 

@@ -19,8 +19,8 @@ AGENT_SPF_FRAMEWORKSETUP_EXPORT void setupFramework();
 
 // Marks, in the requested properties of a service interface, a property that the service must carry at run
 // time: puts `value` at the path "spf::requiredServiceProperty::" + `name`. Dots in the name separate levels
-// of the tree; a value that is already there is replaced, its children are kept. The name is neither checked
-// nor trimmed. Throws what allocating throws. Thread safe for distinct trees.
+// of the tree, and Boost.PropertyTree asserts that none ends it; a value that is there is replaced, children
+// are kept. The name is not checked. Throws what allocating throws. Thread safe for distinct trees.
 AGENT_SPF_FRAMEWORKSETUP_EXPORT void
 addRequiredRuntimeServiceProperties(boost::property_tree::ptree& properties, std::string const& name,
                                     std::string const& value);

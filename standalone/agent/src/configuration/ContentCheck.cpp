@@ -1,6 +1,8 @@
 // Checks of a configuration that a schema cannot express.
 #include "configuration/ContentCheck.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -38,6 +40,7 @@ public:
         forEachEntry("serviceInterfaces", [this](json const& entry, std::string const& pointer) {
             checkIdentity(entry, pointer, interfaces_);
             checkProperties(entry, pointer);
+            checkLevelsOfNames(entry, pointer);
         });
         forEachEntry("servicePublishers", [this](json const& entry, std::string const& pointer) {
             checkIdentity(entry, pointer, publishers_);
@@ -142,6 +145,24 @@ private:
             }
             if (value.is_object()) {
                 checkLetterCase(value, member);
+            }
+        }
+    }
+
+    // A dot in the name of a required property begins another level of the tree that holds it.
+    void checkLevelsOfNames(json const& entry, std::string const& pointer) {
+        constexpr char const* list = "requiredRuntimeProperties";
+        if (!entry.is_object() || !entry.contains(list) || !entry.at(list).is_object()) {
+            return;
+        }
+        for (auto const& [name, value] : entry.at(list).items()) {
+            if (std::count(name.begin(), name.end(), '.') >= static_cast<std::ptrdiff_t>(maximumNesting)) {
+                report(memberPointer(pointer, list), "found " + shown(name) +
+                                                         ", whose dots make more than the " +
+                                                         std::to_string(maximumNesting) + " levels allowed");
+            } else if (!name.empty() && name.back() == '.') {
+                report(memberPointer(memberPointer(pointer, list), name),
+                       "found " + shown(name) + "; expected a name that does not end in a dot");
             }
         }
     }
