@@ -31,7 +31,6 @@ public:
         *reached_ = ++at_;
         return *this;
     }
-    friend bool operator==(TrackedIterator left, TrackedIterator right) { return left.at_ == right.at_; }
     friend bool operator!=(TrackedIterator left, TrackedIterator right) { return left.at_ != right.at_; }
 
 private:
