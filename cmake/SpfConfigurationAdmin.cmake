@@ -13,14 +13,16 @@ if(SPF_MICROSERVICES_PROVIDER STREQUAL standalone)
         "${PROJECT_BINARY_DIR}/standalone/cppmicroservices/configadmin")
     add_custom_target(spf-configuration-admin)
     add_dependencies(spf-configuration-admin spf-configuration-admin-bundle)
-    install(TARGETS spf-configuration-admin-bundle LIBRARY DESTINATION "${SPF_MICROSERVICES_BUNDLE_DIRECTORY}")
+    spf_install_bundle(spf-configuration-admin-bundle "${SPF_MICROSERVICES_BUNDLE_DIRECTORY}")
 elseif(TARGET ConfigurationAdmin)
     add_custom_command(OUTPUT "${SPF_CONFIGURATION_ADMIN_BUNDLE}"
         COMMAND "${CMAKE_COMMAND}" -E copy "$<TARGET_FILE:ConfigurationAdmin>" "${SPF_CONFIGURATION_ADMIN_BUNDLE}"
         DEPENDS "$<TARGET_FILE:ConfigurationAdmin>" VERBATIM)
     add_custom_target(spf-configuration-admin ALL DEPENDS "${SPF_CONFIGURATION_ADMIN_BUNDLE}")
-    install(FILES "$<TARGET_FILE:ConfigurationAdmin>" RENAME ConfigurationAdmin.so
-        DESTINATION "${SPF_MICROSERVICES_BUNDLE_DIRECTORY}")
+    if(SPF_INSTALL)
+        install(FILES "$<TARGET_FILE:ConfigurationAdmin>" RENAME ConfigurationAdmin.so
+            DESTINATION "${SPF_MICROSERVICES_BUNDLE_DIRECTORY}" COMPONENT bundles)
+    endif()
     # The bundle needs this library and records no path to it: it must be in the process when the bundle is loaded.
     target_link_libraries(spf-configuration-admin-runtime INTERFACE
         -Wl,--push-state,--no-as-needed usAsyncWorkService -Wl,--pop-state)
@@ -30,3 +32,4 @@ else()
     add_custom_target(spf-configuration-admin)
 endif()
 add_dependencies(spf-configuration-admin-runtime spf-configuration-admin)
+spf_install_target(spf-configuration-admin-runtime library configuration-admin)

@@ -23,6 +23,7 @@ if(SPF_MICROSERVICES_PROVIDER STREQUAL installed)
     add_library(spf-microservices INTERFACE)
     target_link_libraries(spf-microservices INTERFACE CppMicroServices)
     add_library(spf::microservices ALIAS spf-microservices)
+    spf_install_target(spf-microservices library microservices)
     message(STATUS "CppMicroServices provider: installed ${CppMicroServices_VERSION} (${CppMicroServices_DIR})")
 else()
     add_subdirectory("${PROJECT_SOURCE_DIR}/standalone/cppmicroservices"

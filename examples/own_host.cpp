@@ -1,0 +1,35 @@
+// First steps on a host of the program's own: see minimal_host/.
+// usage: own_host ROOT ENDPOINT      ROOT: where spf-frameworksetup is installed; ENDPOINT: such as
+// unix:own-host.sock
+#include <chrono>
+#include <exception>
+#include <iostream>
+
+#include <agent/spf/frameworksetup/SPFConfigurationBuilder.hpp>
+
+#include "minimal_host/MinimalHost.hpp"
+
+int main(int argc, char* argv[]) try {
+    using namespace agent::spf::frameworksetup;
+    using namespace std::chrono_literals;
+    if (argc != 3) {
+        std::cerr << "usage: own_host ROOT ENDPOINT\n";
+        return 2;
+    }
+
+    minimal::Host const host(argv[1]);
+    SPFConfigurationBuilder builder("own-host");
+    builder.addServicePublisher("rpc", "rpcservicepublisher", {}, {argv[2]}, "", "")
+        .addServiceInterfaceToServicePublisher("rpc", "thermometer", "example.Thermometer", {});
+    SPFConfiguration configuration = builder.build();
+    if (!configuration.waitForAllEndpoints(5s, "rpc") || !configuration.waitForAllServices(5s, "rpc") ||
+        !configuration.waitForAllServicesToBeUnpublished(5s, "rpc")) {
+        std::cerr << "the configuration did not go its way in time\n";
+        return 1;
+    }
+    std::cout << "bound, published, unpublished: " << argv[2] << '\n';
+    return 0;
+} catch (std::exception const& error) {
+    std::cerr << error.what() << '\n';
+    return 1;
+}
