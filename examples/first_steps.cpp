@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 
+#include <agent/host/standalone/StandaloneHost.hpp>
 #include <agent/spf/frameworksetup/SPFConfigurationBuilder.hpp>
 
 int main(int argc, char* argv[]) try {
@@ -14,6 +15,7 @@ int main(int argc, char* argv[]) try {
         return 2;
     }
 
+    agent::host::standalone::setInstallationRoot(SPF_INSTALLATION_ROOT); // the bundles lie below it
     SPFConfigurationBuilder builder("first-steps");
     builder.addServicePublisher("rpc", "rpcservicepublisher", {}, {argv[1]}, "", "")
         .addServiceInterfaceToServicePublisher("rpc", "thermometer", "example.Thermometer", {});

@@ -96,11 +96,11 @@ class InstalledTest(unittest.TestCase):
         cls.first_root.rename(cls.root)
         cls.examples = cls.root / "share/spf-frameworksetup/examples"
 
-    def run_consumer(self, program, root):
-        """Runs a program that publishes a configuration to its end; `root` is where the bundles lie."""
+    def run_consumer(self, program):
+        """Runs a program that publishes a configuration to its end."""
         with tempfile.TemporaryDirectory(prefix="run-", dir=scratch) as directory:
-            output = run(program, root, "unix:consumer.sock", cwd=directory)
-            self.assertEqual(output, "bound, published, unpublished: unix:consumer.sock\n")
+            output = run(program, "unix:consumer.sock", cwd=directory)
+            self.assertEqual(output, "bound: unix:consumer.sock\nservices published\nservices unpublished\n")
             self.assertEqual(os.listdir(directory), [])
 
 
@@ -182,12 +182,18 @@ class FindPackage(InstalledTest):
         return directory
 
     def test_with_the_standalone_host(self):
-        self.run_consumer(self.build_consumer("standalone") / "consumer", self.root)
+        self.run_consumer(self.build_consumer("standalone") / "consumer")
 
     def test_with_a_host_of_the_consumers_own(self):
         program = self.build_consumer("own") / "consumer"
         self.assertNotIn("standalone_host", run("ldd", program))
-        self.run_consumer(program, self.root)
+        self.run_consumer(program)
+
+    def test_the_installed_examples_are_a_project(self):
+        directory = self.scratch / "examples"
+        configure(self.examples, directory, prefix_path(self.root))
+        run("cmake", "--build", directory)
+        self.run_consumer(directory / "my-agent")
 
     def test_builds_bundles(self):
         directory = self.build_consumer("standalone")
@@ -225,24 +231,26 @@ class FindPackage(InstalledTest):
 
 
 class AddSubdirectory(InstalledTest):
-    def build_consumer(self, host, *targets):
+    def build_consumer(self, host, root, *targets):
         directory = self.scratch / f"sub-{host}"
         configure(CONSUMER, directory, prefix_path(), f"-DCONSUMER_HOST={host}", f"-DCONSUMER_SOURCE={SOURCE}",
-                  f"-DCONSUMER_EXAMPLES={SOURCE / 'examples'}", f"-DSPF_MICROSERVICES={provider()}")
+                  f"-DCONSUMER_EXAMPLES={SOURCE / 'examples'}",
+                  f"-DCONSUMER_ROOT={root or directory / 'spf-frameworksetup/root'}",
+                  f"-DSPF_MICROSERVICES={provider()}")
         run("cmake", "--build", directory, "--target", "consumer", *targets)
         return directory
 
     def test_with_the_standalone_host(self):
-        directory = self.build_consumer("standalone", "spf-bundles", "spf-configuration-admin")
-        self.run_consumer(directory / "consumer", directory / "spf-frameworksetup/root")
+        directory = self.build_consumer("standalone", None, "spf-bundles", "spf-configuration-admin")
+        self.run_consumer(directory / "consumer")
 
     def test_with_a_host_of_the_consumers_own(self):
-        directory = self.build_consumer("own")
+        directory = self.build_consumer("own", self.root)
         self.assertFalse((directory / "spf-frameworksetup/standalone/host").exists())
-        self.run_consumer(directory / "consumer", self.root)
+        self.run_consumer(directory / "consumer")
 
     def test_a_parent_project_installs_nothing_of_this_one(self):
-        directory = self.build_consumer("own")
+        directory = self.build_consumer("own", self.root, "all")
         run("cmake", "--install", directory, "--prefix", self.scratch / "parent")
         self.assertFalse((self.scratch / "parent").exists())
 
@@ -255,13 +263,13 @@ class PkgConfig(InstalledTest):
     def compile(self, program, sources, flags):
         libraries = [self.root / "lib", *(f"{prefix}/lib" for prefix in cache("CMAKE_PREFIX_PATH").split(";") if prefix)]
         rpaths = [f"-Wl,-rpath,{library}" for library in libraries]
-        run("g++", "-std=c++17", "-o", program, *sources, *flags, *rpaths)
+        run("g++", "-std=c++17", f'-DSPF_INSTALLATION_ROOT="{self.root}"', "-o", program, *sources, *flags, *rpaths)
         return program
 
     def test_with_the_standalone_host(self):
-        program = self.compile(self.scratch / "pkg-standalone", [CONSUMER / "standalone_host.cpp"],
+        program = self.compile(self.scratch / "pkg-standalone", [self.examples / "first_steps.cpp"],
                                self.flags("spf-standalone-host"))
-        self.run_consumer(program, self.root)
+        self.run_consumer(program)
 
     def test_with_a_host_of_the_consumers_own(self):
         sources = [self.examples / "own_host.cpp", self.examples / "minimal_host/MinimalHost.cpp"]
@@ -270,7 +278,7 @@ class PkgConfig(InstalledTest):
             flags += ["-Wl,--no-as-needed", f"-L{cache('CMAKE_PREFIX_PATH')}/lib", "-lusAsyncWorkService"]
         program = self.compile(self.scratch / "pkg-own", sources, flags)
         self.assertNotIn("standalone_host", run("ldd", program))
-        self.run_consumer(program, self.root)
+        self.run_consumer(program)
 
     def test_every_header_compiles_alone_and_without_warnings(self):
         headers = [name for name in sorted(files_below(self.root / "include")) if "standalone-microservices" not in name]
