@@ -124,9 +124,9 @@ class Layout(InstalledTest):
         for directory in [root / "microservices", *(root / "spf" / name for name in BUNDLE_DIRECTORIES)]:
             self.assertTrue(list(directory.glob("*.so")), directory)
 
-    def test_licence_and_readme_are_installed(self):
-        for name in ("LICENSE", "README.md"):
-            self.assertTrue((self.root / "share/doc/spf-frameworksetup" / name).is_file(), name)
+    def test_licence_readme_and_manual_page_are_installed(self):
+        for name in ("doc/spf-frameworksetup/LICENSE", "doc/spf-frameworksetup/README.md", "man/man1/spf-agent.1"):
+            self.assertTrue((self.root / "share" / name).is_file(), name)
 
     def test_no_file_names_the_place_where_it_was_installed_built_or_written(self):
         for name in sorted(files_below(self.root)):
