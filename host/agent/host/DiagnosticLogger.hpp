@@ -25,8 +25,10 @@ enum class Severity : std::uint32_t {
 // Thread safe. Neither copied nor moved, so it has no empty state.
 class AGENT_HOST_EXPORT DiagnosticLogger {
 public:
+    // What records are opened on and pushed to; its channel is given at construction.
     using Source = boost::log::sources::severity_channel_logger_mt<Severity, std::string>;
 
+    // A logger of the channel, such as "agent::spf::frameworksetup".
     explicit DiagnosticLogger(std::string channel);
     ~DiagnosticLogger();
     DiagnosticLogger(DiagnosticLogger const&) = delete;

@@ -24,9 +24,11 @@ public:
     // Appends one component, with a '/' before it unless the path is empty.
     Path& operator/=(std::u16string_view component);
 
+    // Whether it holds no component, and the text as it stands.
     bool empty() const noexcept;
     std::u16string const& text() const noexcept;
 
+    // A path with one component more; whether two paths have the same text.
     friend Path operator/(Path left, std::u16string_view right) {
         left /= right;
         return left;

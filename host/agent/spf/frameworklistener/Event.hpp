@@ -11,11 +11,13 @@
 
 namespace agent::spf::frameworklistener {
 
+// Which record an event is.
 enum class EventType : std::uint32_t { FrameworkEvent = 0, FrameworkErrorEvent = 1, RouterEvent = 2 };
 
 // The head of every event. `eventType` alone says which of the derived records an event is; there is no
 // virtual operation, so an event is shared through a pointer that was made for the derived record.
 struct Event {
+    // Which of the derived records this is.
     explicit Event(EventType type)
         : eventType(type) {}
     EventType eventType;
@@ -26,6 +28,7 @@ struct Event {
 
 // All services of a publisher are published, or the publisher's configuration is removed.
 struct FrameworkEvent : Event {
+    // What happened, to which publisher, in which version of the configuration.
     enum class Kind : std::uint32_t { AllServicesPublished = 0, ConfigurationRemoved = 1 };
     FrameworkEvent(Kind eventKind, std::string publisherID, std::uint32_t count)
         : Event(EventType::FrameworkEvent)
@@ -39,6 +42,8 @@ struct FrameworkEvent : Event {
 
 // An endpoint is bound or connected, for the first time or again.
 struct RouterEvent : Event {
+    // What happened, to which endpoint of which publisher, in which version of the configuration. The
+    // endpoint equals the one that was published.
     enum class Kind : std::uint32_t { Bound = 0, Rebound = 1, Connected = 2, Reconnected = 3 };
     RouterEvent(Kind eventKind, cppmicroservices::Any eventEndpoint, std::string publisherID,
                 std::uint32_t count)
@@ -55,6 +60,7 @@ struct RouterEvent : Event {
 
 // The framework cannot act on a publisher's configuration; `error` says why.
 struct FrameworkErrorEvent : Event {
+    // What failed, for which publisher, in which version of the configuration.
     FrameworkErrorEvent(std::exception_ptr eventError, std::string publisherID, std::uint32_t count)
         : Event(EventType::FrameworkErrorEvent)
         , error(std::move(eventError))

@@ -13,6 +13,7 @@ namespace agent::spf::frameworklistener {
 // possibly on several at once; the framework makes no promise about the thread.
 class AGENT_HOST_EXPORT FrameworkListener {
 public:
+    // Takes an event. What it throws goes to whoever delivers the event.
     virtual void handleEvent(std::shared_ptr<Event> event) = 0;
     virtual ~FrameworkListener() = default;
 };

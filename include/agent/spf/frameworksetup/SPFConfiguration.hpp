@@ -48,6 +48,7 @@ public:
     // Takes ownership; used by build().
     explicit SPFConfiguration(std::unique_ptr<SPFConfigurationImpl> published);
 
+    // Takes over what `other` held, which is empty afterwards.
     SPFConfiguration(SPFConfiguration&& other) noexcept;
 
     // Withdraws the configuration that was held. Assigning a handle to itself does nothing. Failures of the
