@@ -2,10 +2,13 @@
 #include "FrameworkLifecycle.hpp"
 
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <stdexcept>
 #include <utility>
+
+#include <unistd.h>
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/FrameworkEvent.h>
@@ -24,23 +27,39 @@ std::filesystem::path microservicesDirectory() {
     return installationRoot() / toFilesystemPath(Path(SPF_MICROSERVICES_BUNDLE_DIRECTORY));
 }
 
-void stopAndWait(Framework& framework) {
+constexpr auto withoutLimit = std::chrono::milliseconds::zero(); // as WaitForStop() takes it
+
+// How long exit() waits for the framework.
+constexpr std::chrono::milliseconds patienceAtExit = std::chrono::seconds(2);
+
+bool stopAndWait(Framework& framework, std::chrono::milliseconds timeout) {
     framework.Stop();
-    framework.WaitForStop(std::chrono::milliseconds::zero()); // zero: until it has stopped
+    return framework.WaitForStop(timeout).GetType() !=
+           cppmicroservices::FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT;
 }
 
-void stopAtExit() {
+bool isStoppedAtExit() {
     try {
-        FrameworkLifecycle::instance().stop();
+        return FrameworkLifecycle::instance().stop(patienceAtExit);
     } catch (std::exception const&) {
-        // exit() was called by a bundle that was being started: there is nobody left to tell.
+        return false; // exit() was called by a bundle that was being started with the framework
+    }
+}
+
+// When an activator calls exit(), or a listener on the thread that delivers an event, the framework waits for
+// that very thread and cannot stop. Bundles whose threads still run must not see static objects go, so the
+// process ends here.
+void stopAtExit(int status, void*) {
+    if (!isStoppedAtExit()) {
+        std::fflush(nullptr);
+        ::_exit(status);
     }
 }
 
 } // namespace
 
 void stopFrameworkFirstAtExit() {
-    std::atexit(stopAtExit);
+    ::on_exit(stopAtExit, nullptr);
 }
 
 FrameworkLifecycle& FrameworkLifecycle::instance() {
@@ -71,11 +90,11 @@ std::shared_ptr<Framework> FrameworkLifecycle::start() {
         }
         auto const stopping = framework_;
         lock.unlock();
-        stopAndRelease(stopping);
+        stopAndRelease(stopping, withoutLimit);
     }
 }
 
-void FrameworkLifecycle::stop() {
+bool FrameworkLifecycle::stop(std::chrono::milliseconds timeout) {
     Lock lock(mutex_);
     waitWhileAnotherThreadStarts(lock);
     if (state_ == State::Starting) {
@@ -84,17 +103,19 @@ void FrameworkLifecycle::stop() {
     auto const framework = framework_;
     enterWithLock(framework ? State::Stopping : State::Stopped, framework);
     lock.unlock();
-    if (framework) {
-        stopAndRelease(framework);
-    }
+    return !framework || stopAndRelease(framework, timeout);
 }
 
-void FrameworkLifecycle::stopAndRelease(std::shared_ptr<Framework> const& framework) {
-    stopAndWait(*framework);
+bool FrameworkLifecycle::stopAndRelease(std::shared_ptr<Framework> const& framework,
+                                        std::chrono::milliseconds timeout) {
+    if (!stopAndWait(*framework, timeout)) {
+        return false;
+    }
     Lock const lock(mutex_);
     if (framework_ == framework) { // not yet released by another thread that waited for the same end
         enterWithLock(State::Stopped, nullptr);
     }
+    return true;
 }
 
 // The framework, if it runs or the calling thread is starting it.
@@ -127,7 +148,7 @@ std::shared_ptr<Framework> FrameworkLifecycle::startWithLock(Lock& lock) {
         launch(framework);
     } catch (...) {
         if (framework) {
-            stopAndWait(*framework);
+            stopAndWait(*framework, withoutLimit);
         }
         lock.lock();
         enterWithLock(stateBefore, nullptr);

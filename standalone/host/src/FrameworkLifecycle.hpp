@@ -2,6 +2,7 @@
 #ifndef AGENT_HOST_STANDALONE_FRAMEWORK_LIFECYCLE_HPP
 #define AGENT_HOST_STANDALONE_FRAMEWORK_LIFECYCLE_HPP
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -24,8 +25,9 @@ public:
     // The running framework; starts a new one if there is none.
     std::shared_ptr<cppmicroservices::Framework> start();
 
-    // Stops the framework and waits until it has stopped.
-    void stop();
+    // Stops the framework and waits until it has stopped, at most for the time-out, or without limit when
+    // that is zero. Returns whether it has stopped.
+    bool stop(std::chrono::milliseconds timeout = std::chrono::milliseconds::zero());
 
     // Properties of the framework that is started next.
     void setProperties(cppmicroservices::FrameworkConfiguration properties);
@@ -38,7 +40,8 @@ private:
     std::shared_ptr<cppmicroservices::Framework> startWithLock(Lock& lock);
     std::shared_ptr<cppmicroservices::Framework> runningWithLock() const;
     void launch(std::shared_ptr<cppmicroservices::Framework> const& framework);
-    void stopAndRelease(std::shared_ptr<cppmicroservices::Framework> const& framework);
+    bool stopAndRelease(std::shared_ptr<cppmicroservices::Framework> const& framework,
+                        std::chrono::milliseconds timeout);
     void enterWithLock(State state, std::shared_ptr<cppmicroservices::Framework> framework);
 
     std::mutex mutex_; // guards the members below

@@ -55,9 +55,11 @@ AGENT_HOST_EXPORT std::shared_ptr<cppmicroservices::Framework> startFramework();
 // even if no framework was ever started. Must not be called from a bundle's activator.
 //
 // A framework that still runs when the process exits is stopped by an exit handler, before the destruction of
-// the static objects that existed when installAndStart() last returned, after that of later ones. A program
-// whose bundles use, in their deactivators, static objects that they make later calls stopFramework() before
-// main() ends.
+// the static objects that existed when installAndStart() last returned, after that of later ones. When it
+// does not stop within two seconds, as when an activator calls exit(), or a listener on the thread that
+// delivers an event, the process ends at once, with its status and its output written, but without the exit
+// handlers and destructors that are left. A program whose bundles use, in their deactivators, static objects
+// that they make later calls stopFramework() before main() ends.
 AGENT_HOST_EXPORT void stopFramework();
 
 // The severities that every DiagnosticLogger of the process reports as wanted: the bitwise or of
