@@ -23,22 +23,34 @@ using cppmicroservices::ref_any_cast;
 
 using Events = std::vector<std::shared_ptr<Event>>;
 
-// A framework that is being stopped delivers nothing any more.
+// What a framework that is being stopped or a listener that has gone has to say is nobody's business.
+template <typename Call>
+void dropFailure(Call const& call) {
+    try {
+        call();
+    } catch (std::exception const&) {
+    }
+}
+
+// A listener may go between being found and being called; the others hear of the event all the same.
+void deliverOne(Framework const& framework, std::shared_ptr<Event> const& event) {
+    auto context = framework.GetBundleContext();
+    for (auto const& reference : context.GetServiceReferences<FrameworkListener>()) {
+        dropFailure([&] {
+            if (auto const listener = context.GetService(reference)) {
+                listener->handleEvent(event);
+            }
+        });
+    }
+}
+
 void deliver(std::weak_ptr<Framework> const& target, Events const& events) {
     auto const framework = target.lock();
     if (!framework) {
         return;
     }
     for (auto const& event : events) {
-        try {
-            auto context = framework->GetBundleContext();
-            for (auto const& reference : context.GetServiceReferences<FrameworkListener>()) {
-                if (auto const listener = context.GetService(reference)) {
-                    listener->handleEvent(event);
-                }
-            }
-        } catch (std::exception const&) {
-        }
+        dropFailure([&] { deliverOne(*framework, event); });
     }
 }
 
