@@ -51,7 +51,7 @@ void SPFConfigurationBuilderImpl::clear() noexcept {
     serviceMappings.clear();
 }
 
-void SPFConfigurationBuilderImpl::withdraw() noexcept {
+void SPFConfigurationBuilderImpl::withdraw() const noexcept {
     if (!holdsPublishedConfiguration) {
         return;
     }

@@ -55,7 +55,7 @@ public:
     ServiceMappings serviceMappings;
 
 private:
-    void withdraw() noexcept;
+    void withdraw() const noexcept;
     void throwForFirstUnknownID() const;
 };
 
