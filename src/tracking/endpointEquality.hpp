@@ -16,7 +16,7 @@ inline std::string const* asString(cppmicroservices::Any const& endpoint) noexce
 // What areEqual() says when one of the two is a string, without the detour through `Any`.
 inline bool isString(cppmicroservices::Any const& endpoint, std::string const& text) noexcept {
     auto const* const held = asString(endpoint);
-    return held && *held == text;
+    return held != nullptr && *held == text;
 }
 
 // `Any` equality decides; an empty endpoint equals nothing, which CppMicroServices leaves undefined, nor does
