@@ -3,7 +3,7 @@
 //   spf-stress CYCLES [--seed N]
 // Built with ThreadSanitizer. Prints the figure on the last line; its status is 1 when a rule is broken: a
 // wait that is not reached although the framework stayed, a listener, configuration, descriptor or thread
-// that is left.
+// that is left, more cycles disturbed than not.
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -12,6 +12,7 @@
 #include <iterator>
 #include <memory>
 #include <random>
+#include <shared_mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,6 +55,9 @@ public:
             thread.join();
         }
         checkNothingIsLeft();
+        if (undisturbed_ < cycles_ / 2) {
+            fault("most cycles were disturbed, so that little was expected of them");
+        }
         agent::host::standalone::stopFramework();
         workers_.reset();
         return faults_ == 0;
@@ -84,8 +88,11 @@ private:
                 continue;
             }
             ++generation_;
-            agent::host::standalone::stopFramework();
-            startFramework();
+            {
+                std::lock_guard<std::shared_mutex> const noRemovalIsAwaited(removals_);
+                agent::host::standalone::stopFramework();
+                startFramework();
+            }
             ++generation_;
             next += cyclesOfAFramework;
         }
@@ -125,10 +132,7 @@ private:
         if (!isReady(handle, id, generation)) {
             return "a publisher of the second build is not ready";
         }
-        auto const wait = [&](milliseconds const& timeout) {
-            return handle.waitForAllServicesToBeUnpublished(timeout, publisherID(id, 0));
-        };
-        if (awaitRemoval && !wait(std::chrono::minutes(1)) && generation_ == generation) {
+        if (awaitRemoval && !isRemoved(handle, id, generation)) {
             return "the removal was not reported";
         }
         handle.reset();
@@ -164,6 +168,13 @@ private:
         return false;
     }
 
+    // Withdraws and waits, but not when the framework has been replaced or is about to be.
+    bool isRemoved(SPFConfiguration& handle, std::string const& id, unsigned long generation) {
+        std::shared_lock<std::shared_mutex> const frameworkStays(removals_);
+        return generation % 2 == 0 && generation_ == generation &&
+               handle.waitForAllServicesToBeUnpublished(std::chrono::minutes(1), publisherID(id, 0));
+    }
+
     static std::string publisherID(std::string const& id, std::size_t number) {
         return id + "-p" + std::to_string(number);
     }
@@ -190,6 +201,8 @@ private:
     std::atomic<unsigned long> undisturbed_{0};
     std::atomic<unsigned long> generation_{0}; // odd while the framework is being replaced
     std::atomic<int> faults_{0};
+    // Held shared by those who await a removal: one that is lost with its framework would be awaited in vain.
+    std::shared_mutex removals_;
     std::shared_ptr<std::array<stress::Worker, publisherCount>> workers_ =
         std::make_shared<std::array<stress::Worker, publisherCount>>();
 };
@@ -207,6 +220,7 @@ int main(int argumentCount, char** arguments) {
         return 2;
     }
     agent::host::standalone::setInstallationRoot(STRESS_ROOT);
+    std::thread([] {}).join(); // with the first thread ThreadSanitizer starts one of its own, which stays
     auto const descriptors = count("/proc/self/fd");
     auto const threads = count("/proc/self/task");
     Stress stress(std::stoul(arguments[1]), argumentCount == 4 ? std::stoul(arguments[3]) : 1);
