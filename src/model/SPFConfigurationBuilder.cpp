@@ -144,17 +144,10 @@ SPFConfigurationBuilder::undoMappingOfServiceInterfaceToAllServicePublishers(std
 
 SPFConfiguration SPFConfigurationBuilder::build() {
     implementation->checkMappings();
-    std::string name;
-    ServiceInterfaces interfaces;
-    ServicePublishers publishers;
-    ServiceMappings mappings;
-    name.swap(implementation->name);
-    interfaces.swap(implementation->serviceInterfaces);
-    publishers.swap(implementation->servicePublishers);
-    mappings.swap(implementation->serviceMappings);
     auto published = std::make_unique<SPFConfigurationImpl>(
-        std::move(name), implementation->modificationCount, std::move(interfaces), std::move(publishers),
-        std::move(mappings));
+        std::move(implementation->name), implementation->modificationCount,
+        std::move(implementation->serviceInterfaces), std::move(implementation->servicePublishers),
+        std::move(implementation->serviceMappings));
     implementation->holdsPublishedConfiguration = false;
     return SPFConfiguration(std::move(published));
 }

@@ -15,11 +15,12 @@ class SPFConfigurationUpdateTracker;
 // Constructing one publishes; destroying one withdraws. Not thread safe.
 class SPFConfigurationImpl {
 public:
-    // Takes the content, adds one to the count, starts the framework's bundles and publishes. Throws what
-    // starting and publishing throw; nothing is withdrawn then.
-    SPFConfigurationImpl(std::string configurationID, std::int32_t previousModificationCount,
-                         ServiceInterfaces interfaces, ServicePublishers publishers,
-                         ServiceMappings mappings);
+    // Swaps the content for an empty one, adds one to the count, starts the framework's bundles and
+    // publishes. Throws what starting and publishing throw; the content is lost and nothing is withdrawn
+    // then. When there is no memory to begin with, the content stays where it was.
+    SPFConfigurationImpl(std::string&& configurationID, std::int32_t previousModificationCount,
+                         ServiceInterfaces&& interfaces, ServicePublishers&& publishers,
+                         ServiceMappings&& mappings);
     SPFConfigurationImpl(SPFConfigurationImpl const&) = delete;
     SPFConfigurationImpl& operator=(SPFConfigurationImpl const&) = delete;
 

@@ -33,15 +33,16 @@ std::string instanceNameOf(std::string const& pid) {
 
 } // namespace
 
-SPFConfigurationImpl::SPFConfigurationImpl(std::string configurationID,
+// To move one of Boost's containers allocates another, swapping does not.
+SPFConfigurationImpl::SPFConfigurationImpl(std::string&& configurationID,
                                            std::int32_t previousModificationCount,
-                                           ServiceInterfaces interfaces, ServicePublishers publishers,
-                                           ServiceMappings mappings)
-    : name(std::move(configurationID))
-    , modificationCount(next(previousModificationCount))
-    , serviceInterfaces(std::move(interfaces))
-    , servicePublishers(std::move(publishers))
-    , serviceMappings(std::move(mappings)) {
+                                           ServiceInterfaces&& interfaces, ServicePublishers&& publishers,
+                                           ServiceMappings&& mappings)
+    : modificationCount(next(previousModificationCount)) {
+    name.swap(configurationID);
+    serviceInterfaces.swap(interfaces);
+    servicePublishers.swap(publishers);
+    serviceMappings.swap(mappings);
     installAndStartMicroServices();
     publishToConfigurationAdmin();
 }

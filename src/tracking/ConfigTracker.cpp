@@ -47,7 +47,7 @@ bool ConfigTracker::areAllServicesUnpublished() const {
 }
 
 bool ConfigTracker::isFinished() const {
-    return error || (areAllEndpointsFinished() && allServicesPublished);
+    return error || (allServicesPublished && areAllEndpointsFinished());
 }
 
 bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
@@ -80,7 +80,7 @@ bool ConfigTracker::completeEndpoint(OutstandingEndpoints& outstanding, Any cons
     }
     log(host::Severity::Progress, [&](std::ostream& stream) { stream << message << endpoint.ToString(); });
     auto const allEndpointsFinished = areAllEndpointsFinished();
-    auto const finished = isFinished();
+    auto const finished = allEndpointsFinished && allServicesPublished; // there is no error, see above
     lock.unlock();
     if (allEndpointsFinished) {
         condition.notify_all();

@@ -2,6 +2,8 @@
 #include "tracking/IndexedEndpoints.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <functional>
 #include <utility>
 
@@ -11,47 +13,79 @@ namespace agent::spf::frameworksetup {
 
 using cppmicroservices::Any;
 
+namespace {
+
+constexpr std::size_t indexedAtATime = 16;
+
+std::uint64_t hashOf(std::string const& text) noexcept {
+    return std::hash<std::string>()(text);
+}
+
+// The upper bits; the lower ones choose the place.
+std::uint16_t tagOf(std::uint64_t hash) noexcept {
+    return static_cast<std::uint16_t>(hash >> 48U);
+}
+
+} // namespace
+
 IndexedEndpoints::IndexedEndpoints(std::vector<Any> listed)
     : endpoints(std::move(listed))
     , outstanding(endpoints.size(), true)
     , outstandingCount(endpoints.size()) {
     std::size_t size = 1;
-    while (size < 2 * endpoints.size()) {
+    while (size < endpoints.size() + endpoints.size() / 4) {
         size *= 2;
     }
     slots.resize(size);
-    for (Position position = 0; position < endpoints.size(); ++position) {
+    for (std::size_t begin = 0; begin < endpoints.size(); begin += indexedAtATime) {
+        indexRange(begin, std::min(begin + indexedAtATime, endpoints.size()));
+    }
+}
+
+// The places of a few strings are asked for before the first is needed: the table does not fit into the
+// caches.
+void IndexedEndpoints::indexRange(std::size_t begin, std::size_t end) {
+    std::array<std::uint64_t, indexedAtATime> hashes{};
+    for (auto position = begin; position < end; ++position) {
         if (auto const* const text = asString(endpoints[position])) {
-            indexString(position, *text);
+            hashes[position - begin] = hashOf(*text);
+            __builtin_prefetch(&slots[hashes[position - begin] & (slots.size() - 1)], 1);
+        }
+    }
+    for (auto position = begin; position < end; ++position) {
+        if (auto const* const text = asString(endpoints[position])) {
+            indexString(static_cast<Position>(position), *text, hashes[position - begin]);
         } else {
-            searched.push_back(position);
+            searched.push_back(static_cast<Position>(position));
         }
     }
 }
 
-void IndexedEndpoints::indexString(Position position, std::string const& text) {
-    auto const hash = std::hash<std::string>()(text);
+void IndexedEndpoints::indexString(Position position, std::string const& text, std::uint64_t hash) {
     auto& slot = slotOf(text, hash);
     if (slot.positionPlusOne == 0) {
-        slot = {static_cast<std::uint32_t>(hash >> 32U), position + 1};
+        slot = {text.data(), tagOf(hash), shortened(text.size()), position + 1};
     } else {
         repetitions[slot.positionPlusOne - 1].push_back(position);
     }
 }
 
 // The slot that holds the string, or the free one where it belongs.
-IndexedEndpoints::Slot& IndexedEndpoints::slotOf(std::string const& text, std::uint64_t hash) {
+IndexedEndpoints::Slot& IndexedEndpoints::slotOf(std::string const& text, std::uint64_t hash) noexcept {
     auto const mask = slots.size() - 1;
-    for (auto place = hash & mask;; place = (place + 1) & mask) {
-        auto& slot = slots[place];
-        if (slot.positionPlusOne == 0) {
-            return slot;
-        }
-        if (slot.hash == static_cast<std::uint32_t>(hash >> 32U) &&
-            isString(endpoints[slot.positionPlusOne - 1], text)) {
-            return slot;
-        }
+    auto place = hash & mask;
+    while (slots[place].positionPlusOne != 0 && !holds(slots[place], text, hash)) {
+        place = (place + 1) & mask;
     }
+    return slots[place];
+}
+
+bool IndexedEndpoints::holds(Slot const& slot, std::string const& text, std::uint64_t hash) const noexcept {
+    if (slot.tag != tagOf(hash) || slot.length != shortened(text.size())) {
+        return false;
+    }
+    return slot.length == longest ? isString(endpoints[slot.positionPlusOne - 1], text)
+                                  : std::memcmp(slot.characters, text.data(), text.size()) == 0;
 }
 
 bool IndexedEndpoints::remove(Any const& endpoint) noexcept {
@@ -60,7 +94,7 @@ bool IndexedEndpoints::remove(Any const& endpoint) noexcept {
 }
 
 bool IndexedEndpoints::removeString(std::string const& text) noexcept {
-    auto const slot = slotOf(text, std::hash<std::string>()(text));
+    auto const& slot = slotOf(text, hashOf(text));
     if (slot.positionPlusOne == 0) {
         return false;
     }

@@ -2,6 +2,7 @@
 #ifndef TRACKING_INDEXED_ENDPOINTS_HPP
 #define TRACKING_INDEXED_ENDPOINTS_HPP
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -16,7 +17,10 @@ namespace agent::spf::frameworksetup {
 // endpoints of other types are searched. The rules are those of OutstandingEndpoints. Not thread safe.
 class IndexedEndpoints {
 public:
+    // Of at most 2^32 - 1 endpoints.
     explicit IndexedEndpoints(std::vector<cppmicroservices::Any> listed);
+    IndexedEndpoints(IndexedEndpoints const&) = delete;
+    IndexedEndpoints& operator=(IndexedEndpoints const&) = delete;
 
     bool empty() const noexcept { return outstandingCount == 0; }
     bool remove(cppmicroservices::Any const& endpoint) noexcept;
@@ -25,21 +29,31 @@ public:
 private:
     using Position = std::uint32_t;
 
-    // A place in the hash table: the position of a string in the list, plus one, and part of the string's
-    // hash, which spares most comparisons of different strings. Zero: a free place.
+    // A place in the hash table. It leads straight to the characters of a string, because on the way through
+    // its `Any` there is a cache miss at each step; the tag, which is part of the string's hash, spares
+    // nearly all comparisons of different strings.
     struct Slot {
-        std::uint32_t hash = 0;
-        Position positionPlusOne = 0;
+        char const* characters = nullptr;
+        std::uint16_t tag = 0;
+        std::uint16_t length = 0;     // at most `longest`, which stands for all lengths from there on
+        Position positionPlusOne = 0; // in the list; zero: a free place
     };
+    static constexpr std::uint16_t longest = 0xFFFF;
+    static std::uint16_t shortened(std::size_t length) noexcept {
+        return static_cast<std::uint16_t>(std::min<std::size_t>(length, longest));
+    }
 
-    void indexString(Position position, std::string const& text);
-    Slot& slotOf(std::string const& text, std::uint64_t hash);
+    void indexRange(std::size_t begin, std::size_t end);
+    void indexString(Position position, std::string const& text, std::uint64_t hash);
+    Slot& slotOf(std::string const& text, std::uint64_t hash) noexcept;
+    bool holds(Slot const& slot, std::string const& text, std::uint64_t hash) const noexcept;
     bool removeString(std::string const& text) noexcept;
     bool removeSearched(cppmicroservices::Any const& endpoint) noexcept;
     void removeAt(Position position) noexcept;
 
-    // As listed, those that are removed among them: to free each for itself takes as long as to find it.
-    std::vector<cppmicroservices::Any> endpoints;
+    // As listed and unchanged, those that are removed among them: to free each for itself takes as long as to
+    // find it.
+    std::vector<cppmicroservices::Any> const endpoints;
     std::vector<bool> outstanding; // which of them are left
     std::size_t outstandingCount;
 

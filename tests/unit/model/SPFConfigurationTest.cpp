@@ -281,8 +281,8 @@ TEST_F(SPFConfigurationForPublisher, SkipsAMappingWithoutInterface) {
     mappings.insert({"i", "p"});
     ServiceInterfaces interfaces;
     interfaces.insert({interfaceNamed("i"), false});
-    SPFConfiguration const configuration(
-        std::make_unique<SPFConfigurationImpl>("id", 0, interfaces, ServicePublishers(), mappings));
+    SPFConfiguration const configuration(std::make_unique<SPFConfigurationImpl>(
+        "id", 0, std::move(interfaces), ServicePublishers(), std::move(mappings)));
     EXPECT_THAT(idsOf(configuration.getServiceInterfaceConfigurationsForServicePublisher("p")),
                 ElementsAre("i"));
 }

@@ -115,7 +115,7 @@ TEST_F(SPFConfigurationImplConstruction, TakesTheContentAndAddsOneToTheCount) {
     interfaces.insert({{"i", "name", {}}, true});
     ServiceMappings mappings;
     mappings.insert({"i", "p"});
-    SPFConfigurationImpl const published("id", 6, interfaces, publisher(), mappings);
+    SPFConfigurationImpl const published("id", 6, std::move(interfaces), publisher(), std::move(mappings));
     EXPECT_EQ(published.name, "id");
     EXPECT_EQ(published.modificationCount, 7);
     EXPECT_EQ(published.serviceInterfaces.size(), 1U);
@@ -130,10 +130,10 @@ TEST_F(SPFConfigurationImplConstruction, UpdatesWithTheEncodedContentAndTheNewCo
     interfaces.insert({{"i", "name", {}}, true});
     ServiceMappings mappings;
     mappings.insert({"i", "p"});
-    SPFConfigurationImpl const published("id", 6, interfaces, publisher(), mappings);
+    auto const expected = describe(encodeConfiguration(interfaces, publisher(), mappings, 7));
+    SPFConfigurationImpl const published("id", 6, std::move(interfaces), publisher(), std::move(mappings));
     ASSERT_EQ(admin->updates().size(), 1U);
-    EXPECT_EQ(describe(admin->updates().front().properties),
-              describe(encodeConfiguration(interfaces, publisher(), mappings, 7)));
+    EXPECT_EQ(describe(admin->updates().front().properties), expected);
 }
 
 TEST_F(SPFConfigurationImplConstruction, CountsFromTheHighestToTheLowest) {

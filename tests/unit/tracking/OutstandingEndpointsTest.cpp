@@ -123,6 +123,23 @@ TEST_P(OutstandingEndpointsTest, EndpointsOfOtherTypesStandBetweenStrings) {
     EXPECT_TRUE(endpoints.remove(Any(8)));
 }
 
+TEST_P(OutstandingEndpointsTest, TellsTextsApartWhateverTheirLength) {
+    auto listed = strings();
+    auto const shorter = listed.size();
+    for (std::size_t const length : {65534U, 65535U, 65536U, 70000U}) {
+        listed.push_back(endpoint(std::string(length, 'x')));
+    }
+    OutstandingEndpoints endpoints(listed);
+    EXPECT_FALSE(endpoints.remove(endpoint(std::string(65537, 'x'))));
+    EXPECT_FALSE(endpoints.remove(endpoint(std::string(65535, 'y'))));
+    while (listed.size() > shorter) {
+        EXPECT_TRUE(endpoints.remove(listed.back()));
+        EXPECT_FALSE(endpoints.remove(listed.back()));
+        listed.pop_back();
+        EXPECT_EQ(describe(endpoints.list()), describe(listed));
+    }
+}
+
 TEST_P(OutstandingEndpointsTest, BehavesLikeAPlainListUnderRandomRemovals) {
     std::mt19937 random(static_cast<std::uint32_t>(GetParam()));
     // Half as many values as endpoints, so that many repeat; every fourth is no string, every ninth empty.
