@@ -1,19 +1,23 @@
 #!/usr/bin/env python3
-"""Prints one table from two runs of the same benchmark programs, one run on each provider.
+"""Runs the benchmarks of the CppMicroServices interface on two providers and prints one table.
 
-    bench/compare_providers.py REAL.json OURS.json [REAL.json OURS.json]... [--markdown]
+    bench/compare_providers.py BUILD_REAL BUILD_OURS [--rounds N] [--seconds S] [--filter REGEX] [--markdown]
 
-The files are what the programs write with --benchmark_out=FILE --benchmark_out_format=json, on the installed and on the
-standalone provider. A work that was repeated counts with the median of its repetitions. What counts is the processor
-time, which other processes disturb least, and the time on the clock where a work is done by several threads. The goal is a ratio ours : real
-of at most 0.5 for property maps and the service registry, and of at most 1 for everything else. The status is 1 if a
-goal is missed or if the runs are not of the same works.
+The builds are release builds with the installed and with the standalone provider, in which the target
+spf-microservices-benchmarks was built. Each program runs once on either provider in each round, the two in turn, so that
+whatever else the machine does meets both. What is shown are medians over the rounds: the times, and the ratio ours : real
+of each round. What counts is the processor time, and the time on the clock where several threads do the work. The goal
+is a ratio of at most 0.5 for property maps and the service registry, and of at most 1 for everything else. The status is
+1 if a goal is missed or if the providers were not measured at the same works.
 """
 import argparse
 import json
+import pathlib
 import re
 import statistics
+import subprocess
 import sys
+import tempfile
 
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
@@ -27,17 +31,38 @@ def goal_of(name):
     return 0.5 if TWICE_AS_FAST.match(name) else 1.0
 
 
-def read_times(path):
+def programs_of(build):
+    return {path.name: path for path in sorted((pathlib.Path(build) / "bench/microservices").glob("spf-*-bench"))}
+
+
+def measure(program, seconds, works):
     """The time of each work in nanoseconds."""
-    with open(path, encoding="utf-8") as file:
-        runs = json.load(file)["benchmarks"]
+    with tempfile.NamedTemporaryFile(suffix=".json") as report:
+        subprocess.run([program, f"--benchmark_min_time={seconds}", f"--benchmark_filter={works}",
+                        f"--benchmark_out={report.name}", "--benchmark_out_format=json"],
+                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        text = report.read()
     times = {}
-    for run in runs:
-        if run.get("run_type") == "iteration":
-            name = run.get("run_name", run["name"])
-            time = run["real_time" if name.endswith("/real_time") else "cpu_time"]
-            times.setdefault(name, []).append(time * NANOSECONDS[run["time_unit"]])
-    return {name: statistics.median(values) for name, values in times.items()}
+    for run in json.loads(text)["benchmarks"] if text else []:
+        time = run["real_time" if run["name"].endswith("/real_time") else "cpu_time"]
+        times[run["name"]] = time * NANOSECONDS[run["time_unit"]]
+    return times
+
+
+def measure_rounds(builds, arguments):
+    """For each work the times on either provider, one for each round."""
+    programs = [programs_of(build) for build in builds]
+    if not programs[0] or programs[0].keys() != programs[1].keys():
+        sys.exit(f"the builds have not the same benchmarks: {[sorted(names) for names in programs]}")
+    times = {}
+    for turn in range(arguments.rounds):
+        for name in programs[0]:
+            for provider in (0, 1) if turn % 2 == 0 else (1, 0):
+                measured = measure(programs[provider][name], arguments.seconds, arguments.filter)
+                for work, time in measured.items():
+                    times.setdefault(work, ([], []))[provider].append(time)
+        print(f"round {turn + 1} of {arguments.rounds}", file=sys.stderr)
+    return times
 
 
 def readable(nanoseconds):
@@ -47,14 +72,10 @@ def readable(nanoseconds):
     return f"{nanoseconds:.3g} ns"
 
 
-def make_rows(real, ours):
-    rows = []
-    for name, real_time in real.items():
-        if name in ours:
-            ratio, goal = ours[name] / real_time, goal_of(name)
-            rows.append((name, readable(real_time), readable(ours[name]), f"{ratio:.2f}", f"{goal:g}",
-                         "" if ratio <= goal else "missed"))
-    return rows
+def make_row(name, real, ours):
+    ratio, goal = statistics.median(our / their for their, our in zip(real, ours)), goal_of(name)
+    return (name, readable(statistics.median(real)), readable(statistics.median(ours)), f"{ratio:.2f}", f"{goal:g}",
+            "" if ratio <= goal else "missed")
 
 
 def print_table(rows, markdown):
@@ -74,19 +95,18 @@ def print_table(rows, markdown):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("files", nargs="+", metavar="REAL.json OURS.json")
+    parser.add_argument("real", metavar="BUILD_REAL")
+    parser.add_argument("ours", metavar="BUILD_OURS")
+    parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--seconds", type=float, default=0.02, help="the least time that each work is measured for")
+    parser.add_argument("--filter", default=".", metavar="REGEX", help="the works; all by default")
     parser.add_argument("--markdown", action="store_true")
     arguments = parser.parse_args()
-    if len(arguments.files) % 2 != 0:
-        parser.error("the files come in pairs, of the installed and of the standalone provider")
 
-    real, ours = {}, {}
-    for index in range(0, len(arguments.files), 2):
-        real.update(read_times(arguments.files[index]))
-        ours.update(read_times(arguments.files[index + 1]))
-    rows = make_rows(real, ours)
+    times = measure_rounds((arguments.real, arguments.ours), arguments)
+    unpaired = sorted(name for name, (real, ours) in times.items() if len(real) != len(ours))
+    rows = [make_row(name, *pair) for name, pair in times.items() if name not in unpaired]
     print_table(rows, arguments.markdown)
-    unpaired = sorted(real.keys() ^ ours.keys())
     if unpaired:
         print("measured on one provider only: " + ", ".join(unpaired), file=sys.stderr)
     missed = sum(1 for row in rows if row[-1])

@@ -1,57 +1,17 @@
-// Speed of the value types of the CppMicroServices interface: building, copying, reading and printing
-// property maps, and matching LDAP filters. Compiles with either provider, so that the two can be compared.
-#include "cppmicroservices/AnyMap.h"
-#include "cppmicroservices/LDAPFilter.h"
+// Speed of the property maps of the CppMicroServices interface: building, copying, reading, comparing and
+// printing them. Compiles with either provider, so that the two can be compared.
+#include "microservices_maps.hpp"
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace {
 
-using cppmicroservices::Any;
-using cppmicroservices::any_cast;
-using cppmicroservices::AnyMap;
-using cppmicroservices::LDAPFilter;
-using cppmicroservices::ref_any_cast;
-
-constexpr AnyMap::map_type kOrdered = AnyMap::ORDERED_MAP;
-constexpr AnyMap::map_type kHashed = AnyMap::UNORDERED_MAP;
-constexpr AnyMap::map_type kCaseInsensitive = AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS;
-
-// Neither sorted nor all short enough for a small-string buffer.
-std::vector<std::string> makeKeys(std::size_t count) {
-    std::vector<std::string> keys;
-    keys.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        auto const number = std::to_string((i * 7919) % 1000003);
-        keys.push_back(i % 4 == 0 ? "configuration.property." + number : "key." + number);
-    }
-    return keys;
-}
-
-Any makeValue(std::size_t i) {
-    switch (i % 4) {
-    case 0:
-        return static_cast<int>(i);
-    case 1:
-        return std::string("short text");
-    case 2:
-        return std::string("a text that no small-string buffer can hold");
-    default:
-        return i % 8 == 3;
-    }
-}
-
-AnyMap makeMap(AnyMap::map_type kind, std::vector<std::string> const& keys) {
-    AnyMap map(kind);
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        map[keys[i]] = makeValue(i);
-    }
-    return map;
-}
+using namespace valuesbench;
 
 // What a published configuration looks like: a list of small maps, each with a nested one.
 AnyMap makeConfiguration(std::size_t entries) {
@@ -71,18 +31,6 @@ AnyMap makeConfiguration(std::size_t entries) {
     AnyMap configuration(kCaseInsensitive);
     configuration["serviceInterfaces"] = std::move(list);
     return configuration;
-}
-
-AnyMap makeServiceProperties(AnyMap::map_type kind) {
-    return AnyMap(kind,
-                  {{"objectclass", std::vector<std::string>{"qo.spf.SomeServiceInterface", "qo.spf.Other"}},
-                   {"service.id", 4711L},
-                   {"service.scope", std::string("singleton")},
-                   {"service.ranking", 10},
-                   {"service.pid", std::string("qo.spf.publisher~instance-7")},
-                   {"name", std::string("laser printer")},
-                   {"enabled", true},
-                   {"load", 0.75}});
 }
 
 void setItems(benchmark::State& state, std::int64_t perIteration) {
@@ -272,143 +220,6 @@ void reachMissingCompoundKey(benchmark::State& state) {
     }
 }
 BENCHMARK(reachMissingCompoundKey);
-
-template <typename T>
-T sample();
-template <>
-int sample<int>() {
-    return 42;
-}
-template <>
-std::string sample<std::string>() {
-    return "short text";
-}
-template <>
-std::vector<Any> sample<std::vector<Any>>() {
-    return {1, 2, 3};
-}
-
-template <typename T>
-void makeAny(benchmark::State& state) {
-    T const value = sample<T>();
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Any(value));
-    }
-}
-template <typename T>
-void copyAny(benchmark::State& state) {
-    Any const any(sample<T>());
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Any(any));
-    }
-}
-template <typename T>
-void moveAny(benchmark::State& state) {
-    Any any(sample<T>());
-    for (auto _ : state) {
-        Any moved(std::move(any));
-        benchmark::DoNotOptimize(moved);
-        any = std::move(moved);
-    }
-}
-template <typename T>
-void castAny(benchmark::State& state) {
-    Any any(sample<T>());
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(any);
-        benchmark::DoNotOptimize(&ref_any_cast<T>(any));
-    }
-}
-template <typename T>
-void compareAny(benchmark::State& state) {
-    Any const any(sample<T>());
-    Any const other(any);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(any == other);
-    }
-}
-#define SPF_BENCHMARK_ANY(function)                                                                          \
-    BENCHMARK(function<int>)->Name(#function "/int");                                                        \
-    BENCHMARK(function<std::string>)->Name(#function "/string");                                             \
-    BENCHMARK(function<std::vector<Any>>)->Name(#function "/vector")
-SPF_BENCHMARK_ANY(makeAny);
-SPF_BENCHMARK_ANY(copyAny);
-SPF_BENCHMARK_ANY(moveAny);
-SPF_BENCHMARK_ANY(castAny);
-SPF_BENCHMARK_ANY(compareAny);
-
-// Grows without reserving, so that Anys are moved to larger memory again and again.
-void growVectorOfAny(benchmark::State& state) {
-    for (auto _ : state) {
-        std::vector<Any> list;
-        for (int i = 0; i < 1000; ++i) {
-            list.emplace_back(std::string("endpoint"));
-        }
-        benchmark::DoNotOptimize(list);
-    }
-    setItems(state, 1000);
-}
-BENCHMARK(growVectorOfAny);
-
-char const* const kFilters[] = {
-    "(service.id=4711)",
-    "(objectclass=qo.spf.SomeServiceInterface)",
-    "(name=laser*)",
-    "(name~=Laser Printer)",
-    "(load>=0.5)",
-    "(enabled=true)",
-    "(missing=*)",
-    "(&(objectclass=qo.spf.SomeServiceInterface)(!(service.pid=other*))(|(service.ranking>=5)(enabled=false))"
-    ")",
-};
-
-void parseFilter(benchmark::State& state) {
-    std::string const filter = kFilters[state.range(0)];
-    state.SetLabel(filter);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(LDAPFilter(filter));
-    }
-}
-BENCHMARK(parseFilter)->Arg(0)->Arg(7);
-
-template <AnyMap::map_type kind>
-void match(benchmark::State& state) {
-    auto const properties = makeServiceProperties(kind);
-    LDAPFilter const filter(kFilters[state.range(0)]);
-    state.SetLabel(kFilters[state.range(0)]);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(filter.Match(properties));
-    }
-}
-BENCHMARK(match<kOrdered>)->Name("match/ordered")->DenseRange(0, 7);
-BENCHMARK(match<kHashed>)->Name("match/hashed")->DenseRange(0, 7);
-BENCHMARK(match<kCaseInsensitive>)->Name("match/caseInsensitive")->DenseRange(0, 7);
-
-void matchRespectingCase(benchmark::State& state) {
-    auto const properties = makeServiceProperties(kHashed);
-    LDAPFilter const filter(kFilters[7]);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(filter.MatchCase(properties));
-    }
-}
-BENCHMARK(matchRespectingCase);
-
-void matchLargeMap(benchmark::State& state) {
-    auto const map = makeMap(static_cast<AnyMap::map_type>(state.range(0)), makeKeys(1000));
-    LDAPFilter const filter("(key.7919=short text)");
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(filter.Match(map));
-    }
-}
-BENCHMARK(matchLargeMap)->Arg(kOrdered)->Arg(kHashed)->Arg(kCaseInsensitive);
-
-void filterToString(benchmark::State& state) {
-    LDAPFilter const filter(kFilters[7]);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(filter.ToString());
-    }
-}
-BENCHMARK(filterToString);
 
 } // namespace
 
