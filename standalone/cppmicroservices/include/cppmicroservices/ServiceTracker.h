@@ -144,8 +144,8 @@ public:
 
     /// The tracked object of the most preferred service; null if none is tracked.
     virtual std::shared_ptr<TrackedParamType> GetService() const {
-        auto const best = Best();
-        return best ? GetService(best) : nullptr;
+        auto const services = OpenServices();
+        return services ? services->bestObject() : nullptr;
     }
 
     /// Stops tracking the service until it is next modified.

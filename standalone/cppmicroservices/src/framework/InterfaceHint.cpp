@@ -44,7 +44,14 @@ InterfaceHint interfaceHint(std::string const& filter) {
     if (end == std::string_view::npos || !isPlainValue(rest.substr(0, end))) {
         return {};
     }
-    return {std::string(rest.substr(0, end)), !conjunction && end + 1 == rest.size()};
+    InterfaceHint hint;
+    hint.interfaceId = rest.substr(0, end);
+    rest.remove_prefix(end + 1);
+    hint.complete = !conjunction && rest.empty();
+    if (conjunction && !rest.empty() && rest.front() == '(') {
+        hint.remainder.append("(&").append(rest);
+    }
+    return hint;
 }
 
 } // namespace cppmicroservices::detail

@@ -12,9 +12,12 @@ struct InterfaceHint {
     std::string interfaceId;
     /// The filter asks for nothing else.
     bool complete = false;
+    /// The filter without that condition, malformed if the filter is; empty if the filter asks for nothing
+    /// else or shows no interface.
+    std::string remainder;
 };
 
-/// Recognises "(objectclass=NAME)" and "(&(objectclass=NAME)...)". `filter` must be a valid expression.
+/// Recognises "(objectclass=NAME)" and "(&(objectclass=NAME)...)".
 InterfaceHint interfaceHint(std::string const& filter);
 
 } // namespace cppmicroservices::detail

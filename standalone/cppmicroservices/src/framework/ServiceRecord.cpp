@@ -2,6 +2,7 @@
 #include "ServiceRecord.hpp"
 
 #include "cppmicroservices/Constants.h"
+#include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/PrototypeServiceFactory.h"
 
 #include <algorithm>
@@ -101,20 +102,28 @@ ServiceRecord::Properties ServiceRecord::properties() const {
     return properties_;
 }
 
+bool ServiceRecord::matches(LDAPFilter const& filter) const {
+    std::lock_guard const lock(mutex_);
+    return filter.Match(*properties_);
+}
+
+// The properties given come first: those are what filters ask for that have to look at them.
 ServiceRecord::Properties ServiceRecord::complete(ServiceProperties const& properties) const {
     auto complete = std::make_shared<AnyMap>(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    complete->emplace(Constants::OBJECTCLASS, interfaces_);
-    complete->emplace(Constants::SERVICE_ID, id_);
-    complete->emplace(Constants::SERVICE_SCOPE, nameOf(scope_));
-    for (auto const& [key, value] : properties) {
-        if (key == Constants::OBJECTCLASS || key == Constants::SERVICE_ID ||
-            key == Constants::SERVICE_SCOPE) {
-            continue;
-        }
+    auto const add = [&complete](std::string const& key, auto const& value) {
         if (!complete->emplace(key, value).second) {
             throw std::runtime_error("Properties contain case variants of the key: " + key);
         }
+    };
+    for (auto const& [key, value] : properties) {
+        if (key != Constants::OBJECTCLASS && key != Constants::SERVICE_ID &&
+            key != Constants::SERVICE_SCOPE) {
+            add(key, value);
+        }
     }
+    add(Constants::OBJECTCLASS, interfaces_);
+    add(Constants::SERVICE_ID, id_);
+    add(Constants::SERVICE_SCOPE, nameOf(scope_));
     return complete;
 }
 

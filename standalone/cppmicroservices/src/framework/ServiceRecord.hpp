@@ -15,8 +15,9 @@
 #include <vector>
 
 namespace cppmicroservices {
+class LDAPFilter;
 class ServiceFactory;
-}
+} // namespace cppmicroservices
 
 namespace cppmicroservices::detail {
 
@@ -66,6 +67,8 @@ public:
     std::string const* findInterface(std::string const& interfaceId) const;
 
     Properties properties() const;
+    /// Matching runs under this record's lock: it calls no code but the provider's own.
+    bool matches(LDAPFilter const& filter) const;
     ServiceRank rank() const noexcept { return {ranking_.load(std::memory_order_relaxed), id_}; }
 
     /// Has `adopt` called with the change under this record's lock, so that the registry's order of services

@@ -114,7 +114,7 @@ std::size_t ServiceReferenceBase::Hash() const {
 
 bool LDAPFilter::Match(ServiceReferenceBase const& reference) const {
     auto const record = detail::Access::target(reference).record;
-    return record && Match(*record->properties());
+    return record && record->matches(*this);
 }
 
 ServiceReferenceU ServiceReferenceFromService(std::shared_ptr<void> const& s) {

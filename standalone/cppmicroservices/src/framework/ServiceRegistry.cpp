@@ -107,15 +107,17 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::find(std::strin
     if (!interfaceId.empty() && !findBest(interfaceId)) {
         return std::make_shared<Records const>();
     }
-    LDAPFilter const expression(filter);
     auto const hint = interfaceHint(filter);
-    auto const candidates = snapshot(interfaceId.empty() ? hint.interfaceId : interfaceId);
-    if (hint.complete && (interfaceId.empty() || interfaceId == hint.interfaceId)) {
+    auto const& wanted = interfaceId.empty() ? hint.interfaceId : interfaceId;
+    bool const allHaveIt = wanted == hint.interfaceId; // what the filter asks for first
+    LDAPFilter const expression(allHaveIt && !hint.remainder.empty() ? hint.remainder : filter);
+    auto const candidates = snapshot(wanted);
+    if (hint.complete && allHaveIt) {
         return candidates;
     }
     auto matches = std::make_shared<Records>();
     for (auto const& record : *candidates) {
-        if (expression.Match(*record->properties())) {
+        if (record->matches(expression)) {
             matches->push_back(record);
         }
     }

@@ -1,6 +1,7 @@
 // Patterns and the normal form of LDAP filters.
 #include "LDAPExpression.hpp"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -18,6 +19,39 @@ std::optional<Number> leadingNumber(std::string const& text, Convert convert) {
     Number const number = convert(text.c_str(), &end);
     bool const fits = std::exchange(errno, errorBefore) != ERANGE;
     return fits && end != text.c_str() ? std::optional<Number>(number) : std::nullopt;
+}
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// Whether a number, an infinity or a "nan" may begin with the character.
+bool mayBeginNumber(char c) {
+    return isDigit(c) || std::string_view("+-.iInN").find(c) != std::string_view::npos ||
+           std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+// Sets the numbers that a property's type can ask for. Most texts are none, or short whole numbers: those are
+// spared the conversions that heed everything.
+void setNumbers(LDAPPattern& pattern) {
+    constexpr std::size_t digitsExactInDouble = 15;
+    auto const& text = pattern.text;
+    if (text.empty() || !mayBeginNumber(text.front())) {
+        return;
+    }
+    if (text.size() <= digitsExactInDouble && std::all_of(text.begin(), text.end(), isDigit)) {
+        long value = 0;
+        for (char const digit : text) {
+            value = 10 * value + (digit - '0');
+        }
+        pattern.integer = value;
+        pattern.number = static_cast<double>(value);
+        return;
+    }
+    pattern.integer =
+        leadingNumber<long>(text, [](char const* begin, char** end) { return std::strtol(begin, end, 10); });
+    pattern.number =
+        leadingNumber<double>(text, [](char const* begin, char** end) { return std::strtod(begin, end); });
 }
 
 void appendEscaped(std::string& text, std::string const& pattern) {
@@ -68,10 +102,7 @@ LDAPPattern makePattern(std::string text, LDAPExpression::Operator operation) {
     if (operation == LDAPExpression::Operator::Approximate) {
         pattern.approximate = normaliseForApproximation(pattern.text);
     }
-    pattern.integer = leadingNumber<long>(
-        pattern.text, [](char const* begin, char** end) { return std::strtol(begin, end, 10); });
-    pattern.number = leadingNumber<double>(
-        pattern.text, [](char const* begin, char** end) { return std::strtod(begin, end); });
+    setNumbers(pattern);
     pattern.isPresence = pattern.text.size() == 1 && pattern.text.front() == kWildcard;
     return pattern;
 }

@@ -136,16 +136,18 @@ bool matchesValue(Operator operation, LDAPPattern const& pattern, Any const& val
     bool result = false;
     auto const text = [&](auto const& held) { return matchesText(operation, pattern, held); };
     auto const texts = [&](auto const& held) { return matchesAnyText(operation, pattern, held); };
+    // The usual types of service properties come first.
     (void)(tryType<std::string>(value, result, text) ||
            tryType<std::vector<std::string>>(value, result, texts) ||
+           tryIntegers<int, long>(operation, pattern, value, result) ||
+           tryType<bool>(value, result, [&](bool held) { return matchesBool(operation, pattern, held); }) ||
            tryType<std::list<std::string>>(value, result, texts) ||
            tryType<std::vector<Any>>(
                value, result, [&](auto const& held) { return matchesAnyValue(operation, pattern, held); }) ||
-           tryType<bool>(value, result, [&](bool held) { return matchesBool(operation, pattern, held); }) ||
            tryType<char>(value, result, [&](char held) { return text(std::string_view(&held, 1)); }) ||
            tryType<char const*>(value, result, [&](char const* held) { return held && text(held); }) ||
-           tryIntegers<int, long, unsigned, unsigned long, long long, unsigned long long, short,
-                       unsigned short, unsigned char>(operation, pattern, value, result) ||
+           tryIntegers<unsigned, unsigned long, long long, unsigned long long, short, unsigned short,
+                       unsigned char>(operation, pattern, value, result) ||
            tryFloats<double, float>(operation, pattern, value, result));
     return result;
 }

@@ -1,6 +1,7 @@
 // Parsing of LDAP filters by recursive descent.
 #include "LDAPExpression.hpp"
 
+#include <algorithm>
 #include <cctype>
 #include <stdexcept>
 #include <utility>
@@ -57,6 +58,7 @@ private:
         }
         LDAPExpression expression;
         expression.operation = operation;
+        expression.operands.reserve(operation == Operator::Not ? 1 : 2);
         do {
             expression.operands.push_back(parseExpression());
         } while (peekAfterSpace() != ')');
@@ -107,6 +109,7 @@ private:
     // Up to the parenthesis that closes the comparison; a value may hold balanced ones.
     std::string takePattern() {
         std::string pattern;
+        pattern.reserve(std::min(rest_.find(')'), rest_.size()));
         for (int depth = 0; depth > 0 || peek() != ')';) {
             char c = take();
             if (c == '\\') {

@@ -100,7 +100,7 @@ public:
             closed_ = true;
             adding_.clear();
             objects.swap(objects_);
-            best_.reset();
+            best_ = nullptr;
             changed_.notify_all();
         }
         std::exception_ptr error;
@@ -132,13 +132,15 @@ public:
     /// The most preferred service; invalid if there is none.
     Reference best() const {
         std::lock_guard const lock(mutex_);
-        if (!best_) {
-            auto const found =
-                std::max_element(objects_.begin(), objects_.end(),
-                                 [](auto const& a, auto const& b) { return a.first < b.first; });
-            best_ = found == objects_.end() ? Reference() : found->first;
-        }
-        return *best_;
+        auto const* const best = bestUnlocked();
+        return best ? best->first : Reference();
+    }
+
+    /// Its object; null if there is none.
+    Object bestObject() const {
+        std::lock_guard const lock(mutex_);
+        auto const* const best = bestUnlocked();
+        return best ? best->second : nullptr;
     }
 
     std::size_t size() const {
@@ -244,9 +246,17 @@ private:
         return true;
     }
 
+    typename Objects::value_type const* bestUnlocked() const {
+        if (!best_ && !objects_.empty()) {
+            best_ = &*std::max_element(objects_.begin(), objects_.end(),
+                                       [](auto const& a, auto const& b) { return a.first < b.first; });
+        }
+        return best_;
+    }
+
     void changedUnlocked() {
         ++trackingCount_;
-        best_.reset();
+        best_ = nullptr;
         changed_.notify_all();
     }
 
@@ -263,10 +273,10 @@ private:
     mutable std::mutex mutex_; // guards what follows
     std::condition_variable changed_;
     Objects objects_;
-    std::unordered_set<Reference> adding_;  // the customizer is asked for their objects
-    std::unordered_set<Reference> gone_;    // since the tracker began to listen; only while finding_
-    std::vector<std::thread::id> callers_;  // the threads in calls of the customizer
-    mutable std::optional<Reference> best_; // of objects_; empty if not known
+    std::unordered_set<Reference> adding_; // the customizer is asked for their objects
+    std::unordered_set<Reference> gone_;   // since the tracker began to listen; only while finding_
+    std::vector<std::thread::id> callers_; // the threads in calls of the customizer
+    mutable typename Objects::value_type const* best_ = nullptr; // in objects_; null if not known
     int trackingCount_ = 0;
     bool finding_ = true;
     bool closed_ = false;
