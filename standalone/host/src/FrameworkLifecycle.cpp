@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <future>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include <unistd.h>
@@ -32,10 +34,22 @@ constexpr auto withoutLimit = std::chrono::milliseconds::zero(); // as WaitForSt
 // How long exit() waits for the framework.
 constexpr std::chrono::milliseconds patienceAtExit = std::chrono::seconds(2);
 
-bool stopAndWait(Framework& framework, std::chrono::milliseconds timeout) {
+void stopAndWait(Framework& framework) {
     framework.Stop();
-    return framework.WaitForStop(timeout).GetType() !=
-           cppmicroservices::FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT;
+    framework.WaitForStop(withoutLimit);
+}
+
+// Whether the framework stops in time. Another thread waits for it, because a wait of the framework's own can
+// outlast its time; when that happens the framework must stay as long as the process.
+bool stopsWithin(std::chrono::milliseconds timeout, Framework& framework) {
+    std::packaged_task<void()> task([&framework] { stopAndWait(framework); });
+    auto stopped = task.get_future();
+    std::thread(std::move(task)).detach();
+    if (stopped.wait_for(timeout) != std::future_status::ready) {
+        return false;
+    }
+    stopped.get();
+    return true;
 }
 
 bool isStoppedAtExit() {
@@ -108,7 +122,9 @@ bool FrameworkLifecycle::stop(std::chrono::milliseconds timeout) {
 
 bool FrameworkLifecycle::stopAndRelease(std::shared_ptr<Framework> const& framework,
                                         std::chrono::milliseconds timeout) {
-    if (!stopAndWait(*framework, timeout)) {
+    if (timeout == withoutLimit) {
+        stopAndWait(*framework);
+    } else if (!stopsWithin(timeout, *framework)) {
         return false;
     }
     Lock const lock(mutex_);
@@ -148,7 +164,7 @@ std::shared_ptr<Framework> FrameworkLifecycle::startWithLock(Lock& lock) {
         launch(framework);
     } catch (...) {
         if (framework) {
-            stopAndWait(*framework, withoutLimit);
+            stopAndWait(*framework);
         }
         lock.lock();
         enterWithLock(stateBefore, nullptr);
