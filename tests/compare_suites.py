@@ -37,6 +37,14 @@ def run_tests(build):
         return {case.get("name") for case in cases if case.get("status") != "run"}
 
 
+def is_addition(test):
+    return test.split(".")[0].endswith("Additions")
+
+
+def without_additions(tests):
+    return {test for test in tests if not is_addition(test)}
+
+
 def cell(tests, failed):
     if tests is None:
         return "-"
@@ -52,14 +60,17 @@ def main():
 
     suites = [read_suites(build) for build in arguments.builds]
     failed = [run_tests(build) if arguments.run else set() for build in arguments.builds]
+    additions = [sum(map(is_addition, set().union(*suite.values()))) for suite in suites]
     rows = [("program", *arguments.builds, "")]
     only = []
     for program in sorted(suites[0].keys() | suites[1].keys()):
         tests = [suite.get(program) for suite in suites]
         both = None not in tests
-        if both:
-            only += [f"{program}: {name}" for name in sorted(tests[0] ^ tests[1])]
-        remark = "in one tree only" if not both else "" if tests[0] == tests[1] else "other tests"
+        differences = sorted(tests[0] ^ tests[1]) if both else []
+        remark = "in one tree only" if not both else "other tests" if differences else ""
+        if 0 in additions and differences and not without_additions(differences):
+            remark, differences = "the additions in one tree only", []
+        only += [f"{program}: {name}" for name in differences]
         rows.append((program, *(cell(*column) for column in zip(tests, failed)), remark))
 
     widths = [max(len(row[column]) for row in rows) for column in range(4)]

@@ -199,7 +199,6 @@ TEST_F(ConfigurationAdminDelivery, NeitherUpdateNorRemoveNorDroppingAFutureWaits
     auto const configuration = admin_->GetConfiguration("pid");
     { configuration->Update(numbered(1)); }
     ASSERT_TRUE(service->updates.reaches(1)); // and hangs at the gate
-    { configuration->SafeUpdate(numbered(2)); }
     { configuration->UpdateIfDifferent(numbered(3)); }
     { configuration->Remove(); }
     gate.open();
@@ -213,9 +212,8 @@ TEST_F(ConfigurationAdminDelivery, ExceptionOfUpdatedReachesNeitherTheFutureNorA
     auto const service = registerService("pid");
     auto const configuration = admin_->GetConfiguration("pid");
     EXPECT_NO_THROW(configuration->Update(numbered(1)).get());
-    EXPECT_NO_THROW(configuration->SafeUpdate(numbered(2))->get());
     EXPECT_NO_THROW(configuration->Remove().get());
-    EXPECT_THAT(service->numbers(), ElementsAre(1, 2, none));
+    EXPECT_THAT(service->numbers(), ElementsAre(1, none));
 }
 
 TEST_F(ConfigurationAdminDelivery, UpdateInsideUpdatedIsDeliveredAfterIt) {
@@ -246,18 +244,6 @@ TEST_F(ConfigurationAdminDelivery, UpdateOfAnotherPidInsideUpdatedIsDelivered) {
     admin_->GetConfiguration("pid")->Update(numbered(1)).get();
     EXPECT_TRUE(otherService->updates.reaches(1));
     EXPECT_THAT(otherService->numbers(), ElementsAre(2));
-}
-
-TEST_F(ConfigurationAdminDelivery, SafeUpdateInsideUpdatedMayBeWaitedFor) {
-    auto const configuration = admin_->GetConfiguration("pid");
-    auto const service = registerService("pid", [&](AnyMap const& properties) {
-        if (numberIn(properties) == 1) {
-            configuration->SafeUpdate(numbered(2))->get();
-        }
-    });
-    auto const delivered = configuration->Update(numbered(1));
-    EXPECT_TRUE(becomesReady(delivered));
-    EXPECT_THAT(service->numbers(), ElementsAre(1, 2));
 }
 
 TEST_F(ConfigurationAdminDelivery, RemoveInsideUpdatedIsDeliveredAfterIt) {

@@ -25,7 +25,6 @@ TEST_F(ConfigurationAdminConfiguration, NewOneIsEmptyAndNeverChanged) {
     EXPECT_TRUE(configuration->GetProperties().empty());
     EXPECT_EQ(configuration->GetProperties().GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
     EXPECT_EQ(configuration->GetChangeCount(), 0U);
-    EXPECT_EQ(configuration->GetInstanceCount(), 1U);
 }
 
 TEST_F(ConfigurationAdminConfiguration, IsTheSameObjectWheneverItIsAskedFor) {
@@ -117,10 +116,6 @@ TEST_F(ConfigurationAdminConfiguration, UpdateIfDifferentDoesNothingForEqualProp
     auto const [updated, delivered] = configuration->UpdateIfDifferent(numbered(1));
     EXPECT_FALSE(updated);
     EXPECT_TRUE(isReady(delivered));
-    auto const [safelyUpdated, safelyDelivered] = configuration->SafeUpdateIfDifferent(numbered(1));
-    EXPECT_FALSE(safelyUpdated);
-    ASSERT_TRUE(safelyDelivered);
-    safelyDelivered->get();
     EXPECT_EQ(configuration->GetChangeCount(), 1U);
 }
 
@@ -142,19 +137,6 @@ TEST_F(ConfigurationAdminConfiguration, UpdateIfDifferentSeesAnotherValueTypeKey
     EXPECT_EQ(configuration->GetChangeCount(), 5U);
 }
 
-TEST_F(ConfigurationAdminConfiguration, SafeFormsDoTheSame) {
-    auto const configuration = admin_->GetConfiguration("pid");
-    auto const delivered = configuration->SafeUpdate(numbered(1));
-    delivered->get();
-    EXPECT_EQ(delivered->wait_for(0), std::future_status::ready);
-    auto const [updated, deliveredAgain] = configuration->SafeUpdateIfDifferent(numbered(2));
-    EXPECT_TRUE(updated);
-    deliveredAgain->wait();
-    EXPECT_EQ(configuration->GetProperties(), numbered(2));
-    configuration->SafeRemove()->get();
-    EXPECT_THAT(admin_->ListConfigurations(), IsEmpty());
-}
-
 TEST_F(ConfigurationAdminConfiguration, RemovedOneThrowsFromEveryMember) {
     auto const configuration = admin_->GetConfiguration("pid");
     configuration->Update(numbered(1)).get();
@@ -165,15 +147,11 @@ TEST_F(ConfigurationAdminConfiguration, RemovedOneThrowsFromEveryMember) {
     EXPECT_THAT([&] { configuration->GetProperties(); }, throwsRemoved);
     EXPECT_THAT([&] { configuration->GetChangeCount(); }, throwsRemoved);
     EXPECT_THAT([&] { configuration->Update(); }, throwsRemoved);
-    EXPECT_THAT([&] { configuration->SafeUpdate(); }, throwsRemoved);
     EXPECT_THAT([&] { configuration->UpdateIfDifferent(); }, throwsRemoved);
-    EXPECT_THAT([&] { configuration->SafeUpdateIfDifferent(); }, throwsRemoved);
     EXPECT_THAT([&] { configuration->Remove(); }, throwsRemoved);
-    EXPECT_THAT([&] { configuration->SafeRemove(); }, throwsRemoved);
-    EXPECT_EQ(configuration->GetInstanceCount(), 1U);
 }
 
-TEST_F(ConfigurationAdminConfiguration, AfterRemovalANewOneStartsAfreshAndIsTheNextInstance) {
+TEST_F(ConfigurationAdminConfiguration, AfterRemovalANewOneStartsAfresh) {
     auto const removed = admin_->GetConfiguration("pid");
     removed->Update(numbered(1)).get();
     removed->Remove().get();
@@ -181,7 +159,6 @@ TEST_F(ConfigurationAdminConfiguration, AfterRemovalANewOneStartsAfreshAndIsTheN
     EXPECT_NE(created, removed);
     EXPECT_EQ(created->GetChangeCount(), 0U);
     EXPECT_TRUE(created->GetProperties().empty());
-    EXPECT_EQ(created->GetInstanceCount(), 2U);
 }
 
 class ConfigurationAdminList : public ConfigurationAdminTest {

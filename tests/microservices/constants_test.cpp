@@ -34,7 +34,6 @@ TEST(Constants, HaveTheirTexts) {
     EXPECT_EQ(FRAMEWORK_LOG, "org.cppmicroservices.framework.log");
     EXPECT_EQ(FRAMEWORK_UUID, "org.cppmicroservices.framework.uuid");
     EXPECT_EQ(FRAMEWORK_WORKING_DIR, "org.cppmicroservices.framework.working.dir");
-    EXPECT_EQ(FRAMEWORK_EXTRA_SHUTDOWN_FUNC, "org.cppmicroservices.framework.shutdown.function");
     EXPECT_EQ(OBJECTCLASS, "objectclass");
     EXPECT_EQ(SERVICE_ID, "service.id");
     EXPECT_EQ(SERVICE_PID, "service.pid");

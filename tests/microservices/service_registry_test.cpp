@@ -136,6 +136,10 @@ TEST_F(ServiceRegistryTest, FiltersOnTheInterfaceFindWhatAnyFilterFinds) {
     EXPECT_EQ(count("(objectclass=registrytest::F*)"), 2U);
     EXPECT_EQ(count("( & ( objectclass=registrytest::First) (x=2))"), 1U);
     EXPECT_EQ(count("(&(objectclass=registrytest::First)(x=1))"), 1U);
+    EXPECT_EQ(count("(&(objectclass=registrytest::First) (x=1))"), 1U);
+    EXPECT_EQ(count("(&(objectclass=registrytest::First))"), 2U);
+    EXPECT_EQ(count("(&(objectclass=registrytest::First)(objectclass=registrytest::Second))"),
+              count("(&(objectclass=registrytest::Second)(objectclass=registrytest::First))"));
     EXPECT_EQ(count("(|(objectclass=registrytest::Second)(x=1))"), 2U);
     EXPECT_EQ(count("(!(objectclass=registrytest::First))"), 1U);
     EXPECT_EQ(count("(objectclass=a name \\(of\\) its own)"), 1U);
@@ -150,6 +154,10 @@ TEST_F(ServiceRegistryTest, FiltersOnTheInterfaceFindWhatAnyFilterFinds) {
 TEST_F(ServiceRegistryTest, MalformedFiltersAreRefused) {
     auto const registration = context().RegisterService<First>(std::make_shared<First>());
     EXPECT_THROW(context().GetServiceReferences("", "(x=1"), std::invalid_argument);
+    for (auto const* const afterInterface : {"", "(x=1", "(x=1)", "x=1)", "(x=1))y", "(x))"}) {
+        auto const filter = std::string("(&(objectclass=registrytest::First)") + afterInterface;
+        EXPECT_THROW(context().GetServiceReferences("", filter), std::invalid_argument) << filter;
+    }
     EXPECT_THROW(context().GetServiceReferences<First>("x=1"), std::invalid_argument);
 }
 
@@ -285,15 +293,6 @@ TEST_F(ServiceRegistryTest, UntypedReferenceGivesTheWholeService) {
     EXPECT_EQ(ExtractInterface<Second>(map), std::shared_ptr<Second>(service));
     EXPECT_EQ(
         context().GetServiceObjects(ServiceReferenceU(registration.GetReference())).GetService()->size(), 2U);
-}
-
-TEST_F(ServiceRegistryTest, ServiceKnowsItsReference) {
-    auto const registration = context().RegisterService<First, Second>(std::make_shared<Both>());
-    auto const service = context().GetService(registration.GetReference());
-    EXPECT_TRUE(ServiceReferenceFromService(service) == registration.GetReference());
-    EXPECT_EQ(messageOf<std::runtime_error>([] { ServiceReferenceFromService(std::make_shared<int>(1)); }),
-              "The input is not a CppMicroServices managed ServiceObject");
-    EXPECT_THROW(ServiceReferenceFromService(std::shared_ptr<void>()), std::runtime_error);
 }
 
 TEST_F(ServiceRegistryTest, ReferencesAndWeakPointersDoNotKeepAnUnregisteredService) {

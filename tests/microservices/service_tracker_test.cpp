@@ -1,5 +1,6 @@
 // Service trackers.
 #include "FrameworkFixture.hpp"
+#include "waitUntilAsleep.hpp"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceTracker.h>
@@ -9,6 +10,8 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
+
+#include <unistd.h>
 
 using namespace cppmicroservices;
 using testing::ElementsAre;
@@ -318,7 +321,12 @@ TEST_F(ServiceTrackerTest, CloseEndsAWait) {
 TEST_F(ServiceTrackerTest, StopOfTheFrameworkEndsAWaitWithAnException) {
     ServiceTracker<Service> tracker(context());
     tracker.Open();
-    auto waiting = std::async(std::launch::async, [&tracker] { return tracker.WaitForService(); });
+    std::promise<pid_t> beginning;
+    auto waiting = std::async(std::launch::async, [&] {
+        beginning.set_value(::gettid());
+        return tracker.WaitForService();
+    });
+    waitUntilAsleep(beginning.get_future().get());
     stopFramework();
     ASSERT_EQ(waiting.wait_for(failureTimeout), std::future_status::ready);
     EXPECT_THROW(waiting.get(), std::logic_error);

@@ -233,7 +233,21 @@ TEST_F(ConfigurationAdminGuarantees, UpdateIfDifferentComparesAgainIfAnUpdateCom
     EXPECT_EQ(configuration->GetChangeCount(), 2U);
 }
 
-TEST_F(ConfigurationAdminGuarantees, StopDuringUpdatesCompletesEveryFutureAndDeliversNothingTwice) {
+struct StopDuringUpdates : ConfigurationAdminGuarantees, ::testing::WithParamInterface<bool> {
+    void stop() {
+        if (ofTheFramework()) {
+            framework_.Stop();
+            framework_.WaitForStop(std::chrono::milliseconds::zero());
+        } else {
+            bundle_.Stop();
+        }
+    }
+    static bool ofTheFramework() { return GetParam(); }
+};
+
+INSTANTIATE_TEST_SUITE_P(OfBundleAndFramework, StopDuringUpdates, ::testing::Bool());
+
+TEST_P(StopDuringUpdates, CompletesEveryFutureAndDeliversNothingTwice) {
     constexpr int pids = 4;
     std::vector<std::shared_ptr<RecordingService>> services;
     std::vector<std::vector<std::shared_future<void>>> delivered(pids);
@@ -253,7 +267,7 @@ TEST_F(ConfigurationAdminGuarantees, StopDuringUpdatesCompletesEveryFutureAndDel
     while (busy < pids) {
         std::this_thread::yield();
     }
-    bundle_.Stop();
+    stop();
     stopped = true;
     for (auto& thread : threads) {
         thread.join();

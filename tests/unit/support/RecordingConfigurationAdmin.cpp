@@ -5,6 +5,11 @@
 
 #include "support/CallLog.hpp"
 
+// The first releases of the interface have neither this class nor the operations below that return it.
+namespace cppmicroservices {
+class ThreadpoolSafeFuture;
+}
+
 namespace agent::spf::frameworksetup::test {
 
 using cppmicroservices::AnyMap;

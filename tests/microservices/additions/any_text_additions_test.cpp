@@ -90,7 +90,7 @@ AnyMap orderedMap(std::initializer_list<AnyMap::value_type> entries) {
     return {AnyMap::ORDERED_MAP, entries};
 }
 
-TEST(AnyText, OfAnEmptyOne) {
+TEST(AnyTextAdditions, OfAnEmptyOne) {
     Any const empty;
     EXPECT_THROW(empty.ToString(), std::logic_error);
     EXPECT_EQ(empty.ToStringNoExcept(), "");
@@ -105,28 +105,28 @@ TEST(AnyText, OfAnEmptyOne) {
     }
 }
 
-TEST(AnyText, ToStringNoExceptIsToStringOfAValue) {
+TEST(AnyTextAdditions, ToStringNoExceptIsToStringOfAValue) {
     EXPECT_EQ(Any(5).ToStringNoExcept(), "5");
 }
 
-TEST(AnyText, OfIntegers) {
+TEST(AnyTextAdditions, OfIntegers) {
     EXPECT_EQ(formsOf(-5), same("-5"));
     EXPECT_EQ(formsOf(short(3)), same("3"));
     EXPECT_EQ(formsOf(std::numeric_limits<std::uint64_t>::max()), same("18446744073709551615"));
 }
 
-TEST(AnyText, OfCharactersIsTheCharacterUnquoted) {
+TEST(AnyTextAdditions, OfCharactersIsTheCharacterUnquoted) {
     EXPECT_EQ(formsOf('c'), same("c"));
     EXPECT_EQ(formsOf(static_cast<unsigned char>('A')), same("A"));
     EXPECT_EQ(formsOf(static_cast<signed char>('B')), same("B"));
 }
 
-TEST(AnyText, OfBoolIsANumberAsStringAndAWordElsewhere) {
+TEST(AnyTextAdditions, OfBoolIsANumberAsStringAndAWordElsewhere) {
     EXPECT_EQ(formsOf(true), (Forms{"1", "true", "true"}));
     EXPECT_EQ(formsOf(false), (Forms{"0", "false", "false"}));
 }
 
-TEST(AnyText, OfFloatingPointHasTwelveDigits) {
+TEST(AnyTextAdditions, OfFloatingPointHasTwelveDigits) {
     EXPECT_EQ(formsOf(3.14159265358979), same("3.14159265359"));
     EXPECT_EQ(formsOf(1.0), same("1"));
     EXPECT_EQ(formsOf(1e300), same("1e+300"));
@@ -136,7 +136,7 @@ TEST(AnyText, OfFloatingPointHasTwelveDigits) {
     EXPECT_EQ(cppmicroservices::DOUBLE_PRECISION, 12);
 }
 
-TEST(AnyText, OfFloatingPointLeavesTheStreamsPrecision) {
+TEST(AnyTextAdditions, OfFloatingPointLeavesTheStreamsPrecision) {
     std::ostringstream os;
     os.precision(3);
     cppmicroservices::any_value_to_string(os, 1.23456789);
@@ -144,7 +144,7 @@ TEST(AnyText, OfFloatingPointLeavesTheStreamsPrecision) {
     EXPECT_EQ(os.str(), "1.23456789 1.23");
 }
 
-TEST(AnyText, OfStringsEscapesInJsonAndCpp) {
+TEST(AnyTextAdditions, OfStringsEscapesInJsonAndCpp) {
     Any const any(std::string("a\"b\\c/d\n\t\r\b\f\x01\x1f\x7f\xc3\xa4"));
     std::string const escaped = "\"a\\\"b\\\\c/d\\n\\t\\r\\b\\f\\u0001\\u001f\x7f\xc3\xa4\"";
     EXPECT_EQ(any.ToString(), "a\"b\\c/d\n\t\r\b\f\x01\x1f\x7f\xc3\xa4");
@@ -152,33 +152,33 @@ TEST(AnyText, OfStringsEscapesInJsonAndCpp) {
     EXPECT_EQ(any.ToCPP(), "std::string(" + escaped + ")");
 }
 
-TEST(AnyText, OfStringsKeepsNulCharacters) {
+TEST(AnyTextAdditions, OfStringsKeepsNulCharacters) {
     Any const any(std::string("a\0b", 3));
     EXPECT_EQ(any.ToString(), std::string("a\0b", 3));
     EXPECT_EQ(any.ToJSON(), "\"a\\u0000b\"");
 }
 
-TEST(AnyText, OfCharacterPointersIsUnquoted) {
+TEST(AnyTextAdditions, OfCharacterPointersIsUnquoted) {
     char const* const text = "text";
     EXPECT_EQ(formsOf(text), same("text"));
 }
 
-TEST(AnyText, OfTypesWithStreamOperator) {
+TEST(AnyTextAdditions, OfTypesWithStreamOperator) {
     EXPECT_EQ(formsOf(printed::Streamed()), same("streamed"));
 }
 
-TEST(AnyText, OfTypesThatSpecialiseTheFunctions) {
+TEST(AnyTextAdditions, OfTypesThatSpecialiseTheFunctions) {
     EXPECT_EQ(formsOf(printed::Specialised()), (Forms{"as string", "\"as JSON 0 0\"", "as C++"}));
     EXPECT_EQ(Any(printed::Specialised()).ToJSON(true), "\"as JSON 4 4\"");
     EXPECT_EQ(Any(std::vector<Any>{printed::Specialised()}).ToString(), "[as string]");
 }
 
-TEST(AnyText, OfTypesThatOverloadTheFunctions) {
+TEST(AnyTextAdditions, OfTypesThatOverloadTheFunctions) {
     EXPECT_EQ(Any(printed::Overloaded()).ToString(), "overloaded");
     EXPECT_EQ(Any(printed::Overloaded()).ToJSON(), "streamed");
 }
 
-TEST(AnyText, OfSequences) {
+TEST(AnyTextAdditions, OfSequences) {
     EXPECT_EQ(formsOf(std::vector<int>{1, 2, 3}), (Forms{"[1,2,3]", "[1,2,3]", "AnyVector {{1,2,3}}"}));
     EXPECT_EQ(formsOf(std::list<int>{1, 2}), (Forms{"[1,2]", "[1,2]", "AnyVector {{1,2}}"}));
     EXPECT_EQ(formsOf(std::set<std::string>{"q", "p"}),
@@ -191,38 +191,38 @@ TEST(AnyText, OfSequences) {
               (Forms{"[1,x,1]", "[1,\"x\",true]", "AnyVector {{1,std::string(\"x\"),true}}"}));
 }
 
-TEST(AnyText, OfEmptyContainers) {
+TEST(AnyTextAdditions, OfEmptyContainers) {
     EXPECT_EQ(formsOf(std::vector<int>()), (Forms{"[]", "[]", "AnyVector {{}}"}));
     EXPECT_EQ(formsOf(std::map<std::string, Any>()), (Forms{"{}", "{}", "AnyMap { ORDERED_MAP, {}}"}));
     EXPECT_EQ(Any(std::vector<int>()).ToJSON(true), "[]");
     EXPECT_EQ(Any(AnyMap()).ToJSON(true), "{}");
 }
 
-TEST(AnyText, OfMapsToAny) {
+TEST(AnyTextAdditions, OfMapsToAny) {
     EXPECT_EQ(formsOf(std::map<std::string, Any>{{"k", 1}, {"l", std::string("v")}}),
               (Forms{"{k : 1, l : v}", "{\"k\" : 1, \"l\" : \"v\"}",
                      "AnyMap { ORDERED_MAP, {{\"k\" , 1}, {\"l\" , std::string(\"v\")}}}"}));
 }
 
-TEST(AnyText, OfMapsToOtherTypesStreamsTheValues) {
+TEST(AnyTextAdditions, OfMapsToOtherTypesStreamsTheValues) {
     EXPECT_EQ(formsOf(std::map<std::string, std::string>{{"k", "v"}, {"l", "w"}}),
               (Forms{"{k : v, l : w}", "{\"k\" : v, \"l\" : w}",
                      "AnyMap { ORDERED_MAP, {{\"k\" , v}, {\"l\" , w}}}"}));
     EXPECT_EQ(Any(std::map<int, double>{{1, 1.0 / 3}}).ToJSON(), "{\"1\" : 0.333333}");
 }
 
-TEST(AnyText, OfAnyMapNamesItsKindInCpp) {
+TEST(AnyTextAdditions, OfAnyMapNamesItsKindInCpp) {
     EXPECT_EQ(formsOf(orderedMap({{"k", true}})),
               (Forms{"{k : 1}", "{\"k\" : true}", "AnyMap { ORDERED_MAP, {{\"k\" , true}}}"}));
     EXPECT_EQ(Any(AnyMap(AnyMap::UNORDERED_MAP)).ToCPP(), "AnyMap { UNORDERED_MAP, {}}");
     EXPECT_EQ(Any(AnyMap{{"K", 'c'}}).ToCPP(), "AnyMap { UNORDERED_MAP_CASEINSENSITIVE_KEYS, {{\"K\" , c}}}");
 }
 
-TEST(AnyText, DoesNotEscapeKeys) {
+TEST(AnyTextAdditions, DoesNotEscapeKeys) {
     EXPECT_EQ(Any(orderedMap({{"a\"b", 1}})).ToJSON(), "{\"a\"b\" : 1}");
 }
 
-TEST(AnyText, OfContainersWithAnEmptyAny) {
+TEST(AnyTextAdditions, OfContainersWithAnEmptyAny) {
     Any const vector(std::vector<Any>{Any()});
     Any const map(orderedMap({{"k", Any()}}));
     EXPECT_THROW(vector.ToString(), std::logic_error);
@@ -233,7 +233,7 @@ TEST(AnyText, OfContainersWithAnEmptyAny) {
     EXPECT_EQ(vector.ToCPP(), "AnyVector {{null}}");
 }
 
-TEST(AnyText, OfFunctionsIsEmpty) {
+TEST(AnyTextAdditions, OfFunctionsIsEmpty) {
     std::ostringstream os;
     std::function<int(int)> const function = [](int i) { return i; };
     cppmicroservices::any_value_to_string(os, function);
@@ -242,7 +242,7 @@ TEST(AnyText, OfFunctionsIsEmpty) {
     EXPECT_EQ(os.str(), "");
 }
 
-TEST(AnyText, PrettyJsonHasOneElementALine) {
+TEST(AnyTextAdditions, PrettyJsonHasOneElementALine) {
     Any const any(orderedMap({{"a", std::string("x")},
                               {"b", std::vector<Any>{1, orderedMap({{"z", 1.5}})}},
                               {"c", AnyMap()},
@@ -262,14 +262,14 @@ TEST(AnyText, PrettyJsonHasOneElementALine) {
                                 "}");
 }
 
-TEST(AnyText, JsonTakesIncrementAndIndent) {
+TEST(AnyTextAdditions, JsonTakesIncrementAndIndent) {
     Any const any(std::vector<Any>{1, std::vector<Any>{2}});
     EXPECT_EQ(any.ToJSON(2, 2), "[\n  1,\n  [\n    2\n  ]\n]");
     EXPECT_EQ(any.ToJSON(3, 1), "[\n 1,\n [\n    2\n ]\n]");
     EXPECT_EQ(Any(orderedMap({{"k", 1}})).ToJSON(2, 0), "{\n\"k\" : 1\n}");
 }
 
-TEST(AnyText, PrettyCpp) {
+TEST(AnyTextAdditions, PrettyCpp) {
     Any const any(orderedMap({{"a", 1}, {"b", std::vector<Any>{1, orderedMap({{"z", 1.5}})}}}));
     EXPECT_EQ(any.ToCPP(true), "AnyMap { ORDERED_MAP, {\n"
                                "        {\"a\" , 1}, \n"
@@ -288,7 +288,7 @@ TEST(AnyText, PrettyCpp) {
               "}}");
 }
 
-TEST(AnyText, FreeFunctionsPrintAnys) {
+TEST(AnyTextAdditions, FreeFunctionsPrintAnys) {
     std::ostringstream os;
     cppmicroservices::any_value_to_string(os, Any(1));
     cppmicroservices::any_value_to_json(os, Any(std::string("q")), 0, 0);
@@ -298,7 +298,7 @@ TEST(AnyText, FreeFunctionsPrintAnys) {
     EXPECT_THROW(cppmicroservices::any_value_to_string(os, Any()), std::logic_error);
 }
 
-TEST(AnyText, NewlineAndIndentDoesNothingWithoutIncrement) {
+TEST(AnyTextAdditions, NewlineAndIndentDoesNothingWithoutIncrement) {
     std::ostringstream os;
     cppmicroservices::newline_and_indent(os, 0, 4) << "|";
     cppmicroservices::newline_and_indent(os, 2, 4) << "|";

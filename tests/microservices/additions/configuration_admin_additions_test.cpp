@@ -1,0 +1,84 @@
+// The operations of configurations whose futures may be waited for inside a service, and the count of
+// instances.
+#include "ConfigurationAdminFixture.hpp"
+
+namespace configuration_admin_test {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::ThrowsMessage;
+
+class ConfigurationAdminAdditions : public ConfigurationAdminTest {};
+
+TEST_F(ConfigurationAdminAdditions, SafeFormsDoTheSame) {
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto const delivered = configuration->SafeUpdate(numbered(1));
+    delivered->get();
+    EXPECT_EQ(delivered->wait_for(0), std::future_status::ready);
+    auto const [updated, deliveredAgain] = configuration->SafeUpdateIfDifferent(numbered(2));
+    EXPECT_TRUE(updated);
+    deliveredAgain->wait();
+    EXPECT_EQ(configuration->GetProperties(), numbered(2));
+    configuration->SafeRemove()->get();
+    EXPECT_THAT(admin_->ListConfigurations(), IsEmpty());
+}
+
+TEST_F(ConfigurationAdminAdditions, SafeUpdateIfDifferentDoesNothingForEqualProperties) {
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(numbered(1)).get();
+    auto const [updated, delivered] = configuration->SafeUpdateIfDifferent(numbered(1));
+    EXPECT_FALSE(updated);
+    ASSERT_TRUE(delivered);
+    delivered->get();
+    EXPECT_EQ(configuration->GetChangeCount(), 1U);
+}
+
+TEST_F(ConfigurationAdminAdditions, SafeFormsOfARemovedOneThrow) {
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(numbered(1)).get();
+    configuration->Remove().get();
+    auto const throwsRemoved = ThrowsMessage<std::runtime_error>("This Configuration has been Removed");
+    EXPECT_THAT([&] { configuration->SafeUpdate(); }, throwsRemoved);
+    EXPECT_THAT([&] { configuration->SafeUpdateIfDifferent(); }, throwsRemoved);
+    EXPECT_THAT([&] { configuration->SafeRemove(); }, throwsRemoved);
+}
+
+TEST_F(ConfigurationAdminAdditions, DroppingASafeFutureDoesNotWait) {
+    Gate gate;
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
+    auto const configuration = admin_->GetConfiguration("pid");
+    { configuration->SafeUpdate(numbered(1)); }
+    ASSERT_TRUE(service->updates.reaches(1)); // and hangs at the gate
+    { configuration->SafeUpdate(numbered(2)); }
+    gate.open();
+    EXPECT_TRUE(service->updates.reaches(2));
+}
+
+TEST_F(ConfigurationAdminAdditions, ExceptionOfUpdatedDoesNotReachTheSafeFuture) {
+    auto const service = registerService("pid", [](AnyMap const&) { throw 5; });
+    EXPECT_NO_THROW(admin_->GetConfiguration("pid")->SafeUpdate(numbered(1))->get());
+    EXPECT_THAT(service->numbers(), ElementsAre(1));
+}
+
+TEST_F(ConfigurationAdminAdditions, SafeUpdateInsideUpdatedMayBeWaitedFor) {
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto const service = registerService("pid", [&](AnyMap const& properties) {
+        if (numberIn(properties) == 1) {
+            configuration->SafeUpdate(numbered(2))->get();
+        }
+    });
+    auto const delivered = configuration->Update(numbered(1));
+    EXPECT_TRUE(becomesReady(delivered));
+    EXPECT_THAT(service->numbers(), ElementsAre(1, 2));
+}
+
+TEST_F(ConfigurationAdminAdditions, InstanceCountGrowsWhenARemovedConfigurationIsMadeAnew) {
+    auto const removed = admin_->GetConfiguration("pid");
+    EXPECT_EQ(removed->GetInstanceCount(), 1U);
+    removed->Update(numbered(1)).get();
+    removed->Remove().get();
+    EXPECT_EQ(removed->GetInstanceCount(), 1U);
+    EXPECT_EQ(admin_->GetConfiguration("pid")->GetInstanceCount(), 2U);
+}
+
+} // namespace configuration_admin_test

@@ -1,0 +1,18 @@
+// Lets a test go on when another thread waits.
+#pragma once
+
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include <unistd.h>
+
+/// Returns when the thread sleeps, as it does while it waits.
+inline void waitUntilAsleep(pid_t thread) {
+    auto const path = "/proc/self/task/" + std::to_string(thread) + "/stat";
+    std::string text;
+    do {
+        std::this_thread::yield();
+        std::getline(std::ifstream(path), text);
+    } while (text.find(") S ") == std::string::npos);
+}
