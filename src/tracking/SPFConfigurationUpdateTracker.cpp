@@ -17,9 +17,9 @@ namespace {
 
 using cppmicroservices::Any;
 
-// Numbers the completions of this process's listeners, so that a late one is told from that of a newer
-// listener.
-std::atomic<std::uint64_t> lastCompletion{0};
+// Numbers the listeners of this process, so that what is left of an old one, its registration or a late
+// completion, is told from what belongs to a newer one.
+std::atomic<std::uint64_t> lastListener{0};
 
 // Runs a clean-up at the end of a scope, however it is left.
 template <typename CleanUp>
@@ -56,43 +56,47 @@ SPFConfigurationUpdateTracker::~SPFConfigurationUpdateTracker() {
 }
 
 void SPFConfigurationUpdateTracker::enable(cppmicroservices::AnyMap const& configuration) {
+    auto const self = shared_from_this(); // foreign code may drop the last reference to the tracker
+    auto const number = ++lastListener;
     // The listener must not keep its owner alive, hence the weak reference.
-    std::weak_ptr<SPFConfigurationUpdateTracker> const owner = shared_from_this();
-    auto const ofThisListener = ++lastCompletion;
-    auto const newListener = std::make_shared<FrameworkSetupListener>(
-        [owner, ofThisListener] {
+    auto made = std::make_shared<FrameworkSetupListener>(
+        [owner = weak_from_this(), number] {
             if (auto const tracker = owner.lock()) {
-                tracker->unregisterAfterCompletion(ofThisListener);
+                tracker->unregisterAfterCompletion(number);
             }
         },
         configuration);
 
     disable();
-    std::atomic_store(&listener, newListener);
+    std::shared_ptr<FrameworkSetupListener> replaced; // released without the lock
     auto lock = lockWhenSettled();
-    completion = ofThisListener;
+    replaced = std::atomic_exchange(&listener, std::move(made));
+    currentListener = number;
+    completingListener = number;
     registrationWanted = true;
     settleWithLock(lock);
 }
 
 void SPFConfigurationUpdateTracker::disable() {
+    auto const self = weak_from_this().lock(); // as in enable(); null in the destructor
     auto lock = lockWhenSettled();
     registrationWanted = false;
     settleWithLock(lock);
 }
 
 void SPFConfigurationUpdateTracker::registerListenerForUnpublishing() {
+    auto const self = weak_from_this().lock(); // as in enable()
     enabledListener()->disableUnregistering();
     auto lock = lockWhenSettled();
     // A completion that passed the listener's check before it was disabled finds here that it comes too late.
-    completion = 0;
+    completingListener = 0;
     registrationWanted = true;
     settleWithLock(lock);
 }
 
-void SPFConfigurationUpdateTracker::unregisterAfterCompletion(std::uint64_t ofCompletion) {
+void SPFConfigurationUpdateTracker::unregisterAfterCompletion(std::uint64_t completedListener) {
     std::unique_lock<std::mutex> lock(mutex);
-    if (completion == ofCompletion) {
+    if (completingListener == completedListener) {
         registrationWanted = false;
         settleWithLock(lock);
     }
@@ -116,7 +120,6 @@ void SPFConfigurationUpdateTracker::settleWithLock(std::unique_lock<std::mutex>&
     if (settlingThread != std::thread::id()) {
         return;
     }
-    auto const self = weak_from_this().lock(); // foreign code may drop the last reference to the tracker
     settlingThread = std::this_thread::get_id();
     AtScopeExit const done([&] {
         if (!lock.owns_lock()) {
@@ -126,12 +129,18 @@ void SPFConfigurationUpdateTracker::settleWithLock(std::unique_lock<std::mutex>&
         lock.unlock();
         settled.notify_all();
     });
-    while (registrationWanted != static_cast<bool>(registration)) {
-        registrationWanted ? registerListenerWithLock(lock) : unregisterListenerWithLock(lock);
+    while (!isSettledWithLock()) {
+        registration ? unregisterListenerWithLock(lock) : registerListenerWithLock(lock);
     }
 }
 
+bool SPFConfigurationUpdateTracker::isSettledWithLock() const {
+    return registration ? registrationWanted && registeredListener == currentListener : !registrationWanted;
+}
+
 void SPFConfigurationUpdateTracker::registerListenerWithLock(std::unique_lock<std::mutex>& lock) {
+    auto const current = enabledListener();
+    auto const number = currentListener;
     lock.unlock();
     auto const framework = host::getFramework();
     if (!framework) {
@@ -140,10 +149,10 @@ void SPFConfigurationUpdateTracker::registerListenerWithLock(std::unique_lock<st
         return;
     }
     cppmicroservices::ServiceRegistrationBase registered =
-        framework->GetBundleContext().RegisterService<frameworklistener::FrameworkListener>(
-            enabledListener());
+        framework->GetBundleContext().RegisterService<frameworklistener::FrameworkListener>(current);
     lock.lock();
     registration = std::move(registered);
+    registeredListener = number;
 }
 
 void SPFConfigurationUpdateTracker::unregisterListenerWithLock(std::unique_lock<std::mutex>& lock) {

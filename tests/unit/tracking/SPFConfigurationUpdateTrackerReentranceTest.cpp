@@ -262,6 +262,63 @@ TEST_F(SPFConfigurationUpdateTrackerReentranceTest, TheLastReferenceMayBeDropped
     EXPECT_EQ(registeredListeners(), 0U);
 }
 
+TEST_F(SPFConfigurationUpdateTrackerReentranceTest, TheLastReferenceMayBeDroppedFromInsideEnable) {
+    auto tracker = SPFConfigurationUpdateTracker::create(configuration(1));
+    std::weak_ptr<SPFConfigurationUpdateTracker> const observer = tracker;
+    callLog().whenNth(1, unregistering, [&] { tracker.reset(); });
+    tracker->enable(configuration(2));
+    EXPECT_TRUE(observer.expired());
+    EXPECT_THAT(registrations(), ElementsAre(registered, unregistering, registered, unregistering));
+}
+
+TEST_F(SPFConfigurationUpdateTrackerReentranceTest, ACallThatWaitsForAnUnregisteringKeepsItsTrackerAlive) {
+    auto tracker = SPFConfigurationUpdateTracker::create(configuration());
+    std::weak_ptr<SPFConfigurationUpdateTracker> const observer = tracker;
+    auto const listener = registeredListener();
+    Gate finishUnregistering;
+    callLog().whenNth(1, unregistering, [&] { finishUnregistering.wait(); });
+    ConcurrentCall<void> completion([&] { complete(listener); });
+    ASSERT_TRUE(callLog().waitFor(unregistering));
+    auto const referencesOfOthers = tracker.use_count();
+    ConcurrentCall<void> disabling([&tracked = *tracker] { tracked.disable(); });
+    ASSERT_TRUE(disabling.blocks());
+    EXPECT_EQ(tracker.use_count(), referencesOfOthers + 1);
+    tracker.reset();
+    finishUnregistering.open();
+    ASSERT_TRUE(completion.returns());
+    ASSERT_TRUE(disabling.returns());
+    EXPECT_TRUE(observer.expired());
+}
+
+TEST_F(SPFConfigurationUpdateTrackerReentranceTest,
+       RegisteringForUnpublishingFromInsideEnableEndsWithTheNewListenerRegistered) {
+    auto const tracker = SPFConfigurationUpdateTracker::create(configuration(1));
+    auto const first = registeredListener();
+    callLog().whenNth(1, unregistering, [&] { tracker->registerListenerForUnpublishing(); });
+    tracker->enable(configuration(2));
+    EXPECT_EQ(registeredListeners(), 1U);
+    EXPECT_NE(registeredListener(), first);
+    registeredListener()->handleEvent(allServicesPublished("p", 2));
+    EXPECT_TRUE(tracker->waitForAllServices(now, "p"));
+}
+
+TEST_F(SPFConfigurationUpdateTrackerReentranceTest,
+       EnableFromInsideRegisteringEndsWithTheNewListenerRegistered) {
+    auto const tracker = std::make_shared<SPFConfigurationUpdateTracker>();
+    callLog().whenNth(1, registered, [&] { tracker->enable(configuration(2)); });
+    tracker->enable(configuration(1));
+    EXPECT_EQ(registeredListeners(), 1U);
+    registeredListener()->handleEvent(allServicesPublished("p", 2));
+    EXPECT_TRUE(tracker->waitForAllServices(now, "p"));
+}
+
+TEST_F(SPFConfigurationUpdateTrackerReentranceTest, EnableReleasesTheListenerThatItReplaces) {
+    auto const tracker = SPFConfigurationUpdateTracker::create(configuration(1));
+    std::weak_ptr<frameworklistener::FrameworkListener> const first = registeredListener();
+    tracker->enable(configuration(2));
+    EXPECT_TRUE(first.expired());
+}
+
 TEST_F(SPFConfigurationUpdateTrackerReentranceTest, AWaitOutlivesItsTrackersReplacementOfTheListener) {
     auto const tracker = SPFConfigurationUpdateTracker::create(configuration(1));
     auto const first = registeredListener();

@@ -29,10 +29,9 @@ class FrameworkSetupListener;
 // unregisters it once every publisher is complete, and forwards the client's waits to it. Requires of the
 // host: getFramework(); without a framework nothing is registered and no event arrives.
 //
-// Thread safe, except that one enable() of a tracker must not run during another. Registering and
-// unregistering run other people's service listeners on the calling thread; no lock is held meanwhile, so
-// they may deliver events and call the tracker, except enable(). Owned by a shared pointer; a call keeps what
-// it uses alive until it returns.
+// Thread safe. Registering and unregistering run other people's service listeners on the calling thread; no
+// lock is held meanwhile, so they may deliver events, call the tracker and drop it. Owned by a shared
+// pointer; a call keeps what it uses alive until it returns.
 class AGENT_SPF_FRAMEWORKSETUP_EXPORT SPFConfigurationUpdateTracker
     : public std::enable_shared_from_this<SPFConfigurationUpdateTracker> {
 public:
@@ -75,20 +74,24 @@ public:
 private:
     AGENT_SPF_FRAMEWORKSETUP_LOCAL std::shared_ptr<FrameworkSetupListener> enabledListener() const;
     AGENT_SPF_FRAMEWORKSETUP_LOCAL std::unique_lock<std::mutex> lockWhenSettled();
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL bool isSettledWithLock() const;
+    // These three let go of the lock while foreign code runs.
     AGENT_SPF_FRAMEWORKSETUP_LOCAL void settleWithLock(std::unique_lock<std::mutex>& lock);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL void registerListenerWithLock(std::unique_lock<std::mutex>& lock);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL void unregisterListenerWithLock(std::unique_lock<std::mutex>& lock);
-    AGENT_SPF_FRAMEWORKSETUP_LOCAL void unregisterAfterCompletion(std::uint64_t ofCompletion);
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL void unregisterAfterCompletion(std::uint64_t completedListener);
 
-    std::shared_ptr<FrameworkSetupListener> listener; // read and replaced atomically, without the mutex
+    std::shared_ptr<FrameworkSetupListener> listener; // read atomically without the mutex, replaced with it
 
+    // Listeners are known by numbers, from 1 and never used again; 0 stands for none.
     std::mutex mutex;                                       // guards every member below
     cppmicroservices::ServiceRegistrationBase registration; // changed only by the settling thread
-    bool registrationWanted = false;
-    std::thread::id
-        settlingThread; // the thread that is making `registration` what is wanted; the empty ID if none
+    std::uint64_t registeredListener = 0;                   // whose `registration` is, while it is valid
+    std::uint64_t currentListener = 0;                      // the number of `listener`
+    std::uint64_t completingListener = 0;                   // whose completion ends its registration
+    bool registrationWanted = false;                        // whether `listener` is to be registered
+    std::thread::id settlingThread;  // which makes `registration` what is wanted; the empty ID if none does
     std::condition_variable settled; // notified when the settling thread is done
-    std::uint64_t completion = 0;    // the completion that may unregister the listener; 0 when none may
 };
 
 } // namespace agent::spf::frameworksetup
