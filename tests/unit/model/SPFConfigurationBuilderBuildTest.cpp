@@ -280,6 +280,27 @@ TEST_F(SPFConfigurationBuilderMove, AssignmentCarriesTheResponsibilityForAPublis
     EXPECT_THAT(admin->calls(), ElementsAre(getConfiguration, remove));
 }
 
+TEST_F(SPFConfigurationBuilderMove, TheSourceOfAnAssignmentIsAsNewWhateverTheTargetHeld) {
+    auto target = modifiedBuilder().first;
+    target.addServiceInterface(interfaceNamed("i")).addServicePublisher(publisherNamed("p"));
+    target.addServiceMapping("i", "p");
+    SPFConfigurationBuilder source("source");
+    target = std::move(source);
+    EXPECT_EQ(source.build().getConfigurationID(), "generated");
+    auto const afterwards = published();
+    SPFConfigurationBuilder("").build();
+    EXPECT_EQ(afterwards, published());
+}
+
+TEST_F(SPFConfigurationBuilderMove, TheTargetOfAnAssignmentHasTheSourcesContentWhileItsOwnIsWithdrawn) {
+    auto target = modifiedBuilder().first;
+    SPFConfigurationBuilder source("source");
+    std::string publishedMeanwhile;
+    callLog().whenNth(1, remove, [&] { publishedMeanwhile = target.build().getConfigurationID(); });
+    target = std::move(source);
+    EXPECT_EQ(publishedMeanwhile, "source");
+}
+
 TEST_F(SPFConfigurationBuilderMove, AssignmentToItselfDoesNothing) {
     auto [builder, content] = modifiedBuilder();
     auto& self = builder;
