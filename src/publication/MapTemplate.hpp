@@ -11,7 +11,7 @@
 namespace agent::spf::frameworksetup {
 
 // A property map with N keys and without values. Maps with these keys are made by copying it and filling the
-// values in, so that no key is made or hashed again. Constant after construction; thread safe.
+// values in, so that no key is hashed again. Constant after construction; thread safe.
 template <std::size_t N>
 class MapTemplate {
 public:
@@ -21,7 +21,8 @@ public:
         for (auto const* key : keys) {
             map.try_emplace(key);
         }
-        // A copy has the entries in the same order as every other copy.
+        // A copy has the entries in the same order as every other copy, in libstdc++'s tables and in those of the
+        // standalone provider.
         Map const copy(map);
         std::size_t position = 0;
         for (auto const& entry : copy) {
