@@ -4,8 +4,9 @@
 #include <utility>
 
 #include <boost/asio/connect.hpp>
-#include <boost/asio/ip/address.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
+
+#include "agent/spf/bundles/sockets/HostResolution.hpp"
 
 namespace agent::spf::bundles::sockets {
 
@@ -80,23 +81,13 @@ void SocketConnector::resolve(UnixAddress const& address) {
 }
 
 void SocketConnector::resolve(TcpAddress const& address) {
-    error_code notNumeric;
-    auto const numeric = boost::asio::ip::make_address(address.host, notNumeric);
-    if (!notNumeric) {
-        return connect({tcp::endpoint(numeric, address.port)});
-    }
-    resolver_.async_resolve(
-        address.host, std::to_string(address.port), tcp::resolver::numeric_service,
-        [self = shared_from_this(), host = address.host](error_code const& error,
-                                                         tcp::resolver::results_type const& results) {
-            if (error || results.empty()) {
-                return self->retry("no such host \"" + host + "\" (" + error.message() + ")");
+    resolveHost(
+        resolver_, address, {},
+        [self = shared_from_this()](std::vector<tcp::endpoint> const& found, std::string const& reason) {
+            if (found.empty()) {
+                return self->retry(reason);
             }
-            Addresses addresses;
-            for (auto const& result : results) {
-                addresses.emplace_back(result.endpoint());
-            }
-            self->connect(std::move(addresses));
+            self->connect(Addresses(found.begin(), found.end()));
         });
 }
 

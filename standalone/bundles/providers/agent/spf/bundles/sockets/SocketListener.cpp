@@ -4,8 +4,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include <boost/asio/ip/address.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
+
+#include "agent/spf/bundles/sockets/HostResolution.hpp"
 
 namespace agent::spf::bundles::sockets {
 
@@ -58,23 +59,17 @@ void SocketListener::listen(UnixAddress const& address) {
 }
 
 void SocketListener::listen(TcpAddress const& address) {
-    error_code notNumeric;
-    auto const numeric = boost::asio::ip::make_address(address.host, notNumeric);
-    if (!notNumeric) {
-        return listen(std::vector{tcp::endpoint(numeric, address.port)}, address.host);
-    }
-    resolver_.async_resolve(
-        address.host, std::to_string(address.port), tcp::resolver::passive | tcp::resolver::numeric_service,
-        [self = shared_from_this(), host = address.host](error_code const& error,
-                                                         tcp::resolver::results_type const& results) {
-            if (!self->handler_) {
-                return;
-            }
-            if (error || results.empty()) {
-                return self->fail("no such host \"" + host + "\" (" + error.message() + ")");
-            }
-            self->listen(std::vector<tcp::endpoint>(results.begin(), results.end()), host);
-        });
+    resolveHost(resolver_, address, tcp::resolver::passive,
+                [self = shared_from_this(), host = address.host](std::vector<tcp::endpoint> const& found,
+                                                                 std::string const& reason) {
+                    if (!self->handler_) {
+                        return;
+                    }
+                    if (found.empty()) {
+                        return self->fail(reason);
+                    }
+                    self->listen(found, host);
+                });
 }
 
 // Listens on the first address that it can: a host's name may stand for some that this machine does not have.
