@@ -15,7 +15,6 @@
 #include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/cm/Configuration.hpp>
 
-#include "agent/host/DiagnosticLogger.hpp"
 #include "agent/host/FrameworkAccess.hpp"
 #include "agent/host/Path.hpp"
 
@@ -90,38 +89,6 @@ std::vector<cppmicroservices::Bundle> installAndStart(Path const&) {
 std::pair<std::vector<cppmicroservices::Bundle>, std::vector<cppmicroservices::Bundle>>
 installAndStart(Path const&, cppmicroservices::LDAPFilter const&) {
     return {spf::bench::installedBundles, {}};
-}
-
-Path::Path(std::u16string text)
-    : text_(std::move(text)) {}
-
-Path& Path::operator/=(std::u16string_view component) {
-    if (!text_.empty()) {
-        text_ += u'/';
-    }
-    text_ += component;
-    return *this;
-}
-
-bool Path::empty() const noexcept {
-    return text_.empty();
-}
-
-std::u16string const& Path::text() const noexcept {
-    return text_;
-}
-
-DiagnosticLogger::DiagnosticLogger(std::string channel)
-    : source_(boost::log::keywords::channel = std::move(channel)) {}
-
-DiagnosticLogger::~DiagnosticLogger() = default;
-
-std::uint32_t DiagnosticLogger::enabledSeverities() const noexcept {
-    return 0;
-}
-
-DiagnosticLogger::Source& DiagnosticLogger::source() noexcept {
-    return source_;
 }
 
 } // namespace agent::host

@@ -5,7 +5,6 @@
 
 #include "FakeFramework.hpp"
 #include "Scheduler.hpp"
-#include "agent/host/DiagnosticLogger.hpp"
 #include "agent/host/FrameworkAccess.hpp"
 #include "agent/host/Path.hpp"
 
@@ -52,31 +51,6 @@ std::vector<Bundle> installAndStart(Path const&) {
 std::pair<std::vector<Bundle>, std::vector<Bundle>> installAndStart(Path const& directory,
                                                                     cppmicroservices::LDAPFilter const&) {
     return {installAndStart(directory), {}};
-}
-
-Path::Path(std::u16string text)
-    : text_(std::move(text)) {}
-
-Path& Path::operator/=(std::u16string_view component) {
-    if (!text_.empty()) {
-        text_ += u'/';
-    }
-    text_ += component;
-    return *this;
-}
-
-DiagnosticLogger::DiagnosticLogger(std::string channel)
-    : source_(boost::log::keywords::channel = std::move(channel)) {}
-
-DiagnosticLogger::~DiagnosticLogger() = default;
-
-// Nothing is logged: a log has locks of its own, which are not what is explored.
-std::uint32_t DiagnosticLogger::enabledSeverities() const noexcept {
-    return 0;
-}
-
-DiagnosticLogger::Source& DiagnosticLogger::source() noexcept {
-    return source_;
 }
 
 } // namespace agent::host
