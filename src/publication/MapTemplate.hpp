@@ -21,8 +21,8 @@ public:
         for (auto const* key : keys) {
             map.try_emplace(key);
         }
-        // A copy has the entries in the same order as every other copy, in libstdc++'s tables and in those of the
-        // standalone provider.
+        // A copy has the entries in the same order as every other copy, in libstdc++'s tables and in those of
+        // the standalone provider.
         Map const copy(map);
         std::size_t position = 0;
         for (auto const& entry : copy) {
