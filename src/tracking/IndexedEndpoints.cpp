@@ -32,8 +32,8 @@ IndexedEndpoints::IndexedEndpoints(std::vector<Any> listed)
     : endpoints(std::move(listed))
     , outstanding(endpoints.size(), true)
     , outstandingCount(endpoints.size()) {
-    std::size_t size = 1;
-    while (size < endpoints.size() + endpoints.size() / 4) {
+    std::size_t size = 1; // there is always a free place, for there the search for another string ends
+    while (size <= endpoints.size() + endpoints.size() / 4) {
         size *= 2;
     }
     slots.resize(size);
