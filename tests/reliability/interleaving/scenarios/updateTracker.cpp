@@ -95,6 +95,26 @@ void completionAgainstEnablingAgain() {
     tracked.requireRegistered(0);
 }
 
+void enablingAgainAgainstRegisteringForUnpublishing() {
+    Tracked tracked;
+    inParallel({[&] { tracked.tracker->registerListenerForUnpublishing(); },
+                [&] { tracked.tracker->enable(configuration(2)); }});
+    tracked.requireRegistered(1);
+    tracked.framework.deliver(allServicesPublished("p", 2));
+    require(tracked.tracker->waitForAllServices(noTime, "p"), "the new listener hears nothing");
+}
+
+void enablingAgainTwiceAtOnce() {
+    Tracked tracked;
+    inParallel({[&] { tracked.tracker->enable(configuration(2)); },
+                [&] { tracked.tracker->enable(configuration(3)); }});
+    tracked.requireRegistered(1);
+    tracked.framework.deliver(allServicesPublished("p", 2));
+    tracked.framework.deliver(allServicesPublished("p", 3));
+    require(tracked.tracker->waitForAllServices(noTime, "p"), "the last listener hears nothing");
+    tracked.requireRegistered(0);
+}
+
 void errorAgainstRegisteringForUnpublishing() {
     Tracked tracked;
     inParallel({[&] { tracked.framework.deliver(errored(errorWith("refused"), "p")); },
@@ -182,6 +202,9 @@ std::vector<Scenario> updateTrackerScenarios() {
         {"completion-against-destructor", 2, &completionAgainstDestructor},
         {"destructor-without-completion", 2, &destructorWithoutCompletion},
         {"completion-against-enabling-again", 2, &completionAgainstEnablingAgain},
+        {"enabling-again-against-registering-for-unpublishing", 2,
+         &enablingAgainAgainstRegisteringForUnpublishing},
+        {"enabling-again-twice-at-once", 2, &enablingAgainTwiceAtOnce},
         {"error-against-registering-for-unpublishing", 2, &errorAgainstRegisteringForUnpublishing},
         {"disable-against-registering-for-unpublishing", 2, &disableAgainstRegisteringForUnpublishing},
         {"events-while-registering-and-unregistering", 2, &eventsWhileRegisteringAndUnregistering},
