@@ -74,7 +74,10 @@ function(spf_install_package)
     if(SPF_BUILD_STANDALONE)
         list(APPEND components standalone-host bundles agent)
     endif()
-    install(FILES LICENSE README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
+    install(FILES CHANGELOG.md CONTRIBUTING.md LICENSE README.md SECURITY.md
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
+    install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN snippets EXCLUDE)
     foreach(component IN LISTS components)
         install(EXPORT spf-frameworksetup-${component} NAMESPACE spf::
             DESTINATION "${SPF_CMAKE_DIRECTORY}" COMPONENT ${component})

@@ -21,7 +21,7 @@ int main(int argc, char* argv[]) try {
         .addServiceInterfaceToServicePublisher("rpc", "thermometer", "example.Thermometer", {});
     SPFConfiguration configuration = builder.build();
 
-    if (!configuration.waitForAllEndpoints(5s, "rpc")) {
+    if (!configuration.waitForAllEndpoints(5s, "rpc")) { // of what is left: first to connect, second to bind
         for (auto const& endpoint : configuration.listOutstandingEndpoints("rpc").second) {
             std::cerr << "not bound in time: " << endpoint.ToString() << '\n';
         }
@@ -32,6 +32,7 @@ int main(int argc, char* argv[]) try {
         return 1;
     }
     std::cout << "services published\n";
+    // Withdraws the configuration, and waits until the framework has removed it.
     if (!configuration.waitForAllServicesToBeUnpublished(5s, "rpc")) {
         return 1;
     }

@@ -124,8 +124,9 @@ class Layout(InstalledTest):
         for directory in [root / "microservices", *(root / "spf" / name for name in BUNDLE_DIRECTORIES)]:
             self.assertTrue(list(directory.glob("*.so")), directory)
 
-    def test_licence_readme_and_manual_page_are_installed(self):
-        for name in ("doc/spf-frameworksetup/LICENSE", "doc/spf-frameworksetup/README.md", "man/man1/spf-agent.1"):
+    def test_licence_and_documentation_are_installed(self):
+        for name in ("doc/spf-frameworksetup/LICENSE", "doc/spf-frameworksetup/README.md",
+                     "doc/spf-frameworksetup/docs/errors.md", "man/man1/spf-agent.1"):
             self.assertTrue((self.root / "share" / name).is_file(), name)
 
     def test_no_file_names_the_place_where_it_was_installed_built_or_written(self):
@@ -270,6 +271,11 @@ class PkgConfig(InstalledTest):
         program = self.compile(self.scratch / "pkg-standalone", [self.examples / "first_steps.cpp"],
                                self.flags("spf-standalone-host"))
         self.run_consumer(program)
+
+    def test_a_program_that_names_nothing_of_the_host_is_linked_to_it_all_the_same(self):
+        program = self.compile(self.scratch / "pkg-unpublish", [self.examples / "unpublish.cpp"],
+                               [*self.flags("spf-standalone-host"), "-Wl,--as-needed"])
+        self.assertIn("standalone_host", run("ldd", program))
 
     def test_with_a_host_of_the_consumers_own(self):
         sources = [self.examples / "own_host.cpp", self.examples / "minimal_host/MinimalHost.cpp"]

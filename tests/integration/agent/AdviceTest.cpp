@@ -13,6 +13,9 @@ TEST(Advice, DependsOnTheReasonAndOnWhatTheEndpointIsFor) {
     EXPECT_THAT(adviceFor(EndpointRole::Connect, "No such file or directory"), HasSubstr("start the agent"));
     EXPECT_THAT(adviceFor(EndpointRole::Bind, "No such file or directory"),
                 HasSubstr("create the directory"));
+    EXPECT_THAT(adviceFor(EndpointRole::Bind,
+                          "cannot read the bundle directory '/nowhere': No such file or directory"),
+                HasSubstr("--root"));
     EXPECT_THAT(adviceFor(EndpointRole::Connect, "Connection refused"), HasSubstr("nobody listens"));
     EXPECT_THAT(adviceFor(EndpointRole::Bind, "Address already in use"), HasSubstr("ss -ltnp"));
     EXPECT_THAT(adviceFor(EndpointRole::Connect, "no such host \"x\" (Host not found)"),

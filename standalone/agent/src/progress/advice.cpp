@@ -17,15 +17,17 @@ constexpr char const* otherProcess =
     "find the process that listens there (ss -ltnp, ss -lxp) and stop it, or choose "
     "another endpoint";
 constexpr char const* permissions = "check the permissions of the socket and of the directories above it";
+constexpr char const* missingBundle = "check the installation (--root): a bundle is missing";
 constexpr char const* addressOfPeer = "check that the endpoint is the one that the other agent binds";
 
 // The first that fits counts.
-constexpr std::array<Advice, 11> advices{{
+constexpr std::array<Advice, 12> advices{{
     {"in use", otherProcess, otherProcess},
     {"Permission denied", permissions, permissions},
     {"no such host", "check the host's name, or write its address",
      "check the host's name, or write its address"},
     {"Cannot assign requested address", "choose an address of this machine (ip address)", addressOfPeer},
+    {"cannot read the bundle directory", missingBundle, missingBundle},
     {"No such file or directory", "create the directory first",
      "start the agent that binds it, or check the path"},
     {"Connection refused", "", "start the agent that binds it: nobody listens there"},
@@ -33,8 +35,7 @@ constexpr std::array<Advice, 11> advices{{
     {"answer the handshake", "", "check that an agent listens there: something accepts and says nothing"},
     {"no running process announces", "",
      "start the process that announces the name, with the same --runtime-directory"},
-    {"waits for the", "check the installation (--root): a bundle is missing",
-     "check the installation (--root): a bundle is missing"},
+    {"waits for the", missingBundle, missingBundle},
     {"unknown scheme", "write unix:<path> or tcp:<host>:<port>", "write unix:<path> or tcp:<host>:<port>"},
 }};
 
