@@ -63,10 +63,13 @@ def building():
 
 
 def events():
-    hundred = time("remove/100/listed/library")
-    yield Goal("event, 10,000 listed / 100", time("remove/10000/listed/library"), hundred, 1.5)
-    yield Goal("event, 100,000 listed / 100", time("remove/100000/listed/library"), hundred, 2)
-    yield Goal("event, 100,000 random / 100 listed", time("remove/100000/random/library"), hundred, 6)
+    for order, limit_of_many in (("listed", 2), ("random", 6)):
+        hundred = time(f"remove/100/{order}/library")
+        yield Goal(f"event, 10,000 {order} / 100", time(f"remove/10000/{order}/library"), hundred,
+                   1.5 if order == "listed" else None)
+        yield Goal(f"event, 100,000 {order} / 100", time(f"remove/100000/{order}/library"), hundred, limit_of_many)
+        yield Goal(f"event, 100,000 {order} / hash table by hand", time(f"remove/100000/{order}/library"),
+                   time(f"remove/100000/{order}/floor"), 1.0)
     for count in (1, 2, 5, 10):
         for order in ORDERS:
             yield Goal(f"event, {count} outstanding, {order} / literal", time(f"remove/{count}/{order}/library"),

@@ -26,16 +26,24 @@ Clock::time_point deadlineAfter(std::chrono::milliseconds const& timeout) {
 
 } // namespace
 
+struct ConfigTracker::Endpoints {
+    Endpoints(std::vector<Any> bindEndpoints, std::vector<Any> connectEndpoints)
+        : toBindTo(std::move(bindEndpoints))
+        , toConnectTo(std::move(connectEndpoints)) {}
+
+    OutstandingEndpoints toBindTo;
+    OutstandingEndpoints toConnectTo;
+};
+
 ConfigTracker::ConfigTracker(std::vector<Any> bindEndpoints, std::vector<Any> connectEndpoints,
                              bool forRpcPublisher)
-    : endpointsToBindTo(std::make_unique<OutstandingEndpoints>(std::move(bindEndpoints)))
-    , endpointsToConnectTo(std::make_unique<OutstandingEndpoints>(std::move(connectEndpoints)))
+    : endpoints(std::make_unique<Endpoints>(std::move(bindEndpoints), std::move(connectEndpoints)))
     , rpcPublisher(forRpcPublisher) {}
 
 ConfigTracker::~ConfigTracker() = default;
 
 bool ConfigTracker::areAllEndpointsFinished() const {
-    return endpointsToBindTo->empty() && endpointsToConnectTo->empty();
+    return endpoints->toBindTo.empty() && endpoints->toConnectTo.empty();
 }
 
 bool ConfigTracker::areAllServicesFinished() const {
@@ -62,11 +70,11 @@ bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
 }
 
 bool ConfigTracker::completeEndpointBind(Any const& endpoint) {
-    return completeEndpoint(*endpointsToBindTo, endpoint, "ConfigTracker completeEndpointBind ");
+    return completeEndpoint(endpoints->toBindTo, endpoint, "ConfigTracker completeEndpointBind ");
 }
 
 bool ConfigTracker::completeEndpointConnect(Any const& endpoint) {
-    return completeEndpoint(*endpointsToConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
+    return completeEndpoint(endpoints->toConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
 }
 
 bool ConfigTracker::completeEndpoint(OutstandingEndpoints& outstanding, Any const& endpoint,
@@ -139,7 +147,7 @@ bool ConfigTracker::waitUntil(Predicate reached, std::chrono::milliseconds const
 
 std::pair<std::vector<Any>, std::vector<Any>> ConfigTracker::listOutstandingEndpoints() {
     std::lock_guard<std::mutex> const lock(mutex);
-    return {endpointsToConnectTo->list(), endpointsToBindTo->list()};
+    return {endpoints->toConnectTo.list(), endpoints->toBindTo.list()};
 }
 
 } // namespace agent::spf::frameworksetup

@@ -48,6 +48,7 @@ private:
     Slot& slotOf(std::string const& text, std::uint64_t hash) noexcept;
     bool holds(Slot const& slot, std::string const& text, std::uint64_t hash) const noexcept;
     bool removeString(std::string const& text) noexcept;
+    bool removeNext(std::string const& text) noexcept;
     bool removeSearched(cppmicroservices::Any const& endpoint) noexcept;
     void removeAt(Position position) noexcept;
 
@@ -56,6 +57,9 @@ private:
     std::vector<cppmicroservices::Any> const endpoints;
     std::vector<bool> outstanding; // which of them are left
     std::size_t outstandingCount;
+
+    Position next = 0;   // the one after the endpoint removed last
+    bool inOrder = true; // whether that one was the next itself: then so may be the one that comes now
 
     std::vector<Slot> slots; // the hash table with linear probing, its size a power of two
     std::unordered_map<Position, std::vector<Position>> repetitions; // of a string, by its first position

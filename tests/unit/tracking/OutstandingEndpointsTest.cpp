@@ -76,6 +76,19 @@ TEST_P(OutstandingEndpointsTest, RemovesEachOnceAndIsEmptyAtTheEnd) {
     EXPECT_EQ(describe(endpoints.list()), "[]");
 }
 
+TEST_P(OutstandingEndpointsTest, OneThatIsRemovedBeforeItsTurnIsNotRemovedAgainInItsTurn) {
+    auto const all = strings();
+    OutstandingEndpoints endpoints(all);
+    EXPECT_TRUE(endpoints.remove(all.back()));
+    for (std::size_t i = 0; i + 1 < all.size(); ++i) {
+        EXPECT_FALSE(endpoints.empty());
+        EXPECT_TRUE(endpoints.remove(all[i]));
+    }
+    EXPECT_TRUE(endpoints.empty());
+    EXPECT_FALSE(endpoints.remove(all.back()));
+    EXPECT_TRUE(endpoints.empty());
+}
+
 TEST_P(OutstandingEndpointsTest, RemovesEveryOccurrenceAtOnce) {
     auto repeated = strings();
     auto const others = std::vector<Any>(repeated.begin() + 1, repeated.end());

@@ -78,6 +78,7 @@ public:
     listOutstandingEndpoints();
 
 private:
+    struct Endpoints;
     using Predicate = bool (ConfigTracker::*)() const;
 
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpoint(OutstandingEndpoints& outstanding,
@@ -88,8 +89,7 @@ private:
 
     std::mutex mutex; // guards every member below
     std::condition_variable condition;
-    std::unique_ptr<OutstandingEndpoints> endpointsToBindTo; // never null, nor is the next
-    std::unique_ptr<OutstandingEndpoints> endpointsToConnectTo;
+    std::unique_ptr<Endpoints> endpoints; // those that are outstanding; never null
     [[maybe_unused]] bool
         rpcPublisher; // tells the kind of publisher to whoever looks at a tracker in a debugger
     bool allServicesPublished = false;
