@@ -1,5 +1,6 @@
 // The bundle context: identity, properties, installing and finding bundles.
 #include "FrameworkFixture.hpp"
+#include "bundleInMessages.hpp"
 
 #include <cppmicroservices/Constants.h>
 
@@ -81,11 +82,12 @@ TEST_F(BundleContextTest, FileThatIsNoBundleIsNamed) {
 }
 
 TEST_F(BundleContextTest, SameBundleFromAnotherLocationIsRefused) {
-    install("recorder");
+    auto const bundle = install("recorder");
     auto const other = std::string(SPF_TEST_BUNDLE_DIRECTORY) + "/./test_recorder.so";
+    auto const refused = bundleInMessages(bundle.GetSymbolicName(), bundle.GetBundleId() + 1);
     EXPECT_EQ(
         messageOf<std::runtime_error>([&] { context().InstallBundles(other); }),
-        "Failed to install bundle library at " + other + ": Bundle test_recorder (location=" + other +
+        "Failed to install bundle library at " + other + ": " + refused + " (location=" + other +
             "), a bundle with same symbolic name and version is already installed (test_recorder, 1.2.3)");
     EXPECT_THAT(context().GetBundles(other), IsEmpty());
 }

@@ -207,11 +207,6 @@ TEST_F(ConfigurationAdminList, FilterMatchesPropertiesWhateverTheCaseOfTheirKeys
 TEST_F(ConfigurationAdminList, FilterMatchesThePid) {
     EXPECT_THAT(listed("(pid=plain)"), ElementsAre("plain"));
     EXPECT_THAT(listed("(PID=factory~*)"), ElementsAre("factory~one"));
-    auto properties = numbered(3);
-    properties["pid"] = std::string{"a property"};
-    admin_->GetConfiguration("plain")->Update(properties).get();
-    EXPECT_THAT(listed("(pid=plain)"), ElementsAre("plain"));
-    EXPECT_THAT(listed("(pid=a property)"), IsEmpty());
 }
 
 TEST_F(ConfigurationAdminList, MalformedFilterThrows) {

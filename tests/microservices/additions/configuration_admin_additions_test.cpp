@@ -1,5 +1,5 @@
-// The operations of configurations whose futures may be waited for inside a service, and the count of
-// instances.
+// The operations of configurations whose futures may be waited for inside a service, the count of instances,
+// and whose PID a filter asks for.
 #include "ConfigurationAdminFixture.hpp"
 
 namespace configuration_admin_test {
@@ -79,6 +79,15 @@ TEST_F(ConfigurationAdminAdditions, InstanceCountGrowsWhenARemovedConfigurationI
     removed->Remove().get();
     EXPECT_EQ(removed->GetInstanceCount(), 1U);
     EXPECT_EQ(admin_->GetConfiguration("pid")->GetInstanceCount(), 2U);
+}
+
+TEST_F(ConfigurationAdminAdditions, PropertyThatIsCalledPidDoesNotHideThePid) {
+    auto properties = numbered(1);
+    properties["pid"] = std::string{"a property"};
+    auto const configuration = admin_->GetConfiguration("plain");
+    configuration->Update(properties).get();
+    EXPECT_THAT(admin_->ListConfigurations("(pid=plain)"), ElementsAre(configuration));
+    EXPECT_THAT(admin_->ListConfigurations("(pid=a property)"), IsEmpty());
 }
 
 } // namespace configuration_admin_test

@@ -1,0 +1,36 @@
+// Bundles end with the run of the framework that they were installed in.
+#include "FrameworkFixture.hpp"
+
+#include <future>
+#include <stdexcept>
+
+using namespace cppmicroservices;
+
+using FrameworkAdditions = FrameworkTest;
+
+TEST_F(FrameworkAdditions, BundlesAreNotCarriedOverIntoTheNextRun) {
+    auto bundle = start("recorder");
+    stopFramework();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_INSTALLED);
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              "Bundle test_recorder (location=" + bundle.GetLocation() + ") belongs to a stopped framework");
+    framework_.Start();
+    EXPECT_THAT(context().GetBundles(), testing::ElementsAre(framework_));
+}
+
+TEST_F(FrameworkAdditions, BundlesThatStartWhileTheFrameworkStopsAreNotLeftActive) {
+    for (int round = 0; round < 20; ++round) {
+        auto bundle = install("recorder");
+        auto starting = std::async(std::launch::async, [bundle]() mutable {
+            try {
+                bundle.Start();
+            } catch (std::runtime_error const&) {
+                // The framework was faster.
+            }
+        });
+        stopFramework();
+        starting.get();
+        EXPECT_NE(bundle.GetState(), Bundle::STATE_ACTIVE);
+        framework_.Start();
+    }
+}
