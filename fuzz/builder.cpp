@@ -100,14 +100,14 @@ void compareInterfacesOf(SPFConfiguration const& handle, Model const& model, std
 }
 
 void compare(SPFConfiguration const& handle, Model const& model) {
-    require(handle.getServiceInterfaceConfigurations().size() == model.interfaces.size(),
-            "the number of interfaces");
-    for (auto const& interface : handle.getServiceInterfaceConfigurations()) {
+    auto const interfaces = handle.getServiceInterfaceConfigurations();
+    require(interfaces.size() == model.interfaces.size(), "the number of interfaces");
+    for (auto const& interface : interfaces) {
         requireEqual(contentOf(interface), model.interfaces.at(interface.uniqueID).content, "an interface");
     }
-    require(handle.getServicePublisherConfigurations().size() == model.publishers.size(),
-            "the number of publishers");
-    for (auto const& publisher : handle.getServicePublisherConfigurations()) {
+    auto const publishers = handle.getServicePublisherConfigurations();
+    require(publishers.size() == model.publishers.size(), "the number of publishers");
+    for (auto const& publisher : publishers) {
         requireEqual(publisher.name, model.publishers.at(publisher.uniqueID), "a publisher");
     }
     for (auto const& id : ids) {
