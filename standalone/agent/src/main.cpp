@@ -139,7 +139,8 @@ int dispatch(CommandLine const& line) {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::setlocale(LC_CTYPE, "C.UTF-8"); // for the width of characters; whatever is written is UTF-8
+    // For the width of characters; whatever is written is UTF-8. There is no second thread yet.
+    std::setlocale(LC_CTYPE, "C.UTF-8"); // NOLINT(concurrency-mt-unsafe)
     try {
         auto const parsed = parseCommandLine(argc, argv);
         auto const* const line = std::get_if<CommandLine>(&parsed);

@@ -2,6 +2,7 @@
 #include "configuration/ConfigurationFile.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -121,7 +122,7 @@ ParsedConfiguration parseConfiguration(std::string_view text) {
 }
 
 std::string readConfigurationText(std::string const& file) {
-    constexpr std::size_t maximumSize = 16 * 1024 * 1024; // bytes; far beyond any configuration
+    constexpr std::size_t maximumSize = std::size_t{16} << 20U; // bytes; far beyond any configuration
     auto const close = [](std::FILE* stream) { return stream == stdin ? 0 : std::fclose(stream); };
     std::unique_ptr<std::FILE, decltype(close)> const stream(
         file == "-" ? stdin : std::fopen(file.c_str(), "rbe"), close);
@@ -129,9 +130,9 @@ std::string readConfigurationText(std::string const& file) {
         throw std::runtime_error("cannot open it: " + systemMessage());
     }
     std::string text;
-    char buffer[64 * 1024];
-    while (auto const count = std::fread(buffer, 1, sizeof buffer, stream.get())) {
-        text.append(buffer, count);
+    std::array<char, 65536> buffer{};
+    while (auto const count = std::fread(buffer.data(), 1, buffer.size(), stream.get())) {
+        text.append(buffer.data(), count);
         if (text.size() > maximumSize) {
             throw std::runtime_error("it is larger than the " + std::to_string(maximumSize) +
                                      " bytes allowed");

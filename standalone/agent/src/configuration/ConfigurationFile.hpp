@@ -30,6 +30,7 @@ struct PublisherEntry {
     std::string exportFilter;
 };
 
+// NOLINTNEXTLINE(bugprone-exception-escape): as for JsonDocument
 struct ConfigurationFile {
     std::string configurationID;
     std::vector<InterfaceEntry> interfaces;

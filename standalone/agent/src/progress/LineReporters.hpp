@@ -11,7 +11,7 @@ class PlainReporter : public Reporter {
 public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
-    void result(std::string const& line) override;
+    void result(std::string const& text) override;
 
 private:
     Board::Clock::time_point const start_ = Board::Clock::now();

@@ -13,14 +13,15 @@ namespace agent::program {
 
 namespace {
 
-bool isSet(char const* variable) {
-    auto const* const value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
+// The value of an environment variable, empty if there is none. The program never changes its environment.
+std::string_view environment(char const* variable) {
+    auto const* const value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): see above
+    return value == nullptr ? std::string_view() : value;
 }
 
 bool canBeDrawnOn(int descriptor) {
-    auto const* const terminal = std::getenv("TERM");
-    return isatty(descriptor) != 0 && terminal != nullptr && std::string_view(terminal) != "dumb";
+    auto const terminal = environment("TERM");
+    return isatty(descriptor) != 0 && !terminal.empty() && terminal != "dumb";
 }
 
 } // namespace
@@ -31,7 +32,7 @@ std::unique_ptr<Reporter> makeReporter(ProgressStyle style) {
     }
     switch (style) {
     case ProgressStyle::Table:
-        return std::make_unique<TableReporter>(!isSet("NO_COLOR"));
+        return std::make_unique<TableReporter>(environment("NO_COLOR").empty());
     case ProgressStyle::Json:
         return std::make_unique<JsonReporter>();
     case ProgressStyle::Quiet:

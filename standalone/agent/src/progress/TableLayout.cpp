@@ -163,6 +163,7 @@ std::vector<TableRow> layOut(Board const& board, TerminalSize size, Board::Clock
     auto const columns = std::max<std::size_t>(size.columns, 2) - 1; // a full line would wrap
     fit(widths, columns);
     std::vector<TableRow> result;
+    result.reserve(rows.size() + 1);
     for (auto const& row : rows) {
         result.push_back({line(row.cells, widths), row.tone});
     }

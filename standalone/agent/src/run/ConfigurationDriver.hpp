@@ -54,7 +54,7 @@ private:
     void run();
     void drive();
     void awaitReadiness(SPFConfiguration& published);
-    bool becameReady(SPFConfiguration& published, std::vector<std::string>& pending);
+    static bool becameReady(SPFConfiguration& published, std::vector<std::string>& pending);
     void withdraw(SPFConfiguration& published);
 
     void request(Request request);

@@ -4,18 +4,19 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
 namespace agent::program {
 
-FileWatch::FileWatch(std::filesystem::path const& file, Identity known, MessageBox& messages)
+FileWatch::FileWatch(std::filesystem::path file, Identity known, MessageBox& messages)
     : messages_(messages)
-    , file_(file)
-    , known_(known)
+    , file_(std::move(file))
+    , known_(std::move(known))
     , notifications_(inotify_init1(IN_CLOEXEC), "inotify_init1") {
-    auto const parent = file.parent_path();
+    auto const parent = file_.parent_path();
     auto const directory = parent.empty() ? std::filesystem::path(".") : parent;
     constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO;
     if (inotify_add_watch(notifications_.get(), directory.c_str(), events) < 0) {
@@ -34,7 +35,7 @@ FileWatch::Identity FileWatch::identityOf(std::filesystem::path const& file) {
 }
 
 void FileWatch::receive() {
-    alignas(inotify_event) std::array<char, 16 * 1024> buffer{};
+    alignas(inotify_event) std::array<char, 16384> buffer{};
     auto const count = read(notifications_.get(), buffer.data(), buffer.size());
     bool concernsFile = false;
     for (std::ptrdiff_t at = 0; at < count;) {

@@ -24,7 +24,7 @@ public:
 
     // `known` is the identity before the file was read: what has changed since then is told at once. Throws
     // std::system_error if the file's directory cannot be watched.
-    FileWatch(std::filesystem::path const& file, Identity known, MessageBox& messages);
+    FileWatch(std::filesystem::path file, Identity known, MessageBox& messages);
 
 private:
     void receive();
