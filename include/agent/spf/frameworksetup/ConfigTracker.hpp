@@ -87,9 +87,9 @@ private:
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool waitUntil(Predicate reached,
                                                   std::chrono::milliseconds const& timeout);
 
-    // What every report reads stands together: there are as many trackers as publishers, and a report finds its
-    // own in none of the processor's caches.
-    std::mutex mutex; // guards every member below
+    // What every report reads stands together: there are as many trackers as publishers, and a report finds
+    // its own in none of the processor's caches.
+    std::mutex mutex;                     // guards every member below
     std::unique_ptr<Endpoints> endpoints; // those that are outstanding; never null
     [[maybe_unused]] bool
         rpcPublisher; // tells the kind of publisher to whoever looks at a tracker in a debugger
