@@ -53,7 +53,8 @@ void TemporaryInstallation::addMicroservice(std::string const& bundle) const {
     addBundle(bundle, microservicesDirectory, bundle + ".so");
 }
 
-HostTest::HostTest() {
+HostTest::HostTest()
+    : rootBefore_(agent::host::standalone::installationRoot()) {
     probe.clear();
     agent::host::standalone::setInstallationRoot(installation.root());
     agent::host::standalone::setFrameworkProperties({});
@@ -62,6 +63,7 @@ HostTest::HostTest() {
 HostTest::~HostTest() {
     probe.onReport(nullptr);
     agent::host::standalone::stopFramework();
+    agent::host::standalone::setInstallationRoot(rootBefore_);
 }
 
 std::vector<std::string> symbolicNames(std::vector<cppmicroservices::Bundle> const& bundles) {

@@ -48,6 +48,9 @@ protected:
 
     TemporaryInstallation installation;
     Probe& probe = Probe::instance();
+
+private:
+    std::filesystem::path rootBefore_;
 };
 
 std::vector<std::string> symbolicNames(std::vector<cppmicroservices::Bundle> const& bundles);
