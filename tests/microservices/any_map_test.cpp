@@ -284,6 +284,26 @@ TEST_P(AnyMapOfEachKind, CopiesKeepTheKindAndAreIndependent) {
     EXPECT_EQ(copy.count("KEY5"), ignoresCase() ? 1u : 0u);
 }
 
+TEST_P(AnyMapOfEachKind, CopiesOfLargeMapsFindTheirOwnEntries) {
+    auto const keyOf = [](int i) { return "key" + std::to_string(i); };
+    for (int const step : {1, 3, 2}) { // fills the map, then makes gaps and fills them in another order
+        for (int i = 0; i < 300; i += step) {
+            if (map.erase(keyOf(i)) == 0) {
+                map[keyOf(i)] = i;
+            }
+        }
+        AnyMap copy(map);
+        for (auto const& [key, value] : map) {
+            EXPECT_EQ(any_cast<int>(copy.at(key)), any_cast<int>(value));
+            EXPECT_NE(&copy.at(key), &value);
+        }
+        for (int i = 0; i < 300; ++i) {
+            EXPECT_EQ(copy.erase(keyOf(i)), map.count(keyOf(i)));
+        }
+        EXPECT_TRUE(copy.empty());
+    }
+}
+
 TEST_P(AnyMapOfEachKind, AssignmentTakesOverTheKind) {
     map["key"] = 1;
     for (auto const kind :

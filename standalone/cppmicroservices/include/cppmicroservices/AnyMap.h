@@ -41,8 +41,6 @@ struct AnyMapNode {
 
     AnyMapNode* next = nullptr;
     AnyMapNode* previous = nullptr;
-    AnyMapNode* nextInBucket = nullptr;
-    std::size_t hash = 0;
     std::pair<std::string const, Any> entry;
 };
 
@@ -87,8 +85,14 @@ private:
         using difference_type = any_map::difference_type;
         using reference = std::conditional_t<isConst, any_map::const_reference, any_map::reference>;
         using pointer = std::conditional_t<isConst, any_map::const_pointer, any_map::pointer>;
+        using iterator = basic_iterator;
 
         basic_iterator() = default;
+
+        template <bool otherIsConst, typename = std::enable_if_t<isConst && !otherIsConst>>
+        basic_iterator(basic_iterator<otherIsConst> const& it)
+            : node_(it.node_)
+            , owner_(it.owner_) {}
 
         reference operator*() const {
             requireNode("dereference");
@@ -96,30 +100,28 @@ private:
         }
         pointer operator->() const { return &operator*(); }
 
-    protected:
-        basic_iterator(Node* node, map_type kind)
-            : node_(node)
-            , owner_(static_cast<std::uint8_t>(kind + 1)) {}
-
-        void increment() {
+        iterator& operator++() {
             requireNode("increment");
             node_ = node_->next;
+            return *this;
+        }
+        iterator operator++(int) {
+            iterator const before = *this;
+            ++*this;
+            return before;
         }
 
-        template <bool otherIsConst>
-        bool equals(basic_iterator<otherIsConst> const& other) const {
-            return node_ == other.node_ && owner_ == other.owner_;
-        }
+        bool operator==(iterator const& x) const { return node_ == x.node_ && owner_ == x.owner_; }
+        bool operator!=(iterator const& x) const { return !operator==(x); }
 
     private:
         template <bool>
         friend class basic_iterator;
         friend class any_map;
 
-        template <bool otherIsConst>
-        explicit basic_iterator(basic_iterator<otherIsConst> const& other)
-            : node_(other.node_)
-            , owner_(other.owner_) {}
+        basic_iterator(Node* node, map_type kind)
+            : node_(node)
+            , owner_(static_cast<std::uint8_t>(kind + 1)) {}
 
         void requireNode(char const* operation) const {
             if (!node_) {
@@ -132,57 +134,8 @@ private:
     };
 
 public:
-    class const_iter;
-
-    class iter : public basic_iterator<false> {
-    public:
-        using iterator = iter;
-
-        iter() = default;
-
-        iterator& operator++() {
-            increment();
-            return *this;
-        }
-        iterator operator++(int) {
-            iterator const before = *this;
-            increment();
-            return before;
-        }
-        bool operator==(iterator const& x) const { return equals(x); }
-        bool operator!=(iterator const& x) const { return !equals(x); }
-
-    private:
-        friend class any_map;
-        friend class const_iter;
-        using basic_iterator::basic_iterator;
-    };
-
-    class const_iter : public basic_iterator<true> {
-    public:
-        using iterator = const_iter;
-
-        const_iter() = default;
-        const_iter(iter const& it)
-            : basic_iterator(static_cast<basic_iterator<false> const&>(it)) {}
-
-        iterator& operator++() {
-            increment();
-            return *this;
-        }
-        iterator operator++(int) {
-            iterator const before = *this;
-            increment();
-            return before;
-        }
-        bool operator==(iterator const& x) const { return equals(x); }
-        bool operator!=(iterator const& x) const { return !equals(x); }
-
-    private:
-        friend class any_map;
-        using basic_iterator::basic_iterator;
-    };
-
+    using iter = basic_iterator<false>;
+    using const_iter = basic_iterator<true>;
     using iterator = iter;
     using const_iterator = const_iter;
 

@@ -12,9 +12,6 @@ namespace {
 // Up to this many entries, comparing keys one after the other is faster than an index.
 constexpr std::size_t kLargestWithoutIndex = 8;
 
-// By how much a full table grows.
-constexpr std::size_t kGrowth = 4;
-
 } // namespace
 
 std::size_t any_map_cihash::operator()(std::string const& key) const {
@@ -25,55 +22,48 @@ bool any_map_ciequal::operator()(std::string const& l, std::string const& r) con
     return equalFolded(l, r);
 }
 
-void NodePool::addChunk(std::size_t count) {
-    chunks_.push_back(std::unique_ptr<Slot[]>(new Slot[count]));
-    unused_ = chunks_.back().get();
-    unusedEnd_ = unused_ + count;
-}
-
-void* NodePool::take() {
-    if (free_) {
-        return std::exchange(free_, free_->next);
+NodePool::~NodePool() {
+    while (chunks_) {
+        ::operator delete(std::exchange(chunks_, chunks_->next));
     }
-    if (unused_ == unusedEnd_) {
-        nextCount_ = std::min(2 * nextCount_, kLargestCount);
-        addChunk(nextCount_);
-    }
-    return unused_++;
 }
 
-void NodePool::giveBack(void* memory) noexcept {
-    free_ = ::new (memory) FreeSlot{free_};
+// As many slots as there are nodes, so that small maps take little memory and large ones few allocations.
+void NodePool::addChunk(std::size_t used) {
+    auto const count = std::clamp(used, std::size_t{1}, kLargestCount);
+    void* const memory = ::operator new(sizeof(Chunk) + count * sizeof(Slot));
+    chunks_ = ::new (memory) Chunk{chunks_};
+    free_ = ::new (static_cast<void*>(chunks_ + 1)) FreeSlots{nullptr, count};
 }
 
-AnyMapStorage::AnyMapStorage(any_map::map_type kind, Capacity capacity)
+AnyMapStorage::AnyMapStorage(any_map::map_type kind, Capacity capacity) noexcept
     : kind_(kind)
-    , pool_(reinterpret_cast<NodePool::Slot*>(this + 1), capacity.entries) {
-    if (!isOrdered() && capacity.entries > kLargestWithoutIndex) {
-        growBuckets(capacity.entries);
-    }
-}
+    , pool_(this + 1, capacity.slots) {}
 
 std::unique_ptr<AnyMapStorage> AnyMapStorage::create(any_map::map_type kind, std::size_t capacity) {
-    static_assert(alignof(AnyMapStorage) % alignof(NodePool::Slot) == 0);
-    Capacity const room{std::max(capacity, std::size_t{1})};
-    return std::unique_ptr<AnyMapStorage>(new (room) AnyMapStorage(kind, room));
+    auto storage = allocate(kind, capacity);
+    if (!storage->isOrdered() && capacity > kLargestWithoutIndex) {
+        storage->index_ = std::make_unique<Index>();
+        storage->index_->hashed.reserve(capacity);
+    }
+    return storage;
 }
 
 std::unique_ptr<AnyMapStorage> AnyMapStorage::copy(AnyMapStorage const& other) {
-    auto copy = create(other.kind_, other.size_);
+    auto copy = allocate(other.kind_, other.size_);
     for (AnyMapNode const* original = other.first_; original; original = original->next) {
-        OwnedNode node = copy->makeNode(original->entry);
-        if (copy->isOrdered()) {
-            copy->link(node.release(), nullptr);
-        } else {
-            copy->keepHashed(original->hash, std::move(node));
-        }
+        copy->link(copy->makeNode(original->entry).release(), nullptr);
     }
-    if (copy->isOrdered() && copy->size_ > kLargestWithoutIndex) {
-        copy->sorted_.append(copy->first_);
+    if (copy->size_ > kLargestWithoutIndex) {
+        copy->index_ = copy->makeIndexLike(*other.index_);
     }
     return copy;
+}
+
+std::unique_ptr<AnyMapStorage> AnyMapStorage::allocate(any_map::map_type kind, std::size_t capacity) {
+    static_assert(alignof(AnyMapStorage) % alignof(NodePool::Slot) == 0);
+    Capacity const room{std::clamp(capacity, std::size_t{1}, NodePool::kLargestCount)};
+    return std::unique_ptr<AnyMapStorage>(new (room) AnyMapStorage(kind, room));
 }
 
 AnyMapStorage::~AnyMapStorage() {
@@ -91,11 +81,10 @@ bool AnyMapStorage::erase(std::string const& key) {
     if (!place.found) {
         return false;
     }
-    if (!sorted_.empty()) {
-        sorted_.erase(place.position);
-    }
-    if (!buckets_.empty()) {
-        removeFromBucket(place.found);
+    if (index_ && isOrdered()) {
+        index_->sorted.erase(place.position);
+    } else if (index_) {
+        index_->hashed.erase(place.hash, place.found);
     }
     unlink(place.found);
     destroyNode(place.found);
@@ -112,14 +101,14 @@ AnyMapStorage::Place AnyMapStorage::placeOf(std::string const& key) const {
 
 AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
     Place place;
-    if (sorted_.empty()) {
+    if (index_) {
+        place.position = index_->sorted.lowerBound(key);
+        place.successor = index_->sorted.nodeAt(place.position);
+    } else {
         place.successor = first_;
         while (place.successor && place.successor->entry.first < key) {
             place.successor = place.successor->next;
         }
-    } else {
-        place.position = sorted_.lowerBound(key);
-        place.successor = sorted_.nodeAt(place.position);
     }
     if (place.successor && place.successor->entry.first == key) {
         place.found = place.successor;
@@ -136,20 +125,17 @@ AnyMapStorage::Place AnyMapStorage::placeInTable(std::string const& key) const {
 
 // Both hashed kinds hash without regard to case; they differ in which keys are the same.
 std::size_t AnyMapStorage::hashIfIndexed(std::string const& key) const {
-    return buckets_.empty() ? 0 : hashFolded(key);
+    return index_ ? hashFolded(key) : 0;
 }
 
 AnyMapNode* AnyMapStorage::findHashed(std::string const& key, std::size_t hash) const {
-    if (buckets_.empty()) {
-        AnyMapNode* node = first_;
-        while (node && !isSameKey(node->entry.first, key)) {
-            node = node->next;
-        }
-        return node;
+    if (index_) {
+        return index_->hashed.find(hash,
+                                   [&](AnyMapNode const& node) { return isSameKey(node.entry.first, key); });
     }
-    AnyMapNode* node = buckets_[hash & (buckets_.size() - 1)];
-    while (node && !(node->hash == hash && isSameKey(node->entry.first, key))) {
-        node = node->nextInBucket;
+    AnyMapNode* node = first_;
+    while (node && !isSameKey(node->entry.first, key)) {
+        node = node->next;
     }
     return node;
 }
@@ -159,53 +145,48 @@ void AnyMapStorage::destroyNode(AnyMapNode* node) noexcept {
     pool_.giveBack(node);
 }
 
-AnyMapNode* AnyMapStorage::keepOrdered(Place const& place, OwnedNode node) {
-    if (!sorted_.empty()) {
-        sorted_.insert(place.position, node.get());
-    } else if (size_ == kLargestWithoutIndex) {
-        SortedIndex index;
-        index.append(first_);
-        index.insert(index.lowerBound(node->entry.first), node.get());
-        sorted_ = std::move(index);
+std::unique_ptr<AnyMapStorage::Index> AnyMapStorage::makeIndex() const {
+    auto index = std::make_unique<Index>();
+    if (isOrdered()) {
+        index->sorted.append(first_);
+        return index;
+    }
+    for (AnyMapNode* node = first_; node; node = node->next) {
+        index->hashed.insert(hashFolded(node->entry.first), node);
+    }
+    return index;
+}
+
+std::unique_ptr<AnyMapStorage::Index> AnyMapStorage::makeIndexLike(Index const& other) const {
+    if (isOrdered()) {
+        return std::make_unique<Index>(Index{{}, other.sorted.copyFor(first_)});
+    }
+    return other.hashed.isInOrder() ? std::make_unique<Index>(Index{other.hashed.copyFor(first_), {}})
+                                    : makeIndex();
+}
+
+AnyMapNode* AnyMapStorage::keepOrdered(Place place, OwnedNode node) {
+    if (!index_ && size_ == kLargestWithoutIndex) {
+        index_ = makeIndex();
+        place.position = index_->sorted.lowerBound(node->entry.first);
+    }
+    if (index_) {
+        index_->sorted.insert(place.position, node.get());
     }
     link(node.get(), place.successor);
     return node.release();
 }
 
 AnyMapNode* AnyMapStorage::keepHashed(std::size_t hash, OwnedNode node) {
-    bool const isFirstIndexed = buckets_.empty() && size_ == kLargestWithoutIndex;
-    if (isFirstIndexed || (!buckets_.empty() && size_ >= buckets_.size())) {
-        growBuckets(kGrowth * size_);
+    if (!index_ && size_ == kLargestWithoutIndex) {
+        index_ = makeIndex();
+        hash = hashFolded(node->entry.first);
     }
-    if (!buckets_.empty()) {
-        node->hash = isFirstIndexed ? hashFolded(node->entry.first) : hash;
-        node->nextInBucket = std::exchange(bucketOf(node->hash), node.get());
+    if (index_) {
+        index_->hashed.insert(hash, node.get());
     }
     link(node.get(), nullptr);
     return node.release();
-}
-
-void AnyMapStorage::growBuckets(std::size_t entries) {
-    std::size_t count = 2 * kLargestWithoutIndex;
-    while (count < entries) {
-        count *= 2;
-    }
-    bool const areHashed = !buckets_.empty();
-    buckets_ = std::vector<AnyMapNode*>(count);
-    for (AnyMapNode* node = first_; node; node = node->next) {
-        if (!areHashed) {
-            node->hash = hashFolded(node->entry.first);
-        }
-        node->nextInBucket = std::exchange(bucketOf(node->hash), node);
-    }
-}
-
-void AnyMapStorage::removeFromBucket(AnyMapNode* node) noexcept {
-    AnyMapNode** place = &bucketOf(node->hash);
-    while (*place != node) {
-        place = &(*place)->nextInBucket;
-    }
-    *place = node->nextInBucket;
 }
 
 void AnyMapStorage::link(AnyMapNode* node, AnyMapNode* successor) noexcept {

@@ -2,6 +2,7 @@
 #ifndef CPPMICROSERVICES_SRC_VALUES_ANYMAPSTORAGE_HPP
 #define CPPMICROSERVICES_SRC_VALUES_ANYMAPSTORAGE_HPP
 
+#include "HashedIndex.hpp"
 #include "SortedIndex.hpp"
 #include "cppmicroservices/AnyMap.h"
 
@@ -10,7 +11,6 @@
 #include <new>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace cppmicroservices::detail {
 
@@ -20,33 +20,43 @@ public:
     struct Slot {
         alignas(AnyMapNode) std::byte memory[sizeof(AnyMapNode)];
     };
+    static constexpr std::size_t kLargestCount = 1024; // slots that are allocated at once
 
-    NodePool(Slot* first, std::size_t count)
-        : unused_(first)
-        , unusedEnd_(first + count)
-        , nextCount_(count) {}
+    NodePool(void* slots, std::size_t count) noexcept
+        : free_(::new (slots) FreeSlots{nullptr, count}) {}
     NodePool(NodePool const&) = delete;
     NodePool& operator=(NodePool const&) = delete;
+    ~NodePool();
 
-    /// Memory for one node.
-    void* take();
+    /// Memory for one more node than the `used` that there are.
+    void* take(std::size_t used) {
+        if (!free_) {
+            addChunk(used);
+        }
+        FreeSlots const taken = *free_;
+        void* const memory = free_;
+        free_ = taken.count == 1 ? taken.next
+                                 : ::new (static_cast<Slot*>(memory) + 1)
+                                       FreeSlots{taken.next, taken.count - 1};
+        return memory;
+    }
 
     /// Takes back what take() gave; no node lives in it any more.
-    void giveBack(void* memory) noexcept;
+    void giveBack(void* memory) noexcept { free_ = ::new (memory) FreeSlots{free_, 1}; }
 
 private:
-    struct FreeSlot {
-        FreeSlot* next;
+    struct FreeSlots { // lies in the first of them
+        FreeSlots* next;
+        std::size_t count;
     };
-    static constexpr std::size_t kLargestCount = 1024;
+    struct alignas(Slot) Chunk {
+        Chunk* next; // its slots follow
+    };
 
-    void addChunk(std::size_t count);
+    void addChunk(std::size_t used);
 
-    Slot* unused_;
-    Slot* unusedEnd_;
-    FreeSlot* free_ = nullptr;
-    std::size_t nextCount_;
-    std::vector<std::unique_ptr<Slot[]>> chunks_;
+    FreeSlots* free_;
+    Chunk* chunks_ = nullptr;
 };
 
 /// Nodes never move, so that references to entries stay valid. A map of a few entries has no index: walking
@@ -55,7 +65,8 @@ class AnyMapStorage {
 public:
     static constexpr std::size_t kUsualCapacity = 4;
 
-    /// Room for `capacity` entries lies in the same block of memory as the object.
+    /// Room for `capacity` entries, or for as many of them as are allocated at once, lies in the same block
+    /// of memory as the object.
     static std::unique_ptr<AnyMapStorage> create(any_map::map_type kind,
                                                  std::size_t capacity = kUsualCapacity);
     static std::unique_ptr<AnyMapStorage> copy(AnyMapStorage const& other);
@@ -84,15 +95,17 @@ public:
 
 private:
     struct Capacity {
-        std::size_t entries;
+        std::size_t slots;
     };
     static void* operator new(std::size_t size, Capacity capacity) {
-        return ::operator new(size + capacity.entries * sizeof(NodePool::Slot));
+        return ::operator new(size + capacity.slots * sizeof(NodePool::Slot));
     }
     static void operator delete(void* memory, Capacity) noexcept { ::operator delete(memory); }
 
+    static std::unique_ptr<AnyMapStorage> allocate(any_map::map_type kind, std::size_t capacity);
+
     /// The object must have been allocated with the same capacity.
-    AnyMapStorage(any_map::map_type kind, Capacity capacity);
+    AnyMapStorage(any_map::map_type kind, Capacity capacity) noexcept;
 
     /// Where the entry with some key is, or belongs. Only what the kind of the map needs is set.
     struct Place {
@@ -100,6 +113,12 @@ private:
         AnyMapNode* successor = nullptr;      // ordered: the first node with a greater key
         SortedIndex::Position position{0, 0}; // ordered, with index: of what was found, else of the successor
         std::size_t hash = 0;                 // hashed, with index
+    };
+
+    /// What the nodes of a large map are found by: the one of the two that its kind needs.
+    struct Index {
+        HashedIndex hashed;
+        SortedIndex sorted;
     };
 
     /// Gives a node that was made but not yet kept back to the pool.
@@ -122,12 +141,13 @@ private:
     OwnedNode makeNode(Args&&... args);
     void destroyNode(AnyMapNode* node) noexcept;
 
-    AnyMapNode* keepOrdered(Place const& place, OwnedNode node);
-    AnyMapNode* keepHashed(std::size_t hash, OwnedNode node);
+    /// The index of the nodes that there are.
+    std::unique_ptr<Index> makeIndex() const;
+    /// The same, where `other` is that of the map whose entries were copied.
+    std::unique_ptr<Index> makeIndexLike(Index const& other) const;
 
-    AnyMapNode*& bucketOf(std::size_t hash) noexcept { return buckets_[hash & (buckets_.size() - 1)]; }
-    void growBuckets(std::size_t entries);
-    void removeFromBucket(AnyMapNode* node) noexcept;
+    AnyMapNode* keepOrdered(Place place, OwnedNode node);
+    AnyMapNode* keepHashed(std::size_t hash, OwnedNode node);
 
     /// Puts the node in front of `successor` in the iteration order, at the end if that is null.
     void link(AnyMapNode* node, AnyMapNode* successor) noexcept;
@@ -137,14 +157,13 @@ private:
     std::size_t size_ = 0;
     AnyMapNode* first_ = nullptr;
     AnyMapNode* last_ = nullptr;
-    std::vector<AnyMapNode*> buckets_; // index of hashed maps; a power of two
-    SortedIndex sorted_;               // index of ordered maps
+    std::unique_ptr<Index> index_; // null: there are so few entries that walking along them is faster
     NodePool pool_;
 };
 
 template <typename... Args>
 AnyMapStorage::OwnedNode AnyMapStorage::makeNode(Args&&... args) {
-    void* const memory = pool_.take();
+    void* const memory = pool_.take(size_);
     try {
         return OwnedNode(::new (memory) AnyMapNode(std::forward<Args>(args)...), NodeDeleter{this});
     } catch (...) {
@@ -169,7 +188,9 @@ void AnyMapStorage::append(Args&&... args) {
     OwnedNode node = makeNode(std::forward<Args>(args)...);
     if (isOrdered()) {
         Place behindAll;
-        behindAll.position = sorted_.end();
+        if (index_) {
+            behindAll.position = index_->sorted.end();
+        }
         keepOrdered(behindAll, std::move(node));
     } else {
         auto const hash = hashIfIndexed(node->entry.first);

@@ -52,26 +52,23 @@ bool visitWords(std::size_t length, Visit visit) {
     return visit(length - wordSize);
 }
 
-/// All bits of the hash depend on all bytes, so that its low bits can choose a bucket.
+/// All bits of the hash depend on all bytes, so that its low bits can choose a place in a table.
 inline std::size_t hashFolded(std::string_view key) noexcept {
     constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15u;
-    std::uint64_t hash = key.size() * multiplier;
-    // A product's low bits depend on low bits only; the shifts bring the others down.
+    std::uint64_t hash = key.size();
+    // A product's low bits depend on low bits only; the rotation brings the others down.
     auto const mix = [&hash](std::uint64_t word) {
-        hash ^= word;
-        hash ^= hash >> 32;
-        hash *= multiplier;
-        hash ^= hash >> 29;
+        hash = ((hash << 26 | hash >> 38) ^ foldCase(word)) * multiplier;
         return true;
     };
     if (key.size() < sizeof(std::uint64_t)) {
-        mix(foldCase(loadShort(key.data(), key.size())));
+        mix(loadShort(key.data(), key.size()));
     } else {
-        visitWords(key.size(),
-                   [&](std::size_t i) { return mix(foldCase(loadWord<std::uint64_t>(key.data() + i))); });
+        visitWords(key.size(), [&](std::size_t i) { return mix(loadWord<std::uint64_t>(key.data() + i)); });
     }
-    mix(0);
-    return static_cast<std::size_t>(hash);
+    hash ^= hash >> 32;
+    hash *= multiplier;
+    return static_cast<std::size_t>(hash ^ hash >> 29);
 }
 
 inline bool equalFolded(std::string_view left, std::string_view right) noexcept {
@@ -90,17 +87,18 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
 
 /// The first eight bytes as a number that orders texts as they are ordered, as far as it tells them apart.
 inline std::uint64_t orderingPrefix(std::string_view text) noexcept {
-    unsigned char bytes[sizeof(std::uint64_t)] = {};
-    if (text.size() >= sizeof bytes) {
-        std::memcpy(bytes, text.data(), sizeof bytes);
-    } else {
-        std::memcpy(bytes, text.data(), text.size());
+    constexpr std::size_t length = sizeof(std::uint64_t);
+    auto const numberOf = [text](std::size_t bytes) {
+        std::uint64_t number = 0;
+        for (std::size_t i = 0; i < bytes; ++i) {
+            number = number << 8 | static_cast<unsigned char>(text[i]);
+        }
+        return number;
+    };
+    if (text.size() >= length) {
+        return numberOf(length);
     }
-    std::uint64_t prefix = 0;
-    for (unsigned char const byte : bytes) {
-        prefix = prefix << 8 | byte;
-    }
-    return prefix;
+    return text.empty() ? 0 : numberOf(text.size()) << 8 * (length - text.size());
 }
 
 } // namespace cppmicroservices::detail

@@ -40,6 +40,18 @@ void SortedIndex::append(AnyMapNode* first) {
     }
 }
 
+SortedIndex SortedIndex::copyFor(AnyMapNode* first) const {
+    SortedIndex copy(*this);
+    AnyMapNode* node = first;
+    for (std::size_t block = 0; block < copy.blocks_.size(); ++block) {
+        for (auto& slot : copy.blocks_[block]) {
+            slot.node = std::exchange(node, node->next);
+        }
+        copy.last_[block] = copy.blocks_[block].back();
+    }
+    return copy;
+}
+
 SortedIndex::Position SortedIndex::lowerBound(std::string const& key) const {
     auto const isLess = [&key, prefix = orderingPrefix(key)](Slot const& slot) {
         return slot.isLess(prefix, key);

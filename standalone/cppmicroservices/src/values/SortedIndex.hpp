@@ -24,6 +24,9 @@ public:
     /// Adds a chain of nodes whose keys ascend and are greater than all keys here.
     void append(AnyMapNode* first);
 
+    /// The index of a chain of nodes whose keys are those of the nodes here.
+    SortedIndex copyFor(AnyMapNode* first) const;
+
     /// The first node whose key is not less than `key`.
     Position lowerBound(std::string const& key) const;
 

@@ -1,0 +1,72 @@
+// The search structure of large hashed maps: a hash table that keeps to itself what it needs to know of the
+// nodes.
+#ifndef CPPMICROSERVICES_SRC_VALUES_HASHEDINDEX_HPP
+#define CPPMICROSERVICES_SRC_VALUES_HASHEDINDEX_HPP
+
+#include "cppmicroservices/AnyMap.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace cppmicroservices::detail {
+
+/// Nodes are numbered as they come, and what is known of them lies in the order of their numbers. So a table
+/// grows, and is copied for a map with the same entries, without a look at any key.
+class HashedIndex {
+public:
+    /// Makes room for that many nodes, of which there are fewer. If there is no memory for it, nothing is
+    /// changed.
+    void reserve(std::size_t count);
+
+    /// The node with this hash that `isMeant`, null if there is none.
+    template <typename Predicate>
+    AnyMapNode* find(std::size_t hash, Predicate const& isMeant) const {
+        if (heads_.empty()) {
+            return nullptr;
+        }
+        for (Number number = heads_[headOf(hash)]; number != kNone; number = links_[number].next) {
+            auto const& link = links_[number];
+            if (link.hash == shortened(hash) && isMeant(*link.node)) {
+                return link.node;
+            }
+        }
+        return nullptr;
+    }
+
+    /// If there is no memory for it, nothing is changed.
+    /// @throws std::length_error if there are too many nodes to be numbered
+    void insert(std::size_t hash, AnyMapNode* node);
+
+    /// Requires that the node is here.
+    void erase(std::size_t hash, AnyMapNode const* node) noexcept;
+
+    /// Whether the numbers of the nodes ascend in the order of their insertion.
+    bool isInOrder() const noexcept { return isInOrder_; }
+
+    /// The index of a chain of nodes whose keys are those of the nodes here, which are in order.
+    HashedIndex copyFor(AnyMapNode* first) const;
+
+private:
+    using Number = std::uint32_t;
+    static constexpr Number kNone = UINT32_MAX;
+
+    struct Link {
+        std::uint32_t hash;
+        Number next; // with a hash that leads to the same head, or unused; kNone: the last one
+        AnyMapNode* node;
+    };
+
+    static std::uint32_t shortened(std::size_t hash) noexcept { return static_cast<std::uint32_t>(hash); }
+    std::size_t headOf(std::uint64_t hash) const noexcept { return shortened(hash) & (heads_.size() - 1); }
+    void prepend(Number number) noexcept;
+
+    std::vector<Number> heads_; // where the chains begin; a power of two
+    std::vector<Link> links_;
+    Number unused_ = kNone; // the first one whose node was erased
+    bool isInOrder_ = true;
+};
+
+} // namespace cppmicroservices::detail
+
+#endif
