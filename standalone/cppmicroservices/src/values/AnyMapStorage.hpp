@@ -6,6 +6,7 @@
 #include "SortedIndex.hpp"
 #include "cppmicroservices/AnyMap.h"
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <new>
@@ -18,7 +19,7 @@ namespace cppmicroservices::detail {
 class NodePool {
 public:
     struct Slot {
-        alignas(AnyMapNode) std::byte memory[sizeof(AnyMapNode)];
+        alignas(AnyMapNode) std::array<std::byte, sizeof(AnyMapNode)> memory;
     };
     static constexpr std::size_t kLargestCount = 1024; // slots that are allocated at once
 

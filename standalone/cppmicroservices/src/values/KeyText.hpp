@@ -11,7 +11,7 @@ namespace cppmicroservices::detail {
 
 /// The bytes of `word` with those between 'A' and 'Z' made lower-case.
 inline std::uint64_t foldCase(std::uint64_t word) noexcept {
-    constexpr std::uint64_t eachByte = 0x0101010101010101u;
+    constexpr std::uint64_t eachByte = 0x0101010101010101U;
     std::uint64_t const lowBits = word & (0x7f * eachByte);
     std::uint64_t const atLeastA = lowBits + (0x80 - 'A') * eachByte;
     std::uint64_t const aboveZ = lowBits + (0x7f - 'Z') * eachByte;
@@ -54,7 +54,7 @@ bool visitWords(std::size_t length, Visit visit) {
 
 /// All bits of the hash depend on all bytes, so that its low bits can choose a place in a table.
 inline std::size_t hashFolded(std::string_view key) noexcept {
-    constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15u;
+    constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15U;
     std::uint64_t hash = key.size();
     // A product's low bits depend on low bits only; the rotation brings the others down.
     auto const mix = [&hash](std::uint64_t word) {

@@ -145,7 +145,8 @@ bool matchesValue(Operator operation, LDAPPattern const& pattern, Any const& val
            tryType<std::vector<Any>>(
                value, result, [&](auto const& held) { return matchesAnyValue(operation, pattern, held); }) ||
            tryType<char>(value, result, [&](char held) { return text(std::string_view(&held, 1)); }) ||
-           tryType<char const*>(value, result, [&](char const* held) { return held && text(held); }) ||
+           tryType<char const*>(value, result,
+                                [&](char const* held) { return held != nullptr && text(held); }) ||
            tryIntegers<unsigned, unsigned long, long long, unsigned long long, short, unsigned short,
                        unsigned char>(operation, pattern, value, result) ||
            tryFloats<double, float>(operation, pattern, value, result));
@@ -236,7 +237,7 @@ bool evaluate(LDAPExpression const& expression, Properties const& properties) {
         break;
     }
     Any const* const value = properties.find(expression.attribute);
-    return value && matchesValue(expression.operation, expression.pattern, *value);
+    return value != nullptr && matchesValue(expression.operation, expression.pattern, *value);
 }
 
 } // namespace
