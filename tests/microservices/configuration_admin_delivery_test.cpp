@@ -195,12 +195,17 @@ TEST_F(ConfigurationAdminDelivery, FutureBecomesReadyAfterUpdatedHasReturned) {
 
 TEST_F(ConfigurationAdminDelivery, NeitherUpdateNorRemoveNorDroppingAFutureWaits) {
     Gate gate;
-    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
+    auto const returned = std::make_shared<std::atomic<bool>>(false);
+    auto const service = registerService("pid", [gate, returned](AnyMap const&) {
+        gate.pass();
+        *returned = true;
+    });
     auto const configuration = admin_->GetConfiguration("pid");
     { configuration->Update(numbered(1)); }
     ASSERT_TRUE(service->updates.reaches(1)); // and hangs at the gate
     { configuration->UpdateIfDifferent(numbered(3)); }
     { configuration->Remove(); }
+    EXPECT_FALSE(*returned);
     gate.open();
     EXPECT_TRUE(service->updates.reaches(2));
 }

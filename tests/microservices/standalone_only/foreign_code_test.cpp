@@ -61,6 +61,7 @@ protected:
 
     std::atomic<bool> called_{false};
     std::future<void> others_;
+    ServiceReferenceU leaving_;  // of the service whose foreign code waits, where it is no longer found
     std::string recordToWaitIn_; // what the activator says that is to wait; set before it is started
     Framework framework_ = FrameworkFactory().NewFramework(FrameworkConfiguration{
         {testbundles::recordProperty, testbundles::Record([this](std::string const& text) {
@@ -95,6 +96,7 @@ private:
             EXPECT_FALSE(reference.GetPropertyKeys().empty());
             reference.GetUsingBundles();
         }
+        leaving_.GetUsingBundles();
         registration.SetProperties({{"x", 2}});
         tracker.Close();
         registration.Unregister();
@@ -232,6 +234,7 @@ TEST_F(ForeignCode, ServiceFactoryThatTakesAServiceBackRunsUnlocked) {
 TEST_F(ForeignCode, ServiceFactoryWhoseServiceIsUnregisteredRunsUnlocked) {
     auto const factory = std::make_shared<Factory>([] {}, [this] { waitForOthers(); });
     auto registration = context_.RegisterService<int>(ToFactory(factory));
+    leaving_ = registration.GetReference();
     auto const service = context_.GetService(registration.GetReference());
     registration.Unregister();
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace cppmicroservices {
 
@@ -21,7 +22,7 @@ std::string readableName(std::type_info const& type) {
 }
 
 void printJsonString(std::ostream& os, std::string const& text) {
-    constexpr char hexDigits[] = "0123456789abcdef";
+    constexpr std::string_view hexDigits = "0123456789abcdef";
     os << '"';
     for (char const c : text) {
         switch (c) {

@@ -40,7 +40,7 @@ unsigned int readNumber(std::vector<std::string> const& components, std::size_t 
 
 std::string requireValidQualifier(std::string qualifier) {
     bool const valid = std::all_of(qualifier.begin(), qualifier.end(), [](char c) {
-        return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-';
+        return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-';
     });
     if (!valid) {
         throw std::invalid_argument("invalid qualifier: " + qualifier);

@@ -1,8 +1,7 @@
 // The texts of the names declared in Constants.h.
 #include "cppmicroservices/Constants.h"
 
-namespace cppmicroservices {
-namespace Constants {
+namespace cppmicroservices::Constants {
 
 std::string const SYSTEM_BUNDLE_LOCATION = "System Bundle";
 std::string const SYSTEM_BUNDLE_SYMBOLICNAME = "system_bundle";
@@ -51,5 +50,4 @@ std::string const SCOPE_PROTOTYPE = "prototype";
 
 std::string const LIBRARY_LOAD_OPTIONS = "org.cppmicroservices.library.load.options";
 
-} // namespace Constants
-} // namespace cppmicroservices
+} // namespace cppmicroservices::Constants

@@ -89,7 +89,7 @@ char const* textOf(LDAPExpression::Operator operation) {
 std::string normaliseForApproximation(std::string_view text) {
     std::string normal;
     for (char const c : text) {
-        if (auto const code = static_cast<unsigned char>(c); !std::isspace(code)) {
+        if (auto const code = static_cast<unsigned char>(c); std::isspace(code) == 0) {
             normal += static_cast<char>(std::tolower(code));
         }
     }

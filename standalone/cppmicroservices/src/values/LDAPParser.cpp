@@ -29,7 +29,7 @@ public:
     }
 
 private:
-    static constexpr char kMalformed[] = "Malformed query";
+    static constexpr char const* kMalformed = "Malformed query";
     // A bound on recursion, far beyond what a person or a program writes, so that no filter text overflows
     // the stack.
     static constexpr int kDeepestNesting = 1000;
