@@ -26,6 +26,7 @@ DiagnosticLogger::DiagnosticLogger(std::string channel)
 
 DiagnosticLogger::~DiagnosticLogger() = default;
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): other hosts ask the logger at hand
 std::uint32_t DiagnosticLogger::enabledSeverities() const noexcept {
     return severities.load(std::memory_order_relaxed);
 }

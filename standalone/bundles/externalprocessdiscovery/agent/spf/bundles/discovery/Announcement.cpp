@@ -20,9 +20,9 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
-constexpr char nameKey[] = "name";
-constexpr char endpointKey[] = "endpoint";
-constexpr std::size_t maximumSize = 64 * 1024; // bytes of a file
+constexpr char const* nameKey = "name";
+constexpr char const* endpointKey = "endpoint";
+constexpr std::size_t maximumSize = 65536; // bytes of a file
 
 [[noreturn]] void throwSystemError() {
     throw std::system_error(errno, std::system_category());
@@ -149,7 +149,7 @@ std::vector<Announcement> readAnnouncements(fs::path const& directory) {
 }
 
 std::string escapeForFileName(std::string const& text) {
-    static char const digits[] = "0123456789ABCDEF";
+    constexpr char const* digits = "0123456789ABCDEF";
     std::string escaped;
     for (char const character : text) {
         auto const byte = static_cast<unsigned char>(character);

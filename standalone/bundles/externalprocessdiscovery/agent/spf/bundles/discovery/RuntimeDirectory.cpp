@@ -16,6 +16,7 @@ std::filesystem::path runtimeDirectory(cppmicroservices::Any const& property) {
         // Whole, since other processes read it in the endpoints that are announced.
         return std::filesystem::absolute(cppmicroservices::any_cast<std::string>(property));
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
     if (auto const* const base = std::getenv("XDG_RUNTIME_DIR"); base != nullptr && *base == '/') {
         return std::filesystem::path(base) / "spf";
     }

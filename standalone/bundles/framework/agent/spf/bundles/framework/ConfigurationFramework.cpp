@@ -58,7 +58,7 @@ public:
 
     std::shared_ptr<ManagedServiceFactory>
     AddingService(ServiceReference<ManagedServiceFactory> const& reference) override {
-        auto const service = serviceOrNull(context_, reference);
+        auto service = serviceOrNull(context_, reference);
         if (service) {
             std::lock_guard lock(mutex_);
             ++counts_[pidOfFactory(reference)];

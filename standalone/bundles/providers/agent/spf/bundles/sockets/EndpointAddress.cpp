@@ -36,7 +36,7 @@ UnixAddress parseUnix(std::string_view path) {
 
 std::uint16_t parsePort(std::string_view text) {
     std::uint16_t port = 0;
-    auto const end = text.data() + text.size();
+    auto const* const end = text.data() + text.size();
     auto const [stop, error] = std::from_chars(text.data(), end, port);
     if (text.empty() || error != std::errc() || stop != end) {
         throw std::invalid_argument("\"" + std::string(text) +
@@ -87,10 +87,10 @@ EndpointAddress parseEndpoint(std::string const& text) {
     }
     auto const colon = view.find(':');
     if (colon == std::string_view::npos) {
-        throw std::invalid_argument("it has no scheme, expected \"unix:<path>\" or \"tcp:<host>:<port>\"");
+        throw std::invalid_argument(R"(it has no scheme, expected "unix:<path>" or "tcp:<host>:<port>")");
     }
     throw std::invalid_argument("unknown scheme \"" + std::string(view.substr(0, colon)) +
-                                "\", expected \"unix\" or \"tcp\"");
+                                R"(", expected "unix" or "tcp")");
 }
 
 std::string tcpEndpointText(std::string const& host, std::uint16_t port) {

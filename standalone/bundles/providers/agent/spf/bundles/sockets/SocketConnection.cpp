@@ -79,7 +79,7 @@ void SocketConnection::awaitBytes() {
 
 // Reads once and then waits for its turn again, so that no peer keeps the thread from the others.
 void SocketConnection::readBytes() {
-    std::array<char, 64 * 1024> buffer;
+    std::array<char, 65536> buffer;
     error_code error;
     auto const count = socket_.read_some(boost::asio::buffer(buffer), error);
     if (isNotNow(error)) {
@@ -153,7 +153,7 @@ void SocketConnection::writeWhatTheSystemTakes() {
     }
 }
 
-void SocketConnection::confirm() {
+void SocketConnection::confirm() const {
     if (!ended_ && owner_.confirmed) {
         owner_.confirmed();
     }

@@ -35,7 +35,7 @@ public:
 
     void start(std::shared_ptr<ConnectionHandler> handler);
     void send(std::string const& frame);
-    void confirm();
+    void confirm() const;
 
     // Ends the connection without a call to the handler; the owner gets the reason.
     void reject(std::string const& reason);

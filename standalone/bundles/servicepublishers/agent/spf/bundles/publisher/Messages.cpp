@@ -13,17 +13,17 @@ using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 
 // The words of the messages.
-constexpr char typeKey[] = "type";
-constexpr char helloType[] = "hello";
-constexpr char offersType[] = "offers";
-constexpr char protocolKey[] = "protocol";
-constexpr char agentKey[] = "agent";
-constexpr char publisherKey[] = "publisher";
-constexpr char interfacesKey[] = "interfaces";
-constexpr char nameKey[] = "name";
-constexpr char uniqueIDKey[] = "uniqueID";
-constexpr char versionKey[] = "version";
-constexpr char propertiesKey[] = "properties";
+constexpr char const* typeKey = "type";
+constexpr char const* helloType = "hello";
+constexpr char const* offersType = "offers";
+constexpr char const* protocolKey = "protocol";
+constexpr char const* agentKey = "agent";
+constexpr char const* publisherKey = "publisher";
+constexpr char const* interfacesKey = "interfaces";
+constexpr char const* nameKey = "name";
+constexpr char const* uniqueIDKey = "uniqueID";
+constexpr char const* versionKey = "version";
+constexpr char const* propertiesKey = "properties";
 
 Hello decodeHello(AnyMap const& message) {
     auto const protocol = intAt(message, protocolKey, helloType);

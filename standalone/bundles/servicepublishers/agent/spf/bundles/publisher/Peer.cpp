@@ -18,11 +18,12 @@ namespace {
 std::string printable(std::string text) {
     constexpr std::size_t limit = 200; // bytes
     if (text.size() > limit) {
-        auto end = limit;
-        while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
-            --end; // not within a character of UTF-8
+        auto cut = limit;
+        while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0U) == 0x80U) {
+            --cut; // not within a character of UTF-8
         }
-        text.replace(end, std::string::npos, "...");
+        text.resize(cut);
+        text += "...";
     }
     auto const isControl = [](char character) {
         auto const byte = static_cast<unsigned char>(character);
@@ -108,7 +109,11 @@ Peer::Peer(PublisherContext& context, PeerOwner& owner, std::shared_ptr<Connecti
     , handshakeDeadline_(context.worker->context()) {}
 
 Peer::~Peer() {
-    close();
+    try {
+        close();
+    } catch (...) {
+        // A destructor has nobody to tell.
+    }
 }
 
 void Peer::start() {
@@ -161,7 +166,7 @@ void Peer::received(std::string const& frame) {
         return;
     }
     guarded([&] {
-        std::visit([this](auto&& message) { handle(std::move(message)); },
+        std::visit([this](auto&& message) { handle(std::forward<decltype(message)>(message)); },
                    decode(context_.serialiser->parse(frame)));
     });
 }
