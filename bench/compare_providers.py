@@ -6,9 +6,10 @@
 The builds are release builds with the installed and with the standalone provider, in which the target
 spf-microservices-benchmarks was built. Each program runs once on either provider in each round, the two in turn, so that
 whatever else the machine does meets both. What is shown are medians over the rounds: the times, and the ratio ours : real
-of each round. What counts is the processor time, and the time on the clock where several threads do the work. The goal
-is a ratio of at most 0.5 for property maps and the service registry, and of at most 1 for everything else. The status is
-1 if a goal is missed or if the providers were not measured at the same works.
+of each round; the noise is that of the ratio. What counts is the processor time, and the time on the clock where several
+threads do the work. The goal is a ratio of at most 0.5 for property maps and the service registry, and of at most 1 for
+everything else; it is judged as scripts/bench does. The status is 1 if a goal is missed by more than the noise or if the
+providers were not measured at the same works.
 """
 import argparse
 import json
@@ -18,6 +19,8 @@ import statistics
 import subprocess
 import sys
 import tempfile
+
+import judging
 
 NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
 
@@ -73,24 +76,17 @@ def readable(nanoseconds):
 
 
 def make_row(name, real, ours):
-    ratio, goal = statistics.median(our / their for their, our in zip(real, ours)), goal_of(name)
-    return (name, readable(statistics.median(real)), readable(statistics.median(ours)), f"{ratio:.2f}", f"{goal:g}",
-            "" if ratio <= goal else "missed")
+    ratios, goal = judging.Sample([our / their for their, our in zip(real, ours)]), goal_of(name)
+    return (name, readable(statistics.median(real)), readable(statistics.median(ours)), f"{ratios.median:.2f}",
+            f"{ratios.noise:.2f}", f"{goal:g}", judging.verdict(ratios.median, ratios.noise, goal))
 
 
-def print_table(rows, markdown):
-    header = ("work", "real", "ours", "ours : real", "goal", "")
-    if markdown:
-        print(" | ".join(header).join(("| ", " |")))
-        print("|" + "---|" * len(header))
-        for row in rows:
-            print(" | ".join(row).join(("| ", " |")))
-        return
-    widths = [max(len(row[column]) for row in [header, *rows]) for column in range(len(header))]
-    for row in [header, *rows]:
-        first, *others = (cell.ljust(width) if column == 0 else cell.rjust(width)
-                          for column, (cell, width) in enumerate(zip(row, widths)))
-        print("  ".join([first, *others]).rstrip())
+def print_markdown(lines):
+    header, *rows = lines
+    print(" | ".join(header).join(("| ", " |")))
+    print("|" + "---|" * len(header))
+    for row in rows:
+        print(" | ".join(row).join(("| ", " |")))
 
 
 def main():
@@ -106,11 +102,12 @@ def main():
     times = measure_rounds((arguments.real, arguments.ours), arguments)
     unpaired = sorted(name for name, (real, ours) in times.items() if len(real) != len(ours))
     rows = [make_row(name, *pair) for name, pair in times.items() if name not in unpaired]
-    print_table(rows, arguments.markdown)
+    lines = [("work", "real", "ours", "ours : real", "noise", "goal", ""), *rows]
+    print_markdown(lines) if arguments.markdown else judging.print_table(lines)
     if unpaired:
         print("measured on one provider only: " + ", ".join(unpaired), file=sys.stderr)
-    missed = sum(1 for row in rows if row[-1])
-    print(f"{len(rows)} works, {missed} miss their goal")
+    missed, sentence = judging.count([row[-1] for row in rows])
+    print(sentence)
     return 1 if missed or unpaired or not rows else 0
 
 

@@ -7,6 +7,7 @@ usage: report.py [--works] RESULTS     the directory with the JSON files of the 
 import sys
 
 import goals
+import judging
 import results
 
 
@@ -19,24 +20,10 @@ def judge(goal, measured):
     elif goal.excess:
         value, noise = figure.median - floor.median, figure.noise + floor.noise
     else:
-        value, noise = results.ratio(figure, floor)
+        value, noise = judging.ratio(figure, floor)
     shown = "-" if floor is None else f"{floor.median:,.1f}"
-    limit, verdict = ("-", "") if goal.limit is None else (f"{goal.limit:g}", judge_value(value, noise, goal.limit))
-    return (goal.title, f"{figure.median:,.1f}", shown, f"{value:,.2f}", f"{noise:,.2f}", limit, verdict)
-
-
-def judge_value(value, noise, limit):
-    if value <= limit:
-        return "met"
-    return "noise" if value - noise <= limit else "MISSED"
-
-
-def print_table(lines):
-    widths = [max(len(line[column]) for line in lines) for column in range(len(lines[0]))]
-    for line in lines:
-        first, *others = (cell.ljust(width) if column == 0 else cell.rjust(width)
-                          for column, (cell, width) in enumerate(zip(line, widths)))
-        print("  ".join([first, *others]))
+    limit, last = ("-", "") if goal.limit is None else (f"{goal.limit:g}", judging.verdict(value, noise, goal.limit))
+    return (goal.title, f"{figure.median:,.1f}", shown, f"{value:,.2f}", f"{noise:,.2f}", limit, last)
 
 
 def main():
@@ -44,12 +31,11 @@ def main():
     measured = results.Results(sys.argv[-1])
     lines = [("figure (times in ns)", "figure", "floor", "ratio", "noise", "goal", "")]
     lines += [judge(goal, measured) for goal in goals.all_goals()]
-    print_table(lines)
+    judging.print_table(lines)
     for failure in measured.failures:
         print("failed: " + failure)
-    verdicts = [line[-1] for line in lines[1:] if line[-1]]
-    missed = verdicts.count("MISSED")
-    print(f"{len(verdicts)} goals: {len(verdicts) - missed} met, {missed} missed by more than noise")
+    missed, sentence = judging.count([line[-1] for line in lines[1:] if line[-1]])
+    print(sentence)
     return 1 if measured.failures or (missed and not only_works) else 0
 
 

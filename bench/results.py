@@ -5,22 +5,10 @@ usage: results.py RESULTS, the directory with the JSON files of the benchmarks; 
 """
 import csv
 import json
-import math
 import pathlib
-import statistics
 import sys
 
-
-class Sample:
-    """A quantity as measured repeatedly: its median, and as its noise half the distance between the quartiles."""
-
-    def __init__(self, values):
-        self.median = statistics.median(values)
-        quartiles = statistics.quantiles(values, n=4) if len(values) > 1 else (values[0],) * 3
-        self.noise = (quartiles[2] - quartiles[0]) / 2
-
-    def relative_noise(self):
-        return self.noise / self.median if self.median else 0.0
+from judging import Sample
 
 
 class Results:
@@ -53,15 +41,6 @@ class Results:
         if (name, kind) not in self.values:
             raise SystemExit(f"no benchmark has reported the {kind} of {name}")
         return Sample(self.values[name, kind])
-
-
-def ratio(figure, floor):
-    """The ratio of two samples and its noise."""
-    if floor.median == 0:
-        value = 1.0 if figure.median == 0 else math.inf
-    else:
-        value = figure.median / floor.median
-    return value, value * math.hypot(figure.relative_noise(), floor.relative_noise())
 
 
 def print_medians(measured):
