@@ -1,6 +1,7 @@
 // Runs jobs asynchronously: in order within a queue, while no queue ever waits for another.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -19,7 +20,8 @@ namespace agent::configurationadmin {
 // run the jobs of ready queues, one job at a time. When all of them are busy and queues are ready, one more
 // thread looks out: if none of them finishes a job for a moment, they are taken for blocked, no longer
 // counted, and replaced. So a job that blocks holds up nothing but its own queue, and jobs that do not block
-// cause no crowd of threads. Threads that found no work for a while end.
+// cause no crowd of threads. A thread that runs out of work watches out for more for some microseconds before
+// it sleeps, and ends when there was none for a while.
 //
 // Thread-safe. Owned by shared pointers; stop() must be called before the last owner goes.
 class SerialQueues : public std::enable_shared_from_this<SerialQueues> {
@@ -69,6 +71,7 @@ private:
     void work();
     bool awaitReadyQueueWithLock(std::unique_lock<std::mutex>& lock);
     bool idleWithLock(std::unique_lock<std::mutex>& lock);
+    void watchWithLock(std::unique_lock<std::mutex>& lock);
     void lookOutWithLock(std::unique_lock<std::mutex>& lock);
     void runReadyQueueWithLock(std::unique_lock<std::mutex>& lock);
     void runFrontWithLock(Queue& queue, std::unique_lock<std::mutex>& lock);
@@ -84,8 +87,10 @@ private:
     std::size_t round_ = 0;          // how often all busy threads have been taken for blocked
     std::size_t finished_ = 0;       // jobs
     std::size_t waiters_ = 0;        // jobs that wait in progress_
+    bool watching_ = false;          // some thread is in watchWithLock()
     bool lookingOut_ = false;        // some thread is in lookOutWithLock()
     bool stopping_ = false;
+    std::atomic<bool> watcherCalled_{false}; // set under the mutex, read by the watching thread without it
     std::condition_variable called_;
     std::condition_variable progress_; // a job is done or has been appended
 };

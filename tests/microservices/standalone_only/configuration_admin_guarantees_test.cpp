@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <numeric>
 #include <ostream>
 #include <thread>
@@ -85,6 +86,21 @@ TEST_F(ConfigurationAdminGuarantees, ServicesMayWaitSafelyForEachOthersUpdatesIn
     ASSERT_TRUE(becomesReady(rightDelivered));
     EXPECT_THAT(leftService->numbers(), ElementsAre(1, 2));
     EXPECT_THAT(rightService->numbers(), ElementsAre(1, 2));
+}
+
+// The thread that delivers is on its way to sleep meanwhile.
+TEST_F(ConfigurationAdminGuarantees, UpdateIsDeliveredSoonAtWhateverMomentItFollowsTheLastOne) {
+    constexpr std::chrono::seconds soon{5}; // for a busy machine; a thread that misses a call sleeps longer
+    constexpr std::chrono::nanoseconds longestPause{20000};
+    auto const service = registerService("pid");
+    auto const configuration = admin_->GetConfiguration("pid");
+    for (std::chrono::nanoseconds pause{0}; pause < longestPause; pause += std::chrono::nanoseconds{10}) {
+        auto const delivered = configuration->Update(numbered(1));
+        ASSERT_EQ(delivered.wait_for(soon), std::future_status::ready) << "after " << pause.count() << " ns";
+        auto const end = std::chrono::steady_clock::now() + pause;
+        while (std::chrono::steady_clock::now() < end) {
+        }
+    }
 }
 
 TEST_F(ConfigurationAdminGuarantees, ListenerThatThrowsConcernsNeitherServicesNorTheFuture) {
