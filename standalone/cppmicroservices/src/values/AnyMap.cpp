@@ -134,11 +134,11 @@ any_map::mapped_type& any_map::at(key_type const& key) {
 }
 
 any_map::mapped_type& any_map::operator[](key_type const& key) {
-    return storage().tryInsert(key, key, Any()).first->entry.second;
+    return storage().findOrInsert(key)->entry.second;
 }
 
 any_map::mapped_type& any_map::operator[](key_type&& key) {
-    return storage().tryInsert(key, std::move(key), Any()).first->entry.second;
+    return storage().findOrInsert(std::move(key))->entry.second;
 }
 
 std::pair<any_map::iterator, bool> any_map::insert(value_type const& value) {

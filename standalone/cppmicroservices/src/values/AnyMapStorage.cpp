@@ -73,21 +73,41 @@ AnyMapStorage::~AnyMapStorage() {
 }
 
 AnyMapNode* AnyMapStorage::find(std::string const& key) const {
-    return isOrdered() ? placeInOrder(key).found : findHashed(key, hashIfIndexed(key));
+    if (!isOrdered()) {
+        return findHashed(key, hashIfIndexed(key));
+    }
+    Place const place = placeInOrder(key);
+    return place.isFound ? place.node : nullptr;
 }
 
 bool AnyMapStorage::erase(std::string const& key) {
-    Place const place = placeOf(key);
-    if (!place.found) {
+    return isOrdered() ? eraseOrdered(key) : eraseHashed(key);
+}
+
+bool AnyMapStorage::eraseOrdered(std::string const& key) {
+    Place const place = placeInOrder(key);
+    if (!place.isFound) {
         return false;
     }
-    if (index_ && isOrdered()) {
+    if (index_) {
         index_->sorted.erase(place.position);
-    } else if (index_) {
-        index_->hashed.erase(place.hash, place.found);
     }
-    unlink(place.found);
-    destroyNode(place.found);
+    unlink(place.node);
+    destroyNode(place.node);
+    return true;
+}
+
+bool AnyMapStorage::eraseHashed(std::string const& key) {
+    auto const hash = hashIfIndexed(key);
+    AnyMapNode* const node = findHashed(key, hash);
+    if (!node) {
+        return false;
+    }
+    if (index_) {
+        index_->hashed.erase(hash, node);
+    }
+    unlink(node);
+    destroyNode(node);
     return true;
 }
 
@@ -95,31 +115,18 @@ bool AnyMapStorage::isSameKey(std::string const& left, std::string const& right)
     return kind_ == any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS ? equalFolded(left, right) : left == right;
 }
 
-AnyMapStorage::Place AnyMapStorage::placeOf(std::string const& key) const {
-    return isOrdered() ? placeInOrder(key) : placeInTable(key);
-}
-
 AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
     Place place;
     if (index_) {
         place.position = index_->sorted.lowerBound(key);
-        place.successor = index_->sorted.nodeAt(place.position);
+        place.node = index_->sorted.nodeAt(place.position);
     } else {
-        place.successor = first_;
-        while (place.successor && place.successor->entry.first < key) {
-            place.successor = place.successor->next;
+        place.node = first_;
+        while (place.node && place.node->entry.first < key) {
+            place.node = place.node->next;
         }
     }
-    if (place.successor && place.successor->entry.first == key) {
-        place.found = place.successor;
-    }
-    return place;
-}
-
-AnyMapStorage::Place AnyMapStorage::placeInTable(std::string const& key) const {
-    Place place;
-    place.hash = hashIfIndexed(key);
-    place.found = findHashed(key, place.hash);
+    place.isFound = place.node != nullptr && place.node->entry.first == key;
     return place;
 }
 
@@ -165,28 +172,24 @@ std::unique_ptr<AnyMapStorage::Index> AnyMapStorage::makeIndexLike(Index const& 
                                     : makeIndex();
 }
 
-AnyMapNode* AnyMapStorage::keepOrdered(Place place, OwnedNode node) {
-    if (!index_ && size_ == kLargestWithoutIndex) {
-        index_ = makeIndex();
-        place.position = index_->sorted.lowerBound(node->entry.first);
-    }
+void AnyMapStorage::keepOrdered(Place const& place, AnyMapNode* node) {
     if (index_) {
-        index_->sorted.insert(place.position, node.get());
+        index_->sorted.insert(place.position, node);
+    } else if (size_ == kLargestWithoutIndex) {
+        index_ = makeIndex();
+        index_->sorted.insert(index_->sorted.lowerBound(node->entry.first), node);
     }
-    link(node.get(), place.successor);
-    return node.release();
+    link(node, place.node);
 }
 
-AnyMapNode* AnyMapStorage::keepHashed(std::size_t hash, OwnedNode node) {
-    if (!index_ && size_ == kLargestWithoutIndex) {
-        index_ = makeIndex();
-        hash = hashFolded(node->entry.first);
-    }
+void AnyMapStorage::keepHashed(std::size_t hash, AnyMapNode* node) {
     if (index_) {
-        index_->hashed.insert(hash, node.get());
+        index_->hashed.insert(hash, node);
+    } else if (size_ == kLargestWithoutIndex) {
+        index_ = makeIndex();
+        index_->hashed.insert(hashFolded(node->entry.first), node);
     }
-    link(node.get(), nullptr);
-    return node.release();
+    link(node, nullptr);
 }
 
 void AnyMapStorage::link(AnyMapNode* node, AnyMapNode* successor) noexcept {

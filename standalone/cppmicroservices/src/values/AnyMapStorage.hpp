@@ -11,6 +11,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <tuple>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -88,6 +89,14 @@ public:
     template <typename... Args>
     std::pair<AnyMapNode*, bool> tryInsert(std::string const& key, Args&&... args);
 
+    /// The entry with this key; a new one has an empty value.
+    template <typename Key>
+    AnyMapNode* findOrInsert(Key&& key) {
+        return tryInsert(key, std::piecewise_construct, std::forward_as_tuple(std::forward<Key>(key)),
+                         std::tuple<>())
+            .first;
+    }
+
     /// Adds an entry whose key is not here and, in an ordered map, greater than all that are.
     template <typename... Args>
     void append(Args&&... args);
@@ -108,12 +117,11 @@ private:
     /// The object must have been allocated with the same capacity.
     AnyMapStorage(any_map::map_type kind, Capacity capacity) noexcept;
 
-    /// Where the entry with some key is, or belongs. Only what the kind of the map needs is set.
+    /// Where the entry with some key is in an ordered map, or belongs.
     struct Place {
-        AnyMapNode* found = nullptr;
-        AnyMapNode* successor = nullptr;      // ordered: the first node with a greater key
-        SortedIndex::Position position{0, 0}; // ordered, with index: of what was found, else of the successor
-        std::size_t hash = 0;                 // hashed, with index
+        AnyMapNode* node = nullptr;           // the first one whose key is not less; null: there is none
+        bool isFound = false;                 // its key is the one
+        SortedIndex::Position position{0, 0}; // of the node, if there is an index
     };
 
     /// What the nodes of a large map are found by: the one of the two that its kind needs.
@@ -132,9 +140,14 @@ private:
     bool isOrdered() const noexcept { return kind_ == any_map::ORDERED_MAP; }
     bool isSameKey(std::string const& left, std::string const& right) const;
 
-    Place placeOf(std::string const& key) const;
+    template <typename... Args>
+    std::pair<AnyMapNode*, bool> tryInsertOrdered(std::string const& key, Args&&... args);
+    template <typename... Args>
+    std::pair<AnyMapNode*, bool> tryInsertHashed(std::string const& key, Args&&... args);
+    bool eraseOrdered(std::string const& key);
+    bool eraseHashed(std::string const& key);
+
     Place placeInOrder(std::string const& key) const;
-    Place placeInTable(std::string const& key) const;
     std::size_t hashIfIndexed(std::string const& key) const;
     AnyMapNode* findHashed(std::string const& key, std::size_t hash) const;
 
@@ -147,8 +160,9 @@ private:
     /// The same, where `other` is that of the map whose entries were copied.
     std::unique_ptr<Index> makeIndexLike(Index const& other) const;
 
-    AnyMapNode* keepOrdered(Place place, OwnedNode node);
-    AnyMapNode* keepHashed(std::size_t hash, OwnedNode node);
+    /// Put a node that was made into the index and the iteration order. If that throws, nothing is changed.
+    void keepOrdered(Place const& place, AnyMapNode* node);
+    void keepHashed(std::size_t hash, AnyMapNode* node);
 
     /// Puts the node in front of `successor` in the iteration order, at the end if that is null.
     void link(AnyMapNode* node, AnyMapNode* successor) noexcept;
@@ -175,13 +189,30 @@ AnyMapStorage::OwnedNode AnyMapStorage::makeNode(Args&&... args) {
 
 template <typename... Args>
 std::pair<AnyMapNode*, bool> AnyMapStorage::tryInsert(std::string const& key, Args&&... args) {
-    Place const place = placeOf(key);
-    if (place.found) {
-        return {place.found, false};
+    return isOrdered() ? tryInsertOrdered(key, std::forward<Args>(args)...)
+                       : tryInsertHashed(key, std::forward<Args>(args)...);
+}
+
+template <typename... Args>
+std::pair<AnyMapNode*, bool> AnyMapStorage::tryInsertOrdered(std::string const& key, Args&&... args) {
+    Place const place = placeInOrder(key);
+    if (place.isFound) {
+        return {place.node, false};
     }
     OwnedNode node = makeNode(std::forward<Args>(args)...);
-    return {isOrdered() ? keepOrdered(place, std::move(node)) : keepHashed(place.hash, std::move(node)),
-            true};
+    keepOrdered(place, node.get());
+    return {node.release(), true};
+}
+
+template <typename... Args>
+std::pair<AnyMapNode*, bool> AnyMapStorage::tryInsertHashed(std::string const& key, Args&&... args) {
+    auto const hash = hashIfIndexed(key);
+    if (AnyMapNode* const found = findHashed(key, hash)) {
+        return {found, false};
+    }
+    OwnedNode node = makeNode(std::forward<Args>(args)...);
+    keepHashed(hash, node.get());
+    return {node.release(), true};
 }
 
 template <typename... Args>
@@ -192,11 +223,11 @@ void AnyMapStorage::append(Args&&... args) {
         if (index_) {
             behindAll.position = index_->sorted.end();
         }
-        keepOrdered(behindAll, std::move(node));
+        keepOrdered(behindAll, node.get());
     } else {
-        auto const hash = hashIfIndexed(node->entry.first);
-        keepHashed(hash, std::move(node));
+        keepHashed(hashIfIndexed(node->entry.first), node.get());
     }
+    static_cast<void>(node.release());
 }
 
 } // namespace cppmicroservices::detail

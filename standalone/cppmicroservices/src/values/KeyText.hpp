@@ -9,6 +9,9 @@
 
 namespace cppmicroservices::detail {
 
+// Texts of at least one word are read in words, the last of which may overlap the one before it.
+inline constexpr std::size_t kWordSize = sizeof(std::uint64_t);
+
 /// The bytes of `word` with those between 'A' and 'Z' made lower-case.
 inline std::uint64_t foldCase(std::uint64_t word) noexcept {
     constexpr std::uint64_t eachByte = 0x0101010101010101U;
@@ -39,32 +42,21 @@ inline std::uint64_t loadShort(char const* text, std::size_t length) noexcept {
     return byteAt(0) | byteAt(length / 2) << 8 | byteAt(length - 1) << 16;
 }
 
-/// Calls `visit` with the offsets of 8-byte words that together cover a text of at least eight bytes, as long
-/// as it returns true, and returns its last result.
-template <typename Visit>
-bool visitWords(std::size_t length, Visit visit) {
-    constexpr std::size_t wordSize = sizeof(std::uint64_t);
-    for (std::size_t i = 0; i + wordSize < length; i += wordSize) {
-        if (!visit(i)) {
-            return false;
-        }
-    }
-    return visit(length - wordSize);
-}
-
 /// All bits of the hash depend on all bytes, so that its low bits can choose a place in a table.
 inline std::size_t hashFolded(std::string_view key) noexcept {
     constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15U;
-    std::uint64_t hash = key.size();
     // A product's low bits depend on low bits only; the rotation brings the others down.
-    auto const mix = [&hash](std::uint64_t word) {
-        hash = ((hash << 26 | hash >> 38) ^ foldCase(word)) * multiplier;
-        return true;
+    auto const mix = [](std::uint64_t hash, std::uint64_t word) {
+        return ((hash << 26 | hash >> 38) ^ foldCase(word)) * multiplier;
     };
-    if (key.size() < sizeof(std::uint64_t)) {
-        mix(loadShort(key.data(), key.size()));
+    std::uint64_t hash = key.size();
+    if (key.size() < kWordSize) {
+        hash = mix(hash, loadShort(key.data(), key.size()));
     } else {
-        visitWords(key.size(), [&](std::size_t i) { return mix(loadWord<std::uint64_t>(key.data() + i)); });
+        for (std::size_t i = 0; i + kWordSize < key.size(); i += kWordSize) {
+            hash = mix(hash, loadWord<std::uint64_t>(key.data() + i));
+        }
+        hash = mix(hash, loadWord<std::uint64_t>(key.data() + key.size() - kWordSize));
     }
     hash ^= hash >> 32;
     hash *= multiplier;
@@ -75,19 +67,24 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
     if (left.size() != right.size()) {
         return false;
     }
-    if (left.size() < sizeof(std::uint64_t)) {
+    if (left.size() < kWordSize) {
         return foldCase(loadShort(left.data(), left.size())) ==
                foldCase(loadShort(right.data(), right.size()));
     }
-    return visitWords(left.size(), [&](std::size_t i) {
+    auto const equalWordsAt = [left, right](std::size_t i) {
         return foldCase(loadWord<std::uint64_t>(left.data() + i)) ==
                foldCase(loadWord<std::uint64_t>(right.data() + i));
-    });
+    };
+    for (std::size_t i = 0; i + kWordSize < left.size(); i += kWordSize) {
+        if (!equalWordsAt(i)) {
+            return false;
+        }
+    }
+    return equalWordsAt(left.size() - kWordSize);
 }
 
 /// The first eight bytes as a number that orders texts as they are ordered, as far as it tells them apart.
 inline std::uint64_t orderingPrefix(std::string_view text) noexcept {
-    constexpr std::size_t length = sizeof(std::uint64_t);
     auto const numberOf = [text](std::size_t bytes) {
         std::uint64_t number = 0;
         for (std::size_t i = 0; i < bytes; ++i) {
@@ -95,10 +92,10 @@ inline std::uint64_t orderingPrefix(std::string_view text) noexcept {
         }
         return number;
     };
-    if (text.size() >= length) {
-        return numberOf(length);
+    if (text.size() >= kWordSize) {
+        return numberOf(kWordSize);
     }
-    return text.empty() ? 0 : numberOf(text.size()) << 8 * (length - text.size());
+    return text.empty() ? 0 : numberOf(text.size()) << 8 * (kWordSize - text.size());
 }
 
 } // namespace cppmicroservices::detail
