@@ -55,6 +55,22 @@ TEST(OutstandingEndpoints, AnEmptyListIsEmptyAndRemovesNothing) {
     EXPECT_EQ(describe(endpoints.list()), "[]");
 }
 
+// So many that parts of their hashes agree with those of listed ones, of the same length and of another.
+TEST(OutstandingEndpoints, TellsManyUnknownTextsFromThoseListed) {
+    auto const sixDigits = 100'000;
+    auto const sevenDigits = 1'000'000;
+    Endpoints listed;
+    for (auto i = 0; i < 1000; ++i) {
+        listed.push_back(endpoint("unix:" + std::to_string(sixDigits + i)));
+        listed.push_back(endpoint("unix:" + std::to_string(sevenDigits + i)));
+    }
+    OutstandingEndpoints endpoints(listed);
+    for (auto i = 0; i < 400'000; ++i) {
+        ASSERT_FALSE(endpoints.remove(endpoint("peer:" + std::to_string(sixDigits + i)))) << i;
+    }
+    EXPECT_EQ(describe(endpoints.list()), describe(listed));
+}
+
 TEST_P(OutstandingEndpointsTest, ListsWhatIsLeftInTheGivenOrder) {
     auto expected = strings();
     OutstandingEndpoints endpoints(expected);
