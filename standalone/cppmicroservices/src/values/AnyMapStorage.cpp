@@ -116,18 +116,18 @@ bool AnyMapStorage::isSameKey(std::string const& left, std::string const& right)
 }
 
 AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
-    Place place;
     if (index_) {
-        place.position = index_->sorted.lowerBound(key);
-        place.node = index_->sorted.nodeAt(place.position);
-    } else {
-        place.node = first_;
-        while (place.node && place.node->entry.first < key) {
-            place.node = place.node->next;
+        auto const position = index_->sorted.lowerBound(key);
+        AnyMapNode* const node = index_->sorted.nodeAt(position);
+        return {node, node != nullptr && node->entry.first == key, position};
+    }
+    for (AnyMapNode* node = first_; node; node = node->next) {
+        auto const order = node->entry.first.compare(key);
+        if (order >= 0) {
+            return {node, order == 0, {}};
         }
     }
-    place.isFound = place.node != nullptr && place.node->entry.first == key;
-    return place;
+    return {};
 }
 
 // Both hashed kinds hash without regard to case; they differ in which keys are the same.
