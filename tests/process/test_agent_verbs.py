@@ -37,6 +37,15 @@ class Verbs(AgentTest):
         self.assertEqual(self.answer("validate", "-", stdin='{"configurationID": "c"}').stdout, "standard input: valid\n")
         self.assertIn("standard input:1:1: ", self.answer("validate", "-", stdin="x", status=INVALID).stderr)
 
+    def test_validate_notes_interfaces_that_are_offered_to_nobody(self):
+        entry = '{"uniqueID": "i", "name": "Lamp"}'
+        answer = self.answer("validate", "-", stdin='{"configurationID": "c", "serviceInterfaces": [\n' + entry + "]}")
+        self.assertEqual(answer.stdout, "standard input: valid\n")
+        self.assertEqual(
+            answer.stderr,
+            "standard input:2: /serviceInterfaces/0: note: offered to nobody, because the file has no publishers\n",
+        )
+
     def test_show_prints_the_map_that_would_be_published(self):
         content = configuration("c", bind=["unix:b"], connect=["unix:x"], interfaces=["Lamp"])
         content["serviceInterfaces"][0]["requiredRuntimeProperties"] = {"room": "kitchen"}

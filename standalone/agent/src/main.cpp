@@ -54,15 +54,15 @@ void tellProblems(ConfigurationSource const& source, Problems const& problems, P
     narrator.tellSummary(exitstatus::invalid);
 }
 
-// The configuration of a file; nothing if it is not valid, which has been said then.
-std::optional<ConfigurationFile> load(ConfigurationSource const& source,
-                                      ProgressStyle style = ProgressStyle::Plain) {
+// What a file says; nothing if it is not valid, which has been said then.
+std::optional<ParsedConfiguration> load(ConfigurationSource const& source,
+                                        ProgressStyle style = ProgressStyle::Plain) {
     auto parsed = source.load();
     if (!parsed.problems.empty()) {
         tellProblems(source, parsed.problems, style);
         return std::nullopt;
     }
-    return std::move(parsed.configuration);
+    return parsed;
 }
 
 void setUpHost(CommandLine const& line) {
@@ -78,8 +78,8 @@ void setUpHost(CommandLine const& line) {
 int run(CommandLine const& line) {
     ConfigurationSource const source(line.file);
     auto const identity = FileWatch::identityOf(source.path());
-    auto configuration = load(source, line.run.progress);
-    if (!configuration) {
+    auto parsed = load(source, line.run.progress);
+    if (!parsed) {
         return exitstatus::invalid;
     }
     MessageBox messages;
@@ -89,24 +89,28 @@ int run(CommandLine const& line) {
         watch.emplace(source.path(), identity, messages);
     }
     setUpHost(line);
-    return RunSession(source, std::move(*configuration), line.run, messages).run();
+    return RunSession(source, std::move(parsed->configuration), line.run, messages).run();
 }
 
 int validate(CommandLine const& line) {
     ConfigurationSource const source(line.file);
-    if (!load(source)) {
+    auto const parsed = load(source);
+    if (!parsed) {
         return exitstatus::invalid;
+    }
+    for (auto const& note : parsed->notes) {
+        complain(source.describe(note));
     }
     return print(printable(source.name()) + ": valid\n") ? exitstatus::success : exitstatus::failed;
 }
 
 int show(CommandLine const& line) {
-    auto const configuration = load(ConfigurationSource(line.file));
-    if (!configuration) {
+    auto const parsed = load(ConfigurationSource(line.file));
+    if (!parsed) {
         return exitstatus::invalid;
     }
     setUpHost(line);
-    return print(publishedMap(*configuration) + '\n') ? exitstatus::success : exitstatus::failed;
+    return print(publishedMap(parsed->configuration) + '\n') ? exitstatus::success : exitstatus::failed;
 }
 
 int schema() {

@@ -104,6 +104,26 @@ TEST(ConfigurationFile, AnIDIsEnough) {
     EXPECT_THAT(problemsOf(R"({"configurationID": "c"})"), IsEmpty());
 }
 
+TEST(ConfigurationFile, AnInterfaceThatIsMappedToNoPublisherIsNoted) {
+    auto const parsed = parseConfiguration(R"({"configurationID": "c", "serviceInterfaces": [
+        {"uniqueID": "a", "name": "A", "servicePublishers": "all"},
+        {"uniqueID": "b", "name": "B", "servicePublishers": []},
+        {"uniqueID": "c", "name": "C"}
+    ], "servicePublishers": [{"uniqueID": "p", "name": "rpcservicepublisher"}]})");
+
+    EXPECT_THAT(parsed.problems, IsEmpty());
+    EXPECT_THAT(parsed.notes, ElementsAre(problem("/serviceInterfaces/1", "note: offered to nobody"),
+                                          problem("/serviceInterfaces/2", "note: offered to nobody")));
+    EXPECT_THAT(parsed.notes, ElementsAre(Field(&Problem::line, 3U), Field(&Problem::line, 4U)));
+}
+
+TEST(ConfigurationFile, WithoutPublishersEveryInterfaceIsNoted) {
+    auto const parsed = parseConfiguration(R"({"configurationID": "c", "serviceInterfaces": [
+        {"uniqueID": "a", "name": "A", "servicePublishers": "all"}]})");
+
+    EXPECT_THAT(parsed.notes, ElementsAre(problem("/serviceInterfaces/0", "the file has no publishers")));
+}
+
 TEST(ConfigurationFile, SyntaxErrorsNameLineAndColumn) {
     EXPECT_THAT(problemsOf("{\n \"configurationID\" 1}"), ElementsAre(problemAt(2, 20, "expected ':'")));
     EXPECT_THAT(problemsOf("[\n\n1,"), ElementsAre(problemAt(3, 2, "unexpected end of input")));

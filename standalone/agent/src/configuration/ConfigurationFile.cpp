@@ -116,6 +116,8 @@ ParsedConfiguration parseConfiguration(std::string_view text) {
         sortByLine(parsed.problems, document);
     }
     if (parsed.problems.empty()) {
+        parsed.notes = notesOn(document.root);
+        sortByLine(parsed.notes, document);
         parsed.configuration = toConfiguration(std::move(document.root));
     }
     return parsed;

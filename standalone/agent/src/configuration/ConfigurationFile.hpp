@@ -41,6 +41,7 @@ struct ConfigurationFile {
 struct ParsedConfiguration {
     ConfigurationFile configuration; // complete if there are no problems
     Problems problems;               // everything that is wrong, in the order of the lines
+    Problems notes{};                // if nothing is: what is allowed but hardly meant, in the same order
 };
 
 // Checks syntax, schema, identities, references and filters. Never throws for what the text holds.

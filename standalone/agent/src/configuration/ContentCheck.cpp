@@ -31,23 +31,37 @@ json const* memberOf(json const& object, char const* name, json::value_t type) {
     return found != object.end() && found->type() == type ? &*found : nullptr;
 }
 
+// Calls `check` with each entry of the document's list and the entry's pointer.
+template <typename Check>
+void forEachEntry(json const& document, char const* listName, Check const& check) {
+    auto const* const list = memberOf(document, listName, json::value_t::array);
+    if (list == nullptr) {
+        return;
+    }
+    auto const pointer = memberPointer("", listName);
+    std::size_t index = 0;
+    for (auto const& entry : *list) {
+        check(entry, elementPointer(pointer, index++));
+    }
+}
+
 class ContentCheck {
 public:
     explicit ContentCheck(json const& document)
         : document_(document) {}
 
     Problems run() && {
-        forEachEntry("serviceInterfaces", [this](json const& entry, std::string const& pointer) {
+        forEachEntry(document_, "serviceInterfaces", [this](json const& entry, std::string const& pointer) {
             checkIdentity(entry, pointer, interfaces_);
             checkProperties(entry, pointer);
             checkLevelsOfNames(entry, pointer);
         });
-        forEachEntry("servicePublishers", [this](json const& entry, std::string const& pointer) {
+        forEachEntry(document_, "servicePublishers", [this](json const& entry, std::string const& pointer) {
             checkIdentity(entry, pointer, publishers_);
             checkFilter(entry, "importFilter", pointer);
             checkFilter(entry, "exportFilter", pointer);
         });
-        forEachEntry("serviceInterfaces", [this](json const& entry, std::string const& pointer) {
+        forEachEntry(document_, "serviceInterfaces", [this](json const& entry, std::string const& pointer) {
             checkMappings(entry, pointer);
         });
         return std::move(problems_);
@@ -58,19 +72,6 @@ private:
         std::map<std::string, std::string> pointers; // from a unique ID to the pointer of its entry
         bool areAllKnown = true;
     };
-
-    template <typename Check>
-    void forEachEntry(char const* listName, Check const& check) {
-        auto const* const list = memberOf(document_, listName, json::value_t::array);
-        if (list == nullptr) {
-            return;
-        }
-        auto const pointer = memberPointer("", listName);
-        std::size_t index = 0;
-        for (auto const& entry : *list) {
-            check(entry, elementPointer(pointer, index++));
-        }
-    }
 
     void checkIdentity(json const& entry, std::string const& pointer, Identities& identities) {
         auto const* const member = memberOf(entry, "uniqueID", json::value_t::string);
@@ -181,6 +182,22 @@ private:
 
 Problems checkContent(json const& document) {
     return ContentCheck(document).run();
+}
+
+Problems notesOn(json const& document) {
+    bool const hasPublishers =
+        document.contains("servicePublishers") && !document["servicePublishers"].empty();
+    Problems notes;
+    forEachEntry(document, "serviceInterfaces", [&](json const& entry, std::string const& pointer) {
+        auto const mapping = entry.find("servicePublishers");
+        if (!hasPublishers || mapping == entry.end() || mapping->empty()) {
+            notes.push_back(
+                {pointer, hasPublishers
+                              ? "note: offered to nobody, because its \"servicePublishers\" name none"
+                              : "note: offered to nobody, because the file has no publishers"});
+        }
+    });
+    return notes;
 }
 
 } // namespace agent::program

@@ -13,6 +13,9 @@ namespace agent::program {
 // agree with the schema, and over mappings while the identity of a publisher does not.
 Problems checkContent(nlohmann::json const& document);
 
+// What is allowed but hardly meant: interfaces that no publisher offers. Of documents without problems.
+Problems notesOn(nlohmann::json const& document);
+
 } // namespace agent::program
 
 #endif
