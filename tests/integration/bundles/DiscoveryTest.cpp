@@ -46,6 +46,20 @@ protected:
         return {std::filesystem::directory_iterator(directory), {}};
     }
 
+    std::filesystem::path onlyFile() const {
+        auto const files = filesIn(path_);
+        EXPECT_EQ(files.size(), 1U);
+        return files.front();
+    }
+
+    // Returns when the directory has been looked at, and no more is announced than before.
+    void lookAgain() {
+        auto const handle = lookOut("witness");
+        ASSERT_TRUE(told_->waitFor("-"));
+        auto const witness = discovery_.announce("witness", "unix:/witness");
+        ASSERT_TRUE(told_->waitFor("unix:/witness"));
+    }
+
     TemporaryDirectory directory_;
     std::filesystem::path const path_ = directory_.path() / "runtime";
     std::shared_ptr<Record<std::string>> const told_ = std::make_shared<Record<std::string>>();
@@ -133,6 +147,49 @@ TEST_F(Discovery, AnAnnouncerThatIsKilledIsNoticed) {
     announcer.kill();
 
     EXPECT_TRUE(told_->waitFor("-"));
+    EXPECT_THAT(filesIn(path_), IsEmpty());
+}
+
+TEST_F(Discovery, AnAnnouncementWhoseFileIsDeletedComesBackWhileItsProcessLives) {
+    ChildProcess const announcer({BUNDLES_TEST_ANNOUNCER, path_.string(), "name", "unix:/a"});
+    ASSERT_EQ(announcer.firstLine(), "announced");
+
+    std::filesystem::remove(onlyFile());
+
+    auto const handle = lookOut("name");
+    EXPECT_TRUE(told_->waitFor("unix:/a"));
+}
+
+TEST_F(Discovery, AnAnnouncementWhoseDirectoryIsDeletedComesBackWhileItsProcessLives) {
+    auto const announcement = discovery_.announce("name", "unix:/a");
+    auto const old = directory_.path() / "old";
+    std::filesystem::rename(path_, old);
+    std::filesystem::remove_all(old);
+
+    auto const handle = lookOut("name");
+
+    EXPECT_TRUE(told_->waitFor("unix:/a"));
+}
+
+TEST_F(Discovery, AnAnnouncementWhoseFileIsMovedStaysWhereItIs) {
+    auto const announcement = discovery_.announce("name", "unix:/a");
+    auto const moved = path_ / "moved.json";
+    std::filesystem::rename(onlyFile(), moved);
+
+    lookAgain();
+
+    EXPECT_EQ(onlyFile(), moved);
+    auto const handle = lookOut("name");
+    EXPECT_TRUE(told_->waitFor("unix:/a"));
+}
+
+TEST_F(Discovery, AnAnnouncementThatHasEndedDoesNotComeBack) {
+    auto announcement = discovery_.announce("name", "unix:/a");
+    std::filesystem::remove(onlyFile());
+    announcement.reset();
+
+    lookAgain();
+
     EXPECT_THAT(filesIn(path_), IsEmpty());
 }
 

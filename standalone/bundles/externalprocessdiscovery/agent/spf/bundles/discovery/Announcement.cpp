@@ -73,6 +73,11 @@ std::string readAtMost(int descriptor, std::size_t size) {
     return text;
 }
 
+bool isDeleted(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 && status.st_nlink == 0;
+}
+
 bool isLockedByAnother(int descriptor) {
     return ::flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
@@ -105,21 +110,40 @@ void removeDead(fs::path const& file, Announcement const& announcement) {
 } // namespace
 
 AnnouncementFile::AnnouncementFile(fs::path path, Announcement const& announcement)
-    : path_(std::move(path)) {
+    : path_(std::move(path))
+    , text_(Json{{nameKey, announcement.name}, {endpointKey, announcement.endpoint}}.dump())
+    , descriptor_(write()) {}
+
+AnnouncementFile::~AnnouncementFile() {
+    withdraw();
+}
+
+void AnnouncementFile::restore() {
+    std::lock_guard const lock(mutex_);
+    if (descriptor_.get() >= 0 && isDeleted(descriptor_.get())) {
+        descriptor_ = write();
+    }
+}
+
+void AnnouncementFile::withdraw() noexcept {
+    std::lock_guard const lock(mutex_);
+    if (descriptor_.get() >= 0) {
+        ::unlink(path_.c_str());
+        descriptor_ = FileDescriptor();
+    }
+}
+
+FileDescriptor AnnouncementFile::write() const {
     auto unfinished = path_;
     unfinished += ".unfinished";
     try {
-        Json const json{{nameKey, announcement.name}, {endpointKey, announcement.endpoint}};
-        descriptor_ = writeLocked(unfinished, json.dump());
+        auto file = writeLocked(unfinished, text_);
         fs::rename(unfinished, path_);
+        return file;
     } catch (std::exception const& error) {
         ::unlink(unfinished.c_str());
         throw std::runtime_error("announcement " + path_.string() + ": " + error.what());
     }
-}
-
-AnnouncementFile::~AnnouncementFile() {
-    ::unlink(path_.c_str());
 }
 
 std::optional<Announcement> parseAnnouncement(std::string_view text) {
@@ -141,7 +165,7 @@ std::vector<Announcement> readAnnouncements(fs::path const& directory) {
         }
         if (isLockedByAnother(file.get())) {
             announcements.push_back(*std::move(announcement));
-        } else {
+        } else if (!isDeleted(file.get())) { // else its announcer may just have written another in its place
             removeDead(path, *announcement);
         }
     }

@@ -9,7 +9,7 @@
 namespace agent::spf::bundles::discovery {
 
 // The framework property that names the directory.
-inline constexpr char runtimeDirectoryProperty[] = "qo.spf.runtimedirectory";
+inline constexpr char const* runtimeDirectoryProperty = "qo.spf.runtimedirectory";
 
 // The directory to use, as an absolute path: the property's value if that is a string, else "spf" below
 // $XDG_RUNTIME_DIR, else "spf-<uid>" in /tmp.

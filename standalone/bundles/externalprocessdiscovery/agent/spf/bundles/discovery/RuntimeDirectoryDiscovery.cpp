@@ -47,8 +47,8 @@ DirectoryID directoryID(std::filesystem::path const& directory) {
 
 } // namespace
 
-// Watches the directory for all look-outs, on a thread of its own. All members but the worker are used on the
-// worker only.
+// Watches the directory for all look-outs and announcements, on a thread of its own. All members but the
+// worker are used on the worker only.
 class RuntimeDirectoryDiscovery::Watcher {
 public:
     explicit Watcher(std::filesystem::path directory)
@@ -64,7 +64,7 @@ public:
             try {
                 watch();
                 id = ++lastID_;
-                lookOuts_.emplace(id, LookOut{name, std::move(resolved), std::nullopt});
+                lookOuts_.emplace(id, LookOut{name, std::move(resolved)});
             } catch (...) {
                 error = std::current_exception();
             }
@@ -72,8 +72,16 @@ public:
         if (error) {
             std::rethrow_exception(error);
         }
-        worker_.post([this, id] { tellFirst(id); });
+        worker_.post([this] { tellChanges(); });
         return id;
+    }
+
+    // Restores the announcement when its file is deleted, for as long as it has an owner.
+    void keep(std::weak_ptr<AnnouncementFile> announcement) {
+        worker_.post([this, announcement = std::move(announcement)] {
+            announcements_.push_back(announcement);
+            checkSoon();
+        });
     }
 
     void remove(std::uint64_t id) {
@@ -95,7 +103,8 @@ private:
     struct LookOut {
         std::string name;
         Resolved resolved;
-        std::optional<std::string> endpoint; // told last
+        bool isTold = false;                   // of anything
+        std::optional<std::string> endpoint{}; // told last
     };
 
     // Watches the directory that is there now, unless it does so already.
@@ -125,7 +134,7 @@ private:
             if (error || stopped_) {
                 return;
             }
-            tellChanges();
+            look();
             checkSoon();
             awaitChange();
         });
@@ -148,9 +157,29 @@ private:
             } catch (std::exception const&) {
                 // As long as there is none to watch nobody announces anything.
             }
-            tellChanges();
+            look();
             check();
         });
+    }
+
+    void look() {
+        restoreAnnouncements();
+        tellChanges();
+    }
+
+    void restoreAnnouncements() {
+        auto const ended = std::remove_if(announcements_.begin(), announcements_.end(),
+                                          [](auto const& announcement) { return announcement.expired(); });
+        announcements_.erase(ended, announcements_.end());
+        for (auto const& kept : announcements_) {
+            try {
+                if (auto const announcement = kept.lock()) {
+                    announcement->restore();
+                }
+            } catch (std::exception const&) {
+                // The next look tries again.
+            }
+        }
     }
 
     static std::optional<std::string> choose(std::vector<Announcement> const& announcements,
@@ -170,12 +199,6 @@ private:
         return first;
     }
 
-    void tellFirst(std::uint64_t id) {
-        if (auto const found = lookOuts_.find(id); found != lookOuts_.end()) {
-            tell(found->second, choose(readAnnouncements(directory_), found->second));
-        }
-    }
-
     void tellChanges() {
         auto const announcements = readAnnouncements(directory_);
         std::vector<std::uint64_t> ids;
@@ -188,13 +211,14 @@ private:
                 continue;
             }
             auto const endpoint = choose(announcements, found->second);
-            if (endpoint != found->second.endpoint) {
+            if (!found->second.isTold || endpoint != found->second.endpoint) {
                 tell(found->second, endpoint);
             }
         }
     }
 
     static void tell(LookOut& lookOut, std::optional<std::string> const& endpoint) {
+        lookOut.isTold = true;
         lookOut.endpoint = endpoint;
         auto const resolved = lookOut.resolved; // the call may end the look-out
         resolved(endpoint);
@@ -208,20 +232,12 @@ private:
     boost::asio::steady_timer check_;
     std::chrono::milliseconds checkInterval_ = firstCheck;
     bool stopped_ = false;
+    std::vector<std::weak_ptr<AnnouncementFile>> announcements_;
     std::map<std::uint64_t, LookOut> lookOuts_;
     std::uint64_t lastID_ = 0;
 };
 
 namespace {
-
-class AnnouncementHandle : public DiscoveryService::Handle {
-public:
-    AnnouncementHandle(std::filesystem::path path, Announcement const& announcement)
-        : file_(std::move(path), announcement) {}
-
-private:
-    AnnouncementFile const file_;
-};
 
 template <class Action>
 class AtEnd : public DiscoveryService::Handle {
@@ -254,8 +270,11 @@ std::unique_ptr<DiscoveryService::Handle> RuntimeDirectoryDiscovery::resolve(std
 std::unique_ptr<DiscoveryService::Handle> RuntimeDirectoryDiscovery::announce(std::string const& name,
                                                                               std::string const& endpoint) {
     prepareRuntimeDirectory(directory_);
-    return std::make_unique<AnnouncementHandle>(ownPath(name, announcementExtension),
-                                                Announcement{name, endpoint});
+    auto announcement = std::make_shared<AnnouncementFile>(ownPath(name, announcementExtension),
+                                                           Announcement{name, endpoint});
+    watcher_->keep(announcement);
+    auto action = [announcement = std::move(announcement)] { announcement->withdraw(); };
+    return std::make_unique<AtEnd<decltype(action)>>(std::move(action));
 }
 
 std::string RuntimeDirectoryDiscovery::privateEndpoint(std::string const& name) {

@@ -10,9 +10,10 @@
 namespace agent::spf::bundles::discovery {
 
 // Several processes may announce one name; a look-out takes the first by the files' names and stays with it
-// for as long as it is announced. An announcement ends with its process, however that ends. The directory is
-// made when it is first needed, and watched from the first look-out on, so that what changes is found at
-// once; while nothing changes it is looked at every few seconds.
+// for as long as it is announced. An announcement ends with its process, however that ends; while
+// that lives, it comes back when its file is deleted. The directory is made when it is first needed, and
+// watched from the first look-out or announcement on, so that what changes is found at once; while nothing
+// changes it is looked at every few seconds.
 class RuntimeDirectoryDiscovery : public DiscoveryService {
 public:
     explicit RuntimeDirectoryDiscovery(std::filesystem::path directory);
