@@ -17,8 +17,8 @@ namespace agent::program {
 // Deeper nesting than this is refused: what reads the document is recursive.
 inline constexpr std::size_t maximumNesting = 64;
 
-// NOLINTNEXTLINE(bugprone-exception-escape): nothing throws where a JSON value is moved, only its assertions
-// fail
+// Where a JSON value is moved nothing throws; only its assertions fail.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 struct JsonDocument {
     nlohmann::json root;  // of duplicate members the last; null if the text is not readable
     Problems problems;    // a syntax error, or everything that is stricter than the grammar

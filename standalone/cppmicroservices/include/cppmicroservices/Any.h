@@ -30,7 +30,7 @@ class US_Framework_EXPORT Any {
 
 public:
     /// Empty. Not defaulted, so that constants can be declared without an initialiser.
-    Any() noexcept {}
+    Any() noexcept {} // NOLINT(modernize-use-equals-default)
 
     /// Holds a copy of `value`. Implicit, so that values can be written where an Any is expected. A string
     /// literal is no value that can be held: write std::string("...").
@@ -91,7 +91,8 @@ public:
     /// Exchanges the values and returns this object.
     Any& Swap(Any& rhs) noexcept {
         if (this != &rhs) {
-            Any held(std::move(rhs));
+            Any held;
+            held.takeFrom(rhs);
             rhs.takeFrom(*this);
             takeFrom(held);
         }
@@ -110,8 +111,8 @@ public:
     /// Whether both hold values of one type that are equal. An empty Any is equal to nothing, not even to
     /// another empty one.
     bool operator==(Any const& rhs) const {
-        return operations_ && rhs.operations_ && operations_->type == rhs.operations_->type &&
-               rhs.operations_->equal(value(), rhs.value());
+        return operations_ != nullptr && rhs.operations_ != nullptr &&
+               operations_->type == rhs.operations_->type && rhs.operations_->equal(value(), rhs.value());
     }
 
     template <typename ValueType>
@@ -119,7 +120,7 @@ public:
         return !operator==(val);
     }
 
-    bool Empty() const noexcept { return !operations_; }
+    bool Empty() const noexcept { return operations_ == nullptr; }
 
     /// The value as operator<< writes it, unless any_value_to_string() is specialised or overloaded for its
     /// type; containers as "[a,b]" and "{key : value, ...}".
@@ -133,13 +134,13 @@ public:
     /// default writes them with operator<<.
     /// @param increment spaces that each level adds; 0 writes everything on one line
     /// @param indent spaces in front of the elements of the outermost level
-    std::string ToJSON(std::uint8_t const increment, std::int32_t const indent) const;
+    std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
 
     /// @param prettyPrint one element a line, indented by four spaces for each level
     std::string ToJSON(bool prettyPrint = false) const;
 
     /// The value as a C++ expression, laid out as ToJSON() does. An empty Any is null.
-    std::string ToCPP(std::uint8_t const increment, std::int32_t const indent) const;
+    std::string ToCPP(std::uint8_t increment, std::int32_t indent) const;
     std::string ToCPP(bool prettyPrint = false) const;
 
     /// The type of the value; that of void if this is empty.
@@ -158,7 +159,7 @@ private:
     // Null unless a ValueType is held. Asks nothing of the type, which may be one that an Any cannot hold.
     template <typename ValueType>
     ValueType const* valueIf() const noexcept {
-        bool const isHeld = operations_ && operations_->type == typeid(ValueType);
+        bool const isHeld = operations_ != nullptr && operations_->type == typeid(ValueType);
         return isHeld ? detail::AnyOperationsFor<ValueType>::get(storage_) : nullptr;
     }
 

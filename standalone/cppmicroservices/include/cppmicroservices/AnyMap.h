@@ -139,9 +139,9 @@ public:
     using iterator = iter;
     using const_iterator = const_iter;
 
-    /// A map of the kind `type` with the entries of `l`; of several with equal keys the first counts.
-    /// @throws std::logic_error if `type` is none of the three kinds.
-    any_map(map_type type, std::initializer_list<value_type> l = {});
+    /// A map of the kind `kind` with the entries of `l`; of several with equal keys the first counts.
+    /// @throws std::logic_error if `kind` is none of the three.
+    any_map(map_type kind, std::initializer_list<value_type> l = {});
     any_map(ordered_any_map const& m);
     any_map(ordered_any_map&& m);
     any_map(unordered_any_map const& m);
@@ -212,7 +212,7 @@ class US_Framework_EXPORT AnyMap : public any_map {
 public:
     /// A map of the kind UNORDERED_MAP_CASEINSENSITIVE_KEYS.
     AnyMap(std::initializer_list<any_map::value_type> l = {});
-    AnyMap(map_type type, std::initializer_list<any_map::value_type> l = {});
+    AnyMap(map_type kind, std::initializer_list<any_map::value_type> l = {});
     AnyMap(ordered_any_map const& m);
     AnyMap(ordered_any_map&& m);
     AnyMap(unordered_any_map const& m);
@@ -236,15 +236,15 @@ public:
 };
 
 template <>
-US_Framework_EXPORT std::ostream& any_value_to_string(std::ostream& os, AnyMap const& m);
+US_Framework_EXPORT std::ostream& any_value_to_string(std::ostream& os, AnyMap const& val);
 
 template <>
-US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, AnyMap const& m,
-                                                    std::uint8_t const increment, std::int32_t const indent);
+US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, AnyMap const& val,
+                                                    std::uint8_t increment, std::int32_t indent);
 
 template <>
-US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, AnyMap const& m,
-                                                   std::uint8_t const increment, std::int32_t const indent);
+US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, AnyMap const& val,
+                                                   std::uint8_t increment, std::int32_t indent);
 
 } // namespace cppmicroservices
 

@@ -126,8 +126,9 @@ public:
     void Stop();
 
     /// Stops the bundle and takes it out of the framework. What the activator throws is reported as a
-    /// FrameworkEvent. \throws std::runtime_error for the framework itself \throws std::logic_error if the
-    /// bundle is uninstalled, or if its own activator calls this
+    /// FrameworkEvent.
+    /// \throws std::runtime_error for the framework itself
+    /// \throws std::logic_error if the bundle is uninstalled, or if its own activator calls this
     void Uninstall();
 
 protected:

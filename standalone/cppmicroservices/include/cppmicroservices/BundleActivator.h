@@ -27,6 +27,7 @@ struct BundleActivator {
 
 } // namespace cppmicroservices
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type has none
 /// Exports the default-constructible class as the bundle's activator. Stands outside every namespace.
 #define CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(_activator_type)                                            \
     extern "C" US_ABI_EXPORT ::cppmicroservices::BundleActivator* US_CREATE_ACTIVATOR_FUNC(                  \
@@ -39,5 +40,6 @@ struct BundleActivator {
     void US_DESTROY_ACTIVATOR_FUNC(US_BUNDLE_NAME)(::cppmicroservices::BundleActivator * bundleActivator) {  \
         delete bundleActivator;                                                                              \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 #endif

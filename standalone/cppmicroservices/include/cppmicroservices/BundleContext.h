@@ -73,8 +73,9 @@ public:
 
     /// Registers the service under every interface of the map, then delivers SERVICE_REGISTERED. The
     /// framework adds the properties SERVICE_ID, OBJECTCLASS and SERVICE_SCOPE; given ones of those names are
-    /// ignored. \throws std::invalid_argument if the map is empty or has an empty object \throws
-    /// std::runtime_error if two keys of `properties` differ in case only
+    /// ignored.
+    /// \throws std::invalid_argument if the map is empty or has an empty object
+    /// \throws std::runtime_error if two keys of `properties` differ in case only
     [[nodiscard]] ServiceRegistrationU
     RegisterService(InterfaceMapConstPtr const& service,
                     ServiceProperties const& properties = ServiceProperties());
@@ -205,8 +206,7 @@ public:
     /// same location before. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR.
     /// \param bundleManifest if not empty, the manifest by symbolic name, taken in place of the file's
     /// \throws std::runtime_error if the file does not exist, is no bundle or has a bad manifest, or if a
-    /// bundle with
-    ///         the same symbolic name and version is installed from another location
+    /// bundle with the same symbolic name and version is installed from another location
     std::vector<Bundle>
     InstallBundles(std::string const& location,
                    cppmicroservices::AnyMap const& bundleManifest = cppmicroservices::AnyMap(

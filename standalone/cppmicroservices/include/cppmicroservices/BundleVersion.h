@@ -31,6 +31,7 @@ public:
     BundleVersion(std::string const& version);
 
     BundleVersion(BundleVersion const& version);
+    BundleVersion& operator=(BundleVersion const& version) = delete;
 
     /// As the constructor, but white space around the text is ignored, and blank text gives the empty
     /// version.
@@ -58,10 +59,7 @@ public:
     int Compare(BundleVersion const& object) const;
 
 private:
-    friend class BundlePrivate;
-
-    explicit BundleVersion(bool undefined = false);
-    BundleVersion& operator=(BundleVersion const& version) = delete;
+    explicit BundleVersion(bool undefined);
 
     void requireDefined() const;
 

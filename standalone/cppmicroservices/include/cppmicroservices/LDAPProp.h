@@ -44,6 +44,8 @@ public:
     /// @throws std::invalid_argument if `property` is empty.
     LDAPProp(std::string property);
 
+    LDAPProp& operator=(LDAPProp const&) = delete;
+
     LDAPPropExpr operator==(std::string const& s) const;
     /// @throws std::logic_error, as do the other operators, if the Any is empty.
     LDAPPropExpr operator==(cppmicroservices::Any const& s) const;
@@ -89,8 +91,6 @@ public:
     }
 
 private:
-    LDAPProp& operator=(LDAPProp const&) = delete;
-
     template <class T>
     static std::string textOf(T const& value) {
         std::ostringstream text;

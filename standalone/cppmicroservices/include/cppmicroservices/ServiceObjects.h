@@ -20,8 +20,7 @@ public:
     ServiceObjectsBase& operator=(ServiceObjectsBase&& other) noexcept;
 
 protected:
-    ServiceObjectsBase(std::shared_ptr<detail::ContextRecord> const& context,
-                       ServiceReferenceBase const& reference);
+    ServiceObjectsBase(std::shared_ptr<detail::ContextRecord> context, ServiceReferenceBase const& reference);
     ~ServiceObjectsBase();
 
     std::shared_ptr<void> GetService() const;

@@ -189,9 +189,9 @@ private:
     using Services = detail::TrackedServices<S, T>;
     struct SearchFilter {};
 
-    ServiceTracker(BundleContext const& context, std::string filter,
-                   ServiceTrackerCustomizer<S, T>* customizer, SearchFilter)
-        : context_(context)
+    ServiceTracker(BundleContext context, std::string filter, ServiceTrackerCustomizer<S, T>* customizer,
+                   SearchFilter)
+        : context_(std::move(context))
         , filter_(std::move(filter))
         , customizer_(customizer) {}
 

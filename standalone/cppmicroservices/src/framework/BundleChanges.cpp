@@ -13,7 +13,7 @@ BundleChanges::Right::Right(BundleChanges& changes, BundleRecord const& bundle)
     auto const self = std::this_thread::get_id();
     std::unique_lock lock(changes.mutex_);
     while (changes.holders_.count(&bundle) > 0) {
-        changes.requireNoCircleUnlocked(bundle);
+        changes.requireNoCircleWithLock(bundle);
         changes.waiting_[self] = &bundle;
         changes.released_.wait(lock);
         changes.waiting_.erase(self);
@@ -27,7 +27,7 @@ BundleChanges::Right::~Right() {
     changes_.released_.notify_all();
 }
 
-void BundleChanges::requireNoCircleUnlocked(BundleRecord const& bundle) const {
+void BundleChanges::requireNoCircleWithLock(BundleRecord const& bundle) const {
     auto const self = std::this_thread::get_id();
     auto const* wanted = &bundle;
     for (auto holder = holders_.find(wanted); holder != holders_.end(); holder = holders_.find(wanted)) {

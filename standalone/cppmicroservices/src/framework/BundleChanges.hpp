@@ -34,7 +34,7 @@ public:
     };
 
 private:
-    void requireNoCircleUnlocked(BundleRecord const& bundle) const;
+    void requireNoCircleWithLock(BundleRecord const& bundle) const;
 
     std::mutex mutex_; // guards what follows
     std::condition_variable released_;

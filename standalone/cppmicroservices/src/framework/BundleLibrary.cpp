@@ -22,6 +22,7 @@ void* load(std::string const& path, int loadOptions) {
     // The loader refuses to load a program, even the running one; null stands for that.
     void* const handle = dlopen(isProgram(path) ? nullptr : path.c_str(), loadOptions);
     if (!handle) {
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the C library keeps the message for each thread
         throw std::runtime_error("Error loading " + path + ". " + dlerror());
     }
     return handle;

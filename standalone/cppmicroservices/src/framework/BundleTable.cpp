@@ -60,7 +60,7 @@ Manifest requireManifest(std::string const& path) {
 
 void BundleTable::setSystemBundle(Record system) {
     std::lock_guard const lock(mutex_);
-    insertUnlocked(system);
+    insertWithLock(system);
 }
 
 BundleTable::Installed BundleTable::install(FrameworkCore& core, std::string const& location,
@@ -140,15 +140,15 @@ BundleTable::Record BundleTable::add(FrameworkCore& core, std::string const& loc
     if (found != byLocation_.end()) {
         return found->second; // another thread was faster
     }
-    requireUniqueUnlocked(location, manifest);
+    requireUniqueWithLock(location, manifest);
     auto record =
         std::make_shared<BundleRecord>(core.weak_from_this(), ++lastId_, location, path, std::move(manifest));
-    insertUnlocked(record);
+    insertWithLock(record);
     isNew = true;
     return record;
 }
 
-void BundleTable::requireUniqueUnlocked(std::string const& location, Manifest const& manifest) const {
+void BundleTable::requireUniqueWithLock(std::string const& location, Manifest const& manifest) const {
     auto const same = std::find_if(byId_.begin(), byId_.end(), [&manifest](auto const& entry) {
         return entry.second->symbolicName() == manifest.symbolicName &&
                entry.second->version() == manifest.version;
@@ -161,7 +161,7 @@ void BundleTable::requireUniqueUnlocked(std::string const& location, Manifest co
     }
 }
 
-void BundleTable::insertUnlocked(Record const& record) {
+void BundleTable::insertWithLock(Record const& record) {
     byId_.emplace(record->id(), record);
     byLocation_.emplace(record->location(), record);
 }

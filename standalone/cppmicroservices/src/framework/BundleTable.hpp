@@ -45,8 +45,8 @@ public:
 private:
     Record add(FrameworkCore& core, std::string const& location, std::string const& path, Manifest manifest,
                bool& isNew);
-    void requireUniqueUnlocked(std::string const& location, Manifest const& manifest) const;
-    void insertUnlocked(Record const& record);
+    void requireUniqueWithLock(std::string const& location, Manifest const& manifest) const;
+    void insertWithLock(Record const& record);
 
     mutable std::mutex mutex_; // guards what follows
     std::map<long, Record> byId_;

@@ -36,6 +36,7 @@ FrameworkEvent Framework::WaitForStop(std::chrono::milliseconds const& timeout) 
     return core_->waitForStop(timeout);
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): callers ask a factory object
 Framework FrameworkFactory::NewFramework(FrameworkConfiguration const& configuration, std::ostream* logger) {
     return Framework(detail::FrameworkCore::make(configuration, logger));
 }

@@ -24,8 +24,8 @@ bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
 /// change.
 bool isPlainValue(std::string_view value) {
     return !value.empty() && value.find_first_of("*\\(") == std::string_view::npos &&
-           !std::isspace(static_cast<unsigned char>(value.front())) &&
-           !std::isspace(static_cast<unsigned char>(value.back()));
+           std::isspace(static_cast<unsigned char>(value.front())) == 0 &&
+           std::isspace(static_cast<unsigned char>(value.back())) == 0;
 }
 
 } // namespace

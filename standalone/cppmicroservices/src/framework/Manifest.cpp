@@ -126,7 +126,7 @@ Manifest interpretHeaders(AnyMap headers) {
         throw std::runtime_error("its manifest has no \"" + Constants::BUNDLE_SYMBOLICNAME + "\"");
     }
     auto const* const hasActivator = findHeader<bool>(headers, Constants::BUNDLE_ACTIVATOR, "true or false");
-    return {*name, versionOf(headers), hasActivator && *hasActivator, std::move(headers)};
+    return {*name, versionOf(headers), hasActivator != nullptr && *hasActivator, std::move(headers)};
 }
 
 } // namespace cppmicroservices::detail

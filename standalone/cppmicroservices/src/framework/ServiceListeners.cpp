@@ -44,7 +44,7 @@ void ServiceListeners::remove(ListenerTokenId id, ContextRecord const& context) 
     std::lock_guard const lock(mutex_);
     auto const found = entries_.find(id);
     if (found != entries_.end() && found->second->context.get() == &context) {
-        removed = eraseUnlocked(id);
+        removed = eraseWithLock(id);
     }
 }
 
@@ -62,12 +62,13 @@ void ServiceListeners::removeAllOf(ContextRecord const& context,
             ids.push_back(id);
         }
     }
+    removed.reserve(ids.size());
     for (auto const id : ids) {
-        removed.push_back(eraseUnlocked(id));
+        removed.push_back(eraseWithLock(id));
     }
 }
 
-std::shared_ptr<ServiceListeners::Entry> ServiceListeners::eraseUnlocked(ListenerTokenId id) {
+std::shared_ptr<ServiceListeners::Entry> ServiceListeners::eraseWithLock(ListenerTokenId id) {
     auto const found = entries_.find(id);
     auto entry = found->second;
     entries_.erase(found);

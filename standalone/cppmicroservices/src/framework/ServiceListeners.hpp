@@ -52,7 +52,7 @@ private:
     using Bucket = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>>;
     using Entries = std::shared_ptr<Bucket::Values const>;
 
-    std::shared_ptr<Entry> eraseUnlocked(ListenerTokenId id);
+    std::shared_ptr<Entry> eraseWithLock(ListenerTokenId id);
     std::vector<Entries> listenersFor(ServiceRecord const& record);
     /// Tells the listener of the event that `eventFor()` returns, if it returns one. What that or the
     /// listener throws is reported.

@@ -23,9 +23,9 @@ std::shared_ptr<detail::ServiceUse> acquire(detail::ContextRecord const& context
 
 } // namespace
 
-ServiceObjectsBase::ServiceObjectsBase(std::shared_ptr<detail::ContextRecord> const& context,
+ServiceObjectsBase::ServiceObjectsBase(std::shared_ptr<detail::ContextRecord> context,
                                        ServiceReferenceBase const& reference)
-    : context_(context)
+    : context_(std::move(context))
     , reference_(reference) {
     if (!reference) {
         throw std::invalid_argument("The service reference is invalid");

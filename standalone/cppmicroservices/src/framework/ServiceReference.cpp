@@ -83,7 +83,7 @@ std::string ServiceReferenceBase::GetInterfaceId() const {
 
 bool ServiceReferenceBase::IsConvertibleTo(std::string const& interfaceid) const {
     auto const target = link_.load();
-    return target.record && target.record->findInterface(interfaceid);
+    return target.record && target.record->findInterface(interfaceid) != nullptr;
 }
 
 void ServiceReferenceBase::BindTo(std::string const& interfaceId) {

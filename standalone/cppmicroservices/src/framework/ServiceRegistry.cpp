@@ -17,8 +17,8 @@ namespace cppmicroservices::detail {
 std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord const& context,
                                                                 InterfaceMapConstPtr service,
                                                                 ServiceProperties const& properties) {
-    auto const record = std::make_shared<ServiceRecord>(++lastId_, context.bundle(), context.core(),
-                                                        std::move(service), properties);
+    auto record = std::make_shared<ServiceRecord>(++lastId_, context.bundle(), context.core(),
+                                                  std::move(service), properties);
     add(context, record);
     try {
         listeners_.deliver(ServiceEvent::SERVICE_REGISTERED, record);
@@ -36,8 +36,8 @@ void ServiceRegistry::setProperties(ServiceRecord& record, ServiceProperties con
             if (made.oldRank.ranking != made.newRank.ranking) {
                 std::lock_guard const lock(mutex_);
                 if (all_.contains(made.oldRank)) {
-                    insertUnlocked(made.newRank, self);
-                    eraseUnlocked(made.oldRank, *self);
+                    insertWithLock(made.newRank, self);
+                    eraseWithLock(made.oldRank, *self);
                 }
             }
         });
@@ -111,7 +111,7 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::find(std::strin
     auto const& wanted = interfaceId.empty() ? hint.interfaceId : interfaceId;
     bool const allHaveIt = wanted == hint.interfaceId; // what the filter asks for first
     LDAPFilter const expression(allHaveIt && !hint.remainder.empty() ? hint.remainder : filter);
-    auto const candidates = snapshot(wanted);
+    auto candidates = snapshot(wanted);
     if (hint.complete && allHaveIt) {
         return candidates;
     }
@@ -158,27 +158,27 @@ ServiceRegistry::Records ServiceRegistry::usedBy(BundleRecord const& user) {
 void ServiceRegistry::add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record) {
     std::lock_guard const lock(mutex_);
     context.requireValid();
-    insertUnlocked(record->rank(), record);
+    insertWithLock(record->rank(), record);
 }
 
 void ServiceRegistry::remove(ServiceRecord const& record) {
     std::lock_guard const lock(mutex_);
-    eraseUnlocked(record.rank(), record);
+    eraseWithLock(record.rank(), record);
 }
 
-void ServiceRegistry::insertUnlocked(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record) {
+void ServiceRegistry::insertWithLock(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record) {
     try {
         all_.insert(rank, record);
         for (auto const& interfaceId : record->interfaces()) {
             byInterface_[interfaceId].insert(rank, record);
         }
     } catch (...) {
-        eraseUnlocked(rank, *record);
+        eraseWithLock(rank, *record);
         throw;
     }
 }
 
-void ServiceRegistry::eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record) noexcept {
+void ServiceRegistry::eraseWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept {
     all_.erase(rank);
     for (auto const& interfaceId : record.interfaces()) {
         auto const found = byInterface_.find(interfaceId);

@@ -58,10 +58,9 @@ private:
     /// Unregisters without telling anybody.
     void withdraw(ServiceRecord& record);
     static void end(ServiceRecord& record) noexcept;
-    void insertUnlocked(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
-    /// Whether the record was there; forgetAll() may have been faster.
-    /// Erases what is there of the record.
-    void eraseUnlocked(ServiceRank const& rank, ServiceRecord const& record) noexcept;
+    void insertWithLock(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
+    /// Erases what is there of the record; nothing, if forgetAll() was faster.
+    void eraseWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept;
     std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
 
     ServiceListeners& listeners_;

@@ -82,22 +82,22 @@ struct ReleaseUse {
 
 std::shared_ptr<ServiceUse> ServiceUses::acquire(ContextRecord const& context) {
     std::unique_lock lock(mutex_);
-    if (!usableUnlocked(context)) {
+    if (!usableWithLock(context)) {
         return nullptr;
     }
-    if (auto use = findUnlocked(*context.bundle())) {
+    if (auto use = findWithLock(*context.bundle())) {
         ++use->holders;
         return use;
     }
     return service_.scope() == ServiceScope::Singleton
-               ? addUnlocked(context, false, nullptr, service_.service())
+               ? addWithLock(context, false, nullptr, service_.service())
                : acquireMade(context, lock);
 }
 
 std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& context,
                                                      std::unique_lock<std::mutex>& lock) {
     auto const& user = context.bundle();
-    while (auto const* const making = findMakingUnlocked(*user)) {
+    while (auto const* const making = findMakingWithLock(*user)) {
         if (making->thread == std::this_thread::get_id()) {
             lock.unlock();
             report(service_, "Recursive call to ServiceFactory::GetService",
@@ -106,10 +106,10 @@ std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& contex
         }
         made_.wait(lock);
     }
-    if (!usableUnlocked(context)) {
+    if (!usableWithLock(context)) {
         return nullptr;
     }
-    if (auto use = findUnlocked(*user)) {
+    if (auto use = findWithLock(*user)) {
         ++use->holders;
         return use;
     }
@@ -118,14 +118,14 @@ std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& contex
     lock.unlock();
     auto object = makeObject(*factory, user);
     lock.lock();
-    making_.erase(making_.begin() + (findMakingUnlocked(*user) - making_.data()));
+    making_.erase(making_.begin() + (findMakingWithLock(*user) - making_.data()));
     made_.notify_all();
     return object ? keepMade(context, lock, false, factory, std::move(object)) : nullptr;
 }
 
 std::shared_ptr<ServiceUse> ServiceUses::acquirePrototype(ContextRecord const& context) {
     std::unique_lock lock(mutex_);
-    if (!usableUnlocked(context)) {
+    if (!usableWithLock(context)) {
         return nullptr;
     }
     auto const factory = service_.factory();
@@ -139,8 +139,8 @@ std::shared_ptr<ServiceUse> ServiceUses::keepMade(ContextRecord const& context,
                                                   std::unique_lock<std::mutex>& lock, bool prototype,
                                                   std::shared_ptr<ServiceFactory> const& factory,
                                                   InterfaceMapConstPtr object) {
-    if (usableUnlocked(context)) {
-        return addUnlocked(context, prototype, factory, std::move(object));
+    if (usableWithLock(context)) {
+        return addWithLock(context, prototype, factory, std::move(object));
     }
     lock.unlock();
     takeBack(*factory, context.bundle(), object);
@@ -197,14 +197,14 @@ std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
     return users;
 }
 
-std::shared_ptr<ServiceUse> ServiceUses::findUnlocked(BundleRecord const& user) const {
+std::shared_ptr<ServiceUse> ServiceUses::findWithLock(BundleRecord const& user) const {
     auto const found = std::find_if(uses_.begin(), uses_.end(), [&user](auto const& use) {
         return use->user.get() == &user && !use->prototype;
     });
     return found == uses_.end() ? nullptr : *found;
 }
 
-ServiceUses::Making const* ServiceUses::findMakingUnlocked(BundleRecord const& user) const {
+ServiceUses::Making const* ServiceUses::findMakingWithLock(BundleRecord const& user) const {
     auto const found = std::find_if(making_.begin(), making_.end(),
                                     [&user](Making const& making) { return making.user == &user; });
     return found == making_.end() ? nullptr : &*found;
@@ -212,11 +212,11 @@ ServiceUses::Making const* ServiceUses::findMakingUnlocked(BundleRecord const& u
 
 // Checked under the lock: once the service or the context is invalid, whoever releases the uses finds all of
 // them.
-bool ServiceUses::usableUnlocked(ContextRecord const& context) const {
+bool ServiceUses::usableWithLock(ContextRecord const& context) const {
     return service_.available() && context.valid();
 }
 
-std::shared_ptr<ServiceUse> ServiceUses::addUnlocked(ContextRecord const& context, bool prototype,
+std::shared_ptr<ServiceUse> ServiceUses::addWithLock(ContextRecord const& context, bool prototype,
                                                      std::shared_ptr<ServiceFactory> factory,
                                                      InterfaceMapConstPtr object) {
     uses_.push_back(std::make_shared<ServiceUse>(ServiceUse{

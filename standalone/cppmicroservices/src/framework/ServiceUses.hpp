@@ -66,13 +66,13 @@ private:
     };
 
     std::shared_ptr<ServiceUse> acquireMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock);
-    std::shared_ptr<ServiceUse> findUnlocked(BundleRecord const& user) const;
-    Making const* findMakingUnlocked(BundleRecord const& user) const;
-    bool usableUnlocked(ContextRecord const& context) const;
+    std::shared_ptr<ServiceUse> findWithLock(BundleRecord const& user) const;
+    Making const* findMakingWithLock(BundleRecord const& user) const;
+    bool usableWithLock(ContextRecord const& context) const;
     std::shared_ptr<ServiceUse> keepMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock,
                                          bool prototype, std::shared_ptr<ServiceFactory> const& factory,
                                          InterfaceMapConstPtr object);
-    std::shared_ptr<ServiceUse> addUnlocked(ContextRecord const& context, bool prototype,
+    std::shared_ptr<ServiceUse> addWithLock(ContextRecord const& context, bool prototype,
                                             std::shared_ptr<ServiceFactory> factory,
                                             InterfaceMapConstPtr object);
 

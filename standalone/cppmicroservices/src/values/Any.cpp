@@ -12,7 +12,7 @@ namespace cppmicroservices {
 
 namespace {
 
-constexpr std::uint8_t kPrettyIncrement = 4;
+constexpr std::uint8_t prettyIncrement = 4;
 
 std::string readableName(std::type_info const& type) {
     int status = 0;
@@ -128,7 +128,7 @@ std::string Any::ToJSON(std::uint8_t const increment, std::int32_t const indent)
 }
 
 std::string Any::ToJSON(bool prettyPrint) const {
-    std::uint8_t const increment = prettyPrint ? kPrettyIncrement : 0;
+    std::uint8_t const increment = prettyPrint ? prettyIncrement : 0;
     return ToJSON(increment, increment);
 }
 
@@ -142,7 +142,7 @@ std::string Any::ToCPP(std::uint8_t const increment, std::int32_t const indent) 
 }
 
 std::string Any::ToCPP(bool prettyPrint) const {
-    std::uint8_t const increment = prettyPrint ? kPrettyIncrement : 0;
+    std::uint8_t const increment = prettyPrint ? prettyIncrement : 0;
     return ToCPP(increment, increment);
 }
 

@@ -1,9 +1,8 @@
-// any_map on top of its storage, compound keys, and the text forms of AnyMap.
+// any_map on top of its storage, and what AnyMap shares with it.
 #include "cppmicroservices/AnyMap.h"
 
 #include "AnyMapStorage.hpp"
 
-#include <ostream>
 #include <stdexcept>
 
 namespace cppmicroservices {

@@ -10,7 +10,7 @@ namespace cppmicroservices::detail {
 namespace {
 
 // Up to this many entries, comparing keys one after the other is faster than an index.
-constexpr std::size_t kLargestWithoutIndex = 8;
+constexpr std::size_t largestWithoutIndex = 8;
 
 } // namespace
 
@@ -30,7 +30,7 @@ NodePool::~NodePool() {
 
 // As many slots as there are nodes, so that small maps take little memory and large ones few allocations.
 void NodePool::addChunk(std::size_t used) {
-    auto const count = std::clamp(used, std::size_t{1}, kLargestCount);
+    auto const count = std::clamp(used, std::size_t{1}, largestCount);
     void* const memory = ::operator new(sizeof(Chunk) + count * sizeof(Slot));
     chunks_ = ::new (memory) Chunk{chunks_};
     free_ = ::new (static_cast<void*>(chunks_ + 1)) FreeSlots{nullptr, count};
@@ -42,7 +42,7 @@ AnyMapStorage::AnyMapStorage(any_map::map_type kind, Capacity capacity) noexcept
 
 std::unique_ptr<AnyMapStorage> AnyMapStorage::create(any_map::map_type kind, std::size_t capacity) {
     auto storage = allocate(kind, capacity);
-    if (!storage->isOrdered() && capacity > kLargestWithoutIndex) {
+    if (!storage->isOrdered() && capacity > largestWithoutIndex) {
         storage->index_ = std::make_unique<Index>();
         storage->index_->hashed.reserve(capacity);
     }
@@ -54,7 +54,7 @@ std::unique_ptr<AnyMapStorage> AnyMapStorage::copy(AnyMapStorage const& other) {
     for (AnyMapNode const* original = other.first_; original; original = original->next) {
         copy->link(copy->makeNode(original->entry).release(), nullptr);
     }
-    if (copy->size_ > kLargestWithoutIndex) {
+    if (copy->size_ > largestWithoutIndex) {
         copy->index_ = copy->makeIndexLike(*other.index_);
     }
     return copy;
@@ -62,7 +62,7 @@ std::unique_ptr<AnyMapStorage> AnyMapStorage::copy(AnyMapStorage const& other) {
 
 std::unique_ptr<AnyMapStorage> AnyMapStorage::allocate(any_map::map_type kind, std::size_t capacity) {
     static_assert(alignof(AnyMapStorage) % alignof(NodePool::Slot) == 0);
-    Capacity const room{std::clamp(capacity, std::size_t{1}, NodePool::kLargestCount)};
+    Capacity const room{std::clamp(capacity, std::size_t{1}, NodePool::largestCount)};
     return std::unique_ptr<AnyMapStorage>(new (room) AnyMapStorage(kind, room));
 }
 
@@ -175,7 +175,7 @@ std::unique_ptr<AnyMapStorage::Index> AnyMapStorage::makeIndexLike(Index const& 
 void AnyMapStorage::keepOrdered(Place const& place, AnyMapNode* node) {
     if (index_) {
         index_->sorted.insert(place.position, node);
-    } else if (size_ == kLargestWithoutIndex) {
+    } else if (size_ == largestWithoutIndex) {
         index_ = makeIndex();
         index_->sorted.insert(index_->sorted.lowerBound(node->entry.first), node);
     }
@@ -185,7 +185,7 @@ void AnyMapStorage::keepOrdered(Place const& place, AnyMapNode* node) {
 void AnyMapStorage::keepHashed(std::size_t hash, AnyMapNode* node) {
     if (index_) {
         index_->hashed.insert(hash, node);
-    } else if (size_ == kLargestWithoutIndex) {
+    } else if (size_ == largestWithoutIndex) {
         index_ = makeIndex();
         index_->hashed.insert(hashFolded(node->entry.first), node);
     }

@@ -22,7 +22,7 @@ public:
     struct Slot {
         alignas(AnyMapNode) std::array<std::byte, sizeof(AnyMapNode)> memory;
     };
-    static constexpr std::size_t kLargestCount = 1024; // slots that are allocated at once
+    static constexpr std::size_t largestCount = 1024; // slots that are allocated at once
 
     NodePool(void* slots, std::size_t count) noexcept
         : free_(::new (slots) FreeSlots{nullptr, count}) {}
@@ -65,12 +65,12 @@ private:
 /// along them is faster, and spares it all memory but this object.
 class AnyMapStorage {
 public:
-    static constexpr std::size_t kUsualCapacity = 4;
+    static constexpr std::size_t usualCapacity = 4;
 
     /// Room for `capacity` entries, or for as many of them as are allocated at once, lies in the same block
     /// of memory as the object.
     static std::unique_ptr<AnyMapStorage> create(any_map::map_type kind,
-                                                 std::size_t capacity = kUsualCapacity);
+                                                 std::size_t capacity = usualCapacity);
     static std::unique_ptr<AnyMapStorage> copy(AnyMapStorage const& other);
 
     AnyMapStorage(AnyMapStorage const&) = delete;

@@ -12,13 +12,13 @@ namespace cppmicroservices {
 
 namespace {
 
-constexpr char kSeparator = '.';
+constexpr char separator = '.';
 
 // "1.2." has the two components "1" and "2": a separator at the end starts no further component.
 std::vector<std::string> componentsOf(std::string const& version) {
     std::vector<std::string> components;
     std::istringstream stream(version);
-    for (std::string component; std::getline(stream, component, kSeparator);) {
+    for (std::string component; std::getline(stream, component, separator);) {
         components.push_back(component);
     }
     return components;
@@ -137,8 +137,8 @@ std::string BundleVersion::ToString() const {
         return "undefined";
     }
     std::string text =
-        std::to_string(major_) + kSeparator + std::to_string(minor_) + kSeparator + std::to_string(micro_);
-    return qualifier_.empty() ? text : text + kSeparator + qualifier_;
+        std::to_string(major_) + separator + std::to_string(minor_) + separator + std::to_string(micro_);
+    return qualifier_.empty() ? text : text + separator + qualifier_;
 }
 
 bool BundleVersion::operator==(BundleVersion const& object) const {

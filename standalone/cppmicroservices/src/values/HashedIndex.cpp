@@ -8,40 +8,40 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-constexpr std::size_t kSmallestTable = 32;
+constexpr std::size_t smallestTable = 32;
 
 // By how much a full table grows.
-constexpr std::size_t kGrowth = 4;
+constexpr std::size_t growth = 4;
 
 } // namespace
 
 void HashedIndex::reserve(std::size_t count) {
-    std::size_t size = kSmallestTable;
+    std::size_t size = smallestTable;
     while (size < count) {
         size *= 2;
     }
     links_.reserve(size);
-    heads_ = std::vector<Number>(size, kNone);
+    heads_ = std::vector<Number>(size, none);
     for (std::size_t number = 0; number < links_.size(); ++number) {
         prepend(static_cast<Number>(number));
     }
 }
 
 void HashedIndex::insert(std::size_t hash, AnyMapNode* node) {
-    if (unused_ != kNone) {
+    if (unused_ != none) {
         Number const number = unused_;
         unused_ = links_[number].next;
-        links_[number] = {shortened(hash), kNone, node};
+        links_[number] = {shortened(hash), none, node};
         prepend(number);
         return;
     }
-    if (links_.size() == kNone) {
+    if (links_.size() == none) {
         throw std::length_error("a map has too many entries");
     }
     if (links_.size() == heads_.size()) {
-        reserve(kGrowth * links_.size());
+        reserve(growth * links_.size());
     }
-    links_.push_back({shortened(hash), kNone, node}); // there is memory for it
+    links_.push_back({shortened(hash), none, node}); // there is memory for it
     prepend(static_cast<Number>(links_.size() - 1));
 }
 

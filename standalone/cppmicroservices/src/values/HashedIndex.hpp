@@ -25,7 +25,7 @@ public:
         if (heads_.empty()) {
             return nullptr;
         }
-        for (Number number = heads_[headOf(hash)]; number != kNone; number = links_[number].next) {
+        for (Number number = heads_[headOf(hash)]; number != none; number = links_[number].next) {
             auto const& link = links_[number];
             if (link.hash == shortened(hash) && isMeant(*link.node)) {
                 return link.node;
@@ -49,11 +49,11 @@ public:
 
 private:
     using Number = std::uint32_t;
-    static constexpr Number kNone = UINT32_MAX;
+    static constexpr Number none = UINT32_MAX;
 
     struct Link {
         std::uint32_t hash;
-        Number next; // with a hash that leads to the same head, or unused; kNone: the last one
+        Number next; // with a hash that leads to the same head, or unused; none: the last one
         AnyMapNode* node;
     };
 
@@ -63,7 +63,7 @@ private:
 
     std::vector<Number> heads_; // where the chains begin; a power of two
     std::vector<Link> links_;
-    Number unused_ = kNone; // the first one whose node was erased
+    Number unused_ = none; // the first one whose node was erased
     bool isInOrder_ = true;
 };
 

@@ -10,7 +10,7 @@
 namespace cppmicroservices::detail {
 
 // Texts of at least one word are read in words, the last of which may overlap the one before it.
-inline constexpr std::size_t kWordSize = sizeof(std::uint64_t);
+inline constexpr std::size_t wordSize = sizeof(std::uint64_t);
 
 /// The bytes of `word` with those between 'A' and 'Z' made lower-case.
 inline std::uint64_t foldCase(std::uint64_t word) noexcept {
@@ -50,13 +50,13 @@ inline std::size_t hashFolded(std::string_view key) noexcept {
         return ((hash << 26 | hash >> 38) ^ foldCase(word)) * multiplier;
     };
     std::uint64_t hash = key.size();
-    if (key.size() < kWordSize) {
+    if (key.size() < wordSize) {
         hash = mix(hash, loadShort(key.data(), key.size()));
     } else {
-        for (std::size_t i = 0; i + kWordSize < key.size(); i += kWordSize) {
+        for (std::size_t i = 0; i + wordSize < key.size(); i += wordSize) {
             hash = mix(hash, loadWord<std::uint64_t>(key.data() + i));
         }
-        hash = mix(hash, loadWord<std::uint64_t>(key.data() + key.size() - kWordSize));
+        hash = mix(hash, loadWord<std::uint64_t>(key.data() + key.size() - wordSize));
     }
     hash ^= hash >> 32;
     hash *= multiplier;
@@ -67,7 +67,7 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
     if (left.size() != right.size()) {
         return false;
     }
-    if (left.size() < kWordSize) {
+    if (left.size() < wordSize) {
         return foldCase(loadShort(left.data(), left.size())) ==
                foldCase(loadShort(right.data(), right.size()));
     }
@@ -75,12 +75,12 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
         return foldCase(loadWord<std::uint64_t>(left.data() + i)) ==
                foldCase(loadWord<std::uint64_t>(right.data() + i));
     };
-    for (std::size_t i = 0; i + kWordSize < left.size(); i += kWordSize) {
+    for (std::size_t i = 0; i + wordSize < left.size(); i += wordSize) {
         if (!equalWordsAt(i)) {
             return false;
         }
     }
-    return equalWordsAt(left.size() - kWordSize);
+    return equalWordsAt(left.size() - wordSize);
 }
 
 /// The first eight bytes as a number that orders texts as they are ordered, as far as it tells them apart.
@@ -92,10 +92,10 @@ inline std::uint64_t orderingPrefix(std::string_view text) noexcept {
         }
         return number;
     };
-    if (text.size() >= kWordSize) {
-        return numberOf(kWordSize);
+    if (text.size() >= wordSize) {
+        return numberOf(wordSize);
     }
-    return text.empty() ? 0 : numberOf(text.size()) << 8 * (kWordSize - text.size());
+    return text.empty() ? 0 : numberOf(text.size()) << 8 * (wordSize - text.size());
 }
 
 } // namespace cppmicroservices::detail

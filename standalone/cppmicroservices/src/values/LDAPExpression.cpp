@@ -59,7 +59,7 @@ void appendEscaped(std::string& text, std::string const& pattern) {
         if (c == '\\' || c == '(' || c == ')' || c == '*') {
             text += '\\';
         }
-        text += c == kWildcard ? '*' : c;
+        text += c == wildcard ? '*' : c;
     }
 }
 
@@ -103,7 +103,7 @@ LDAPPattern makePattern(std::string text, LDAPExpression::Operator operation) {
         pattern.approximate = normaliseForApproximation(pattern.text);
     }
     setNumbers(pattern);
-    pattern.isPresence = pattern.text.size() == 1 && pattern.text.front() == kWildcard;
+    pattern.isPresence = pattern.text.size() == 1 && pattern.text.front() == wildcard;
     return pattern;
 }
 

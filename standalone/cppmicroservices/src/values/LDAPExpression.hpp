@@ -11,11 +11,11 @@ namespace cppmicroservices::detail {
 
 /// Stands in patterns for any text. The character DEL, because no text has it and because it orders values
 /// against patterns as filters always have.
-constexpr char kWildcard = '\x7f';
+constexpr char wildcard = '\x7f';
 
 /// The right-hand side of a comparison, in every form that a property's type can ask for.
 struct LDAPPattern {
-    std::string text;             // '*' as kWildcard, escapes removed
+    std::string text;             // '*' as wildcard, escapes removed
     std::string approximate;      // for approximation only: the text as normaliseForApproximation() makes it
     std::optional<long> integer;  // none if the text does not begin with one that fits
     std::optional<double> number; // none if the text does not begin with one that fits

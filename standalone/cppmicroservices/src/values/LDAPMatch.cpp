@@ -35,7 +35,7 @@ bool matchesWildcards(std::string_view text, std::string_view pattern) {
     std::size_t lastWildcard = none;
     std::size_t resumeAt = 0;
     while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == kWildcard) {
+        if (p < pattern.size() && pattern[p] == wildcard) {
             lastWildcard = p++;
             resumeAt = t;
         } else if (p < pattern.size() && pattern[p] == text[t]) {
@@ -48,7 +48,7 @@ bool matchesWildcards(std::string_view text, std::string_view pattern) {
             return false;
         }
     }
-    return pattern.find_first_not_of(kWildcard, p) == none;
+    return pattern.find_first_not_of(wildcard, p) == none;
 }
 
 bool matchesText(Operator operation, LDAPPattern const& pattern, std::string_view text) {

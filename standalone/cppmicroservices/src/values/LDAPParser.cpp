@@ -29,14 +29,14 @@ public:
     }
 
 private:
-    static constexpr char const* kMalformed = "Malformed query";
+    static constexpr char const* malformed = "Malformed query";
     // A bound on recursion, far beyond what a person or a program writes, so that no filter text overflows
     // the stack.
-    static constexpr int kDeepestNesting = 1000;
+    static constexpr int deepestNesting = 1000;
 
     LDAPExpression parseExpression() {
         if (peekAfterSpace() != '(') {
-            fail(kMalformed);
+            fail(malformed);
         }
         advance();
         switch (peekAfterSpace()) {
@@ -53,7 +53,7 @@ private:
 
     LDAPExpression parseOperands(Operator operation) {
         advance();
-        if (++nesting_ > kDeepestNesting) {
+        if (++nesting_ > deepestNesting) {
             fail("Query is nested too deeply");
         }
         LDAPExpression expression;
@@ -65,7 +65,7 @@ private:
         advance();
         --nesting_;
         if (operation == Operator::Not && expression.operands.size() != 1) {
-            fail(kMalformed);
+            fail(malformed);
         }
         return expression;
     }
@@ -88,7 +88,7 @@ private:
             name.remove_suffix(1);
         }
         if (name.empty()) {
-            fail(kMalformed);
+            fail(malformed);
         }
         return std::string(name);
     }
@@ -115,7 +115,7 @@ private:
             if (c == '\\') {
                 c = take();
             } else if (c == '*') {
-                c = kWildcard;
+                c = wildcard;
             } else if (c == '(') {
                 ++depth;
             } else if (c == ')') {

@@ -10,7 +10,7 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-constexpr std::size_t kBlockCapacity = 128;
+constexpr std::size_t blockCapacity = 128;
 
 std::ptrdiff_t offset(std::size_t index) {
     return static_cast<std::ptrdiff_t>(index);
@@ -75,10 +75,10 @@ void SortedIndex::insert(Position position, AnyMapNode* node) {
         appendOne(node);
         return;
     }
-    if (blocks_[position.block].size() == kBlockCapacity) {
+    if (blocks_[position.block].size() == blockCapacity) {
         split(position.block);
-        if (position.slot >= kBlockCapacity / 2) {
-            position = {position.block + 1, position.slot - kBlockCapacity / 2};
+        if (position.slot >= blockCapacity / 2) {
+            position = {position.block + 1, position.slot - blockCapacity / 2};
         }
     }
     // In front of another node, hence never the last of its block.
@@ -88,9 +88,9 @@ void SortedIndex::insert(Position position, AnyMapNode* node) {
 
 // Whatever throws does so before anything changes.
 void SortedIndex::split(std::size_t block) {
-    constexpr std::size_t half = kBlockCapacity / 2;
+    constexpr std::size_t half = blockCapacity / 2;
     Block upper;
-    upper.reserve(kBlockCapacity);
+    upper.reserve(blockCapacity);
     upper.assign(blocks_[block].begin() + offset(half), blocks_[block].end());
     growIfFull(blocks_);
     last_.insert(last_.begin() + offset(block), blocks_[block][half - 1]);
@@ -100,9 +100,9 @@ void SortedIndex::split(std::size_t block) {
 
 // Starts a new block rather than splitting, so that maps built in key order have full blocks.
 void SortedIndex::appendOne(AnyMapNode* node) {
-    if (blocks_.empty() || blocks_.back().size() == kBlockCapacity) {
+    if (blocks_.empty() || blocks_.back().size() == blockCapacity) {
         Block block;
-        block.reserve(kBlockCapacity);
+        block.reserve(blockCapacity);
         block.emplace_back(node);
         growIfFull(last_);
         blocks_.push_back(std::move(block));

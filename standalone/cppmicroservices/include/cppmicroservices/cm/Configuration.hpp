@@ -10,9 +10,7 @@
 #include <string>
 #include <utility>
 
-namespace cppmicroservices {
-namespace service {
-namespace cm {
+namespace cppmicroservices::service::cm {
 
 // A handle to a configuration, obtained from ConfigurationAdmin. Thread-safe.
 //
@@ -64,8 +62,6 @@ public:
     virtual unsigned long GetInstanceCount() = 0;
 };
 
-} // namespace cm
-} // namespace service
-} // namespace cppmicroservices
+} // namespace cppmicroservices::service::cm
 
 #endif

@@ -8,9 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace cppmicroservices {
-namespace service {
-namespace cm {
+namespace cppmicroservices::service::cm {
 
 // Thread-safe. Configurations live as long as the Configuration Admin bundle is active; nothing is stored on
 // disk.
@@ -36,8 +34,6 @@ public:
     ListConfigurations(std::string const& filter = {}) = 0;
 };
 
-} // namespace cm
-} // namespace service
-} // namespace cppmicroservices
+} // namespace cppmicroservices::service::cm
 
 #endif

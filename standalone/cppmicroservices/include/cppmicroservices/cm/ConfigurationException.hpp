@@ -6,9 +6,7 @@
 #include <string>
 #include <utility>
 
-namespace cppmicroservices {
-namespace service {
-namespace cm {
+namespace cppmicroservices::service::cm {
 
 // what() names the reason and the offending property, if one is given.
 class ConfigurationException : public std::runtime_error {
@@ -29,8 +27,6 @@ private:
     std::string const property_;
 };
 
-} // namespace cm
-} // namespace service
-} // namespace cppmicroservices
+} // namespace cppmicroservices::service::cm
 
 #endif

@@ -8,9 +8,7 @@
 #include <string>
 #include <utility>
 
-namespace cppmicroservices {
-namespace service {
-namespace cm {
+namespace cppmicroservices::service::cm {
 
 enum class ConfigurationEventType { CM_UPDATED = 1, CM_DELETED = 2 };
 
@@ -47,8 +45,6 @@ public:
     virtual void configurationEvent(ConfigurationEvent const& event) = 0;
 };
 
-} // namespace cm
-} // namespace service
-} // namespace cppmicroservices
+} // namespace cppmicroservices::service::cm
 
 #endif

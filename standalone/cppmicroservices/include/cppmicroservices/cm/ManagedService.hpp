@@ -4,9 +4,7 @@
 
 #include <cppmicroservices/AnyMap.h>
 
-namespace cppmicroservices {
-namespace service {
-namespace cm {
+namespace cppmicroservices::service::cm {
 
 // Registered with its PID as the service property "service.pid" or, where that is absent, "component.name".
 class ManagedService {
@@ -20,8 +18,6 @@ public:
     virtual void Updated(AnyMap const& properties) = 0;
 };
 
-} // namespace cm
-} // namespace service
-} // namespace cppmicroservices
+} // namespace cppmicroservices::service::cm
 
 #endif

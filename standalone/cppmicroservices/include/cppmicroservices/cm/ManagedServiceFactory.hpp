@@ -6,9 +6,7 @@
 
 #include <string>
 
-namespace cppmicroservices {
-namespace service {
-namespace cm {
+namespace cppmicroservices::service::cm {
 
 // Registered with its factory PID as the service property "service.pid" or, where that is absent,
 // "component.name".
@@ -29,8 +27,6 @@ public:
     virtual void Removed(std::string const& pid) = 0;
 };
 
-} // namespace cm
-} // namespace service
-} // namespace cppmicroservices
+} // namespace cppmicroservices::service::cm
 
 #endif

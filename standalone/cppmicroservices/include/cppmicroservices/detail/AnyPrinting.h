@@ -26,25 +26,23 @@ class Any;
 constexpr int DOUBLE_PRECISION = 12;
 
 /// Starts a line indented by `indent` spaces, unless `increment` is 0.
-US_Framework_EXPORT std::ostream& newline_and_indent(std::ostream& os, std::uint8_t const increment,
-                                                     std::int32_t const indent);
+US_Framework_EXPORT std::ostream& newline_and_indent(std::ostream& os, std::uint8_t increment,
+                                                     std::int32_t indent);
 
 /// @throws std::logic_error if `any` is empty.
 US_Framework_EXPORT std::ostream& any_value_to_string(std::ostream& os, Any const& any);
 
-US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, Any const& val, std::uint8_t const,
-                                                    std::int32_t const);
-US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, std::string const& val,
-                                                    std::uint8_t const, std::int32_t const);
-US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, bool val, std::uint8_t const,
-                                                    std::int32_t const);
+US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, Any const& val, std::uint8_t,
+                                                    std::int32_t);
+US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, std::string const& val, std::uint8_t,
+                                                    std::int32_t);
+US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, bool val, std::uint8_t, std::int32_t);
 
-US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, Any const& val, std::uint8_t const,
-                                                   std::int32_t const);
-US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, std::string const& val,
-                                                   std::uint8_t const, std::int32_t const);
-US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, bool val, std::uint8_t const,
-                                                   std::int32_t const);
+US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, Any const& val, std::uint8_t,
+                                                   std::int32_t);
+US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, std::string const& val, std::uint8_t,
+                                                   std::int32_t);
+US_Framework_EXPORT std::ostream& any_value_to_cpp(std::ostream& os, bool val, std::uint8_t, std::int32_t);
 
 // Functions have no text.
 
@@ -122,15 +120,17 @@ any_value_to_cpp(std::ostream& os, T const& val, std::uint8_t const, std::int32_
 
 // Containers. All are declared before the first one is defined, so that they nest in any order.
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a template has none
 #define CPPMICROSERVICES_DECLARE_SEQUENCE_FORMS(Container)                                                   \
     template <class E>                                                                                       \
     std::ostream& any_value_to_string(std::ostream& os, Container<E> const& sequence);                       \
     template <class E>                                                                                       \
-    std::ostream& any_value_to_json(std::ostream& os, Container<E> const& sequence,                          \
-                                    std::uint8_t const increment, std::int32_t const indent);                \
+    std::ostream& any_value_to_json(std::ostream& os, Container<E> const& sequence, std::uint8_t increment,  \
+                                    std::int32_t indent);                                                    \
     template <class E>                                                                                       \
-    std::ostream& any_value_to_cpp(std::ostream& os, Container<E> const& sequence,                           \
-                                   std::uint8_t const increment, std::int32_t const indent);
+    std::ostream& any_value_to_cpp(std::ostream& os, Container<E> const& sequence, std::uint8_t increment,   \
+                                   std::int32_t indent);
+// NOLINTEND(bugprone-macro-parentheses)
 CPPMICROSERVICES_DECLARE_SEQUENCE_FORMS(std::vector)
 CPPMICROSERVICES_DECLARE_SEQUENCE_FORMS(std::list)
 CPPMICROSERVICES_DECLARE_SEQUENCE_FORMS(std::set)
@@ -144,17 +144,17 @@ std::ostream& any_value_to_string(std::ostream& os, std::map<K, Any> const& m);
 template <class K, class V>
 std::ostream& any_value_to_string(std::ostream& os, std::map<K, V> const& m);
 template <class K>
-std::ostream& any_value_to_json(std::ostream& os, std::map<K, Any> const& m, std::uint8_t const increment,
-                                std::int32_t const indent);
+std::ostream& any_value_to_json(std::ostream& os, std::map<K, Any> const& m, std::uint8_t increment,
+                                std::int32_t indent);
 template <class K, class V>
-std::ostream& any_value_to_json(std::ostream& os, std::map<K, V> const& m, std::uint8_t const increment,
-                                std::int32_t const indent);
+std::ostream& any_value_to_json(std::ostream& os, std::map<K, V> const& m, std::uint8_t increment,
+                                std::int32_t indent);
 template <class K>
-std::ostream& any_value_to_cpp(std::ostream& os, std::map<K, Any> const& m, std::uint8_t const increment,
-                               std::int32_t const indent);
+std::ostream& any_value_to_cpp(std::ostream& os, std::map<K, Any> const& m, std::uint8_t increment,
+                               std::int32_t indent);
 template <class K, class V>
-std::ostream& any_value_to_cpp(std::ostream& os, std::map<K, V> const& m, std::uint8_t const increment,
-                               std::int32_t const indent);
+std::ostream& any_value_to_cpp(std::ostream& os, std::map<K, V> const& m, std::uint8_t increment,
+                               std::int32_t indent);
 
 namespace detail {
 
@@ -214,6 +214,7 @@ std::ostream& container_to_cpp(std::ostream& os, Iterator i1, Iterator i2, std::
     return os;
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a template has none
 #define CPPMICROSERVICES_DEFINE_SEQUENCE_FORMS(Container)                                                    \
     template <class E>                                                                                       \
     std::ostream& any_value_to_string(std::ostream& os, Container<E> const& sequence) {                      \
@@ -229,6 +230,7 @@ std::ostream& container_to_cpp(std::ostream& os, Iterator i1, Iterator i2, std::
                                    std::uint8_t const increment, std::int32_t const indent) {                \
         return container_to_cpp(os, sequence.begin(), sequence.end(), increment, indent);                    \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 CPPMICROSERVICES_DEFINE_SEQUENCE_FORMS(std::vector)
 CPPMICROSERVICES_DEFINE_SEQUENCE_FORMS(std::list)
 CPPMICROSERVICES_DEFINE_SEQUENCE_FORMS(std::set)

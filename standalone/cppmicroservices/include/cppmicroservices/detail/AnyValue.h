@@ -5,6 +5,7 @@
 #include "cppmicroservices/FrameworkExport.h"
 #include "cppmicroservices/detail/AnyPrinting.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
@@ -18,7 +19,7 @@ namespace cppmicroservices::detail {
 
 union AnyStorage {
     void* heap;
-    alignas(std::string) std::byte bytes[sizeof(std::string)];
+    alignas(std::string) std::array<std::byte, sizeof(std::string)> bytes;
 };
 
 /// The operations on one type. `relocate` moves the value and ends the life of the one moved from, so that an
@@ -45,9 +46,7 @@ struct HasEquality<T, std::void_t<decltype(std::declval<T const&>() == std::decl
 /// Types that cannot be compared are equal to nothing; neither are arrays, which no Any holds.
 template <typename T>
 bool equalValues(T const& left, T const& right) {
-    if constexpr (std::is_array_v<T>) {
-        return false;
-    } else if constexpr (HasEquality<T>::value) {
+    if constexpr (std::conjunction_v<std::negation<std::is_array<T>>, HasEquality<T>>) {
         return static_cast<bool>(left == right);
     } else {
         return false;
@@ -91,7 +90,7 @@ private:
     static void relocate(AnyStorage& from, AnyStorage& to) noexcept {
         T& source = const_cast<T&>(*get(from));
         create(to, std::move(source));
-        source.~T();
+        source.~T(); // NOLINT(bugprone-use-after-move): whatever the move left ends here
     }
 
     static void destroy(AnyStorage& storage) noexcept {

@@ -85,7 +85,7 @@ public:
             }
             object = std::move(found->second);
             objects_.erase(found);
-            changedUnlocked();
+            changedWithLock();
         }
         Call const call(*this);
         customizer_.RemovedService(reference, object);
@@ -132,14 +132,14 @@ public:
     /// The most preferred service; invalid if there is none.
     Reference best() const {
         std::lock_guard const lock(mutex_);
-        auto const* const best = bestUnlocked();
+        auto const* const best = bestWithLock();
         return best ? best->first : Reference();
     }
 
     /// Its object; null if there is none.
     Object bestObject() const {
         std::lock_guard const lock(mutex_);
-        auto const* const best = bestUnlocked();
+        auto const* const best = bestWithLock();
         return best ? best->second : nullptr;
     }
 
@@ -201,7 +201,7 @@ private:
             auto const found = objects_.find(reference);
             if (found != objects_.end()) {
                 object = found->second;
-                changedUnlocked();
+                changedWithLock();
             }
         }
         if (object) {
@@ -242,11 +242,11 @@ private:
             return false;
         }
         objects_.emplace(reference, object);
-        changedUnlocked();
+        changedWithLock();
         return true;
     }
 
-    typename Objects::value_type const* bestUnlocked() const {
+    typename Objects::value_type const* bestWithLock() const {
         if (!best_ && !objects_.empty()) {
             best_ = &*std::max_element(objects_.begin(), objects_.end(),
                                        [](auto const& a, auto const& b) { return a.first < b.first; });
@@ -254,7 +254,7 @@ private:
         return best_;
     }
 
-    void changedUnlocked() {
+    void changedWithLock() {
         ++trackingCount_;
         best_ = nullptr;
         changed_.notify_all();

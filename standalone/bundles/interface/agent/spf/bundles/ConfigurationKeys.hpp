@@ -6,35 +6,35 @@
 namespace agent::spf::bundles {
 
 namespace pids {
-inline constexpr char framework[] = "qo.spf.framework";
-inline constexpr char rpcPublisher[] = "qo.spf.rpcservicepublisher";
-inline constexpr char legacyPublisher[] = "qo.spf.legacyservicepublisher";
+inline constexpr char const* framework = "qo.spf.framework";
+inline constexpr char const* rpcPublisher = "qo.spf.rpcservicepublisher";
+inline constexpr char const* legacyPublisher = "qo.spf.legacyservicepublisher";
 } // namespace pids
 
 namespace keys {
 // A published configuration.
-inline constexpr char serviceConfigurations[] = "serviceConfigurations";
-inline constexpr char servicePublisherConfigurations[] = "servicePublisherConfigurations";
-inline constexpr char servicePublisherMappings[] = "servicePublisherMappings";
-inline constexpr char modificationCount[] = "modificationCount";
+inline constexpr char const* serviceConfigurations = "serviceConfigurations";
+inline constexpr char const* servicePublisherConfigurations = "servicePublisherConfigurations";
+inline constexpr char const* servicePublisherMappings = "servicePublisherMappings";
+inline constexpr char const* modificationCount = "modificationCount";
 // A mapping.
-inline constexpr char serviceID[] = "serviceID";
-inline constexpr char publisherID[] = "publisherID";
+inline constexpr char const* serviceID = "serviceID";
+inline constexpr char const* publisherID = "publisherID";
 // An interface or a publisher.
-inline constexpr char name[] = "name";
-inline constexpr char uniqueID[] = "uniqueID";
-inline constexpr char version[] = "version";
-inline constexpr char major[] = "major";
-inline constexpr char requestedProperties[] = "requestedProperties";
-inline constexpr char factoryPID[] = "factoryPID";
-inline constexpr char config[] = "config";
+inline constexpr char const* name = "name";
+inline constexpr char const* uniqueID = "uniqueID";
+inline constexpr char const* version = "version";
+inline constexpr char const* major = "major";
+inline constexpr char const* requestedProperties = "requestedProperties";
+inline constexpr char const* factoryPID = "factoryPID";
+inline constexpr char const* config = "config";
 // The "config" of a publisher.
-inline constexpr char endpointsToConnectTo[] = "endpointsToConnectTo";
-inline constexpr char endpointsToBindTo[] = "endpointsToBindTo";
-inline constexpr char importFilter[] = "importFilter";
-inline constexpr char exportFilter[] = "exportFilter";
+inline constexpr char const* endpointsToConnectTo = "endpointsToConnectTo";
+inline constexpr char const* endpointsToBindTo = "endpointsToBindTo";
+inline constexpr char const* importFilter = "importFilter";
+inline constexpr char const* exportFilter = "exportFilter";
 // A requested property whose key begins so must be carried by the service, under the rest of the key.
-inline constexpr char requiredServicePropertyPrefix[] = "spf::requiredServiceProperty::";
+inline constexpr char const* requiredServicePropertyPrefix = "spf::requiredServiceProperty::";
 } // namespace keys
 
 // A publisher configuration, delivered under the publisher's factory PID, holds "name", "uniqueID" and

@@ -10,7 +10,7 @@
 namespace agent::spf::bundles {
 
 // Larger frames are neither sent nor received.
-inline constexpr std::size_t maximumFrameSize = 1024 * 1024; // bytes
+inline constexpr std::size_t maximumFrameSize = std::size_t{1024} * 1024; // bytes
 
 // The user's side of a connection. Called on the provider's thread, never two calls at once, with no lock of
 // the provider held; must not block and must not throw.

@@ -13,13 +13,13 @@ namespace agent::spf::bundles {
 // runtime properties of the interface, each under its own name. The requested properties of the interface
 // that are not required ones stand there too, unless their key is one of these.
 namespace remoteservice {
-inline constexpr char interfaceKey[] = "interface"; // the interface's name
-inline constexpr char uniqueIDKey[] = "uniqueID";   // the interface's unique ID at the peer
-inline constexpr char versionKey[] = "version";     // the interface's major version
-inline constexpr char publisherKey[] = "publisher"; // unique ID of the peer's publisher that offers it
-inline constexpr char peerKey[] = "peer";           // the peer's agent identity
-inline constexpr char endpointKey[] = "endpoint";   // the local endpoint through which the peer is reached
-inline constexpr char localPublisherKey[] =
+inline constexpr char const* interfaceKey = "interface"; // the interface's name
+inline constexpr char const* uniqueIDKey = "uniqueID";   // the interface's unique ID at the peer
+inline constexpr char const* versionKey = "version";     // the interface's major version
+inline constexpr char const* publisherKey = "publisher"; // unique ID of the peer's publisher that offers it
+inline constexpr char const* peerKey = "peer";           // the peer's agent identity
+inline constexpr char const* endpointKey = "endpoint"; // the local endpoint through which the peer is reached
+inline constexpr char const* localPublisherKey =
     "localPublisher"; // unique ID of the local publisher that imports it
 } // namespace remoteservice
 

@@ -79,7 +79,7 @@ private:
 };
 
 // The reason of an end that was the peer's.
-inline constexpr char closedByPeer[] = "connection closed by the peer";
+inline constexpr char const* closedByPeer = "connection closed by the peer";
 
 } // namespace agent::spf::bundles::sockets
 

@@ -13,7 +13,7 @@ namespace agent::spf::bundles::publisher {
 
 // The framework property that names this process's agent to its peers; without it, the host's name and the
 // process ID do.
-inline constexpr char agentProperty[] = "qo.spf.agent";
+inline constexpr char const* agentProperty = "qo.spf.agent";
 
 // Has a publisher at work for each configuration of the factory PID, from construction to destruction. All of
 // them live on one thread of the bundle's own.
