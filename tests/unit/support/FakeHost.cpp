@@ -130,6 +130,7 @@ installAndStart(Path const& directory, cppmicroservices::LDAPFilter const& filte
     return {fakeHost().bundles(path), fakeHost().bundlesNotStarted(path)};
 }
 
+// As every host's path, but stricter: it notices when the library does not append components one by one.
 Path::Path(std::u16string text)
     : text_(std::move(text)) {}
 

@@ -17,24 +17,22 @@
 // How the standalone host keeps the promises of FrameworkAccess.hpp:
 //
 // - agent::host::getFramework() starts the process's framework on its first call: it creates the framework
-// with the
-//   properties set here, starts it, and installs and starts the bundles in "bin/darwinarm64/microservices"
-//   below the installation root, Configuration Admin among them. Callers that arrive meanwhile on other
-//   threads wait until this is done; a call from an activator of these bundles, on the thread that starts
-//   them, gets the framework at once. If it fails, the framework is stopped again, the caller gets the
-//   exception, and the next call tries anew. The result is null once the framework is stopped or stopping,
-//   whoever stopped it, until startFramework().
+//   with the properties set here, starts it, and installs and starts the bundles in
+//   "bin/darwinarm64/microservices" below the installation root, Configuration Admin among them. Callers that
+//   arrive meanwhile on other threads wait until this is done; a call from an activator of these bundles, on
+//   the thread that starts them, gets the framework at once. If it fails, the framework is stopped again, the
+//   caller gets the exception, and the next call tries anew. The result is null once the framework is stopped
+//   or stopping, whoever stopped it, until startFramework().
 //
 // - agent::host::installAndStart() takes a path relative to the installation root, or an absolute one. The
-// bundles of
-//   a directory are its entries whose names end in ".so" and do not begin with '.'; subdirectories and other
-//   files, such as a README, are passed over. All of them are installed, in ascending byte order of their
-//   names, before the first is started, so a file that is no bundle fails the call before any activator has
-//   run. Installing a directory again returns the bundles that are there, and starts those that are stopped.
-//   With a filter, the second result holds the bundles that do not match: installed, not started. The path
-//   must be well-formed UTF-16. Whatever fails is a std::runtime_error that names the file or directory and
-//   the reason; the exception of an activator is nested in it. Bundles that were installed or started before
-//   the failure stay so.
+//   bundles of a directory are its entries whose names end in ".so" and do not begin with '.'; subdirectories
+//   and other files, such as a README, are passed over. All of them are installed, in ascending byte order of
+//   their names, before the first is started, so a file that is no bundle fails the call before any activator
+//   has run. Installing a directory again returns the bundles that are there, and starts those that are
+//   stopped. With a filter, the second result holds the bundles that do not match: installed, not started.
+//   The path must be well-formed UTF-16. Whatever fails is a std::runtime_error that names the file or
+//   directory and the reason; the exception of an activator is nested in it. Bundles that were installed or
+//   started before the failure stay so.
 namespace agent::host::standalone {
 
 // The directory below which the installation lies; relative paths are resolved when they are set. Bundles
