@@ -2,7 +2,6 @@
 #include "ConfigurationAdminFixture.hpp"
 
 #include <atomic>
-#include <thread>
 
 namespace configuration_admin_test {
 
@@ -14,21 +13,6 @@ class ConfigurationAdminStop : public ConfigurationAdminTest {};
 TEST_F(ConfigurationAdminStop, UnregistersTheService) {
     bundle_.Stop();
     EXPECT_FALSE(findAdmin());
-}
-
-TEST_F(ConfigurationAdminStop, DeliversWhatWasAccepted) {
-    Gate gate;
-    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
-    auto const configuration = admin_->GetConfiguration("pid");
-    auto const first = configuration->Update(numbered(1));
-    ASSERT_TRUE(service->updates.reaches(1));
-    auto const second = configuration->Update(numbered(2));
-    auto stopped = std::async(std::launch::async, [this] { bundle_.Stop(); });
-    gate.open();
-    ASSERT_TRUE(becomesReady(stopped));
-    EXPECT_TRUE(becomesReady(first));
-    EXPECT_TRUE(becomesReady(second));
-    EXPECT_THAT(service->numbers(), ElementsAre(1, 2));
 }
 
 TEST_F(ConfigurationAdminStop, OfTheFrameworkWaitsForADeliveryThatRuns) {

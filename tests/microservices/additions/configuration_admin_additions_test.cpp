@@ -1,6 +1,8 @@
 // The operations of configurations whose futures may be waited for inside a service, the count of instances,
-// and whose PID a filter asks for.
+// whose PID a filter asks for, and what a stop delivers.
 #include "ConfigurationAdminFixture.hpp"
+
+#include <future>
 
 namespace configuration_admin_test {
 
@@ -88,6 +90,22 @@ TEST_F(ConfigurationAdminAdditions, PropertyThatIsCalledPidDoesNotHideThePid) {
     configuration->Update(properties).get();
     EXPECT_THAT(admin_->ListConfigurations("(pid=plain)"), ElementsAre(configuration));
     EXPECT_THAT(admin_->ListConfigurations("(pid=a property)"), IsEmpty());
+}
+
+// 3.8.0 now and then completes an update at the stop without delivering it.
+TEST_F(ConfigurationAdminAdditions, AStopDeliversWhatWasAccepted) {
+    Gate gate;
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto const first = configuration->Update(numbered(1));
+    ASSERT_TRUE(service->updates.reaches(1));
+    auto const second = configuration->Update(numbered(2));
+    auto stopped = std::async(std::launch::async, [this] { bundle_.Stop(); });
+    gate.open();
+    ASSERT_TRUE(becomesReady(stopped));
+    EXPECT_TRUE(becomesReady(first));
+    EXPECT_TRUE(becomesReady(second));
+    EXPECT_THAT(service->numbers(), ElementsAre(1, 2));
 }
 
 } // namespace configuration_admin_test
