@@ -75,6 +75,17 @@ TEST(LDAPProp, PresenceAndAbsence) {
     EXPECT_EQ(str(!LDAPProp("a")), "(!(a=*))");
 }
 
+TEST(LDAPProp, ComparisonWithAnEmptyTextIsNull) {
+    LDAPProp const property("a");
+    std::string const empty;
+    for (auto const& expression :
+         {property == empty, property != empty, property >= empty, property <= empty, property.Approx(empty),
+          property == Any(empty), property != Any(empty), property >= Any(empty), property <= Any(empty),
+          property.Approx(Any(empty)), property != "", property >= "", property <= "", property.Approx("")}) {
+        EXPECT_TRUE(expression.IsNull());
+    }
+}
+
 TEST(LDAPProp, WritesAnysAsTheirStrings) {
     EXPECT_EQ(str(LDAPProp("a") == Any(std::string("s"))), "(a=s)");
     EXPECT_EQ(str(LDAPProp("a") == Any(std::vector<Any>{1, 2})), "(a=[1,2])");

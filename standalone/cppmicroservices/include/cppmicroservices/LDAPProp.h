@@ -38,7 +38,8 @@ private:
 /// The attribute of a filter. Comparing it gives a filter expression:
 /// `LDAPProp("name") == "Ben" && !(LDAPProp("count") >= 1)` is "(&(name=Ben)(!(count>=1)))"; used as an
 /// expression it is "(name=*)". Values are written with operator<<, except that == writes a bool as "true" or
-/// "false"; special characters in them are not escaped.
+/// "false"; special characters in them are not escaped. Comparing with a value whose text is empty gives a
+/// null expression, but for == with another type than std::string and Any.
 class US_Framework_EXPORT LDAPProp {
 public:
     /// @throws std::invalid_argument if `property` is empty.
@@ -52,7 +53,7 @@ public:
     LDAPPropExpr operator==(bool b) const;
     template <class T>
     LDAPPropExpr operator==(T const& s) const {
-        return operator==(textOf(s));
+        return LDAPPropExpr("(" + property_ + "=" + textOf(s) + ")");
     }
 
     /// "(property=*)".

@@ -50,7 +50,7 @@ LDAPProp::LDAPProp(std::string property)
 }
 
 LDAPPropExpr LDAPProp::compare(char const* operation, std::string const& value) const {
-    return LDAPPropExpr("(" + property_ + operation + value + ")");
+    return value.empty() ? LDAPPropExpr() : LDAPPropExpr("(" + property_ + operation + value + ")");
 }
 
 LDAPPropExpr LDAPProp::operator==(std::string const& s) const {
