@@ -1,0 +1,13 @@
+// The areas in which random operations are compared.
+#pragma once
+
+#include "Random.hpp"
+
+#include <ostream>
+
+namespace randomised {
+
+/// Each runs one case, which follows from `random` alone, and writes its transcript.
+void runFilterCase(Random& random, std::ostream& transcript);
+
+} // namespace randomised
