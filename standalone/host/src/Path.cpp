@@ -9,10 +9,11 @@ Path::Path(std::u16string text)
     : text_(std::move(text)) {}
 
 Path& Path::operator/=(std::u16string_view component) {
+    std::u16string appended(component); // a copy, for it may be part of the text that grows
     if (!text_.empty()) {
-        text_ += u'/';
+        appended.insert(appended.begin(), u'/');
     }
-    text_ += component;
+    text_ += appended;
     return *this;
 }
 

@@ -24,6 +24,14 @@ TEST(HostPath, ComponentsAreJoinedBySlashes) {
     EXPECT_FALSE(path.empty());
 }
 
+TEST(HostPath, MayBeAppendedToItself) {
+    Path path(u"a path that is longer than what a string keeps without allocating");
+    auto const text = path.text();
+    path /= path.text();
+
+    EXPECT_EQ(path.text(), text + u"/" + text);
+}
+
 TEST(HostPath, PathsWithTheSameTextAreEqual) {
     EXPECT_TRUE(Path(u"a/b") == Path(u"a") / u"b");
     EXPECT_FALSE(Path(u"a/b") == Path(u"a"));
