@@ -191,5 +191,17 @@ TEST_F(SPFConfigurationUnpublish, WithoutAFrameworkWithdrawsNothingAndWaits) {
                 ElementsAre(libraryRecord(4, "waitForAllServicesToBeUnpublished for p result: 0")));
 }
 
+TEST_F(SPFConfigurationUnpublish, AfterTheFrameworkStoppedLogsThatWithdrawingThrewAndWaits) {
+    auto configuration = published();
+    stopFramework();
+    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
+    EXPECT_EQ(configuration.getConfigurationID(), "");
+    EXPECT_THAT(
+        log.records(),
+        ElementsAre(libraryRecord(
+                        512, "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw."),
+                    libraryRecord(4, "waitForAllServicesToBeUnpublished for p result: 0")));
+}
+
 } // namespace
 } // namespace agent::spf::frameworksetup::test

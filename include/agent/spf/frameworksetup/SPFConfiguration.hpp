@@ -103,10 +103,10 @@ public:
     listOutstandingEndpoints(std::string const& servicePublisherID);
 
     // Withdraws the configuration, if that has not happened yet, and blocks until the framework reports the
-    // publisher's configuration as removed. Result and exceptions as of the other waits; a failure of the
-    // withdrawal itself is logged and not thrown. The handle is detached, whatever comes of it; only when
-    // the framework fails to register the listener again for the reports of the removal, that is thrown and
-    // nothing is withdrawn.
+    // publisher's configuration as removed. Result and exceptions as of the other waits, and what
+    // unregistering the listener at the end throws; a failure of the withdrawal itself is logged and not
+    // thrown. The handle is detached, whatever comes of it; only when the framework fails to register the
+    // listener again for the reports of the removal, that is thrown and nothing is withdrawn.
     bool waitForAllServicesToBeUnpublished(std::chrono::milliseconds const& timeout,
                                            std::string const& servicePublisherID);
 

@@ -62,8 +62,8 @@ public:
     void registerListenerForUnpublishing();
 
     // The waits and the list of outstanding endpoints of one publisher: see FrameworkSetupListener. At the
-    // end of waitForAllServicesToBeUnpublished(), reached or timed out, the listener is unregistered; when
-    // the wait throws it stays as it is.
+    // end of waitForAllServicesToBeUnpublished(), reached or timed out, the listener is unregistered, which
+    // may throw; when the wait throws it stays as it is.
     bool waitForAllEndpoints(std::chrono::milliseconds const& timeout, std::string const& servicePublisherID);
     bool waitForAllServices(std::chrono::milliseconds const& timeout, std::string const& servicePublisherID);
     bool waitForAllServicesToBeUnpublished(std::chrono::milliseconds const& timeout,
