@@ -1,4 +1,4 @@
-// The client's handle: modify(), and handles that share an ID.
+// The client's handle: modify(), and handles that share an ID, or the ID of a publisher.
 #include "agent/spf/frameworksetup/SPFConfiguration.hpp"
 
 #include <memory>
@@ -19,6 +19,7 @@ using ::testing::UnorderedElementsAre;
 
 using SPFConfigurationModify = SPFConfigurationTest;
 using SPFConfigurationSharedID = SPFConfigurationTest;
+using SPFConfigurationSharedPublisherID = SPFConfigurationTest;
 
 TEST_F(SPFConfigurationModify, MovesTheContentAndDetachesTheHandle) {
     auto configuration = published();
@@ -129,6 +130,21 @@ TEST_F(SPFConfigurationSharedID, StaysPublishedWhenANewBuildOfModifyIsAssigned) 
     configuration = configuration.modify().build();
     EXPECT_THAT(admin->calls(), ElementsAre(get, update));
     EXPECT_EQ(configuration.getConfigurationID(), "id");
+}
+
+TEST_F(SPFConfigurationSharedPublisherID, TakesTheReportOfAnEarlierRemovalForItsOwn) {
+    publish("first").reset();
+    auto const second = publish("second");
+    deliverRemoved();
+    EXPECT_EQ(registeredListeners(), 0U);
+}
+
+TEST_F(SPFConfigurationSharedPublisherID, IsToldFromTheVersionBeforeModify) {
+    auto first = publish();
+    auto second = first.modify().build();
+    first.reset();
+    deliverRemoved();
+    EXPECT_EQ(registeredListeners(), 1U);
 }
 
 } // namespace

@@ -147,6 +147,27 @@ TEST_F(InstallAndStartMicroServicesAgain, TakesNoFrameworkForAnotherWhileTheFirs
     EXPECT_THAT(installations(), ElementsAreArray(installationCalls));
 }
 
+// No framework is the same as one that is gone: its bundles are still the recorded ones.
+TEST_F(InstallAndStartMicroServicesAgain, StartsTheRecordedBundlesWhenTheirFrameworkIsGoneAndThereIsNone) {
+    fakeHost().setFramework(std::make_shared<cppmicroservices::Framework>(framework()));
+    fakeHost().setBundles(firstDirectory, {installFirst()});
+    installAndStartMicroServices();
+    fakeHost().setFramework(nullptr);
+    callLog().forgetCalls();
+    installAndStartMicroServices();
+    EXPECT_THAT(callLog().calls(), ElementsAre("getFramework", startFirst));
+}
+
+TEST_F(InstallAndStartMicroServicesAgain, PassesWhatTheBundlesOfAStoppedFrameworkThrow) {
+    fakeHost().setFramework(std::make_shared<cppmicroservices::Framework>(framework()));
+    fakeHost().setBundles(firstDirectory, {installFirst()});
+    installAndStartMicroServices();
+    stopFramework();
+    fakeHost().setFramework(nullptr);
+    EXPECT_THROW(installAndStartMicroServices(), std::exception);
+    EXPECT_THAT(starts(), IsEmpty());
+}
+
 TEST_F(InstallAndStartMicroServicesAgain, PassesWhatABundlesStartThrowsAndReleasesTheMutex) {
     fakeHost().setBundles(firstDirectory, {installFirst(), installSecond()});
     installAndStartMicroServices();

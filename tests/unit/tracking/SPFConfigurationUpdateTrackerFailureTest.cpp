@@ -120,6 +120,15 @@ TEST_F(SPFConfigurationUpdateTrackerFailureTest,
     EXPECT_THROW(tracker->disable(), std::logic_error);
 }
 
+TEST_F(SPFConfigurationUpdateTrackerFailureTest,
+       AnUnregistrationThatThrowsLeavesEnableAndTheListenerThatWasToBeReplaced) {
+    auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
+    registrationOf(*tracker).Unregister();
+    EXPECT_THROW(tracker->enable(configurationMap(1, {publisherEntry("q")})), std::logic_error);
+    EXPECT_FALSE(tracker->waitForAllServices(now, "p"));
+    EXPECT_THROW(tracker->waitForAllServices(now, "q"), std::out_of_range);
+}
+
 TEST_F(SPFConfigurationUpdateTrackerFailureTest, AnUnregistrationThatThrowsLeavesTheUnpublishWait) {
     auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
     registrationOf(*tracker).Unregister();

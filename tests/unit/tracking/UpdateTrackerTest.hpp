@@ -9,7 +9,6 @@
 #include <vector>
 
 #include <cppmicroservices/BundleContext.h>
-#include <cppmicroservices/FrameworkEvent.h>
 
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "agent/spf/frameworksetup/SPFConfigurationUpdateTracker.hpp"
@@ -50,11 +49,6 @@ protected:
 
     // What happened to FrameworkListener services so far, in order.
     static std::vector<std::string> registrations() { return callLog().callsOf("FrameworkListener "); }
-
-    void stopFramework() {
-        framework().Stop();
-        framework().WaitForStop(std::chrono::milliseconds::zero());
-    }
 };
 
 } // namespace agent::spf::frameworksetup::test

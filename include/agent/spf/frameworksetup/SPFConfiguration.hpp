@@ -37,6 +37,10 @@ class SPFConfigurationImpl;
 // ID that `handle` holds, publishes and then, replacing the old content of `handle`, withdraws; use modify()
 // to publish a next version.
 //
+// The framework reports a removal some time after the withdrawal, by the IDs of the publishers. A
+// configuration that is built meanwhile, not with modify(), and has a publisher of the same ID takes that
+// report for its own and hears no more: wait with waitForAllServicesToBeUnpublished() first.
+//
 // A handle of static storage duration must be reset before the process exits: withdrawal needs the library's
 // logger and the host, which may be gone when such a handle is destroyed.
 //

@@ -12,7 +12,8 @@ namespace agent::spf::frameworksetup {
 // A service publisher, through which interfaces are offered. A plain record: nothing is validated, every
 // member may be empty. Aggregate initialisation takes the members in this order.
 struct SPFServicePublisherConfiguration {
-    // Identity of the record inside one configuration; mappings, waits and events refer to it.
+    // Identity of the record inside one configuration; mappings, waits and events refer to it. Events do not
+    // say which configuration they are about, so within a process one configuration at a time has it.
     std::string uniqueID{};
     // The publisher's kind: "legacyservicepublisher", in exactly these letters, selects the legacy publisher;
     // any other name the rpc publisher. Endpoints are tracked for the name "rpcservicepublisher" only.
