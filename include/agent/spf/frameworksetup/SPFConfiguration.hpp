@@ -120,4 +120,7 @@ private:
 
 } // namespace agent::spf::frameworksetup
 
+// What modify() returns. At the end, because that header needs this one.
+#include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
+
 #endif
