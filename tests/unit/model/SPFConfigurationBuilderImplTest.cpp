@@ -29,14 +29,30 @@ boost::property_tree::ptree properties(std::string const& value) {
     return tree;
 }
 
-TEST(SPFConfigurationBuilderImpl, IsNewWithNameAndNothingElse) {
-    SPFConfigurationBuilderImpl const content("id");
-    EXPECT_EQ(content.name, "id");
+void expectNothingBesideTheName(SPFConfigurationBuilderImpl const& content) {
     EXPECT_EQ(content.modificationCount, 0);
     EXPECT_FALSE(content.holdsPublishedConfiguration);
     EXPECT_TRUE(content.serviceInterfaces.empty());
     EXPECT_TRUE(content.servicePublishers.empty());
     EXPECT_TRUE(content.serviceMappings.empty());
+}
+
+TEST(SPFConfigurationBuilderImpl, IsNewWithNameAndNothingElse) {
+    SPFConfigurationBuilderImpl const content("id");
+    EXPECT_EQ(content.name, "id");
+    expectNothingBesideTheName(content);
+}
+
+TEST(SPFConfigurationBuilderImpl, IsAsNewWithoutANameOnceItIsCleared) {
+    SPFConfigurationBuilderImpl content("id");
+    content.modificationCount = 3;
+    content.holdsPublishedConfiguration = true;
+    content.putInterface({"i", {}, {}}, FlagRule::KeepOrClear);
+    content.putPublisher({"p", {}, {}, {}, {}, {}});
+    content.putMapping("i", "p");
+    content.clear();
+    EXPECT_EQ(content.name, "");
+    expectNothingBesideTheName(content);
 }
 
 class SPFConfigurationBuilderImplDestruction : public HostTest {
