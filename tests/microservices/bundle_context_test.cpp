@@ -3,6 +3,7 @@
 #include "bundleInMessages.hpp"
 
 #include <cppmicroservices/Constants.h>
+#include <cppmicroservices/ServiceObjects.h>
 
 #include <filesystem>
 #include <fstream>
@@ -104,6 +105,27 @@ TEST_F(BundleContextTest, ThreadsThatInstallTheSameBundleGetTheSame) {
     }
     EXPECT_THAT(bundles, testing::Each(bundles[0]));
     EXPECT_THAT(bundleEvents_.take(), ElementsAre("INSTALLED test_recorder"));
+}
+
+TEST_F(BundleContextTest, InvalidReferenceIsToldBeforeAnInvalidContext) {
+    auto bundle = start("manifest_only");
+    auto stopped = bundle.GetBundleContext();
+    bundle.Stop();
+    EXPECT_THROW(stopped.GetService(ServiceReference<int>()), std::invalid_argument);
+    EXPECT_THROW(stopped.GetService(ServiceReferenceU()), std::invalid_argument);
+    EXPECT_THROW(stopped.GetServiceObjects(ServiceReferenceU()), std::invalid_argument);
+    EXPECT_THROW(BundleContext().GetService(ServiceReference<int>()), std::invalid_argument);
+    EXPECT_THROW(BundleContext().GetServiceObjects(ServiceReferenceU()), std::runtime_error);
+}
+
+TEST_F(BundleContextTest, ServiceObjectsMadeWithAnInvalidContextThrowWhenTheyAreAsked) {
+    auto const registration = context().RegisterService<int>(std::make_shared<int>());
+    auto bundle = start("manifest_only");
+    auto stopped = bundle.GetBundleContext();
+    bundle.Stop();
+    auto const objects = stopped.GetServiceObjects(registration.GetReference());
+    EXPECT_EQ(messageOf<std::runtime_error>([&objects] { (void)objects.GetService(); }),
+              "The bundle context is no longer valid");
 }
 
 TEST_F(BundleContextTest, GivenManifestIsTakenInPlaceOfTheFiles) {

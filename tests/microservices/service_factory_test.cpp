@@ -132,7 +132,10 @@ TEST_F(ServiceFactoryTest, ObjectWithoutAllInterfacesIsReportedAndNotGiven) {
     auto const registration = context().RegisterService<Service, Other>(ToFactory(factory_));
     recordFrameworkEvents();
     EXPECT_EQ(context().GetService(registration.GetReference()), nullptr);
-    EXPECT_THAT(frameworkEvents_.take(), SizeIs(1));
+    EXPECT_THAT(frameworkEvents_.take(),
+                ElementsAre("WARNING system_bundle ServiceFactory produced an object that did not implement: "
+                            "factorytest::Other: ServiceFactory produced an object that did not implement: "
+                            "factorytest::Other"));
 }
 
 TEST_F(ServiceFactoryTest, FactoryThatAsksForItsOwnServiceGetsNothing) {
@@ -157,6 +160,34 @@ TEST_F(ServiceFactoryTest, ExceptionOfUngetIsReported) {
     context().GetService(reference);
     EXPECT_THAT(frameworkEvents_.take(),
                 ElementsAre("ERROR system_bundle ServiceFactory threw an exception: no return today"));
+}
+
+TEST_F(ServiceFactoryTest, ReportsNameTheUserUnlessTheServiceIsUnregistered) {
+    auto registration = registerFactory();
+    auto bundle = start("manifest_only");
+    recordFrameworkEvents();
+    auto const use = [&] { return bundle.GetBundleContext().GetService(registration.GetReference()); };
+    factory_->onUnget = [] { throw std::logic_error("no return today"); };
+    (void)use();
+    EXPECT_THAT(frameworkEvents_.take(),
+                ElementsAre("ERROR test_manifest_only ServiceFactory threw an exception: no return today"));
+    auto const held = use();
+    registration.Unregister();
+    EXPECT_THAT(
+        frameworkEvents_.take(),
+        ElementsAre("ERROR system_bundle ServiceFactory UngetService implementation threw an exception: "
+                    "no return today"));
+}
+
+TEST_F(ServiceFactoryTest, FailuresNameTheUser) {
+    auto const reference = registerFactory().GetReference();
+    auto bundle = start("manifest_only");
+    recordFrameworkEvents();
+    factory_->make = []() -> InterfaceMapConstPtr { throw std::logic_error("no service today"); };
+    EXPECT_EQ(bundle.GetBundleContext().GetService(reference), nullptr);
+    EXPECT_THAT(
+        frameworkEvents_.take(),
+        ElementsAre("ERROR test_manifest_only ServiceFactory threw an unknown exception.: no service today"));
 }
 
 TEST_F(ServiceFactoryTest, ReportsAreServiceExceptionsOfTheirType) {

@@ -73,6 +73,20 @@ TEST_F(ServiceListenerTest, RemovedListenerHearsNothing) {
     EXPECT_THAT(serviceEvents_.take(), IsEmpty());
 }
 
+TEST_F(ServiceListenerTest, StoppingBundleDoesNotHearOfTheEndOfItsServices) {
+    auto bundle = start("manifest_only");
+    auto own = bundle.GetBundleContext();
+    bool heard = false;
+    own.AddServiceListener([&heard](ServiceEvent const& event) {
+        heard = heard || event.GetType() == ServiceEvent::SERVICE_UNREGISTERING;
+    });
+    own.RegisterService<First>(std::make_shared<First>());
+    recordServiceEvents();
+    bundle.Stop();
+    EXPECT_FALSE(heard);
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("UNREGISTERING -"));
+}
+
 // The forms of earlier releases, which bundles still use.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"

@@ -255,6 +255,38 @@ TEST_F(ServiceRegistryTest, UnregisteredServiceIsGoneButItsReferencesAnswer) {
               "The service reference is invalid");
 }
 
+TEST_F(ServiceRegistryTest, UnregisteredServiceIsNotConvertedToAnotherInterface) {
+    auto registration = context().RegisterService<First, Second>(std::make_shared<Both>());
+    auto const first = registration.GetReference<First>();
+    registration.Unregister();
+    EXPECT_FALSE(first.IsConvertibleTo("registrytest::First"));
+    EXPECT_FALSE(first.IsConvertibleTo("registrytest::Second"));
+    EXPECT_TRUE(ServiceReference<Second>(first) == ServiceReference<Second>());
+    EXPECT_TRUE(ServiceReference<First>(ServiceReferenceU(first)) == first);
+}
+
+TEST_F(ServiceRegistryTest, ServicesAreInOrderOfPreferenceOnlyWhereInterfacesAreNamed) {
+    auto const low = context().RegisterService<First>(std::make_shared<First>());
+    auto const high =
+        context().RegisterService<First>(std::make_shared<First>(), {{Constants::SERVICE_RANKING, 1}});
+    for (auto const* const filter :
+         {"(objectclass=registrytest::First)", "(&(service.id>=0)( objectClass =registrytest::First))",
+          "(|(objectclass=registrytest::First)(objectclass=none))"}) {
+        EXPECT_THAT(context().GetServiceReferences("", filter),
+                    ElementsAre(high.GetReference(), low.GetReference()))
+            << filter;
+    }
+    for (auto const* const filter :
+         {"", "(service.id>=0)", "(objectclass=*First)", "(objectclass>=a)",
+          "(|(objectclass=registrytest::First)(service.id=0))", "(!(!(objectclass=registrytest::First)))"}) {
+        EXPECT_THAT(context().GetServiceReferences("", filter),
+                    ElementsAre(low.GetReference(), high.GetReference()))
+            << filter;
+    }
+    EXPECT_TRUE(context().GetServiceReference("") == low.GetReference());
+    EXPECT_THAT(framework_.GetRegisteredServices(), ElementsAre(low.GetReference(), high.GetReference()));
+}
+
 TEST_F(ServiceRegistryTest, InvalidRegistrationThrows) {
     ServiceRegistrationU registration;
     EXPECT_FALSE(registration);

@@ -98,7 +98,8 @@ public:
     }
 
     /// The services registered under the interface `clazz`, or all if it is empty, whose properties match
-    /// `filter`, the most preferred first. \throws std::invalid_argument if `filter` is neither empty nor a
+    /// `filter`: the most preferred first; in the order of registration if neither `clazz` nor `filter` names
+    /// the interfaces that are asked for. \throws std::invalid_argument if `filter` is neither empty nor a
     /// filter expression; it is not looked at if no service is registered under `clazz`
     std::vector<ServiceReferenceU> GetServiceReferences(std::string const& clazz,
                                                         std::string const& filter = std::string());
@@ -117,7 +118,7 @@ public:
     }
 
     /// The most preferred service under the interface: the one with the highest ranking, of those the first
-    /// registered. Invalid if there is none.
+    /// registered. The first registered of all, if `clazz` is empty. Invalid if there is none.
     ServiceReferenceU GetServiceReference(std::string const& clazz);
 
     /// \throws ServiceException if the interface identifier of `S` is empty
@@ -139,10 +140,11 @@ public:
         return std::static_pointer_cast<S>(GetService(static_cast<ServiceReferenceBase const&>(reference)));
     }
 
-    /// \throws std::invalid_argument if `reference` is invalid
+    /// May be called when the context is no longer valid, but then gives an object that throws when it is
+    /// asked for a service. \throws std::invalid_argument if `reference` is invalid
     template <class S>
     ServiceObjects<S> GetServiceObjects(ServiceReference<S> const& reference) {
-        return ServiceObjects<S>(ValidRecord(), reference);
+        return ServiceObjects<S>(RequiredRecord(), reference);
     }
 
     /// Adds a listener that is told of the services which match `filter`; of all if it is empty.
@@ -218,6 +220,8 @@ private:
 
     /// The record, or IllegalStateException.
     std::shared_ptr<detail::ContextRecord> const& ValidRecord() const;
+    /// As above, but of a context that is no longer valid, too.
+    std::shared_ptr<detail::ContextRecord> const& RequiredRecord() const;
     std::shared_ptr<detail::ServiceRecords const> FindServices(std::string const& interfaceId,
                                                                std::string const& filter) const;
 

@@ -19,7 +19,8 @@ public:
     ServiceReference(ServiceReference const&) = default;
     ServiceReference& operator=(ServiceReference const&) = default;
 
-    /// Names the service of `base` as `S`; invalid if the service is not registered under `S`.
+    /// Names the service of `base` as `S`; invalid if the service is not registered under `S`. Once the
+    /// service is unregistered, only a reference that names `S` already can be copied.
     ServiceReference(ServiceReferenceBase const& base)
         : ServiceReferenceBase(base) {
         BindTo(us_service_interface_iid<S>());

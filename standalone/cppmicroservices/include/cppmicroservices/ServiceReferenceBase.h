@@ -50,7 +50,7 @@ public:
     std::string GetInterfaceId() const;
 
     /// Whether the service is registered under `interfaceid` too, so that a reference to that interface can
-    /// be made.
+    /// be made. False once the service is unregistered.
     bool IsConvertibleTo(std::string const& interfaceid) const;
 
     /// Ascending order of preference: lower ranking first; of two with the same ranking the later registered

@@ -23,9 +23,12 @@ namespace cppmicroservices {
 
 namespace detail {
 /// The filter expression for services that are registered under the interface.
+/// \throws std::invalid_argument if it is none, because of special characters in the identifier
 US_Framework_EXPORT std::string FilterForInterface(std::string const& interfaceId);
 /// The filter expression for the one service. \throws std::invalid_argument if `reference` is invalid
 US_Framework_EXPORT std::string FilterForService(ServiceReferenceBase const& reference);
+/// `context`. \throws std::invalid_argument if it is invalid
+US_Framework_EXPORT BundleContext const& RequiredContext(BundleContext const& context);
 } // namespace detail
 
 /// While it is open, holds an object for each registered service that matches: the service object itself, or
@@ -44,17 +47,19 @@ public:
     /// \throws std::invalid_argument if `reference` is invalid
     ServiceTracker(BundleContext const& context, ServiceReference<S> const& reference,
                    ServiceTrackerCustomizer<S, T>* customizer = nullptr)
-        : ServiceTracker(context, detail::FilterForService(reference), customizer, SearchFilter()) {}
+        : ServiceTracker(context, {}, detail::FilterForService(reference), customizer) {}
 
     /// Tracks the services that are registered under the interface.
+    /// \throws std::invalid_argument if "(objectclass=clazz)" is no filter expression
     ServiceTracker(BundleContext const& context, std::string const& clazz,
                    ServiceTrackerCustomizer<S, T>* customizer = nullptr)
-        : ServiceTracker(context, detail::FilterForInterface(clazz), customizer, SearchFilter()) {}
+        : ServiceTracker(context, clazz, detail::FilterForInterface(clazz), customizer) {}
 
     /// Tracks the services that match the filter and have the interface `S`.
+    /// \throws std::invalid_argument if `context` is invalid
     ServiceTracker(BundleContext const& context, LDAPFilter const& filter,
                    ServiceTrackerCustomizer<S, T>* customizer = nullptr)
-        : ServiceTracker(context, filter.ToString(), customizer, SearchFilter()) {}
+        : ServiceTracker(detail::RequiredContext(context), {}, filter.ToString(), customizer) {}
 
     /// Tracks the services that are registered under the interface `S`.
     /// \throws ServiceException if the interface identifier of `S` is empty
@@ -85,7 +90,7 @@ public:
                 [services](ServiceEvent const& event) { services->handle(event); }, filter_);
             services_ = services;
         }
-        services->trackFound(context_.GetServiceReferences(std::string(), filter_));
+        services->trackFound(context_.GetServiceReferences(interfaceId_, filter_));
     }
 
     /// Stops tracking: RemovedService is called for every tracked service, and calls that other threads are
@@ -187,11 +192,12 @@ protected:
 
 private:
     using Services = detail::TrackedServices<S, T>;
-    struct SearchFilter {};
 
-    ServiceTracker(BundleContext context, std::string filter, ServiceTrackerCustomizer<S, T>* customizer,
-                   SearchFilter)
+    /// `interfaceId` may be empty; `filter` must ask for it, too.
+    ServiceTracker(BundleContext context, std::string interfaceId, std::string filter,
+                   ServiceTrackerCustomizer<S, T>* customizer)
         : context_(std::move(context))
+        , interfaceId_(std::move(interfaceId))
         , filter_(std::move(filter))
         , customizer_(customizer) {}
 
@@ -264,6 +270,7 @@ private:
     }
 
     BundleContext context_;
+    std::string const interfaceId_;
     std::string const filter_;
     ServiceTrackerCustomizer<S, T>* const customizer_;
 

@@ -83,6 +83,10 @@ std::shared_ptr<detail::ContextRecord> const& BundleContext::ValidRecord() const
     return record_;
 }
 
+std::shared_ptr<detail::ContextRecord> const& BundleContext::RequiredRecord() const {
+    return record_ ? record_ : ValidRecord();
+}
+
 Any BundleContext::GetProperty(std::string const& key) const {
     return ValidRecord()->core()->property(key);
 }
@@ -142,16 +146,14 @@ ServiceReferenceU BundleContext::GetServiceReference(std::string const& clazz) {
 }
 
 std::shared_ptr<void> BundleContext::GetService(ServiceReferenceBase const& reference) {
-    auto const& context = *ValidRecord();
     auto const target = requireService(reference);
-    auto const use = target.record->uses().acquire(context);
+    auto const use = target.record->uses().acquire(*ValidRecord());
     return use ? detail::holdObject(use, target.interfaceId ? *target.interfaceId : std::string()) : nullptr;
 }
 
 InterfaceMapConstPtr BundleContext::GetService(ServiceReferenceU const& reference) {
-    auto const& context = *ValidRecord();
     auto const target = requireService(reference);
-    auto const use = target.record->uses().acquire(context);
+    auto const use = target.record->uses().acquire(*ValidRecord());
     return use ? detail::holdInterfaceMap(use) : nullptr;
 }
 

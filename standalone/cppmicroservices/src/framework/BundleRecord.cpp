@@ -214,13 +214,14 @@ void BundleRecord::openContext(FrameworkCore& core) {
 
 void BundleRecord::closeContext(FrameworkCore& core) {
     auto const context = this->context();
-    // While the context is valid, so that those who are told can still use it; then once more for what was
-    // registered meanwhile.
+    // The bundle does not hear of the end of its own services. While the context is valid, so that those who
+    // are told can still use it; then once more for what was added meanwhile.
+    core.removeListenersOf(*context);
     unregisterServices(core);
     context->invalidate();
+    core.removeListenersOf(*context);
     unregisterServices(core);
     core.services().releaseAllOf(*this);
-    core.removeListenersOf(*context);
     if (auto* const slot = library_ ? library_->contextSlot() : nullptr) {
         slot->store(nullptr);
     }

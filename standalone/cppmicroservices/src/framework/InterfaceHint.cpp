@@ -2,6 +2,8 @@
 // look.
 #include "InterfaceHint.hpp"
 
+#include "../values/KeyText.hpp"
+#include "../values/LDAPExpression.hpp"
 #include "cppmicroservices/Constants.h"
 
 #include <algorithm>
@@ -28,7 +30,39 @@ bool isPlainValue(std::string_view value) {
            std::isspace(static_cast<unsigned char>(value.back())) == 0;
 }
 
+bool containsIgnoringCase(std::string_view text, std::string_view part) {
+    for (; text.size() >= part.size(); text.remove_prefix(1)) {
+        if (startsWithIgnoringCase(text, part)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool namesInterfaces(LDAPExpression const& expression) {
+    using Operator = LDAPExpression::Operator;
+    auto const names = [](LDAPExpression const& operand) { return namesInterfaces(operand); };
+    auto const& operands = expression.operands;
+    switch (expression.operation) {
+    case Operator::And:
+        return std::any_of(operands.begin(), operands.end(), names);
+    case Operator::Or:
+        return std::all_of(operands.begin(), operands.end(), names);
+    case Operator::Equal:
+        return equalFolded(expression.attribute, Constants::OBJECTCLASS) &&
+               expression.pattern.text.find(wildcard) == std::string::npos;
+    default:
+        return false;
+    }
+}
+
 } // namespace
+
+bool namesInterfaces(std::string const& filter) {
+    // Most filters do not even mention it, and need no second look.
+    return containsIgnoringCase(filter, Constants::OBJECTCLASS) &&
+           namesInterfaces(LDAPExpression::parse(filter));
+}
 
 InterfaceHint interfaceHint(std::string const& filter) {
     std::string_view rest = filter;

@@ -20,6 +20,10 @@ struct InterfaceHint {
 /// Recognises "(objectclass=NAME)" and "(&(objectclass=NAME)...)".
 InterfaceHint interfaceHint(std::string const& filter);
 
+/// Whether every service that the filter matches has one of the interfaces that it names without a wildcard,
+/// however it combines them. `filter` must not be malformed.
+bool namesInterfaces(std::string const& filter);
+
 } // namespace cppmicroservices::detail
 
 #endif

@@ -83,7 +83,8 @@ std::string ServiceReferenceBase::GetInterfaceId() const {
 
 bool ServiceReferenceBase::IsConvertibleTo(std::string const& interfaceid) const {
     auto const target = link_.load();
-    return target.record && target.record->findInterface(interfaceid) != nullptr;
+    return target.record && target.record->available() &&
+           target.record->findInterface(interfaceid) != nullptr;
 }
 
 void ServiceReferenceBase::BindTo(std::string const& interfaceId) {
@@ -91,7 +92,7 @@ void ServiceReferenceBase::BindTo(std::string const& interfaceId) {
     if (!target.record || (target.interfaceId && *target.interfaceId == interfaceId)) {
         return;
     }
-    target.interfaceId = target.record->findInterface(interfaceId);
+    target.interfaceId = target.record->available() ? target.record->findInterface(interfaceId) : nullptr;
     link_.store(target.interfaceId ? std::move(target) : detail::ServiceLink::Target());
 }
 

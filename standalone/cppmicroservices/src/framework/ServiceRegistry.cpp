@@ -9,10 +9,26 @@
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/ServiceEvent.h"
 
-#include <algorithm>
+#include <map>
 #include <utility>
 
 namespace cppmicroservices::detail {
+
+namespace {
+
+// Each rank is asked for once, as it may change meanwhile.
+void sortByRank(ServiceRegistry::Records& records) {
+    std::map<ServiceRank, std::shared_ptr<ServiceRecord>> ranked;
+    for (auto& record : records) {
+        ranked.emplace(record->rank(), std::move(record));
+    }
+    records.clear();
+    for (auto const& [rank, record] : ranked) {
+        records.push_back(record);
+    }
+}
+
+} // namespace
 
 std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord const& context,
                                                                 InterfaceMapConstPtr service,
@@ -35,9 +51,9 @@ void ServiceRegistry::setProperties(ServiceRecord& record, ServiceProperties con
         record.replaceProperties(properties, [this, &self](ServiceRecord::Change const& made) {
             if (made.oldRank.ranking != made.newRank.ranking) {
                 std::lock_guard const lock(mutex_);
-                if (all_.contains(made.oldRank)) {
-                    insertWithLock(made.newRank, self);
-                    eraseWithLock(made.oldRank, *self);
+                if (all_.contains(self->id())) {
+                    insertRankedWithLock(made.newRank, self);
+                    eraseRankedWithLock(made.oldRank, *self);
                 }
             }
         });
@@ -92,8 +108,8 @@ void ServiceRegistry::releaseAllOf(BundleRecord const& user) {
 
 void ServiceRegistry::forgetAll() {
     // Declared before the lock, so that service objects are destroyed without it.
-    Ranked all;
-    std::unordered_map<std::string, Ranked> byInterface;
+    decltype(all_) all;
+    decltype(byInterface_) byInterface;
     std::lock_guard const lock(mutex_);
     std::swap(all, all_);
     byInterface.swap(byInterface_);
@@ -120,6 +136,9 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::find(std::strin
         if (record->matches(expression)) {
             matches->push_back(record);
         }
+    }
+    if (wanted.empty() && namesInterfaces(filter)) {
+        sortByRank(*matches);
     }
     return matches;
 }
@@ -158,28 +177,34 @@ ServiceRegistry::Records ServiceRegistry::usedBy(BundleRecord const& user) {
 void ServiceRegistry::add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record) {
     std::lock_guard const lock(mutex_);
     context.requireValid();
-    insertWithLock(record->rank(), record);
-}
-
-void ServiceRegistry::remove(ServiceRecord const& record) {
-    std::lock_guard const lock(mutex_);
-    eraseWithLock(record.rank(), record);
-}
-
-void ServiceRegistry::insertWithLock(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record) {
+    all_.insert(record->id(), record);
     try {
-        all_.insert(rank, record);
-        for (auto const& interfaceId : record->interfaces()) {
-            byInterface_[interfaceId].insert(rank, record);
-        }
+        insertRankedWithLock(record->rank(), record);
     } catch (...) {
-        eraseWithLock(rank, *record);
+        all_.erase(record->id());
         throw;
     }
 }
 
-void ServiceRegistry::eraseWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept {
-    all_.erase(rank);
+void ServiceRegistry::remove(ServiceRecord const& record) {
+    std::lock_guard const lock(mutex_);
+    all_.erase(record.id());
+    eraseRankedWithLock(record.rank(), record);
+}
+
+void ServiceRegistry::insertRankedWithLock(ServiceRank const& rank,
+                                           std::shared_ptr<ServiceRecord> const& record) {
+    try {
+        for (auto const& interfaceId : record->interfaces()) {
+            byInterface_[interfaceId].insert(rank, record);
+        }
+    } catch (...) {
+        eraseRankedWithLock(rank, *record);
+        throw;
+    }
+}
+
+void ServiceRegistry::eraseRankedWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept {
     for (auto const& interfaceId : record.interfaces()) {
         auto const found = byInterface_.find(interfaceId);
         if (found == byInterface_.end()) {

@@ -41,12 +41,15 @@ public:
     /// Takes all services out of the registry without telling anybody. Their registrations stay as they are.
     void forgetAll();
 
-    /// Those with the interface (all, if it is empty) that match the filter, the most preferred first.
+    /// Those with the interface (all, if it is empty) that match the filter: the most preferred first if the
+    /// interface or the filter names interfaces, otherwise in the order of registration.
     /// \throws std::invalid_argument if `filter` is neither empty nor an expression; where no service has the
     /// interface, it is not looked at
     std::shared_ptr<Records const> find(std::string const& interfaceId, std::string const& filter);
-    /// The most preferred one with the interface (of all, if it is empty); null if there is none.
+    /// The most preferred one with the interface (the first registered of all, if it is empty); null if there
+    /// is none.
     std::shared_ptr<ServiceRecord> findBest(std::string const& interfaceId);
+    /// In the order of registration, as usedBy().
     Records registeredBy(BundleRecord const& registrant);
     Records usedBy(BundleRecord const& user);
 
@@ -58,16 +61,16 @@ private:
     /// Unregisters without telling anybody.
     void withdraw(ServiceRecord& record);
     static void end(ServiceRecord& record) noexcept;
-    void insertWithLock(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
+    void insertRankedWithLock(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
     /// Erases what is there of the record; nothing, if forgetAll() was faster.
-    void eraseWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept;
+    void eraseRankedWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept;
     std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
 
     ServiceListeners& listeners_;
     std::atomic<long> lastId_{0};
 
     std::mutex mutex_; // guards what follows; may be taken under a record's lock, never the other way round
-    Ranked all_;
+    SnapshotMap<long, std::shared_ptr<ServiceRecord>> all_; // by identifier, which is by age
     std::unordered_map<std::string, Ranked> byInterface_;
 };
 

@@ -10,14 +10,14 @@
 namespace cppmicroservices::detail {
 
 std::string FilterForInterface(std::string const& interfaceId) {
-    std::string filter = "(" + Constants::OBJECTCLASS + "=";
-    for (char const character : interfaceId) {
-        if (std::string("\\*()").find(character) != std::string::npos) {
-            filter += '\\';
-        }
-        filter += character;
+    std::string filter = "(" + Constants::OBJECTCLASS + "=" + interfaceId + ")";
+    try {
+        LDAPFilter const parsed(filter);
+    } catch (std::invalid_argument const& error) {
+        throw std::invalid_argument(std::string("unexpected std::invalid_argument exception: ") +
+                                    error.what());
     }
-    return filter + ")";
+    return filter;
 }
 
 std::string FilterForService(ServiceReferenceBase const& reference) {
@@ -26,6 +26,13 @@ std::string FilterForService(ServiceReferenceBase const& reference) {
         throw std::invalid_argument("The service reference is invalid");
     }
     return "(" + Constants::SERVICE_ID + "=" + std::to_string(record->id()) + ")";
+}
+
+BundleContext const& RequiredContext(BundleContext const& context) {
+    if (!context) {
+        throw std::invalid_argument("The bundle context cannot be null.");
+    }
+    return context;
 }
 
 } // namespace cppmicroservices::detail

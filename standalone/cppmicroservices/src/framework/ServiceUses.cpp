@@ -23,18 +23,30 @@ namespace {
 // The reports come in the middle of getting and giving back objects, which must not end half done: a report
 // for which there is no memory is dropped.
 
-void report(ServiceRecord& service, char const* message, std::exception_ptr error) noexcept {
+void report(ServiceRecord& service, std::shared_ptr<BundleRecord> const& bundle, std::string const& message,
+            std::exception_ptr error, FrameworkEvent::Type type = FrameworkEvent::FRAMEWORK_ERROR) noexcept {
     try {
         if (auto const core = service.core()) {
-            core->report(FrameworkEvent::FRAMEWORK_ERROR, service.registrant(), message, std::move(error));
+            core->report(type, bundle, message, std::move(error));
         }
     } catch (...) {
     }
 }
 
-void report(ServiceRecord& service, char const* message, ServiceException::Type type) noexcept {
+void report(ServiceRecord& service, std::shared_ptr<BundleRecord> const& user, char const* message,
+            ServiceException::Type type) noexcept {
     try {
-        report(service, message, std::make_exception_ptr(ServiceException(message, type)));
+        report(service, user, message, std::make_exception_ptr(ServiceException(message, type)));
+    } catch (...) {
+    }
+}
+
+void reportMissing(ServiceRecord& service, std::shared_ptr<BundleRecord> const& user,
+                   std::string const& interfaceId) noexcept {
+    try {
+        auto const message = "ServiceFactory produced an object that did not implement: " + interfaceId;
+        report(service, user, message, std::make_exception_ptr(std::logic_error(message)),
+               FrameworkEvent::FRAMEWORK_WARNING);
     } catch (...) {
     }
 }
@@ -56,12 +68,15 @@ std::exception_ptr asFactoryException() noexcept {
     }
 }
 
-bool hasAllInterfaces(InterfaceMap const& object, ServiceRecord const& service) {
+/// One of the service's interfaces that the object lacks; null if it has all.
+std::string const* findMissingInterface(InterfaceMap const& object, ServiceRecord const& service) {
     auto const& interfaces = service.interfaces();
-    return std::all_of(interfaces.begin(), interfaces.end(), [&object](std::string const& interfaceId) {
-        auto const found = object.find(interfaceId);
-        return found != object.end() && found->second;
-    });
+    auto const missing =
+        std::find_if(interfaces.begin(), interfaces.end(), [&object](std::string const& interfaceId) {
+            auto const found = object.find(interfaceId);
+            return found == object.end() || !found->second;
+        });
+    return missing == interfaces.end() ? nullptr : &*missing;
 }
 
 /// The deleter of the pointers that bundles get: keeps the object, and releases the use with the last
@@ -100,7 +115,7 @@ std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& contex
     while (auto const* const making = findMakingWithLock(*user)) {
         if (making->thread == std::this_thread::get_id()) {
             lock.unlock();
-            report(service_, "Recursive call to ServiceFactory::GetService",
+            report(service_, user, "Recursive call to ServiceFactory::GetService",
                    ServiceException::FACTORY_RECURSION);
             return nullptr;
         }
@@ -143,7 +158,7 @@ std::shared_ptr<ServiceUse> ServiceUses::keepMade(ContextRecord const& context,
         return addWithLock(context, prototype, factory, std::move(object));
     }
     lock.unlock();
-    takeBack(*factory, context.bundle(), object);
+    takeBack(*factory, context.bundle(), object, EndOfUse::Released);
     return nullptr;
 }
 
@@ -156,7 +171,7 @@ void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) noexcept {
         }
         uses_.erase(found);
     }
-    takeBack(*use);
+    takeBack(*use, EndOfUse::Released);
 }
 
 void ServiceUses::releaseAll() {
@@ -165,7 +180,7 @@ void ServiceUses::releaseAll() {
         std::lock_guard const lock(mutex_);
         ended.swap(uses_);
     }
-    takeBackAll(ended);
+    takeBackAll(ended, EndOfUse::ServiceUnregistered);
 }
 
 void ServiceUses::releaseAllOf(BundleRecord const& user) {
@@ -177,7 +192,7 @@ void ServiceUses::releaseAllOf(BundleRecord const& user) {
         ended.assign(std::make_move_iterator(first), std::make_move_iterator(uses_.end()));
         uses_.erase(first, uses_.end());
     }
-    takeBackAll(ended);
+    takeBackAll(ended, EndOfUse::Released);
 }
 
 bool ServiceUses::usedBy(BundleRecord const& user) const {
@@ -235,25 +250,23 @@ InterfaceMapConstPtr ServiceUses::makeObject(ServiceFactory& factory,
         object = factory.GetService(Access::bundle(user, *core),
                                     Access::registration(service_.shared_from_this()));
     } catch (...) {
-        report(service_, "ServiceFactory threw an unknown exception.", asFactoryException());
+        report(service_, user, "ServiceFactory threw an unknown exception.", asFactoryException());
         return nullptr;
     }
     if (!object || object->empty()) {
-        report(service_, "ServiceFactory returned an empty or nullptr interface map.",
+        report(service_, user, "ServiceFactory returned an empty or nullptr interface map.",
                ServiceException::FACTORY_ERROR);
         return nullptr;
     }
-    if (!hasAllInterfaces(*object, service_)) {
-        report(service_,
-               "ServiceFactory produced an object that did not implement all interfaces of the service.",
-               ServiceException::FACTORY_ERROR);
+    if (auto const* const missing = findMissingInterface(*object, service_)) {
+        reportMissing(service_, user, *missing);
         return nullptr;
     }
     return object;
 }
 
 void ServiceUses::takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user,
-                           InterfaceMapConstPtr const& object) const noexcept {
+                           InterfaceMapConstPtr const& object, EndOfUse end) const noexcept {
     auto const core = service_.core();
     if (!core) {
         return;
@@ -262,19 +275,24 @@ void ServiceUses::takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord
         factory.UngetService(Access::bundle(user, *core), Access::registration(service_.shared_from_this()),
                              object);
     } catch (...) {
-        report(service_, "ServiceFactory threw an exception", asFactoryException());
+        if (end == EndOfUse::Released) {
+            report(service_, user, "ServiceFactory threw an exception", asFactoryException());
+        } else {
+            report(service_, service_.registrant(),
+                   "ServiceFactory UngetService implementation threw an exception", asFactoryException());
+        }
     }
 }
 
-void ServiceUses::takeBack(ServiceUse const& use) const noexcept {
+void ServiceUses::takeBack(ServiceUse const& use, EndOfUse end) const noexcept {
     if (use.factory) {
-        takeBack(*use.factory, use.user, use.object);
+        takeBack(*use.factory, use.user, use.object, end);
     }
 }
 
-void ServiceUses::takeBackAll(Uses const& uses) const noexcept {
+void ServiceUses::takeBackAll(Uses const& uses, EndOfUse end) const noexcept {
     for (auto const& use : uses) {
-        takeBack(*use);
+        takeBack(*use, end);
     }
 }
 

@@ -60,6 +60,7 @@ public:
 
 private:
     using Uses = std::vector<std::shared_ptr<ServiceUse>>;
+    enum class EndOfUse { Released, ServiceUnregistered };
     struct Making {
         BundleRecord const* user;
         std::thread::id thread;
@@ -78,9 +79,9 @@ private:
 
     InterfaceMapConstPtr makeObject(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user) const;
     void takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user,
-                  InterfaceMapConstPtr const& object) const noexcept;
-    void takeBack(ServiceUse const& use) const noexcept;
-    void takeBackAll(Uses const& uses) const noexcept;
+                  InterfaceMapConstPtr const& object, EndOfUse end) const noexcept;
+    void takeBack(ServiceUse const& use, EndOfUse end) const noexcept;
+    void takeBackAll(Uses const& uses, EndOfUse end) const noexcept;
 
     ServiceRecord& service_;
     mutable std::mutex mutex_; // guards what follows

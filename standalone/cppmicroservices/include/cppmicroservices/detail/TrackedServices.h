@@ -100,7 +100,7 @@ public:
             closed_ = true;
             adding_.clear();
             objects.swap(objects_);
-            best_ = nullptr;
+            forgetBestWithLock();
             changed_.notify_all();
         }
         std::exception_ptr error;
@@ -136,11 +136,15 @@ public:
         return best ? best->first : Reference();
     }
 
-    /// Its object; null if there is none.
+    /// Its object; null if there is none, or if the service is unregistered, which the tracker of a stopped
+    /// bundle is not told of. Once given, it is given again until what is tracked changes.
     Object bestObject() const {
         std::lock_guard const lock(mutex_);
-        auto const* const best = bestWithLock();
-        return best ? best->second : nullptr;
+        if (!given_) {
+            auto const* const best = bestWithLock();
+            given_ = best && best->first ? best : nullptr;
+        }
+        return given_ ? given_->second : nullptr;
     }
 
     std::size_t size() const {
@@ -254,9 +258,14 @@ private:
         return best_;
     }
 
+    void forgetBestWithLock() {
+        best_ = nullptr;
+        given_ = nullptr;
+    }
+
     void changedWithLock() {
         ++trackingCount_;
-        best_ = nullptr;
+        forgetBestWithLock();
         changed_.notify_all();
     }
 
@@ -276,7 +285,8 @@ private:
     std::unordered_set<Reference> adding_; // the customizer is asked for their objects
     std::unordered_set<Reference> gone_;   // since the tracker began to listen; only while finding_
     std::vector<std::thread::id> callers_; // the threads in calls of the customizer
-    mutable typename Objects::value_type const* best_ = nullptr; // in objects_; null if not known
+    mutable typename Objects::value_type const* best_ = nullptr;  // in objects_; null if not known
+    mutable typename Objects::value_type const* given_ = nullptr; // best_, if its object was given
     int trackingCount_ = 0;
     bool finding_ = true;
     bool closed_ = false;
