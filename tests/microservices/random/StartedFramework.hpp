@@ -28,6 +28,8 @@ public:
 
     cppmicroservices::BundleContext context() const { return framework_.GetBundleContext(); }
 
+    cppmicroservices::Bundle bundle() const { return framework_; }
+
     cppmicroservices::Bundle install(std::string const& name) const {
         return context().InstallBundles(SPF_TEST_BUNDLE_DIRECTORY "/test_" + name + ".so").at(0);
     }

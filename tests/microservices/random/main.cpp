@@ -25,7 +25,10 @@ struct Area {
 };
 
 constexpr Area areas[] = {
+    {"anys", randomised::runAnyCase},
     {"filters", randomised::runFilterCase},
+    {"maps", randomised::runMapCase},
+    {"services", randomised::runServiceCase},
 };
 
 int usage() {
@@ -40,7 +43,7 @@ int usage() {
 void runCases(Case runCase, std::uint64_t seed, std::uint64_t count) {
     for (auto number = seed; number < seed + count; ++number) {
         randomised::Random random(number);
-        std::cout << "case " << number << '\n';
+        std::cout << "case " << number << '\n' << std::flush; // a crash takes what is buffered
         runCase(random, std::cout);
     }
 }

@@ -2,9 +2,12 @@
 
 #include "values.hpp"
 
+#include <cppmicroservices/ServiceException.h>
+
 #include <boost/core/demangle.hpp>
 
 #include <typeinfo>
+#include <vector>
 
 namespace randomised {
 
@@ -26,12 +29,22 @@ std::string inQuotes(std::string_view text) {
 }
 
 std::string textOf(std::exception const& error) {
-    return boost::core::demangle(typeid(error).name()) + ": " + inQuotes(error.what());
+    // It may hold the exception that it comes from, and is of a class derived from both then.
+    bool const isOfService = dynamic_cast<cppmicroservices::ServiceException const*>(&error) != nullptr;
+    auto const& type = isOfService ? typeid(cppmicroservices::ServiceException) : typeid(error);
+    return boost::core::demangle(type.name()) + ": " + inQuotes(error.what());
 }
 
 std::string textOf(Any const& value) {
     if (auto const* map = cppmicroservices::any_cast<AnyMap>(&value)) {
         return textOf(*map);
+    }
+    if (hasManyTexts(value)) {
+        std::string result = typeName(value) + " [";
+        for (auto const& element : cppmicroservices::ref_any_cast<std::vector<Any>>(value)) {
+            result += (result.back() == '[' ? "" : ", ") + textOf(element);
+        }
+        return result + "]";
     }
     return typeName(value) + " " + inQuotes(value.ToJSON());
 }

@@ -110,6 +110,11 @@ TEST(LDAPFilter, RefusesFiltersNestedTooDeeply) {
     EXPECT_THROW(cppmicroservices::LDAPFilter{filter}, std::invalid_argument);
 }
 
+// The installed provider indents with zeros behind a control character.
+TEST(AnyText, ControlCharactersLeaveTheIndentationAsItIs) {
+    EXPECT_EQ(Any(std::vector<std::string>{"\x01", ""}).ToJSON(true), "[\n    \"\\u0001\",\n    \"\"\n]");
+}
+
 // With the installed provider, a vector of vectors has no text.
 TEST(AnyText, SequencesNest) {
     EXPECT_EQ(Any(std::vector<std::vector<int>>{{1, 2}, {3}}).ToJSON(), "[[1,2],[3]]");
