@@ -55,7 +55,7 @@ public:
         if (operations_->copy) {
             operations_->copy(other.storage_, storage_);
         } else {
-            storage_ = other.storage_;
+            detail::copyWord(other.storage_, storage_);
         }
     }
 
@@ -172,7 +172,7 @@ private:
         if (operations_->relocate) {
             operations_->relocate(other.storage_, storage_);
         } else {
-            storage_ = other.storage_;
+            detail::copyWord(other.storage_, storage_);
         }
     }
 

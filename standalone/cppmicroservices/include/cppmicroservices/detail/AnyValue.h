@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <new>
 #include <string>
@@ -22,8 +23,15 @@ union AnyStorage {
     alignas(std::string) std::array<std::byte, sizeof(std::string)> bytes;
 };
 
+/// What a value that fits into a word is copied and moved as. It is written as one, too: a processor waits for
+/// smaller writes to finish before it reads what they are a part of.
+inline void copyWord(AnyStorage const& from, AnyStorage& to) noexcept {
+    std::memcpy(&to, &from, sizeof(void*));
+}
+
 /// The operations on one type. `relocate` moves the value and ends the life of the one moved from, so that an
-/// Any whose value was taken is simply empty.
+/// Any whose value was taken is simply empty. Null stands for copyWord(), as `copy` and `relocate`, and for
+/// nothing to be done, as `destroy`.
 struct AnyOperations {
     std::type_info const& type;
     bool isInline;
@@ -60,12 +68,18 @@ class US_Framework_EXPORT AnyOperationsFor {
 public:
     static constexpr bool isInline = sizeof(T) <= sizeof(AnyStorage) && alignof(T) <= alignof(AnyStorage) &&
                                      std::is_nothrow_move_constructible_v<T>;
+    static constexpr bool isWord = isInline && sizeof(T) <= sizeof(void*) && std::is_trivially_copyable_v<T>;
 
     static AnyOperations const table;
 
     template <typename Source>
     static void create(AnyStorage& storage, Source&& source) {
-        if constexpr (isInline) {
+        if constexpr (isWord) {
+            T const value(std::forward<Source>(source));
+            std::array<std::byte, sizeof(void*)> word{};
+            std::memcpy(word.data(), &value, sizeof value);
+            std::memcpy(&storage, word.data(), sizeof word);
+        } else if constexpr (isInline) {
             ::new (static_cast<void*>(&storage)) T(std::forward<Source>(source));
         } else {
             storage.heap = new T(std::forward<Source>(source));
@@ -81,8 +95,6 @@ public:
     }
 
 private:
-    static constexpr bool isTrivial = isInline && std::is_trivially_copyable_v<T>;
-
     static T const& as(void const* value) noexcept { return *static_cast<T const*>(value); }
 
     static void copy(AnyStorage const& from, AnyStorage& to) { create(to, *get(from)); }
@@ -117,9 +129,9 @@ private:
 template <typename T>
 AnyOperations const AnyOperationsFor<T>::table = {typeid(T),
                                                   isInline,
-                                                  isTrivial ? nullptr : &copy,
-                                                  isTrivial || !isInline ? nullptr : &relocate,
-                                                  isTrivial ? nullptr : &destroy,
+                                                  isWord ? nullptr : &copy,
+                                                  isWord || !isInline ? nullptr : &relocate,
+                                                  isWord ? nullptr : &destroy,
                                                   &equal,
                                                   &toString,
                                                   &toJson,
