@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -39,6 +40,87 @@ TEST(AnyMap, OrderedKindIteratesInTheOrderOfTheKeys) {
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(keysOf(map), expected);
     EXPECT_EQ(keysOf(AnyMap(map)), expected);
+}
+
+// Keys of several families, some of which begin with all of another or with the least or greatest bytes, and
+// last those of which all others have something in common.
+std::vector<std::string> makeRelatedKeys() {
+    std::string const shared = "com.example.";
+    std::vector<std::string> keys;
+    for (auto const& beginning : {std::string("\xff"), shared + "\xff", shared + "service.",
+                                  shared + std::string(100, 'x'), shared + std::string(9, '\0')}) {
+        for (int i = 0; i < 400; ++i) {
+            keys.push_back(beginning + std::to_string(i * i));
+        }
+    }
+    for (std::size_t length = 0; length <= shared.size(); ++length) {
+        keys.push_back(shared.substr(0, length));
+        keys.push_back(shared.substr(0, length) + '\0');
+    }
+    return keys;
+}
+
+class OrderedMapBesideASet : public testing::Test {
+protected:
+    void insert(std::string const& key) {
+        ASSERT_EQ(map.insert({key, 1}).second, expected.insert(key).second) << key;
+    }
+
+    void erase(std::string const& key) { ASSERT_EQ(map.erase(key), expected.erase(key)) << key; }
+
+    // Goes on with a copy, which must not need the original.
+    void expectSameKeys() {
+        std::vector<std::string> const inOrder(expected.begin(), expected.end());
+        ASSERT_EQ(keysOf(map), inOrder);
+        map = AnyMap(map);
+        ASSERT_EQ(keysOf(map), inOrder);
+        for (auto const& key : keys) {
+            ASSERT_EQ(map.count(key), expected.count(key)) << key;
+        }
+    }
+
+    std::vector<std::string> const keys = makeRelatedKeys();
+    AnyMap map{AnyMap::ORDERED_MAP};
+    std::set<std::string> expected;
+};
+
+TEST_F(OrderedMapBesideASet, KeepsOrderWhileKeysComeAndGo) {
+    unsigned random = 1;
+    for (unsigned const partToErase : {10u, 50u, 90u}) { // percent: the map grows, stays as large and shrinks
+        for (int step = 0; step < 10000; ++step) {
+            random = random * 1664525u + 1013904223u;
+            auto const& key = keys[(random >> 8) % keys.size()];
+            (random >> 4) % 100 < partToErase ? erase(key) : insert(key);
+        }
+        expectSameKeys();
+    }
+}
+
+TEST_F(OrderedMapBesideASet, KeepsOrderWhenLaterKeysHaveLessInCommon) {
+    for (auto const& key : keys) {
+        insert(key);
+    }
+    expectSameKeys();
+}
+
+TEST_F(OrderedMapBesideASet, KeepsOrderOfKeysBehindAllThatHaveSomethingInCommon) {
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+        if (key->size() > 20) {
+            insert(*key);
+        }
+    }
+    insert("z");
+    insert("");
+    expectSameKeys();
+}
+
+TEST_F(OrderedMapBesideASet, CanBeFilledAgainAfterItsLastKeyWasErased) {
+    for (int turn = 0; turn < 2; ++turn) {
+        std::for_each(keys.begin(), keys.end(), [this](std::string const& key) { insert(key); });
+        expectSameKeys();
+        std::for_each(keys.rbegin(), keys.rend(), [this](std::string const& key) { erase(key); });
+        expectSameKeys();
+    }
 }
 
 TEST(AnyMap, OrderedKindComparesKeysBytewise) {

@@ -7,13 +7,6 @@
 
 namespace cppmicroservices::detail {
 
-namespace {
-
-// Up to this many entries, comparing keys one after the other is faster than an index.
-constexpr std::size_t largestWithoutIndex = 8;
-
-} // namespace
-
 std::size_t any_map_cihash::operator()(std::string const& key) const {
     return hashFolded(key);
 }
@@ -51,9 +44,9 @@ std::unique_ptr<AnyMapStorage> AnyMapStorage::create(any_map::map_type kind, std
 
 std::unique_ptr<AnyMapStorage> AnyMapStorage::copy(AnyMapStorage const& other) {
     auto copy = allocate(other.kind_, other.size_);
-    for (AnyMapNode const* original = other.first_; original; original = original->next) {
+    other.visit([&copy](AnyMapNode const* original) {
         copy->link(copy->makeNode(original->entry).release(), nullptr);
-    }
+    });
     if (copy->size_ > largestWithoutIndex) {
         copy->index_ = copy->makeIndexLike(*other.index_);
     }
@@ -67,9 +60,7 @@ std::unique_ptr<AnyMapStorage> AnyMapStorage::allocate(any_map::map_type kind, s
 }
 
 AnyMapStorage::~AnyMapStorage() {
-    for (AnyMapNode* node = first_; node;) {
-        std::exchange(node, node->next)->~AnyMapNode();
-    }
+    visit([](AnyMapNode* node) { node->~AnyMapNode(); });
 }
 
 AnyMapNode* AnyMapStorage::find(std::string const& key) const {
@@ -121,10 +112,17 @@ AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
         AnyMapNode* const node = index_->sorted.nodeAt(position);
         return {node, node != nullptr && node->entry.first == key, position};
     }
+    auto const prefix = orderingPrefix(key, 0);
     for (AnyMapNode* node = first_; node; node = node->next) {
-        auto const order = node->entry.first.compare(key);
-        if (order >= 0) {
-            return {node, order == 0, {}};
+        auto const& other = node->entry.first;
+        auto const otherPrefix = orderingPrefix(other, 0);
+        if (otherPrefix > prefix) {
+            return {node, false, {}};
+        }
+        if (otherPrefix == prefix) {
+            if (auto const order = other.compare(key); order >= 0) {
+                return {node, order == 0, {}};
+            }
         }
     }
     return {};

@@ -67,6 +67,13 @@ class AnyMapStorage {
 public:
     static constexpr std::size_t usualCapacity = 4;
 
+    /// Up to this many entries, an index is slower than comparing keys one after the other.
+    static constexpr std::size_t largestWithoutIndex = 8;
+
+    /// Up to this many entries, a processor's cache holds all nodes, so that it does not matter where they
+    /// lie.
+    static constexpr std::size_t largestInCache = 1000;
+
     /// Room for `capacity` entries, or for as many of them as are allocated at once, lies in the same block
     /// of memory as the object.
     static std::unique_ptr<AnyMapStorage> create(any_map::map_type kind,
@@ -147,6 +154,10 @@ private:
     bool eraseOrdered(std::string const& key);
     bool eraseHashed(std::string const& key);
 
+    /// Calls `visitor`, which may destroy the node, with each node in iteration order.
+    template <typename Visitor>
+    void visit(Visitor const& visitor) const;
+
     Place placeInOrder(std::string const& key) const;
     std::size_t hashIfIndexed(std::string const& key) const;
     AnyMapNode* findHashed(std::string const& key, std::size_t hash) const;
@@ -175,6 +186,17 @@ private:
     std::unique_ptr<Index> index_; // null: there are so few entries that walking along them is faster
     NodePool pool_;
 };
+
+template <typename Visitor>
+void AnyMapStorage::visit(Visitor const& visitor) const {
+    if (isOrdered() && size_ > largestInCache) {
+        index_->sorted.visit(visitor);
+        return;
+    }
+    for (AnyMapNode* node = first_; node;) {
+        visitor(std::exchange(node, node->next));
+    }
+}
 
 template <typename... Args>
 AnyMapStorage::OwnedNode AnyMapStorage::makeNode(Args&&... args) {

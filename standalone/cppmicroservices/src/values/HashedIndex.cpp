@@ -41,8 +41,9 @@ void HashedIndex::insert(std::size_t hash, AnyMapNode* node) {
     if (links_.size() == heads_.size()) {
         reserve(growth * links_.size());
     }
-    links_.push_back({shortened(hash), none, node}); // there is memory for it
-    prepend(static_cast<Number>(links_.size() - 1));
+    auto const number = static_cast<Number>(links_.size());
+    links_.emplace_back(shortened(hash), std::exchange(heads_[headOf(hash)], number),
+                        node); // there is memory
 }
 
 void HashedIndex::erase(std::size_t hash, AnyMapNode const* node) noexcept {

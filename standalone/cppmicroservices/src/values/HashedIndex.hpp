@@ -52,6 +52,11 @@ private:
     static constexpr Number none = UINT32_MAX;
 
     struct Link {
+        Link(std::uint32_t shortHash, Number following, AnyMapNode* linked) noexcept
+            : hash(shortHash)
+            , next(following)
+            , node(linked) {}
+
         std::uint32_t hash;
         Number next; // with a hash that leads to the same head, or unused; none: the last one
         AnyMapNode* node;

@@ -2,10 +2,12 @@
 #ifndef CPPMICROSERVICES_SRC_VALUES_KEYTEXT_HPP
 #define CPPMICROSERVICES_SRC_VALUES_KEYTEXT_HPP
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 namespace cppmicroservices::detail {
 
@@ -83,19 +85,36 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
     return equalWordsAt(left.size() - wordSize);
 }
 
-/// The first eight bytes as a number that orders texts as they are ordered, as far as it tells them apart.
-inline std::uint64_t orderingPrefix(std::string_view text) noexcept {
-    auto const numberOf = [text](std::size_t bytes) {
-        std::uint64_t number = 0;
-        for (std::size_t i = 0; i < bytes; ++i) {
-            number = number << 8 | static_cast<unsigned char>(text[i]);
-        }
-        return number;
-    };
-    if (text.size() >= wordSize) {
-        return numberOf(wordSize);
+template <std::size_t... i>
+std::uint64_t loadBigEndian(char const* text, std::index_sequence<i...> /*bytes*/) noexcept {
+    return ((std::uint64_t{static_cast<unsigned char>(text[i])} << 8 * (sizeof...(i) - 1 - i)) | ...);
+}
+
+/// A number whose highest bytes are the first `bytes` bytes of `text`.
+template <std::size_t bytes>
+std::uint64_t loadOrdered(char const* text) noexcept {
+    return loadBigEndian(text, std::make_index_sequence<bytes>()) << 8 * (wordSize - bytes);
+}
+
+/// The eight bytes from `begin` on as a number that orders texts, which are equal up to there, as they are
+/// ordered, as far as it tells them apart.
+inline std::uint64_t orderingPrefix(std::string_view text, std::size_t begin) noexcept {
+    auto const size = text.size();
+    if (begin >= size) {
+        return 0;
     }
-    return text.empty() ? 0 : numberOf(text.size()) << 8 * (wordSize - text.size());
+    if (size >= wordSize) {
+        auto const start = std::min(begin, size - wordSize);
+        return loadOrdered<wordSize>(text.data() + start) << 8 * (begin - start);
+    }
+    std::uint64_t whole = 0;
+    if (size >= 4) {
+        whole = loadOrdered<4>(text.data()) | loadOrdered<4>(text.data() + size - 4) >> 8 * (size - 4);
+    } else {
+        whole = loadOrdered<1>(text.data()) | loadOrdered<1>(text.data() + size / 2) >> 8 * (size / 2) |
+                loadOrdered<1>(text.data() + size - 1) >> 8 * (size - 1);
+    }
+    return whole << 8 * begin;
 }
 
 } // namespace cppmicroservices::detail

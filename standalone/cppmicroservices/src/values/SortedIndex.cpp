@@ -4,6 +4,7 @@
 #include "KeyText.hpp"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -24,14 +25,99 @@ void growIfFull(std::vector<T>& vector) {
     }
 }
 
+std::string const& keyOf(AnyMapNode const* node) {
+    return node->entry.first;
+}
+
+std::size_t countCommonBytes(std::string const& left, std::string const& right) {
+    auto const shorter = std::min(left.size(), right.size());
+    auto const end = left.begin() + offset(shorter);
+    return static_cast<std::size_t>(std::mismatch(left.begin(), end, right.begin()).first - left.begin());
+}
+
 } // namespace
 
-SortedIndex::Slot::Slot(AnyMapNode* newNode)
-    : prefix(orderingPrefix(newNode->entry.first))
-    , node(newNode) {}
+SortedNodes::SortedNodes(SortedNodes const& others, std::size_t first, std::size_t capacity)
+    : SortedNodes(capacity) {
+    slots_.assign(others.slots_.begin() + offset(first), others.slots_.end());
+    commonBytes_ = others.commonBytes_;
+    skipCommonBytes();
+}
 
-bool SortedIndex::Slot::isLess(std::uint64_t otherPrefix, std::string const& key) const {
-    return prefix != otherPrefix ? prefix < otherPrefix : node->entry.first < key;
+// Finds the place by what follows the common bytes, and compares those only with a key next to it: the caller
+// needs that node anyway.
+std::size_t SortedNodes::lowerBound(std::string const& key) const noexcept {
+    auto const prefix = prefixOf(key);
+    auto const place = std::partition_point(slots_.begin(), slots_.end(), [&](Slot const& slot) {
+        return slot.prefix != prefix ? slot.prefix < prefix : keyOf(slot.node) < key;
+    });
+    if (commonBytes_ != 0) {
+        std::string_view const near(keyOf(place != slots_.end() ? place->node : back()));
+        auto const order =
+            std::string_view(key).substr(0, commonBytes_).compare(near.substr(0, commonBytes_));
+        if (order != 0) {
+            return order < 0 ? 0 : size();
+        }
+    }
+    return static_cast<std::size_t>(place - slots_.begin());
+}
+
+void SortedNodes::makeRoom() {
+    growIfFull(slots_);
+}
+
+void SortedNodes::insert(std::size_t slot, AnyMapNode* node) {
+    slots_.emplace_back();
+    std::copy_backward(slots_.begin() + offset(slot), slots_.end() - 1, slots_.end());
+    slots_[slot] = {prefixOf(keyOf(node)), node};
+    skipCommonBytesWith(slot);
+}
+
+void SortedNodes::replace(std::size_t slot, AnyMapNode* node) noexcept {
+    slots_[slot] = {prefixOf(keyOf(node)), node};
+    skipCommonBytesWith(slot);
+}
+
+void SortedNodes::erase(std::size_t slot) noexcept {
+    slots_.erase(slots_.begin() + offset(slot));
+    if (slots_.empty()) {
+        commonBytes_ = 0;
+    }
+}
+
+void SortedNodes::truncate(std::size_t size) noexcept {
+    slots_.erase(slots_.begin() + offset(size), slots_.end());
+    skipCommonBytes();
+}
+
+AnyMapNode* SortedNodes::replaceAll(AnyMapNode* first) noexcept {
+    AnyMapNode* node = first;
+    for (auto& slot : slots_) {
+        slot.node = std::exchange(node, node->next);
+    }
+    return node;
+}
+
+std::uint64_t SortedNodes::prefixOf(std::string const& key) const noexcept {
+    return orderingPrefix(key, commonBytes_);
+}
+
+// Keys in order have in common what the first and the last one have.
+void SortedNodes::skipCommonBytes() noexcept {
+    auto const common = countCommonBytes(keyOf(slots_.front().node), keyOf(back()));
+    if (common != commonBytes_) {
+        commonBytes_ = common;
+        for (auto& slot : slots_) {
+            slot.prefix = prefixOf(keyOf(slot.node));
+        }
+    }
+}
+
+// A key between two others begins as they do.
+void SortedNodes::skipCommonBytesWith(std::size_t slot) noexcept {
+    if (slot == 0 || slot == size() - 1) {
+        skipCommonBytes();
+    }
 }
 
 void SortedIndex::append(AnyMapNode* first) {
@@ -44,30 +130,23 @@ SortedIndex SortedIndex::copyFor(AnyMapNode* first) const {
     SortedIndex copy(*this);
     AnyMapNode* node = first;
     for (std::size_t block = 0; block < copy.blocks_.size(); ++block) {
-        for (auto& slot : copy.blocks_[block]) {
-            slot.node = std::exchange(node, node->next);
-        }
-        copy.last_[block] = copy.blocks_[block].back();
+        node = copy.blocks_[block].replaceAll(node);
+        copy.last_.replace(block, copy.blocks_[block].back());
     }
     return copy;
 }
 
 SortedIndex::Position SortedIndex::lowerBound(std::string const& key) const {
-    auto const isLess = [&key, prefix = orderingPrefix(key)](Slot const& slot) {
-        return slot.isLess(prefix, key);
-    };
-    auto const last = std::partition_point(last_.begin(), last_.end(), isLess);
-    if (last == last_.end()) {
+    auto const block = blocks_.size() == 1 ? 0 : last_.lowerBound(key);
+    if (block == blocks_.size()) {
         return end();
     }
-    auto const block = static_cast<std::size_t>(last - last_.begin());
-    auto const& slots = blocks_[block];
-    auto const slot = std::partition_point(slots.begin(), slots.end() - 1, isLess);
-    return {block, static_cast<std::size_t>(slot - slots.begin())};
+    auto const slot = blocks_[block].lowerBound(key);
+    return slot < blocks_[block].size() ? Position{block, slot} : end();
 }
 
 AnyMapNode* SortedIndex::nodeAt(Position position) const {
-    return position.block < blocks_.size() ? blocks_[position.block][position.slot].node : nullptr;
+    return position.block < blocks_.size() ? blocks_[position.block][position.slot] : nullptr;
 }
 
 void SortedIndex::insert(Position position, AnyMapNode* node) {
@@ -81,46 +160,42 @@ void SortedIndex::insert(Position position, AnyMapNode* node) {
             position = {position.block + 1, position.slot - blockCapacity / 2};
         }
     }
-    // In front of another node, hence never the last of its block.
-    Block& block = blocks_[position.block];
-    block.insert(block.begin() + offset(position.slot), Slot(node));
+    blocks_[position.block].insert(position.slot, node); // in front of another, hence never the last one
 }
 
 // Whatever throws does so before anything changes.
 void SortedIndex::split(std::size_t block) {
     constexpr std::size_t half = blockCapacity / 2;
-    Block upper;
-    upper.reserve(blockCapacity);
-    upper.assign(blocks_[block].begin() + offset(half), blocks_[block].end());
+    SortedNodes upper(blocks_[block], half, blockCapacity);
     growIfFull(blocks_);
-    last_.insert(last_.begin() + offset(block), blocks_[block][half - 1]);
+    last_.makeRoom();
+    last_.insert(block, blocks_[block][half - 1]);
     blocks_.insert(blocks_.begin() + offset(block) + 1, std::move(upper));
-    blocks_[block].erase(blocks_[block].begin() + offset(half), blocks_[block].end());
+    blocks_[block].truncate(half);
 }
 
 // Starts a new block rather than splitting, so that maps built in key order have full blocks.
 void SortedIndex::appendOne(AnyMapNode* node) {
     if (blocks_.empty() || blocks_.back().size() == blockCapacity) {
-        Block block;
-        block.reserve(blockCapacity);
-        block.emplace_back(node);
-        growIfFull(last_);
+        SortedNodes block(blockCapacity);
+        block.insert(0, node);
+        last_.makeRoom();
         blocks_.push_back(std::move(block));
-        last_.emplace_back(node);
+        last_.insert(last_.size(), node);
     } else {
-        blocks_.back().emplace_back(node);
-        last_.back() = blocks_.back().back();
+        blocks_.back().insert(blocks_.back().size(), node);
+        last_.replace(last_.size() - 1, node);
     }
 }
 
 void SortedIndex::erase(Position position) {
-    Block& block = blocks_[position.block];
-    block.erase(block.begin() + offset(position.slot));
-    if (block.empty()) {
+    SortedNodes& block = blocks_[position.block];
+    block.erase(position.slot);
+    if (block.size() == 0) {
         blocks_.erase(blocks_.begin() + offset(position.block));
-        last_.erase(last_.begin() + offset(position.block));
+        last_.erase(position.block);
     } else {
-        last_[position.block] = block.back();
+        last_.replace(position.block, block.back());
     }
 }
 

@@ -5,11 +5,83 @@
 
 #include "cppmicroservices/AnyMap.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace cppmicroservices::detail {
+
+/// Nodes in key order. Beside each stands a part of its key, behind what all keys here begin with, so that a
+/// search looks at few of the nodes.
+class SortedNodes {
+public:
+    explicit SortedNodes(std::size_t capacity = 0) { slots_.reserve(capacity); }
+
+    /// The nodes of `others` from `first` on.
+    SortedNodes(SortedNodes const& others, std::size_t first, std::size_t capacity);
+
+    std::size_t size() const noexcept { return slots_.size(); }
+    AnyMapNode* operator[](std::size_t slot) const noexcept { return slots_[slot].node; }
+    AnyMapNode* back() const noexcept { return slots_.back().node; }
+
+    /// The first node whose key is not less than `key`; size() if there is none.
+    std::size_t lowerBound(std::string const& key) const noexcept;
+
+    /// Makes the next insertion one that cannot throw.
+    void makeRoom();
+
+    /// Puts the node in front of the one at `slot`.
+    void insert(std::size_t slot, AnyMapNode* node);
+
+    /// Puts the node, which has the key of the one at `slot` or one that belongs there, in its place.
+    void replace(std::size_t slot, AnyMapNode* node) noexcept;
+
+    void erase(std::size_t slot) noexcept;
+
+    /// Removes the nodes from `size` on.
+    void truncate(std::size_t size) noexcept;
+
+    /// Calls `visitor` with each node, in order. Nodes that come later may lie anywhere, so they and then
+    /// their keys are fetched from memory in the meantime.
+    template <typename Visitor>
+    void visit(Visitor const& visitor) const {
+        constexpr std::size_t keyDistance = 8;
+        constexpr std::size_t nodeDistance = 2 * keyDistance;
+        for (std::size_t slot = 0; slot < size(); ++slot) {
+            if (slot + nodeDistance < size()) {
+                fetch(slots_[slot + nodeDistance].node, sizeof(AnyMapNode));
+            }
+            if (slot + keyDistance < size()) {
+                auto const& key = slots_[slot + keyDistance].node->entry.first;
+                fetch(key.data(), key.size() + 1);
+            }
+            visitor(slots_[slot].node);
+        }
+    }
+
+    /// Puts the nodes of a chain that has the same keys in the place of those here. Returns what follows in
+    /// the chain.
+    AnyMapNode* replaceAll(AnyMapNode* first) noexcept;
+
+private:
+    struct Slot {
+        std::uint64_t prefix;
+        AnyMapNode* node;
+    };
+
+    static void fetch(void const* memory, std::size_t size) noexcept {
+        __builtin_prefetch(memory);
+        __builtin_prefetch(static_cast<std::byte const*>(memory) + size - 1);
+    }
+
+    std::uint64_t prefixOf(std::string const& key) const noexcept;
+    void skipCommonBytes() noexcept;
+    void skipCommonBytesWith(std::size_t slot) noexcept;
+
+    std::vector<Slot> slots_;
+    std::size_t commonBytes_ = 0; // at the beginning of all keys
+};
 
 class SortedIndex {
 public:
@@ -19,13 +91,19 @@ public:
         std::size_t slot;
     };
 
-    bool empty() const { return blocks_.empty(); }
-
     /// Adds a chain of nodes whose keys ascend and are greater than all keys here.
     void append(AnyMapNode* first);
 
     /// The index of a chain of nodes whose keys are those of the nodes here.
     SortedIndex copyFor(AnyMapNode* first) const;
+
+    /// Calls `visitor` with each node, in order.
+    template <typename Visitor>
+    void visit(Visitor const& visitor) const {
+        for (auto const& block : blocks_) {
+            block.visit(visitor);
+        }
+    }
 
     /// The first node whose key is not less than `key`.
     Position lowerBound(std::string const& key) const;
@@ -42,21 +120,11 @@ public:
     void erase(Position position);
 
 private:
-    // The beginning of the key stands beside the node, so that most comparisons need not look at the node.
-    struct Slot {
-        explicit Slot(AnyMapNode* node);
-        bool isLess(std::uint64_t prefix, std::string const& key) const;
-
-        std::uint64_t prefix;
-        AnyMapNode* node;
-    };
-    using Block = std::vector<Slot>; // never empty
-
     void appendOne(AnyMapNode* node);
     void split(std::size_t block);
 
-    std::vector<Block> blocks_;
-    std::vector<Slot> last_; // the last slot of each block
+    std::vector<SortedNodes> blocks_; // none is empty
+    SortedNodes last_;                // the last node of each block
 };
 
 } // namespace cppmicroservices::detail
