@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tracking/endpointEquality.hpp"
+#include "tracking/endpointHash.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -15,32 +16,6 @@ using cppmicroservices::Any;
 namespace {
 
 constexpr std::size_t indexedAtATime = 16;
-
-// Takes eight characters at a time, which is what the time to make an index depends on: the standard
-// library's hash takes four times as many instructions for an endpoint's text. Each step can be undone, so
-// that texts of one length that differ in one step only never agree.
-std::uint64_t hashOf(std::string const& text) noexcept {
-    constexpr std::uint64_t oddMultiplier = 0x9E3779B97F4A7C15U; // the golden ratio's fraction times 2^64
-    constexpr std::size_t step = sizeof(std::uint64_t);
-    std::uint64_t hash = text.size();
-    auto const mix = [&hash](char const* characters, std::size_t count) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, characters, count);
-        hash = (hash ^ word) * oddMultiplier;
-        hash ^= hash >> 32U;
-    };
-    auto const* const end = text.data() + text.size();
-    auto const* at = text.data();
-    for (; at + step <= end; at += step) {
-        mix(at, step);
-    }
-    if (at != text.data()) {
-        mix(end - step, step); // the last characters, some of them once more
-    } else {
-        mix(at, text.size());
-    }
-    return hash;
-}
 
 // The upper bits; the lower ones choose the place.
 std::uint16_t tagOf(std::uint64_t hash) noexcept {
@@ -66,12 +41,12 @@ IndexedEndpoints::IndexedEndpoints(std::vector<Any> listed)
 // The places of a few strings are asked for before the first is needed: the table does not fit into the
 // caches.
 void IndexedEndpoints::indexRange(std::size_t begin, std::size_t end) {
-    std::array<std::string const*, indexedAtATime> texts{};
-    std::array<std::uint64_t, indexedAtATime> hashes{};
+    std::array<std::string const*, indexedAtATime> texts; // not zeroed: that took longer than to fill them
+    std::array<std::uint64_t, indexedAtATime> hashes;
     for (std::size_t i = 0; begin + i < end; ++i) {
         texts[i] = asString(endpoints[begin + i]);
         if (texts[i] != nullptr) {
-            hashes[i] = hashOf(*texts[i]);
+            hashes[i] = hashOfEndpoint(*texts[i]);
             __builtin_prefetch(&slots[hashes[i] & (slots.size() - 1)], 1);
         }
     }
@@ -97,15 +72,19 @@ void IndexedEndpoints::indexString(Position position, std::string const& text, s
 // The slot that holds the string, or the free one where it belongs.
 IndexedEndpoints::Slot& IndexedEndpoints::slotOf(std::string const& text, std::uint64_t hash) noexcept {
     auto const mask = slots.size() - 1;
+    auto const tag = tagOf(hash);
+    auto const endsAt = [&](Slot const& slot) {
+        return slot.positionPlusOne == 0 || (slot.tag == tag && holds(slot, text));
+    };
     auto place = hash & mask;
-    while (slots[place].positionPlusOne != 0 && !holds(slots[place], text, hash)) {
+    while (!endsAt(slots[place])) {
         place = (place + 1) & mask;
     }
     return slots[place];
 }
 
-bool IndexedEndpoints::holds(Slot const& slot, std::string const& text, std::uint64_t hash) const noexcept {
-    if (slot.tag != tagOf(hash) || slot.length != shortened(text.size())) {
+bool IndexedEndpoints::holds(Slot const& slot, std::string const& text) const noexcept {
+    if (slot.length != shortened(text.size())) {
         return false;
     }
     return slot.length == longest ? isString(endpoints[slot.positionPlusOne - 1], text)
@@ -132,7 +111,7 @@ bool IndexedEndpoints::removeString(std::string const& text) noexcept {
     if (removeNext(text)) {
         return true;
     }
-    auto const& slot = slotOf(text, hashOf(text));
+    auto const& slot = slotOf(text, hashOfEndpoint(text));
     if (slot.positionPlusOne == 0) {
         return false;
     }
