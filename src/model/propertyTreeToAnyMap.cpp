@@ -9,9 +9,10 @@
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include "model/MapToFill.hpp"
+
 namespace agent::spf::frameworksetup {
 
-using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 
 namespace {
@@ -27,22 +28,18 @@ std::string toKey(std::string const& name) {
                : boost::property_tree::json_parser::create_escapes(name);
 }
 
-// What a child is published as: its datum wins over its children, which are dropped then.
-Any toValue(boost::property_tree::ptree const& child) {
-    if (child.data().empty() && !child.empty()) {
-        return propertyTreeToAnyMap(child);
-    }
-    return child.data();
-}
-
 } // namespace
 
 AnyMap propertyTreeToAnyMap(boost::property_tree::ptree const& tree) {
-    AnyMap::unordered_any_cimap map;
-    map.reserve(tree.size());
+    MapToFill map;
+    reserve(map, tree.size());
     for (auto const& [name, child] : tree) {
-        map.insert_or_assign(toKey(name),
-                             toValue(child)); // of equal keys the first stays, of their values the last
+        auto& value = map[toKey(name)]; // of equal keys the first stays, of their values the last
+        if (child.data().empty() && !child.empty()) {
+            value = propertyTreeToAnyMap(child);
+        } else {
+            value = child.data(); // which wins over its children: they are dropped
+        }
     }
     return AnyMap(std::move(map));
 }

@@ -8,6 +8,8 @@
 
 #include <cppmicroservices/AnyMap.h>
 
+#include "model/MapToFill.hpp"
+
 namespace agent::spf::frameworksetup {
 
 // A property map with N keys and without values. Maps with these keys are made by copying it and filling the
@@ -16,14 +18,13 @@ template <std::size_t N>
 class MapTemplate {
 public:
     explicit MapTemplate(std::array<char const*, N> const& keys) {
-        // A few entries need no table of buckets, and without one a copy is cheaper.
-        map.max_load_factor(4 * N + 11);
+        spareBuckets(map, N);
         for (auto const* key : keys) {
-            map.try_emplace(key);
+            map[key];
         }
         // A copy has the entries in the same order as every other copy, in libstdc++'s tables and in those of
         // the standalone provider.
-        Map const copy(map);
+        MapToFill const copy(map);
         std::size_t position = 0;
         for (auto const& entry : copy) {
             for (std::size_t key = 0; key < N; ++key) {
@@ -39,7 +40,7 @@ public:
     template <typename... Values>
     cppmicroservices::AnyMap with(Values&&... values) const {
         static_assert(sizeof...(Values) == N, "one value for each key");
-        Map filled(map);
+        MapToFill filled(map);
         std::array<cppmicroservices::Any*, N> slots{};
         std::size_t position = 0;
         for (auto& entry : filled) {
@@ -51,9 +52,7 @@ public:
     }
 
 private:
-    using Map = cppmicroservices::AnyMap::unordered_any_cimap;
-
-    Map map;
+    MapToFill map;
     std::array<std::size_t, N> valueAt{}; // which of the given keys is at which position of a copy
 };
 

@@ -2,6 +2,7 @@
 #include "floor/convertTree.hpp"
 
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS // the parser of Boost 1.74 uses them, and says so at every compilation
@@ -13,7 +14,10 @@ namespace spf::bench {
 using boost::property_tree::ptree;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
-using Map = AnyMap::unordered_any_cimap;
+using StandardMap = AnyMap::unordered_any_cimap;
+
+// As for encodeByHand().
+using Map = std::conditional_t<std::is_trivially_copyable_v<AnyMap::iterator>, AnyMap, StandardMap>;
 
 namespace {
 
@@ -72,11 +76,19 @@ std::string escape(std::string const& name) {
     return name;
 }
 
+[[maybe_unused]] void reserve(StandardMap& map, std::size_t entries) {
+    map.reserve(entries);
+}
+
+[[maybe_unused]] void reserve(AnyMap& /*map*/, std::size_t /*entries*/) {
+    // It cannot.
+}
+
 } // namespace
 
 AnyMap convertByHand(ptree const& tree) {
     Map map;
-    map.reserve(tree.size());
+    reserve(map, tree.size());
     for (auto const& [name, child] : tree) {
         auto& value = map[escape(name)];
         if (child.data().empty() && !child.empty()) {

@@ -80,12 +80,12 @@ public:
 
     template <typename ValueType>
     Any& operator=(ValueType const& rhs) {
-        return *this = Any(rhs);
+        return assign(rhs);
     }
 
     template <typename ValueType, typename = IfMovedIn<ValueType>>
     Any& operator=(ValueType&& rhs) {
-        return *this = Any(std::forward<ValueType>(rhs));
+        return assign(std::forward<ValueType>(rhs));
     }
 
     /// Exchanges the values and returns this object.
@@ -161,6 +161,18 @@ private:
     ValueType const* valueIf() const noexcept {
         bool const isHeld = operations_ != nullptr && operations_->type == typeid(ValueType);
         return isHeld ? detail::AnyOperationsFor<ValueType>::get(storage_) : nullptr;
+    }
+
+    // If there is a value, it stays until the new one is made, which may be a part of it and may throw.
+    template <typename ValueType>
+    Any& assign(ValueType&& value) {
+        using Operations = detail::AnyOperationsFor<std::decay_t<ValueType>>;
+        if (operations_) {
+            return *this = Any(std::forward<ValueType>(value));
+        }
+        Operations::create(storage_, std::forward<ValueType>(value));
+        operations_ = &Operations::table;
+        return *this;
     }
 
     // Requires that this is empty or that its value has been relocated.
