@@ -1,6 +1,7 @@
 // Where the hash sends endpoints as they occur: texts that differ in a few digits only.
 #include <cstddef>
 #include <functional>
+#include <ostream>
 #include <set>
 #include <string>
 #include <utility>
@@ -19,6 +20,10 @@ struct Family {
     std::function<std::string(int)> text;
 };
 
+std::ostream& operator<<(std::ostream& stream, Family const& family) {
+    return stream << family.name;
+}
+
 std::string digits(int number, std::size_t count) {
     auto const text = std::to_string(number);
     return std::string(count - text.size(), '0') + text;
@@ -35,10 +40,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Family{"NumbersInTheMiddle", [](int i) { return "tcp:host" + digits(i, 6) + ":7000"; }},
                     Family{"TwoNumbers", [](int i) { return digits(i / 100, 8) + digits(i % 100, 8); }},
                     Family{"OneNumberTwice", [](int i) { return digits(i, 8) + digits(i, 8); }},
+                    Family{"EveryEighthCharacter",
+                           [](int i) {
+                               auto text = digits(i, 5);
+                               for (std::size_t character = 0; character < 5; ++character) {
+                                   text.insert(8 * character, "to-peer");
+                               }
+                               return text;
+                           }},
                     Family{"Short", [](int i) { return "p" + std::to_string(i); }},
                     Family{"OtherLengths",
                            [](int i) { return std::string(static_cast<std::size_t>(i), 'x'); }}),
-    [](testing::TestParamInfo<Family> const& info) { return info.param.name; });
+    [](auto const& family) { return family.param.name; });
 
 // How many places a table of `size`, a power of two, is searched for a new text, on average.
 double placesSearched(Family const& family, int count, std::size_t size) {
