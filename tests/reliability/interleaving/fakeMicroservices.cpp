@@ -1,6 +1,8 @@
 // The framework's part of the provider's handles, on a FakeFramework: defined in the program, these take the
-// place of the provider's own.
+// place of the provider's own, but not in calls from inside the provider, which must not meet the fake
+// records.
 #include <stdexcept>
+#include <utility>
 
 #include <cppmicroservices/ServiceObjects.h>
 
@@ -52,6 +54,15 @@ ServiceReferenceBase::operator bool() const {
 }
 
 void ServiceReferenceBase::BindTo(std::string const&) {}
+
+ServiceObjectsBase::ServiceObjectsBase(std::shared_ptr<detail::ContextRecord> context,
+                                       ServiceReferenceBase const& reference)
+    : context_(std::move(context))
+    , reference_(reference) {
+    if (!reference) {
+        throw std::invalid_argument("the service reference is empty");
+    }
+}
 
 std::shared_ptr<void> ServiceObjectsBase::GetService() const {
     auto const target = Access::targetOf(reference_);
