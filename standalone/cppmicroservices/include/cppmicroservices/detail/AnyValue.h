@@ -23,8 +23,8 @@ union AnyStorage {
     alignas(std::string) std::array<std::byte, sizeof(std::string)> bytes;
 };
 
-/// What a value that fits into a word is copied and moved as. It is written as one, too: a processor waits for
-/// smaller writes to finish before it reads what they are a part of.
+/// How a value that fits into a word is copied and moved. It is written as a word, too: a processor waits
+/// for smaller writes to finish before it reads what they are a part of.
 inline void copyWord(AnyStorage const& from, AnyStorage& to) noexcept {
     std::memcpy(&to, &from, sizeof(void*));
 }
