@@ -96,13 +96,14 @@ void registerKept(std::string const& way) {
 }
 
 void buildAndWithdraw(int cycles) {
+    std::string const configurationID = "cycle";
     for (int cycle = 0; cycle < cycles; ++cycle) {
-        makeBuilder("cycle", {2, 2, 4, Mapped::Explicitly}).build();
+        makeBuilder(configurationID, {2, 2, 4, Mapped::Explicitly}).build();
         if (cycle % 100 == 99) {
-            host->settle(); // so that withdrawals do not pile up
+            host->settle(configurationID); // so that withdrawals do not pile up
         }
     }
-    host->settle();
+    host->settle(configurationID);
 }
 
 // Bytes that are in use after so many cycles of building and withdrawing and were not before.

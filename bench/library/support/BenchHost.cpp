@@ -74,6 +74,13 @@ void BenchHost::settle() {
     last->Remove().wait();
 }
 
+// What concerns one configuration is done in turn.
+void BenchHost::settle(std::string const& configurationID) {
+    auto const last = admin_->GetFactoryConfiguration("qo.spf.framework", configurationID);
+    last->Update().wait();
+    last->Remove().wait();
+}
+
 } // namespace spf::bench
 
 namespace agent::host {

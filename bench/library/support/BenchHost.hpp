@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
@@ -24,8 +25,11 @@ public:
 
     cppmicroservices::BundleContext context() const;
 
-    // Returns when Configuration Admin has done what it was asked before.
+    // Returns when Configuration Admin has begun what it was asked before.
     void settle();
+
+    // Returns when it has done all that it was asked for this published configuration.
+    void settle(std::string const& configurationID);
 
 private:
     std::filesystem::path storage_;
