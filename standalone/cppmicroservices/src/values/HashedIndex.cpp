@@ -41,9 +41,9 @@ void HashedIndex::insert(std::size_t hash, AnyMapNode* node) {
     if (links_.size() == heads_.size()) {
         reserve(growth * links_.size());
     }
-    auto const number = static_cast<Number>(links_.size());
-    links_.emplace_back(shortened(hash), std::exchange(heads_[headOf(hash)], number),
-                        node); // there is memory
+    Number& head = heads_[headOf(hash)];
+    links_.emplace_back(shortened(hash), head, node);
+    head = static_cast<Number>(links_.size() - 1);
 }
 
 void HashedIndex::erase(std::size_t hash, AnyMapNode const* node) noexcept {
