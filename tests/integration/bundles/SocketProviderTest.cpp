@@ -1,8 +1,10 @@
 // The socket provider alone: endpoints, connections and frames.
 #include <atomic>
 #include <filesystem>
+#include <set>
 #include <stdexcept>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
@@ -10,6 +12,7 @@
 #include "BundlesTest.hpp"
 #include "EndpointRecorder.hpp"
 #include "RawSocket.hpp"
+#include "SystemCalls.hpp"
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
 namespace {
@@ -30,6 +33,19 @@ public:
     void closed(std::string const& reason) override { reports.add("closed: " + reason); }
     Record<std::string> reports;
 };
+
+// The sockets that this process has open, by their descriptors.
+std::set<int> openSockets() {
+    std::set<int> sockets;
+    for (auto const& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        auto const descriptor = std::stoi(entry.path().filename());
+        struct stat status {};
+        if (::fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode)) {
+            sockets.insert(descriptor);
+        }
+    }
+    return sockets;
+}
 
 class SocketProviderTest : public testing::Test {
 protected:
@@ -229,6 +245,18 @@ TEST_F(SocketProviderTest, PortZeroCannotBeConnectedTo) {
                 ElementsAre(HasSubstr("failed: cannot connect to tcp:127.0.0.1:0: nobody")));
 }
 
+TEST_F(SocketProviderTest, EveryAddressOfAHostIsTriedUntilOneIsConnected) {
+    auto const port = std::to_string(bundles_test::freeTcpPort());
+    auto const bound = provider_.bind("tcp:127.0.0.1:" + port, listener_);
+    ASSERT_TRUE(listener_->reports.waitFor("bound tcp:127.0.0.1:" + port));
+    bundles_test::HostWithAddresses const host("two.test", {"127.0.0.2", "127.0.0.1"});
+
+    auto const connected = provider_.connect("tcp:two.test:" + port, connector_);
+
+    EXPECT_NE(connector_->firstConnection(), nullptr);
+    EXPECT_THAT(connector_->reports.values(), testing::IsEmpty()) << "in one attempt";
+}
+
 TEST_F(SocketProviderTest, ARefusedConnectionIsTriedAgainUntilItSucceeds) {
     { RawListener const dead(path()); }
     auto const connected = provider_.connect(endpoint(), connector_);
@@ -260,6 +288,23 @@ TEST_F(SocketProviderTest, TheReasonOfARejectionIsThatOfTheFailedAttempt) {
     connection->reject("not whom I wanted");
 
     EXPECT_TRUE(connector_->reports.waitFor("retrying: not whom I wanted"));
+}
+
+TEST_F(SocketProviderTest, AProgramThatIsExecutedInheritsNoSocket) {
+    auto const before = openSockets();
+    auto const bound = bind();
+    auto const boundToPort = provider_.bind("tcp:127.0.0.1:0", std::make_shared<EndpointRecorder>());
+    auto const connected = provider_.connect(endpoint(), connector_);
+    connector_->firstConnection();
+    listener_->firstConnection();
+
+    auto const sockets = openSockets();
+
+    EXPECT_EQ(sockets.size(), before.size() + 4);
+    for (auto const descriptor : sockets) {
+        auto const isInherited = (::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) == 0;
+        EXPECT_TRUE(!isInherited || before.count(descriptor) != 0) << "descriptor " << descriptor;
+    }
 }
 
 TEST_F(SocketProviderTest, StoppingRemovesSocketsAndLeavesHandlesHarmless) {

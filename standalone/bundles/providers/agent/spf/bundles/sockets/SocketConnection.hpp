@@ -8,16 +8,13 @@
 #include <string>
 #include <string_view>
 
-#include <boost/asio/generic/stream_protocol.hpp>
-
 #include "agent/spf/bundles/EndpointProvider.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 #include "agent/spf/bundles/sockets/FrameDecoder.hpp"
 #include "agent/spf/bundles/sockets/IoObject.hpp"
+#include "agent/spf/bundles/sockets/StreamSockets.hpp"
 
 namespace agent::spf::bundles::sockets {
-
-using Socket = boost::asio::generic::stream_protocol::socket;
 
 // Reads and writes frames. Used on the io thread only. A frame of a size that is not allowed ends the
 // connection, and so does a peer that lets more than maximumQueue bytes pile up.

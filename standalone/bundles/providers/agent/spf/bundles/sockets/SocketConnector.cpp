@@ -3,7 +3,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include <boost/asio/connect.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 
 #include "agent/spf/bundles/sockets/HostResolution.hpp"
@@ -23,6 +22,8 @@ EndpointAddress parsePeerEndpoint(std::string const& text) {
     }
     return address;
 }
+
+constexpr auto noDeadline = boost::asio::steady_timer::time_point::max(); // of an attempt that has ended
 
 // Whether the next attempt would fare no better: who may not use a socket now, or has no network of its kind,
 // will not soon. Everything else may be different once the peer is there.
@@ -66,12 +67,13 @@ void SocketConnector::attempt() {
     timedOut_ = false;
     deadline_.expires_after(attemptTimeout);
     deadline_.async_wait([self = shared_from_this()](error_code const& error) {
-        if (!error) {
-            self->timedOut_ = true;
-            self->resolver_.cancel();
-            error_code ignored;
-            self->socket_.close(ignored);
+        if (error || self->deadline_.expiry() == noDeadline) {
+            return; // the attempt has ended, perhaps at the very moment when its time was up
         }
+        self->timedOut_ = true;
+        self->resolver_.cancel();
+        error_code ignored;
+        self->socket_.close(ignored);
     });
     std::visit([this](auto const& address) { resolve(address); }, address_);
 }
@@ -84,7 +86,7 @@ void SocketConnector::resolve(TcpAddress const& address) {
     resolveHost(
         resolver_, address, {},
         [self = shared_from_this()](std::vector<tcp::endpoint> const& found, std::string const& reason) {
-            if (found.empty()) {
+            if (found.empty() || self->timedOut_) {
                 return self->retry(reason);
             }
             self->connect(Addresses(found.begin(), found.end()));
@@ -92,21 +94,38 @@ void SocketConnector::resolve(TcpAddress const& address) {
 }
 
 void SocketConnector::connect(Addresses addresses) {
+    untried_ = std::move(addresses);
+    connectToNext();
+}
+
+void SocketConnector::connectToNext() {
     if (!handler_) {
         return;
     }
-    auto const candidates = std::make_shared<Addresses>(std::move(addresses));
-    boost::asio::async_connect(socket_, candidates->begin(), candidates->end(),
-                               [self = shared_from_this(), candidates](error_code const& error, auto const&) {
-                                   if (error) {
-                                       return self->retryOrFail(error);
-                                   }
-                                   self->hand();
-                               });
+    auto const address = untried_.front();
+    untried_.pop_front();
+    error_code ignored;
+    socket_.close(ignored);
+    if (auto const error = openSocket(socket_, address.protocol().family())) {
+        return notConnected(error);
+    }
+    socket_.async_connect(address, [self = shared_from_this()](error_code const& error) {
+        if (error) {
+            return self->notConnected(error);
+        }
+        self->hand();
+    });
+}
+
+void SocketConnector::notConnected(error_code const& error) {
+    if (untried_.empty() || timedOut_) {
+        return retryOrFail(error);
+    }
+    connectToNext();
 }
 
 void SocketConnector::hand() {
-    deadline_.cancel();
+    deadline_.expires_at(noDeadline);
     auto worker = worker_.lock();
     if (!handler_ || !worker) {
         return;
@@ -140,7 +159,7 @@ void SocketConnector::retryOrFail(error_code const& error) {
 }
 
 void SocketConnector::retry(std::string const& reason) {
-    deadline_.cancel();
+    deadline_.expires_at(noDeadline);
     error_code ignored;
     socket_.close(ignored);
     if (!handler_) {
@@ -169,7 +188,7 @@ void SocketConnector::fail(std::string const& reason) {
 void SocketConnector::close() {
     handler_.reset();
     resolver_.cancel();
-    deadline_.cancel();
+    deadline_.expires_at(noDeadline);
     pause_.cancel();
     error_code ignored;
     socket_.close(ignored);

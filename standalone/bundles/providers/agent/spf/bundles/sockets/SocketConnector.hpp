@@ -2,11 +2,10 @@
 #ifndef AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTOR_HPP
 #define AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTOR_HPP
 
+#include <deque>
 #include <memory>
 #include <string>
-#include <vector>
 
-#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
@@ -16,6 +15,7 @@
 #include "agent/spf/bundles/sockets/EndpointAddress.hpp"
 #include "agent/spf/bundles/sockets/IoObject.hpp"
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
+#include "agent/spf/bundles/sockets/StreamSockets.hpp"
 
 namespace agent::spf::bundles::sockets {
 
@@ -33,12 +33,14 @@ public:
     void close() override;
 
 private:
-    using Addresses = std::vector<boost::asio::generic::stream_protocol::endpoint>;
+    using Addresses = std::deque<boost::asio::generic::stream_protocol::endpoint>;
 
     void attempt();
     void resolve(UnixAddress const& address);
     void resolve(TcpAddress const& address);
     void connect(Addresses addresses);
+    void connectToNext();
+    void notConnected(boost::system::error_code const& error);
     void hand();
     void retryOrFail(boost::system::error_code const& error);
     void retry(std::string const& reason);
@@ -50,6 +52,7 @@ private:
     std::shared_ptr<EndpointHandler> handler_; // null once the connector is closed
     EndpointAddress address_;
     boost::asio::ip::tcp::resolver resolver_;
+    Addresses untried_; // of the attempt under way
     Socket socket_;
     boost::asio::steady_timer deadline_; // of the attempt under way
     boost::asio::steady_timer pause_;    // before the next attempt

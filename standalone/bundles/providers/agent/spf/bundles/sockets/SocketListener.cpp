@@ -4,7 +4,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include <boost/asio/local/stream_protocol.hpp>
+#include <sys/socket.h>
+
+#include <boost/asio/error.hpp>
 
 #include "agent/spf/bundles/sockets/HostResolution.hpp"
 
@@ -19,12 +21,24 @@ using boost::system::error_code;
 // many open files.
 constexpr std::chrono::milliseconds acceptPause{100};
 
-template <class Acceptor>
 std::uint16_t portOf(Acceptor const& acceptor) {
     tcp::endpoint result;
     auto const address = acceptor.local_endpoint();
     std::memcpy(result.data(), address.data(), address.size());
     return result.port();
+}
+
+void openAcceptor(Acceptor& acceptor, int family) {
+    if (auto const error = openSocket(acceptor, family)) {
+        throw boost::system::system_error(error);
+    }
+}
+
+// Whether the peer that was there to be accepted has gone, or accepting was only interrupted.
+bool isNobodyThere(error_code const& error) {
+    namespace asio = boost::asio::error;
+    return error == asio::would_block || error == asio::try_again || error == asio::interrupted ||
+           error == asio::connection_aborted;
 }
 
 } // namespace
@@ -53,7 +67,7 @@ void SocketListener::start() {
 }
 
 void SocketListener::listen(UnixAddress const& address) {
-    acceptor_.open(boost::asio::local::stream_protocol());
+    openAcceptor(acceptor_, AF_UNIX);
     file_.emplace(acceptor_.native_handle(), address.path);
     reportBound(endpoint_);
 }
@@ -89,7 +103,7 @@ void SocketListener::listen(std::vector<tcp::endpoint> const& candidates, std::s
 }
 
 void SocketListener::open(tcp::endpoint const& address) {
-    acceptor_.open(address.protocol());
+    openAcceptor(acceptor_, address.protocol().family());
     acceptor_.set_option(tcp::acceptor::reuse_address(true));
     acceptor_.bind(address);
     acceptor_.listen(tcp::acceptor::max_listen_connections);
@@ -106,21 +120,29 @@ void SocketListener::accept() {
         return;
     }
     accepting_ = true;
-    acceptor_.async_accept([self = shared_from_this()](error_code const& error, Socket socket) {
-        if (!self->handler_) {
-            return;
+    acceptor_.async_wait(Acceptor::wait_read, [self = shared_from_this()](error_code const&) {
+        if (self->handler_) {
+            self->acceptWaiting();
         }
-        if (!error) {
-            self->accepting_ = false;
-            self->hand(std::move(socket));
-            return self->accept();
-        }
-        self->pause_.expires_after(acceptPause);
-        self->pause_.async_wait([self](error_code const&) {
+    });
+}
+
+void SocketListener::acceptWaiting() {
+    Socket socket(acceptor_.get_executor());
+    auto const error = acceptSocket(acceptor_, socket);
+    if (error && !isNobodyThere(error)) {
+        pause_.expires_after(acceptPause);
+        pause_.async_wait([self = shared_from_this()](error_code const&) {
             self->accepting_ = false;
             self->accept();
         });
-    });
+        return;
+    }
+    accepting_ = false;
+    if (!error) {
+        hand(std::move(socket));
+    }
+    accept();
 }
 
 void SocketListener::hand(Socket socket) {

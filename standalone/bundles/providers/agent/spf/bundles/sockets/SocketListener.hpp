@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <boost/asio/basic_socket_acceptor.hpp>
-#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
@@ -18,6 +16,7 @@
 #include "agent/spf/bundles/sockets/EndpointAddress.hpp"
 #include "agent/spf/bundles/sockets/IoObject.hpp"
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
+#include "agent/spf/bundles/sockets/StreamSockets.hpp"
 #include "agent/spf/bundles/sockets/UnixSocketFile.hpp"
 
 namespace agent::spf::bundles::sockets {
@@ -44,6 +43,7 @@ private:
     void open(Tcp::endpoint const& address);
     void reportBound(std::string const& address);
     void accept();
+    void acceptWaiting();
     void hand(Socket socket);
     void connectionEnded();
     void fail(std::string const& reason);
@@ -53,7 +53,7 @@ private:
     std::string const endpoint_;
     std::shared_ptr<EndpointHandler> handler_; // null once the listener is closed
     Tcp::resolver resolver_;
-    boost::asio::basic_socket_acceptor<boost::asio::generic::stream_protocol> acceptor_;
+    Acceptor acceptor_;
     std::optional<UnixSocketFile> file_;
     boost::asio::steady_timer pause_;
     std::size_t connections_ = 0; // that are open

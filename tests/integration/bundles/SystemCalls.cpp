@@ -1,0 +1,91 @@
+#include "SystemCalls.hpp"
+
+#include <cerrno>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include <dlfcn.h>
+#include <netdb.h>
+#include <sys/file.h>
+
+namespace {
+
+struct Steps {
+    std::mutex mutex; // guards the members below
+    std::function<int()> beforeFlock;
+    std::map<std::string, std::vector<std::string>> hosts;
+};
+
+Steps& steps() {
+    static Steps instance;
+    return instance;
+}
+
+// What the program would call without this file.
+template <class Call>
+Call* systemCall(Call*, char const* name) {
+    return reinterpret_cast<Call*>(::dlsym(RTLD_NEXT, name));
+}
+
+std::vector<std::string> addressesOf(std::string const& host) {
+    std::lock_guard const lock(steps().mutex);
+    auto const found = steps().hosts.find(host);
+    return found == steps().hosts.end() ? std::vector<std::string>{host} : found->second;
+}
+
+} // namespace
+
+extern "C" int flock(int descriptor, int operation) noexcept {
+    std::function<int()> before;
+    {
+        std::lock_guard const lock(steps().mutex);
+        before = steps().beforeFlock;
+    }
+    if (auto const error = before ? before() : 0) {
+        errno = error;
+        return -1;
+    }
+    return systemCall(&::flock, "flock")(descriptor, operation);
+}
+
+extern "C" int getaddrinfo(char const* host, char const* service, addrinfo const* hints, addrinfo** result) {
+    auto* const call = systemCall(&::getaddrinfo, "getaddrinfo");
+    if (host == nullptr) {
+        return call(host, service, hints, result);
+    }
+    auto** end = result;
+    for (auto const& address : addressesOf(host)) {
+        if (auto const error = call(address.c_str(), service, hints, end)) {
+            return error;
+        }
+        while (*end != nullptr) {
+            end = &(*end)->ai_next;
+        }
+    }
+    return 0;
+}
+
+namespace bundles_test {
+
+BeforeFlock::BeforeFlock(std::function<int()> before) {
+    std::lock_guard const lock(steps().mutex);
+    steps().beforeFlock = std::move(before);
+}
+
+BeforeFlock::~BeforeFlock() {
+    std::lock_guard const lock(steps().mutex);
+    steps().beforeFlock = nullptr;
+}
+
+HostWithAddresses::HostWithAddresses(std::string name, std::vector<std::string> addresses) {
+    std::lock_guard const lock(steps().mutex);
+    steps().hosts.emplace(std::move(name), std::move(addresses));
+}
+
+HostWithAddresses::~HostWithAddresses() {
+    std::lock_guard const lock(steps().mutex);
+    steps().hosts.clear();
+}
+
+} // namespace bundles_test

@@ -1,0 +1,33 @@
+// System calls of this program into which a test steps, to have happen between two of them what otherwise
+// only chance brings about.
+#ifndef SYSTEM_CALLS_HPP
+#define SYSTEM_CALLS_HPP
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bundles_test {
+
+// While it lives, every flock() calls the function first; what that returns, if not 0, is the error that
+// flock() fails with. One at a time.
+class BeforeFlock {
+public:
+    explicit BeforeFlock(std::function<int()> before);
+    ~BeforeFlock();
+    BeforeFlock(BeforeFlock const&) = delete;
+    BeforeFlock& operator=(BeforeFlock const&) = delete;
+};
+
+// While it lives, the host's name stands for these numeric addresses, in this order. One at a time.
+class HostWithAddresses {
+public:
+    HostWithAddresses(std::string name, std::vector<std::string> addresses);
+    ~HostWithAddresses();
+    HostWithAddresses(HostWithAddresses const&) = delete;
+    HostWithAddresses& operator=(HostWithAddresses const&) = delete;
+};
+
+} // namespace bundles_test
+
+#endif
