@@ -1,6 +1,7 @@
 // The process's one framework: started once on demand, stopped, and started anew.
 #include "FrameworkLifecycle.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -30,6 +31,8 @@ std::filesystem::path microservicesDirectory() {
 }
 
 constexpr auto withoutLimit = std::chrono::milliseconds::zero(); // as WaitForStop() takes it
+
+std::atomic<pid_t> frameworkProcess{0}; // in which bundles were started last
 
 // How long exit() waits for the framework.
 constexpr std::chrono::milliseconds patienceAtExit = std::chrono::seconds(2);
@@ -64,7 +67,9 @@ bool isStoppedAtExit() {
 // that very thread and cannot stop. Bundles whose threads still run must not see static objects go, so the
 // process ends here.
 void stopAtExit(int status, void*) {
-    if (!isStoppedAtExit()) {
+    // A forked child has none of the framework's threads, and what the bundles have made is its parent's.
+    bool const isForkedChild = ::getpid() != frameworkProcess;
+    if (!isForkedChild && !isStoppedAtExit()) {
         std::fflush(nullptr);
         ::_exit(status);
     }
@@ -73,6 +78,7 @@ void stopAtExit(int status, void*) {
 } // namespace
 
 void stopFrameworkFirstAtExit() {
+    frameworkProcess = ::getpid();
     ::on_exit(stopAtExit, nullptr);
 }
 

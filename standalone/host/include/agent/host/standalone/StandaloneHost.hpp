@@ -58,6 +58,9 @@ AGENT_HOST_EXPORT std::shared_ptr<cppmicroservices::Framework> startFramework();
 // delivers an event, the process ends at once, with its status and its output written, but without the exit
 // handlers and destructors that are left. A program whose bundles use, in their deactivators, static objects
 // that they make later calls stopFramework() before main() ends.
+//
+// A forked child has none of the framework's threads, and must not use the framework. The exit handler leaves
+// it alone there, so a child that ends without having executed another program takes nothing from its parent.
 AGENT_HOST_EXPORT void stopFramework();
 
 // The severities that every DiagnosticLogger of the process reports as wanted: the bitwise or of
