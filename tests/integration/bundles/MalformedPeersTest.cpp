@@ -30,7 +30,19 @@ TEST_P(MalformedPeer, LosesItsConnectionAndNobodyElseIsDisturbed) {
     EXPECT_THAT(statuses_.values(), Not(Contains(HasSubstr("lost"))));
 }
 
-std::string const hello = R"({"type":"hello","protocol":1,"agent":"a","publisher":"b"})";
+std::string helloOf(std::string const& agent) {
+    return R"({"type":"hello","protocol":1,"agent":")" + agent + R"(","publisher":"b"})";
+}
+
+std::string const hello = helloOf("a");
+
+// A message of one interface that has as many bytes.
+std::string offersOfSize(std::size_t size) {
+    std::string const begin =
+        R"({"type":"offers","interfaces":[{"name":"n","uniqueID":"i","version":1,"properties":{"p":")";
+    std::string const end = R"("}}]})";
+    return begin + std::string(size - begin.size() - end.size(), 'x') + end;
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Bundles, MalformedPeer,
@@ -41,6 +53,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("DeepJson", RawSocket::frame(std::string(100000, '['))),
                     std::pair("AnotherType", RawSocket::frame(R"({"type":"goodbye"})")),
                     std::pair("OffersBeforeHello", RawSocket::frame(R"({"type":"offers","interfaces":[]})")),
+                    std::pair("HelloWithALongName", RawSocket::frame(helloOf(std::string(1025, 'a')))),
                     std::pair("TwoHellos", RawSocket::frame(hello) + RawSocket::frame(hello)),
                     std::pair("OffersOfTheWrongType",
                               RawSocket::frame(hello) +
@@ -108,6 +121,53 @@ TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClo
     peer.send(frames);
 
     EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+TEST_F(PeersInExcess, OfPeersThatTogetherOfferTooMuchTheLastIsClosed) {
+    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    std::vector<RawSocket> peers;
+    auto const offer = [&](std::size_t size) {
+        peers.emplace_back(socketPath("a.sock"));
+        peers.back().sendFrame(hello);
+        peers.back().readFrame(); // the answer to the greeting
+        peers.back().readFrame(); // what is offered
+        peers.back().sendFrame(offersOfSize(size));
+    };
+    std::size_t const most = 1024 * 1024;
+    for (int i = 0; i < 16; ++i) {
+        offer(most);
+    }
+    peers.front().sendFrame(offersOfSize(most)); // in place of what it offered before
+
+    offer(200);
+
+    EXPECT_TRUE(peers.back().isClosedByPeer());
+    peers.pop_back();
+    peers.pop_back(); // makes room
+    auto const rest = std::vector(15, "n i b via " + socketEndpoint("a.sock"));
+    EXPECT_TRUE(waitForRemoteServices(rest));
+    offer(most);
+    auto all = rest;
+    all.push_back(rest.front());
+    EXPECT_TRUE(waitForRemoteServices(all));
+}
+
+TEST_F(PeersInExcess, APublisherThatOffersMoreThanAPeerTakesSaysSo) {
+    auto const endpoint = socketEndpoint("a.sock");
+    ConfigurationMap configuration;
+    configuration.publisher("server", {endpoint});
+    for (int i = 0; i <= 4096; ++i) {
+        configuration.interface(std::to_string(i), "clock").map(std::to_string(i), "server");
+    }
+    installation_.publish("one", configuration.build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    RawSocket peer(socketPath("a.sock"));
+
+    peer.sendFrame(hello);
+
+    EXPECT_TRUE(events_.waitFor("Error server 1: publisher \"server\" cannot offer its interfaces at " +
+                                endpoint + ": offers: 4097 interfaces, allowed are 4096"));
 }
 
 TEST_F(PeersInExcess, OfTooManyPeersThatDoNotGreetTheOldestIsClosed) {

@@ -25,19 +25,41 @@ constexpr char const* uniqueIDKey = "uniqueID";
 constexpr char const* versionKey = "version";
 constexpr char const* propertiesKey = "properties";
 
+// The name under `key` of a greeting.
+std::string const& checkedName(std::string const& name, char const* key) {
+    if (name.size() > maximumNameSize) {
+        throw std::runtime_error(std::string(helloType) + ": \"" + key + "\" has " +
+                                 std::to_string(name.size()) + " bytes, allowed are " +
+                                 std::to_string(maximumNameSize));
+    }
+    return name;
+}
+
+void checkNumberOfInterfaces(std::size_t count) {
+    if (count > maximumInterfaces) {
+        throw std::runtime_error(std::string(offersType) + ": " + std::to_string(count) +
+                                 " interfaces, allowed are " + std::to_string(maximumInterfaces));
+    }
+}
+
 Hello decodeHello(AnyMap const& message) {
     auto const protocol = intAt(message, protocolKey, helloType);
     if (protocol != protocolVersion) {
         throw std::runtime_error("protocol version " + std::to_string(protocol) +
                                  " is not supported, expected " + std::to_string(protocolVersion));
     }
-    return {stringAt(message, agentKey, helloType), stringAt(message, publisherKey, helloType)};
+    auto const nameAt = [&message](char const* key) {
+        return checkedName(stringAt(message, key, helloType), key);
+    };
+    return {nameAt(agentKey), nameAt(publisherKey)};
 }
 
 Offers decodeOffers(AnyMap const& message) {
+    auto const& interfaces = listAt(message, interfacesKey, offersType);
+    checkNumberOfInterfaces(interfaces.size());
     Offers result;
     std::set<std::string> uniqueIDs;
-    for (auto const& element : listAt(message, interfacesKey, offersType)) {
+    for (auto const& element : interfaces) {
         auto const& interface = asMap(element, "offers: an interface");
         RemoteOffer offer{
             stringAt(interface, nameKey, offersType), stringAt(interface, uniqueIDKey, offersType),
@@ -56,12 +78,13 @@ AnyMap encode(Hello const& hello) {
     auto message = makeMap();
     message[typeKey] = std::string(helloType);
     message[protocolKey] = protocolVersion;
-    message[agentKey] = hello.agent;
-    message[publisherKey] = hello.publisher;
+    message[agentKey] = checkedName(hello.agent, agentKey);
+    message[publisherKey] = checkedName(hello.publisher, publisherKey);
     return message;
 }
 
 AnyMap encode(Offers const& offers) {
+    checkNumberOfInterfaces(offers.offers.size());
     AnyList interfaces;
     for (auto const& offer : offers.offers) {
         auto interface = makeMap();

@@ -2,6 +2,7 @@
 #ifndef AGENT_SPF_BUNDLES_PUBLISHER_MESSAGES_HPP
 #define AGENT_SPF_BUNDLES_PUBLISHER_MESSAGES_HPP
 
+#include <cstddef>
 #include <string>
 #include <variant>
 #include <vector>
@@ -13,6 +14,13 @@
 namespace agent::spf::bundles::publisher {
 
 inline constexpr int protocolVersion = 1;
+
+// The longest name that greets. Every service that is made of an offer carries it, so a peer decides how
+// often it is kept.
+inline constexpr std::size_t maximumNameSize = 1024; // bytes
+
+// So many interfaces one peer may offer; each becomes a service of the registry.
+inline constexpr std::size_t maximumInterfaces = 4096;
 
 // The first message of each side: of the side that connected at once, of the other one in answer to it.
 struct Hello {
@@ -27,11 +35,12 @@ struct Offers {
 
 using Message = std::variant<Hello, Offers>;
 
+// Throw std::runtime_error, which names it, when a limit is exceeded.
 cppmicroservices::AnyMap encode(Hello const& hello);
 cppmicroservices::AnyMap encode(Offers const& offers);
 
-// Throws std::runtime_error that says what is wrong with the message, also when its sender speaks another
-// version of the protocol.
+// Throws std::runtime_error that says what is wrong with the message, also when a limit is exceeded, or its
+// sender speaks another version of the protocol.
 Message decode(cppmicroservices::AnyMap const& message);
 
 } // namespace agent::spf::bundles::publisher

@@ -166,8 +166,12 @@ void Peer::received(std::string const& frame) {
         return;
     }
     guarded([&] {
-        std::visit([this](auto&& message) { handle(std::forward<decltype(message)>(message)); },
-                   decode(context_.serialiser->parse(frame)));
+        auto message = decode(context_.serialiser->parse(frame));
+        if (auto* const hello = std::get_if<Hello>(&message)) {
+            handle(std::move(*hello));
+        } else {
+            handle(std::get<Offers>(std::move(message)), frame.size());
+        }
     });
 }
 
@@ -186,12 +190,24 @@ void Peer::handle(Hello hello) {
     owner_.peerEstablished(*this);
 }
 
-void Peer::handle(Offers offers) {
+void Peer::handle(Offers offers, std::size_t messageSize) {
     if (!established_) {
         throw std::runtime_error("the peer offers before it greets");
     }
+    takeRoomFor(messageSize);
     offers_ = std::move(offers);
     publishOffers();
+}
+
+// In place of the message before.
+void Peer::takeRoomFor(std::size_t messageSize) {
+    auto const others = context_.offeredBytes - offeredBytes_;
+    if (messageSize > maximumOffered - others) {
+        throw std::runtime_error("all peers together offer more than " + std::to_string(maximumOffered) +
+                                 " bytes");
+    }
+    context_.offeredBytes = others + messageSize;
+    offeredBytes_ = messageSize;
 }
 
 void Peer::applyImportFilter() {
@@ -242,6 +258,7 @@ void Peer::release() {
     connection_.reset();
     handshakeDeadline_.cancel();
     service_.reset();
+    context_.offeredBytes -= std::exchange(offeredBytes_, 0);
     if (auto registration = std::exchange(registration_, {})) {
         try {
             registration.Unregister();

@@ -47,6 +47,9 @@ public:
     // what it takes to keep it.
     static constexpr std::size_t maximumBacklog = 4 * maximumFrameSize;
 
+    // More bytes than these the messages may not have in which all peers of a bundle say what they offer.
+    static constexpr std::size_t maximumOffered = 16 * maximumFrameSize;
+
     enum class Side { Connecting, Accepting }; // the connecting side greets first
 
     // `context` and `owner` outlive the peer or its close().
@@ -75,7 +78,8 @@ private:
     void guarded(Action const& action);
     void received(std::string const& frame);
     void handle(Hello hello);
-    void handle(Offers offers);
+    void handle(Offers offers, std::size_t messageSize);
+    void takeRoomFor(std::size_t messageSize);
     void publishOffers();
     void greet();
     void send(cppmicroservices::AnyMap const& message);
@@ -89,8 +93,9 @@ private:
     Side const side_;
     boost::asio::steady_timer handshakeDeadline_;
     bool established_ = false;
-    Hello hello_;   // the peer's
-    Offers offers_; // the peer's
+    Hello hello_;                  // the peer's
+    Offers offers_;                // the peer's
+    std::size_t offeredBytes_ = 0; // of the message that offers_ came in
     std::shared_ptr<OffersService> service_;
     cppmicroservices::ServiceRegistration<RemoteOffers> registration_;
     int revision_ = 0; // of offers_, for those who track the service

@@ -2,6 +2,7 @@
 #ifndef AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_CONTEXT_HPP
 #define AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_CONTEXT_HPP
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -28,6 +29,10 @@ struct PublisherContext {
     Reporter& reporter;
     std::string agent; // this process's agent identity
     Naming naming;
+
+    // The size of the messages that say what all peers offer now: what is kept of them takes many times as
+    // much.
+    std::size_t offeredBytes = 0;
 
     // The services that there are now; publishers are told when one comes or goes.
     std::shared_ptr<Serialiser> serialiser{};
