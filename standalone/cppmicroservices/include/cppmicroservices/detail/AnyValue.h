@@ -76,9 +76,9 @@ public:
     static void create(AnyStorage& storage, Source&& source) {
         if constexpr (isWord) {
             T const value(std::forward<Source>(source));
-            std::array<std::byte, sizeof(void*)> word{};
-            std::memcpy(word.data(), &value, sizeof value);
-            std::memcpy(&storage, word.data(), sizeof word);
+            std::uintptr_t word = 0;
+            std::memcpy(&word, &value, sizeof value);
+            std::memcpy(&storage, &word, sizeof word);
         } else if constexpr (isInline) {
             ::new (static_cast<void*>(&storage)) T(std::forward<Source>(source));
         } else {
