@@ -1,6 +1,8 @@
 // Bundles that are stopped and started while others go on.
 #include <filesystem>
 
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
@@ -60,6 +62,34 @@ TEST_F(BundleLifecycle, RemovalIsReportedWhenThereIsNoPublisherBundle) {
     installation_.bundle("agent_spf_rpcservicepublisher").Stop();
 
     installation_.withdraw("one");
+
+    EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
+}
+
+// A publisher that never says that it has withdrawn.
+class SilentPublisher : public cppmicroservices::service::cm::ManagedServiceFactory {
+public:
+    void Updated(std::string const& pid, cppmicroservices::AnyMap const&) override { updated.add(pid); }
+    void Removed(std::string const&) override {}
+    Record<std::string> updated;
+};
+
+TEST_F(BundleLifecycle, APublisherThatGoesUnderAnotherPIDIsMissedUnderItsFirst) {
+    installation_.bundle("agent_spf_rpcservicepublisher").Stop();
+    auto const publisher = std::make_shared<SilentPublisher>();
+    auto const propertiesWith = [](std::string const& pid) {
+        return cppmicroservices::ServiceProperties{
+            {cppmicroservices::Constants::SERVICE_PID, cppmicroservices::Any(pid)}};
+    };
+    auto registration =
+        installation_.context().RegisterService<cppmicroservices::service::cm::ManagedServiceFactory>(
+            publisher, propertiesWith("qo.spf.rpcservicepublisher"));
+    installation_.publish("one", ConfigurationMap(3).publisher("p", {socketEndpoint("a.sock")}).build());
+    ASSERT_TRUE(publisher->updated.waitUntil([](auto const& pids) { return !pids.empty(); }));
+    registration.SetProperties(propertiesWith("another"));
+    installation_.withdraw("one");
+
+    registration.Unregister();
 
     EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
 }

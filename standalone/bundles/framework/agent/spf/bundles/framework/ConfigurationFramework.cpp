@@ -37,8 +37,15 @@ std::string instanceOf(std::string const& pid) {
     return pid.compare(0, prefix.size(), prefix) == 0 ? pid.substr(prefix.size()) : pid;
 }
 
+// A managed service factory, under the PID that it was registered with: its properties may change.
+struct CountedFactory {
+    std::shared_ptr<ManagedServiceFactory> const service; // in use for as long as it is counted
+    std::string const factoryPID;
+};
+
 // Counts the managed service factories by factory PID and tells when the last one of a PID is gone.
-class FactoryTracker : public cppmicroservices::ServiceTrackerCustomizer<ManagedServiceFactory> {
+class FactoryTracker
+    : public cppmicroservices::ServiceTrackerCustomizer<ManagedServiceFactory, CountedFactory> {
 public:
     using Gone = std::function<void(std::string const& factoryPID)>;
 
@@ -56,30 +63,32 @@ public:
         return counts_.count(factoryPID) != 0;
     }
 
-    std::shared_ptr<ManagedServiceFactory>
+    std::shared_ptr<CountedFactory>
     AddingService(ServiceReference<ManagedServiceFactory> const& reference) override {
         auto service = serviceOrNull(context_, reference);
-        if (service) {
-            std::lock_guard lock(mutex_);
-            ++counts_[pidOfFactory(reference)];
+        if (!service) {
+            return nullptr;
         }
-        return service;
+        auto counted =
+            std::make_shared<CountedFactory>(CountedFactory{std::move(service), pidOfFactory(reference)});
+        std::lock_guard lock(mutex_);
+        ++counts_[counted->factoryPID];
+        return counted;
     }
 
     void ModifiedService(ServiceReference<ManagedServiceFactory> const&,
-                         std::shared_ptr<ManagedServiceFactory> const&) override {}
+                         std::shared_ptr<CountedFactory> const&) override {}
 
-    void RemovedService(ServiceReference<ManagedServiceFactory> const& reference,
-                        std::shared_ptr<ManagedServiceFactory> const&) override {
-        auto const factoryPID = pidOfFactory(reference);
+    void RemovedService(ServiceReference<ManagedServiceFactory> const&,
+                        std::shared_ptr<CountedFactory> const& counted) override {
         {
             std::lock_guard lock(mutex_);
-            if (--counts_[factoryPID] != 0) {
+            if (--counts_[counted->factoryPID] != 0) {
                 return;
             }
-            counts_.erase(factoryPID);
+            counts_.erase(counted->factoryPID);
         }
-        gone_(factoryPID);
+        gone_(counted->factoryPID);
     }
 
 private:
@@ -93,7 +102,7 @@ private:
     BundleContext context_;
     std::mutex mutable mutex_; // guards counts_
     std::map<std::string, int> counts_;
-    ServiceTracker<ManagedServiceFactory> tracker_;
+    ServiceTracker<ManagedServiceFactory, CountedFactory> tracker_;
 };
 
 } // namespace
