@@ -1,4 +1,5 @@
 // Discovery through a runtime directory.
+#include <cerrno>
 #include <fstream>
 #include <optional>
 #include <stdexcept>
@@ -11,6 +12,7 @@
 
 #include "BundlesTest.hpp"
 #include "ChildProcess.hpp"
+#include "SystemCalls.hpp"
 #include "agent/spf/bundles/common/FileDescriptor.hpp"
 #include "agent/spf/bundles/discovery/Announcement.hpp"
 #include "agent/spf/bundles/discovery/RuntimeDirectory.hpp"
@@ -234,6 +236,49 @@ TEST_F(Discovery, FilesThatAreNoAnnouncementsArePassedOver) {
 
     EXPECT_TRUE(told_->waitFor("unix:/g"));
     EXPECT_EQ(filesIn(path_).size(), 7U) << "files of others were removed";
+}
+
+// Look-outs that begin in a callback, on the service's thread, are all there when the first of their looks
+// comes.
+TEST_F(Discovery, ALookOutIsToldItsFirstResultOnceWhoeverLooksFirst) {
+    std::vector<std::unique_ptr<agent::spf::bundles::DiscoveryService::Handle>> inner;
+    auto const outer = discovery_.resolve("outer", [&](auto const&) {
+        inner.push_back(lookOut("name"));
+        inner.push_back(lookOut("name"));
+    });
+    ASSERT_TRUE(told_->waitFor("-", 2));
+
+    auto const witness = discovery_.resolve("outer", [told = told_](auto const&) { told->add("witness"); });
+
+    ASSERT_TRUE(told_->waitFor("witness"));
+    EXPECT_THAT(told_->values(), testing::ElementsAre("-", "-", "witness"));
+}
+
+TEST_F(Discovery, AnAnnouncementThatTakesThePlaceOfADeadOneWhileThatIsLookedAtIsNotRemoved) {
+    write("a.json", R"({"name":"name","endpoint":"unix:/dead"})");
+    write("b", R"({"name":"name","endpoint":"unix:/alive"})");
+    FileDescriptor const lock(::open((path_ / "b").c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
+    {
+        bundles_test::BeforeFlock const replacing([this] {
+            std::filesystem::rename(path_ / "b", path_ / "a.json");
+            return 0;
+        });
+
+        EXPECT_THAT(readAnnouncements(path_), IsEmpty());
+    }
+
+    EXPECT_THAT(readAnnouncements(path_),
+                testing::ElementsAre(testing::Field(&Announcement::endpoint, "unix:/alive")));
+}
+
+TEST_F(Discovery, AnAnnouncementOfWhichNobodyCanSayWhetherItsProcessLivesIsLeftAlone) {
+    write("a.json", R"({"name":"name","endpoint":"unix:/a"})");
+    bundles_test::BeforeFlock const failing([] { return ENOLCK; });
+
+    EXPECT_THAT(readAnnouncements(path_), IsEmpty());
+
+    EXPECT_THAT(filesIn(path_), testing::ElementsAre(path_ / "a.json"));
 }
 
 TEST_F(Discovery, NoCallbackRunsAfterTheHandleIsGone) {

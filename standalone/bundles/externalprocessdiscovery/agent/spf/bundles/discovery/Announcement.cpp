@@ -78,8 +78,15 @@ bool isDeleted(int descriptor) {
     return ::fstat(descriptor, &status) == 0 && status.st_nlink == 0;
 }
 
-bool isLockedByAnother(int descriptor) {
-    return ::flock(descriptor, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+enum class Announcer { Living, Dead, Unknown };
+
+// Of the announcement in a file. Where files cannot be locked nobody knows; nor when the file was deleted
+// after it was opened, since its announcer may just have written another in its place.
+Announcer announcerOf(int descriptor) {
+    if (::flock(descriptor, LOCK_SH | LOCK_NB) == 0) {
+        return isDeleted(descriptor) ? Announcer::Unknown : Announcer::Dead;
+    }
+    return errno == EWOULDBLOCK ? Announcer::Living : Announcer::Unknown;
 }
 
 std::vector<fs::path> announcementFiles(fs::path const& directory) {
@@ -163,9 +170,10 @@ std::vector<Announcement> readAnnouncements(fs::path const& directory) {
         if (!announcement) {
             continue;
         }
-        if (isLockedByAnother(file.get())) {
+        auto const announcer = announcerOf(file.get());
+        if (announcer == Announcer::Living) {
             announcements.push_back(*std::move(announcement));
-        } else if (!isDeleted(file.get())) { // else its announcer may just have written another in its place
+        } else if (announcer == Announcer::Dead) {
             removeDead(path, *announcement);
         }
     }
