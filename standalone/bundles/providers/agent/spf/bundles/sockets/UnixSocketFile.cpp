@@ -71,22 +71,35 @@ private:
     FileDescriptor const directory_; // closing it gives up the lock
 };
 
-// Whether `path` is a socket on which no process listens: connecting to it is refused.
-bool isStaleSocket(std::string const& path) {
+// Connects to the socket of this name and leaves at once. Returns 0 or the system's error.
+int tryToConnect(std::string const& path) {
+    FileDescriptor const probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (probe.get() < 0) {
+        return errno;
+    }
+    auto const name = socketName(path);
+    return ::connect(probe.get(), reinterpret_cast<sockaddr const*>(&name), sizeof(name)) == 0 ? 0 : errno;
+}
+
+// Removes `path` if it is a socket on which no process listens. Throws std::runtime_error, saying who uses
+// it, if it is anything else.
+void removeStaleSocket(std::string const& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
-        return false;
+        return; // gone by now, or the next attempt to bind tells why not
     }
     if (!S_ISSOCK(status.st_mode)) {
         throw std::runtime_error("the file exists and is not a socket");
     }
-    FileDescriptor const probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (probe.get() < 0) {
-        return false;
+    auto const error = tryToConnect(path);
+    if (error == ECONNREFUSED) {
+        ::unlink(path.c_str());
+        return;
     }
-    auto const name = socketName(path);
-    auto const result = ::connect(probe.get(), reinterpret_cast<sockaddr const*>(&name), sizeof(name));
-    return result != 0 && errno == ECONNREFUSED;
+    bool const somebodyListens = error == 0 || error == EAGAIN; // who has a full queue listens, too
+    throw std::runtime_error(errorText(EADDRINUSE) +
+                             (somebodyListens ? " (a running process listens there)"
+                                              : " (cannot tell who uses it: " + errorText(error) + ")"));
 }
 
 int bindSocket(int descriptor, std::string const& path) {
@@ -96,12 +109,9 @@ int bindSocket(int descriptor, std::string const& path) {
 
 void bindReplacingStaleSocket(int descriptor, std::string const& path) {
     auto error = bindSocket(descriptor, path);
-    if (error == EADDRINUSE && isStaleSocket(path)) {
-        ::unlink(path.c_str());
-        error = bindSocket(descriptor, path);
-    }
     if (error == EADDRINUSE) {
-        throw std::runtime_error(errorText(error) + " (a running process listens there)");
+        removeStaleSocket(path);
+        error = bindSocket(descriptor, path);
     }
     if (error != 0) {
         throw std::runtime_error(errorText(error));
