@@ -131,10 +131,11 @@ agent::host::Path::Path(std::u16string text)
     : text_(std::move(text)) {}
 
 agent::host::Path& agent::host::Path::operator/=(std::u16string_view component) {
+    std::u16string const appended(component); // a copy, for it may be part of the text that grows
     if (!text_.empty()) {
         text_ += u'/';
     }
-    text_ += component;
+    text_ += appended;
     return *this;
 }
 
