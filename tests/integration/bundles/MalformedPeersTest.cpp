@@ -60,7 +60,25 @@ INSTANTIATE_TEST_SUITE_P(
                                   RawSocket::frame(R"({"type":"offers","interfaces":[7]})"))),
     [](auto const& tested) { return std::string(tested.param.first); });
 
-class PeersInExcess : public BundlesTest {};
+class PeersInExcess : public BundlesTest {
+protected:
+    // Has a publisher "server" listen at `endpoint_`.
+    void serve() {
+        installation_.publish("one", ConfigurationMap().publisher("server", {endpoint_}).build());
+        ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    }
+
+    // A peer of that publisher that has been greeted and offered nothing.
+    RawSocket greetedPeer() const {
+        RawSocket peer(socketPath("a.sock"));
+        peer.sendFrame(hello);
+        peer.readFrame(); // the answer to the greeting
+        peer.readFrame(); // what is offered
+        return peer;
+    }
+
+    std::string const endpoint_ = socketEndpoint("a.sock");
+};
 
 // Holds up the publishers' thread from the first event that it gets until it is opened.
 class Gate : public agent::spf::frameworklistener::FrameworkListener {
@@ -90,12 +108,8 @@ private:
 };
 
 TEST_F(PeersInExcess, APeerThatSendsFasterThanItIsListenedToIsClosed) {
-    auto const endpoint = socketEndpoint("a.sock");
-    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
-    RawSocket peer(socketPath("a.sock"));
-    peer.sendFrame(hello);
-    peer.readFrame(); // the answer to the greeting
+    serve();
+    auto peer = greetedPeer();
     HeldUpPublishers const held(installation_);
 
     for (int i = 0; i < 6; ++i) {
@@ -106,12 +120,8 @@ TEST_F(PeersInExcess, APeerThatSendsFasterThanItIsListenedToIsClosed) {
 }
 
 TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClosed) {
-    auto const endpoint = socketEndpoint("a.sock");
-    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
-    RawSocket peer(socketPath("a.sock"));
-    peer.sendFrame(hello);
-    peer.readFrame(); // the answer to the greeting
+    serve();
+    auto peer = greetedPeer();
     HeldUpPublishers const held(installation_);
     std::string frames;
     for (int i = 0; i < 20000; ++i) {
@@ -124,20 +134,18 @@ TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClo
 }
 
 TEST_F(PeersInExcess, OfPeersThatTogetherOfferTooMuchTheLastIsClosed) {
-    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    serve();
     std::vector<RawSocket> peers;
     auto const offer = [&](std::size_t size) {
-        peers.emplace_back(socketPath("a.sock"));
-        peers.back().sendFrame(hello);
-        peers.back().readFrame(); // the answer to the greeting
-        peers.back().readFrame(); // what is offered
+        peers.push_back(greetedPeer());
         peers.back().sendFrame(offersOfSize(size));
     };
     std::size_t const most = 1024 * 1024;
     for (int i = 0; i < 16; ++i) {
         offer(most);
     }
+    auto const offered = [this](std::size_t count) { return std::vector(count, "n i b via " + endpoint_); };
+    ASSERT_TRUE(waitForRemoteServices(offered(16)));
     peers.front().sendFrame(offersOfSize(most)); // in place of what it offered before
 
     offer(200);
@@ -145,18 +153,14 @@ TEST_F(PeersInExcess, OfPeersThatTogetherOfferTooMuchTheLastIsClosed) {
     EXPECT_TRUE(peers.back().isClosedByPeer());
     peers.pop_back();
     peers.pop_back(); // makes room
-    auto const rest = std::vector(15, "n i b via " + socketEndpoint("a.sock"));
-    EXPECT_TRUE(waitForRemoteServices(rest));
+    EXPECT_TRUE(waitForRemoteServices(offered(15)));
     offer(most);
-    auto all = rest;
-    all.push_back(rest.front());
-    EXPECT_TRUE(waitForRemoteServices(all));
+    EXPECT_TRUE(waitForRemoteServices(offered(16)));
 }
 
 TEST_F(PeersInExcess, APublisherThatOffersMoreThanAPeerTakesSaysSo) {
-    auto const endpoint = socketEndpoint("a.sock");
     ConfigurationMap configuration;
-    configuration.publisher("server", {endpoint});
+    configuration.publisher("server", {endpoint_});
     for (int i = 0; i <= 4096; ++i) {
         configuration.interface(std::to_string(i), "clock").map(std::to_string(i), "server");
     }
@@ -167,12 +171,11 @@ TEST_F(PeersInExcess, APublisherThatOffersMoreThanAPeerTakesSaysSo) {
     peer.sendFrame(hello);
 
     EXPECT_TRUE(events_.waitFor("Error server 1: publisher \"server\" cannot offer its interfaces at " +
-                                endpoint + ": offers: 4097 interfaces, allowed are 4096"));
+                                endpoint_ + ": offers: 4097 interfaces, allowed are 4096"));
 }
 
 TEST_F(PeersInExcess, OfTooManyPeersThatDoNotGreetTheOldestIsClosed) {
-    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    serve();
     auto const begin = std::chrono::steady_clock::now();
     std::vector<RawSocket> peers;
     for (int i = 0; i < 33; ++i) {
@@ -189,8 +192,7 @@ TEST_F(PeersInExcess, OfTooManyPeersThatDoNotGreetTheOldestIsClosed) {
 }
 
 TEST_F(PeersInExcess, APeerThatTricklesItsGreetingIsClosedInTime) {
-    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    serve();
     RawSocket peer(socketPath("a.sock"));
     auto const begin = std::chrono::steady_clock::now();
 
@@ -202,9 +204,8 @@ TEST_F(PeersInExcess, APeerThatTricklesItsGreetingIsClosedInTime) {
 
 TEST_F(PeersInExcess, MoreThanTheMostPeersWaitUntilOneLeaves) {
     constexpr std::size_t most = 256;
-    installation_.publish("one", ConfigurationMap().publisher("server", {socketEndpoint("a.sock")}).build());
+    serve();
     installation_.publish("two", ConfigurationMap().publisher("other", {socketEndpoint("b.sock")}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
     ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
     auto const greetAt = [this](char const* name) {
         RawSocket peer(socketPath(name));
