@@ -1,6 +1,7 @@
 // Who installs the service framework's bundles, in which order, and who waits for whom.
 #include "publication/installAndStartMicroServices.hpp"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <condition_variable>
@@ -84,12 +85,16 @@ void append(std::vector<Bundle>& bundles, std::vector<Bundle> more) {
 
 std::vector<Bundle> installBundles() {
     auto const base = host::Path() / u"bin" / u"darwinarm64" / u"spf";
+    std::array<host::Path, activeBundleDirectories.size()> activeBundlePaths; // before anything is installed
+    std::transform(activeBundleDirectories.begin(), activeBundleDirectories.end(), activeBundlePaths.begin(),
+                   [&base](char16_t const* directory) { return base / directory; });
+    auto const passiveBundlePath = base / passiveBundleDirectory;
+
     std::vector<Bundle> bundles;
-    for (auto const* directory : activeBundleDirectories) {
-        append(bundles, host::installAndStart(base / directory));
+    for (auto const& path : activeBundlePaths) {
+        append(bundles, host::installAndStart(path));
     }
-    append(bundles,
-           host::installAndStart(base / passiveBundleDirectory, LDAPFilter(passiveBundleFilter)).first);
+    append(bundles, host::installAndStart(passiveBundlePath, LDAPFilter(passiveBundleFilter)).first);
     return bundles;
 }
 

@@ -1,7 +1,10 @@
 // Matches the framework's events to the trackers of one configuration.
 #include "agent/spf/frameworksetup/FrameworkSetupListener.hpp"
 
+#include <algorithm>
+#include <array>
 #include <stdexcept>
+#include <string_view>
 
 #include <cppmicroservices/AnyMap.h>
 
@@ -22,9 +25,12 @@ using frameworklistener::FrameworkErrorEvent;
 using frameworklistener::FrameworkEvent;
 using frameworklistener::RouterEvent;
 
-// Only publishers of this kind report their endpoints.
+// Only publishers of these kinds report their endpoints.
+constexpr std::array<std::string_view, 1> trackedPublisherNames = {rpcPublisherName};
+
 bool isTrackedPublisherName(std::string const& name) {
-    return name == rpcPublisherName;
+    return std::find(trackedPublisherNames.begin(), trackedPublisherNames.end(), name) !=
+           trackedPublisherNames.end();
 }
 
 // Logs the result of a wait and returns it.

@@ -207,6 +207,12 @@ TEST_F(InstallAndStartMicroServicesFailing, PassesTheExceptionOfAnyDirectoryAndS
     EXPECT_THAT(log.records(), IsEmpty());
 }
 
+TEST_F(InstallAndStartMicroServicesFailing, InstallsNothingWhenThePathOfTheLastDirectoryCannotBeMade) {
+    fakeHost().setUnfitComponent(u"serviceproviders");
+    EXPECT_EQ(messageOfInstalling(), "the path is too long");
+    EXPECT_THAT(installations(), IsEmpty());
+}
+
 TEST_F(InstallAndStartMicroServicesFailing, InstallsAgainAtTheNextCall) {
     callLog().whenNth(1, installationCalls.back(), [] { throw 42; });
     EXPECT_THROW(installAndStartMicroServices(), int);

@@ -61,6 +61,16 @@ void FakeHost::setEnabledSeverities(std::uint32_t mask) {
     enabledSeverities_ = mask;
 }
 
+void FakeHost::setUnfitComponent(std::u16string component) {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    unfitComponent_ = std::move(component);
+}
+
+std::u16string FakeHost::unfitComponent() const {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    return unfitComponent_;
+}
+
 std::uint32_t FakeHost::enabledSeverities() const {
     std::lock_guard<std::mutex> const lock(mutex_);
     return enabledSeverities_;
@@ -85,6 +95,7 @@ void FakeHost::reset() {
     bundlesNotStarted.swap(bundlesNotStarted_);
     framework.swap(framework_);
     enabledSeverities_ = allSeverities;
+    unfitComponent_.clear();
 }
 
 FakeHost& fakeHost() {
@@ -137,6 +148,9 @@ Path::Path(std::u16string text)
 Path& Path::operator/=(std::u16string_view component) {
     if (component.find(u'/') != component.npos) {
         throw std::invalid_argument("more than one component is appended at once");
+    }
+    if (auto const unfit = fakeHost().unfitComponent(); !unfit.empty() && component == unfit) {
+        throw std::length_error("the path is too long");
     }
     if (!text_.empty()) {
         text_ += u'/';

@@ -39,6 +39,10 @@ public:
     std::vector<cppmicroservices::Bundle> bundles(std::string const& path) const;
     std::vector<cppmicroservices::Bundle> bundlesNotStarted(std::string const& path) const;
 
+    // A path to which this component is appended throws std::length_error; empty, as at first: none does.
+    void setUnfitComponent(std::u16string component);
+    std::u16string unfitComponent() const;
+
     // The mask of every logger; all severities at first.
     void setEnabledSeverities(std::uint32_t mask);
     std::uint32_t enabledSeverities() const;
@@ -56,6 +60,7 @@ private:
     std::shared_ptr<cppmicroservices::Framework> framework_;
     BundlesByPath bundles_;
     BundlesByPath bundlesNotStarted_;
+    std::u16string unfitComponent_;
     std::uint32_t enabledSeverities_ = allSeverities;
     std::vector<std::string> loggerChannels_;
 };

@@ -111,6 +111,10 @@ public:
     // unregistering the listener at the end throws; a failure of the withdrawal itself is logged and not
     // thrown. The handle is detached, whatever comes of it; only when the framework fails to register the
     // listener again for the reports of the removal, that is thrown and nothing is withdrawn.
+    //
+    // With the return, unless it throws, the configuration ceases to listen until the next call: a removal
+    // of another publisher that is reported in between is not seen, and a wait for it lasts as long as its
+    // time-out.
     bool waitForAllServicesToBeUnpublished(std::chrono::milliseconds const& timeout,
                                            std::string const& servicePublisherID);
 
