@@ -12,7 +12,14 @@ from support import AGENT, EXAMPLES, FAILED, INVALID, SUCCESS, AgentTest, config
 class Verbs(AgentTest):
     def answer(self, *arguments, status=SUCCESS, stdin=""):
         done = subprocess.run(
-            [AGENT, *arguments], cwd=self.directory, input=stdin, capture_output=True, text=True, timeout=60, check=False
+            [AGENT, *arguments],
+            cwd=self.directory,
+            env={**os.environ, "TMPDIR": str(self.directory)},  # so that what is left behind is seen
+            input=stdin,
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=False,
         )
         self.assertEqual(done.returncode, status, done.stderr)
         return done
@@ -26,8 +33,16 @@ class Verbs(AgentTest):
                 self.assertRegex(self.answer(verb, "--help").stdout, rf"Examples?:\n(.*\n)*  .*spf-agent {verb}")
 
     def test_no_verb_and_unknown_verbs_are_usage_errors(self):
-        self.answer(status=INVALID)
-        self.answer("nonsense", status=INVALID)
+        self.assertIn("A subcommand is required", self.answer(status=INVALID).stderr)
+        self.assertIn("nonsense", self.answer("nonsense", status=INVALID).stderr)
+
+    def test_an_unknown_style_of_progress_is_refused_with_those_that_there_are(self):
+        done = self.answer("run", "c.json", "--progress", "loud", status=INVALID)
+        self.assertIn('--progress: "loud" is not a style: auto, tty, plain, json or quiet', done.stderr)
+
+    def test_once_and_for_exclude_each_other(self):
+        done = self.answer("run", "c.json", "--once", "--for", "1s", status=INVALID)
+        self.assertRegex(done.stderr, r"--for excludes --once|--once excludes --for")
 
     def test_schema_is_the_one_that_is_shipped_for_editors(self):
         shipped = EXAMPLES.parent / "standalone/agent/schema/spf-agent.schema.json"
@@ -81,12 +96,14 @@ class Verbs(AgentTest):
 
     def test_show_publishes_nothing_and_leaves_nothing_behind(self):
         self.answer("show", self.write("c.json", configuration("c", bind=["unix:mine"])))
+        self.answer("show", "c.json", "--root", "nowhere", status=FAILED)
         self.assertEqual([entry.name for entry in self.directory.iterdir()], ["c.json"])
 
     def test_show_of_an_invalid_file_and_without_an_installation(self):
         self.answer("show", self.write("bad.json", "{"), status=INVALID)
         done = self.answer("show", self.write("c.json", configuration("c")), "--root", "nowhere", status=FAILED)
         self.assertIn("nowhere/bin/darwinarm64", done.stderr)
+        self.assertIn("check the installation (--root)", done.stderr)
 
     def test_legacy_publishes_and_stays_until_it_is_interrupted(self):
         agent = self.start_with("legacy", "--progress", "json", "--runtime-directory", "runtime")

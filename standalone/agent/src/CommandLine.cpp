@@ -39,7 +39,8 @@ constexpr char const* legacyExamples = "Example:\n"
 
 // An option whose value is a duration.
 template <typename Store>
-void addDuration(CLI::App& command, std::string const& name, Store store, std::string const& description) {
+CLI::Option* addDuration(CLI::App& command, std::string const& name, Store store,
+                         std::string const& description) {
     auto const parse = [name, store](std::string const& text) {
         try {
             store(parseDuration(text));
@@ -47,7 +48,21 @@ void addDuration(CLI::App& command, std::string const& name, Store store, std::s
             throw CLI::ValidationError(name, error.what());
         }
     };
-    command.add_option_function<std::string>(name, parse, description)->type_name("DURATION");
+    return command.add_option_function<std::string>(name, parse, description)->type_name("DURATION");
+}
+
+ProgressStyle parseStyle(std::string const& text) {
+    static std::map<std::string, ProgressStyle> const styles{{"auto", ProgressStyle::Automatic},
+                                                             {"tty", ProgressStyle::Table},
+                                                             {"plain", ProgressStyle::Plain},
+                                                             {"json", ProgressStyle::Json},
+                                                             {"quiet", ProgressStyle::Quiet}};
+    auto const found = styles.find(text);
+    if (found == styles.end()) {
+        throw CLI::ValidationError("--progress",
+                                   "\"" + text + "\" is not a style: auto, tty, plain, json or quiet");
+    }
+    return found->second;
 }
 
 class Parser {
@@ -55,15 +70,17 @@ public:
     std::variant<CommandLine, int> parse(int argc, char** argv) {
         try {
             program_.parse(argc, argv);
+            if (line_.watch && line_.file == "-") {
+                throw CLI::ValidationError("--watch", "standard input cannot be watched");
+            }
+            return line_;
+        } catch (CLI::RequiredError const& error) {
+            // The parser misses the verb before it looks at what stands in its place.
+            auto const unknown = program_.remaining();
+            return unknown.empty() ? exit(error) : exit(CLI::ExtrasError(unknown));
         } catch (CLI::ParseError const& error) {
-            return program_.exit(error) == 0 ? exitstatus::success : exitstatus::invalid;
+            return exit(error);
         }
-        if (line_.watch && line_.file == "-") {
-            return program_.exit(CLI::ValidationError("--watch", "standard input cannot be watched")) == 0
-                       ? exitstatus::success
-                       : exitstatus::invalid;
-        }
-        return line_;
     }
 
     Parser() {
@@ -79,6 +96,11 @@ public:
     }
 
 private:
+    // Prints what is wrong, or the help that was asked for, and returns the program's status.
+    int exit(CLI::ParseError const& error) {
+        return program_.exit(error) == 0 ? exitstatus::success : exitstatus::invalid;
+    }
+
     CLI::App& addVerb(Verb verb, std::string const& name, std::string const& description,
                       char const* examples) {
         auto& command = *program_.add_subcommand(name, description);
@@ -106,14 +128,10 @@ private:
     }
 
     void addProgress(CLI::App& command) {
-        static std::map<std::string, ProgressStyle> const styles{{"auto", ProgressStyle::Automatic},
-                                                                 {"tty", ProgressStyle::Table},
-                                                                 {"plain", ProgressStyle::Plain},
-                                                                 {"json", ProgressStyle::Json},
-                                                                 {"quiet", ProgressStyle::Quiet}};
         command
-            .add_option("--progress", line_.run.progress, "auto, tty, plain, json or quiet (default: auto)")
-            ->transform(CLI::CheckedTransformer(styles).description(""))
+            .add_option_function<std::string>(
+                "--progress", [this](std::string const& text) { line_.run.progress = parseStyle(text); },
+                "auto, tty, plain, json or quiet (default: auto)")
             ->type_name("STYLE");
     }
 
@@ -125,12 +143,14 @@ private:
         addDuration(
             command, "--timeout", [this](auto duration) { line_.run.timeout = duration; },
             "How long all together may take to get ready; 0: no limit (default: 30s)");
-        addDuration(
+        auto* const stay = addDuration(
             command, "--for", [this](auto duration) { line_.run.stay = duration; },
             "Withdraw this long after all is ready (default: stay until interrupted)");
-        command.add_flag_callback(
-            "--once", [this] { line_.run.stay = std::chrono::milliseconds::zero(); },
-            "Withdraw as soon as all is ready");
+        command
+            .add_flag_callback(
+                "--once", [this] { line_.run.stay = std::chrono::milliseconds::zero(); },
+                "Withdraw as soon as all is ready")
+            ->excludes(stay);
         command
             .add_option("--expect", line_.run.expectedInterfaces,
                         "Ready means also that a peer offers the interface of this name; may be repeated")

@@ -15,6 +15,7 @@
 #include "configuration/ConfigurationSource.hpp"
 #include "configuration/SchemaCheck.hpp"
 #include "progress/Narrator.hpp"
+#include "progress/advice.hpp"
 #include "progress/displayText.hpp"
 #include "run/FileWatch.hpp"
 #include "run/LegacySession.hpp"
@@ -150,7 +151,8 @@ int main(int argc, char** argv) {
         auto const* const line = std::get_if<CommandLine>(&parsed);
         return line == nullptr ? std::get<int>(parsed) : dispatch(*line);
     } catch (std::exception const& error) {
-        complain(std::string("spf-agent: ") + error.what());
+        auto const advice = adviceForFailure(error.what());
+        complain(std::string("spf-agent: ") + error.what() + (advice.empty() ? "" : "; " + advice));
         return exitstatus::failed;
     }
 }

@@ -26,9 +26,15 @@ namespace filesystem = std::filesystem;
 class InertInstallation {
 public:
     explicit InertInstallation(filesystem::path const& installation)
-        : root_(makeDirectory()) {
+        : InertInstallation() { // from here on the destructor runs, also when the rest fails
         filesystem::path const bundles = SPF_BUNDLE_DIRECTORY;
-        for (auto const& entry : filesystem::directory_iterator(installation / bundles)) {
+        std::error_code error;
+        filesystem::directory_iterator const directories(installation / bundles, error);
+        if (error) {
+            throw std::runtime_error("cannot read the bundle directory '" +
+                                     (installation / bundles).string() + "': " + error.message());
+        }
+        for (auto const& entry : directories) {
             filesystem::create_directories(root_ / bundles / entry.path().filename());
         }
         filesystem::path const microservices = SPF_MICROSERVICES_BUNDLE_DIRECTORY;
@@ -45,6 +51,9 @@ public:
     filesystem::path const& root() const { return root_; }
 
 private:
+    InertInstallation()
+        : root_(makeDirectory()) {}
+
     static filesystem::path makeDirectory() {
         auto name = (filesystem::temp_directory_path() / "spf-agent-show.XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) {
