@@ -19,7 +19,7 @@ def help_of(*verb):
 
 
 def verbs():
-    listed = help_of().partition("Subcommands:\n")[2].partition("\n\n")[0]
+    listed = help_of().partition("Verbs:\n")[2].partition("\n\n")[0]
     return re.findall(r"^  (\w+)", listed, re.MULTILINE)
 
 
@@ -40,6 +40,12 @@ class Options(unittest.TestCase):
             with self.subTest(verb=verb):
                 found = re.findall(r"^\.TP\n\.BI? (\\-\\-[\w\\-]+)", text, re.MULTILINE)
                 self.assertEqual({name.replace("\\", "") for name in found}, options(verb))
+
+    def test_exit_statuses(self):
+        chapter = MAN_PAGE.read_text().partition(".SH EXIT STATUS\n")[2].partition(".SH ")[0]
+        described = re.findall(r"^\.TP\n\.B (\d+)", chapter, re.MULTILINE)
+        helped = re.findall(r"\d+", help_of().partition("Exit status:")[2])
+        self.assertEqual(described, helped)
 
     @unittest.skipUnless(shutil.which("groff"), "no groff to format the page with")
     def test_man_page_is_formatted_without_warnings(self):

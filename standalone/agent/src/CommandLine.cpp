@@ -15,8 +15,8 @@ namespace agent::program {
 namespace {
 
 constexpr char const* statuses =
-    "Exit status: 0 ready and withdrawn, or valid; 1 failed; 2 usage or invalid file;\n"
-    "3 not ready in time; 130 interrupted; 143 terminated.";
+    "Exit status: 0 ready and withdrawn, valid, or printed; 1 failed; 2 usage or invalid file;\n"
+    "3 not ready in time; 129 the terminal has gone; 130 interrupted; 143 terminated.";
 
 constexpr char const* runExamples =
     "Examples:\n"
@@ -86,6 +86,7 @@ public:
     Parser() {
         program_.set_version_flag("--version", programVersion());
         program_.require_subcommand(1);
+        program_.get_formatter()->label("SUBCOMMAND", "VERB");
         program_.footer(std::string(statuses) +
                         "\n\n'spf-agent VERB --help' tells more; so does 'man spf-agent'.");
         addRun();
@@ -104,6 +105,7 @@ private:
     CLI::App& addVerb(Verb verb, std::string const& name, std::string const& description,
                       char const* examples) {
         auto& command = *program_.add_subcommand(name, description);
+        command.group("Verbs");
         command.footer(examples);
         command.callback([this, verb] { line_.verb = verb; });
         return command;
