@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include <unistd.h>
+
 using namespace cppmicroservices;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -128,22 +130,126 @@ TEST_F(BundleContextTest, ServiceObjectsMadeWithAnInvalidContextThrowWhenTheyAre
               "The bundle context is no longer valid");
 }
 
-TEST_F(BundleContextTest, GivenManifestIsTakenInPlaceOfTheFiles) {
-    AnyMap headers(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    headers[Constants::BUNDLE_SYMBOLICNAME] = std::string("given");
-    headers[Constants::BUNDLE_VERSION] = std::string("4.5.6");
-    AnyMap manifests(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    manifests["given"] = headers;
-    auto const bundles = context().InstallBundles(locationOf("manifest_only"), manifests);
-    ASSERT_THAT(bundles, SizeIs(1));
-    EXPECT_EQ(bundles[0].GetSymbolicName(), "given");
-    EXPECT_EQ(bundles[0].GetVersion(), BundleVersion(4, 5, 6));
-    Bundle(bundles[0]).Start();
-    EXPECT_EQ(bundles[0].GetState(), Bundle::STATE_ACTIVE);
+class GivenManifestTest : public FrameworkTest {
+protected:
+    GivenManifestTest() { headers_[Constants::BUNDLE_SYMBOLICNAME] = std::string("given"); }
+
+    // With headers_ in place of what the file says.
+    Bundle installAs(std::string const& name, std::string const& file = "manifest_only") {
+        AnyMap manifests(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+        manifests[name] = headers_;
+        return context().InstallBundles(locationOf(file), manifests).at(0);
+    }
+
+    AnyMap headers_{any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+};
+
+TEST_F(GivenManifestTest, IsTakenInPlaceOfTheFiles) {
+    headers_[Constants::BUNDLE_VERSION] = std::string("4.5.6");
+    auto bundle = installAs("given");
+    EXPECT_EQ(bundle.GetSymbolicName(), "given");
+    EXPECT_EQ(bundle.GetVersion(), BundleVersion(4, 5, 6));
+    bundle.Start();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
 }
 
-TEST_F(BundleContextTest, ThereIsNoStorageForDataFiles) {
-    EXPECT_EQ(context().GetDataFile("x"), "");
+TEST_F(GivenManifestTest, IsNamedByItsKeyWhateverItsHeadersSay) {
+    EXPECT_EQ(installAs("key").GetSymbolicName(), "key");
+    headers_[Constants::BUNDLE_SYMBOLICNAME] = 5;
+    auto const bundle = installAs("other", "recorder");
+    EXPECT_EQ(bundle.GetSymbolicName(), "other");
+    EXPECT_EQ(any_cast<int>(bundle.GetHeaders().at(Constants::BUNDLE_SYMBOLICNAME)), 5);
+}
+
+TEST_F(GivenManifestTest, ThatIsBadIsRefusedWithTheLocation) {
+    headers_[Constants::BUNDLE_VERSION] = std::string("one");
+    EXPECT_THAT(messageOf<std::runtime_error>([this] { installAs("given"); }),
+                testing::StartsWith("Failed to install bundle library at " + locationOf("manifest_only")));
+}
+
+TEST_F(GivenManifestTest, WhoseActivatorIsNeitherTrueNorFalseHasNoneAndIsWarnedOf) {
+    headers_[Constants::BUNDLE_ACTIVATOR] = std::string("true");
+    auto bundle = installAs("given", "no_activator");
+    recordFrameworkEvents();
+    bundle.Start();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_THAT(frameworkEvents_.take(),
+                ElementsAre(testing::AllOf(
+                    testing::StartsWith("WARNING given Failed to read 'bundle.activator' property. Expected "
+                                        "type : b, Found type : "),
+                    testing::HasSubstr("BadAnyCastException"))));
+}
+
+TEST_F(GivenManifestTest, ThatIsRefusedUsesUpAnIdentifier) {
+    auto const first = installAs("given").GetBundleId();
+    EXPECT_THROW(installAs("given", "recorder"), std::runtime_error); // there already
+    EXPECT_EQ(installAs("next", "recorder").GetBundleId(), first + 2);
+    headers_.erase(Constants::BUNDLE_SYMBOLICNAME);
+    headers_[Constants::BUNDLE_VERSION] = std::string("1");
+    EXPECT_THROW(installAs("nameless", "no_activator"), std::runtime_error);
+    EXPECT_EQ(install("no_activator").GetBundleId(), first + 4);
+}
+
+class DataFileTest : public testing::Test {
+protected:
+    DataFileTest() { framework_.Start(); }
+    ~DataFileTest() override {
+        framework_.Stop();
+        framework_.WaitForStop(failureTimeout);
+        std::filesystem::remove_all(storage_);
+    }
+
+    Bundle startRecorder() const {
+        auto bundle = framework_.GetBundleContext()
+                          .InstallBundles(std::string(SPF_TEST_BUNDLE_DIRECTORY) + "/test_recorder.so")
+                          .at(0);
+        bundle.Start();
+        return bundle;
+    }
+
+    std::string const storage_ =
+        (std::filesystem::temp_directory_path() / ("spf-data-file-test-" + std::to_string(getpid())))
+            .string();
+    Framework framework_ =
+        FrameworkFactory().NewFramework(FrameworkConfiguration{{Constants::FRAMEWORK_STORAGE, storage_}});
+};
+
+TEST_F(DataFileTest, LiesInADirectoryOfTheBundleThatIsMadeWhenItIsAskedFor) {
+    auto const bundle = startRecorder();
+    auto const directory = storage_ + "/data/" + std::to_string(bundle.GetBundleId()) + "/";
+    EXPECT_FALSE(std::filesystem::exists(storage_));
+    EXPECT_EQ(bundle.GetBundleContext().GetDataFile("a/b"), directory + "a/b");
+    EXPECT_TRUE(std::filesystem::is_directory(directory));
+    EXPECT_EQ(bundle.GetBundleContext().GetDataFile(""), directory);
+}
+
+TEST_F(DataFileTest, OutlivesAStopAndIsRemovedWithTheBundle) {
+    auto bundle = startRecorder();
+    auto const path = bundle.GetBundleContext().GetDataFile("x");
+    std::ofstream(path) << "kept";
+    bundle.Stop();
+    EXPECT_TRUE(std::filesystem::exists(path));
+    bundle.Uninstall();
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(path).parent_path()));
+}
+
+TEST_F(DataFileTest, OfADirectoryThatCannotBeMadeThrows) {
+    std::ofstream(storage_) << "a file";
+    auto const bundle = startRecorder();
+    EXPECT_EQ(messageOf<std::invalid_argument>([&bundle] { bundle.GetBundleContext().GetDataFile("x"); }),
+              "Not a directory");
+}
+
+TEST_F(DataFileTest, ThereIsNoneForTheFrameworkItselfNorWithoutStorage) {
+    EXPECT_EQ(framework_.GetBundleContext().GetDataFile("x"), "");
+    auto without = FrameworkFactory().NewFramework(
+        FrameworkConfiguration{{Constants::FRAMEWORK_STORAGE, std::string()}});
+    without.Start();
+    auto bundle = without.GetBundleContext()
+                      .InstallBundles(std::string(SPF_TEST_BUNDLE_DIRECTORY) + "/test_manifest_only.so")
+                      .at(0);
+    bundle.Start();
+    EXPECT_EQ(bundle.GetBundleContext().GetDataFile("x"), "");
 }
 
 TEST_F(BundleContextTest, RemovedListenersAreNotCalled) {

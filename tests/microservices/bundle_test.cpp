@@ -6,7 +6,9 @@
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/SharedLibraryException.h>
 
+#include <dlfcn.h>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 
@@ -209,6 +211,41 @@ TEST_F(BundleTest, UninstalledBundleAnswersButDoesNothing) {
     EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.GetRegisteredServices(); }),
               description + " is in UNINSTALLED state");
     EXPECT_NE(install("recorder").GetBundleId(), id);
+}
+
+TEST_F(BundleTest, UninstallOfABundleThatWasNeverResolvedSaysUnresolvedToo) {
+    auto bundle = install("recorder");
+    recordBundleEvents();
+    bundle.Uninstall();
+    EXPECT_THAT(bundleEvents_.take(), ElementsAre("UNRESOLVED test_recorder", "UNINSTALLED test_recorder"));
+}
+
+TEST_F(BundleTest, StartOfAnUninstalledBundleBlamesTheFrameworkIfThatHasStopped) {
+    auto bundle = install("recorder");
+    bundle.Uninstall();
+    stopFramework();
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              bundleInMessages(bundle) + " (location=" + bundle.GetLocation() +
+                  ") belongs to a stopped framework");
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Stop(); }),
+              bundleInMessages(bundle) + " (location=" + bundle.GetLocation() + ") is uninstalled");
+}
+
+TEST_F(BundleTest, SymbolsAreFoundInTheLibraryOfAnActiveBundleOnly) {
+    std::unique_ptr<void, int (*)(void*)> const program(dlopen(nullptr, RTLD_LAZY), dlclose);
+    auto bundle = install("recorder");
+    auto const badInput = "Error : Either bundle or inputs supplied are invalid!";
+    EXPECT_EQ(messageOf<std::invalid_argument>([&] { Bundle().GetSymbol(program.get(), "puts"); }), badInput);
+    EXPECT_EQ(messageOf<std::invalid_argument>([&] { bundle.GetSymbol(nullptr, "puts"); }), badInput);
+    EXPECT_EQ(messageOf<std::invalid_argument>([&] { bundle.GetSymbol(program.get(), ""); }), badInput);
+    EXPECT_EQ(messageOf<std::runtime_error>([&] { bundle.GetSymbol(program.get(), "puts"); }),
+              "Bundle is not started and active!");
+    auto initialised = FrameworkFactory().NewFramework();
+    initialised.Init();
+    EXPECT_THROW(initialised.GetSymbol(program.get(), "puts"), std::runtime_error);
+    bundle.Start();
+    EXPECT_NE(bundle.GetSymbol(program.get(), "puts"), nullptr);
+    EXPECT_EQ(bundle.GetSymbol(program.get(), "no such symbol"), nullptr);
 }
 
 TEST_F(BundleTest, UninstallReportsWhatTheActivatorThrows) {

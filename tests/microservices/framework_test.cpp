@@ -4,6 +4,7 @@
 
 #include <cppmicroservices/Constants.h>
 
+#include <filesystem>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -111,6 +112,16 @@ TEST(FrameworkLifeCycle, StoppedFrameworkCanBeStartedAgainWithANewContextAndUuid
     EXPECT_NE(framework.GetBundleContext().GetProperty(Constants::FRAMEWORK_UUID).ToString(), firstUuid);
 }
 
+TEST(FrameworkLifeCycle, RelativePathsStartWhereTheProgramStarted) {
+    auto const directory = std::filesystem::current_path();
+    std::filesystem::current_path("/");
+    auto framework = FrameworkFactory().NewFramework();
+    std::filesystem::current_path(directory);
+    framework.Init();
+    EXPECT_EQ(framework.GetBundleContext().GetProperty(Constants::FRAMEWORK_WORKING_DIR).ToString(),
+              directory.string());
+}
+
 TEST(FrameworkLifeCycle, LastHandleStopsTheFramework) {
     BundleContext context;
     {
@@ -203,6 +214,20 @@ TEST_F(FrameworkTest, OnlyTheSystemBundleConvertsToAFramework) {
     auto const bundle = install("recorder");
     EXPECT_EQ(messageOf<std::logic_error>([&bundle] { Framework{bundle}; }), "Not a framework bundle");
     EXPECT_THROW(Framework{Bundle()}, std::invalid_argument);
+}
+
+TEST_F(FrameworkTest, ServicesOfAllFrameworksHaveAnOrderAsTheirIdentifiersCountInTheWholeProcess) {
+    auto other = FrameworkFactory().NewFramework();
+    other.Start();
+    ServiceReferenceU const first = context().RegisterService<int>(std::make_shared<int>(1)).GetReference();
+    ServiceReferenceU const second =
+        other.GetBundleContext().RegisterService<int>(std::make_shared<int>(2)).GetReference();
+    auto const idOf = [](ServiceReferenceU const& reference) {
+        return any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
+    };
+    EXPECT_LT(idOf(first), idOf(second));
+    EXPECT_TRUE(second < first);
+    EXPECT_FALSE(first < second);
 }
 
 TEST_F(FrameworkTest, FrameworksAreOrderedByTheirMaking) {

@@ -18,6 +18,17 @@ TEST_F(FrameworkAdditions, BundlesAreNotCarriedOverIntoTheNextRun) {
     EXPECT_THAT(context().GetBundles(), testing::ElementsAre(framework_));
 }
 
+TEST_F(FrameworkAdditions, StoppedFrameworkThatIsOnlyInitialisedStartsNoBundle) {
+    stopFramework();
+    framework_.Init();
+    auto bundle = install("recorder");
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              "Bundle test_recorder (location=" + bundle.GetLocation() + ") belongs to a stopped framework");
+    framework_.Start();
+    bundle.Start();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+}
+
 TEST_F(FrameworkAdditions, BundlesThatStartWhileTheFrameworkStopsAreNotLeftActive) {
     for (int round = 0; round < 20; ++round) {
         auto bundle = install("recorder");

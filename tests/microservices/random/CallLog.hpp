@@ -1,7 +1,8 @@
-// What is called while an operation runs.
+// What is called while an operation runs, on any thread.
 #pragma once
 
 #include <algorithm>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -12,12 +13,14 @@ namespace randomised {
 class CallLog {
 public:
     void add(std::string receiver, std::string call) {
+        std::lock_guard const lock(mutex_);
         calls_.emplace_back(std::move(receiver), std::move(call));
     }
 
     /// Writes the calls, those of one receiver in their order, and forgets them. In which order receivers are
     /// called is open.
     void flush(std::ostream& transcript) {
+        std::lock_guard const lock(mutex_);
         std::stable_sort(calls_.begin(), calls_.end(),
                          [](Call const& left, Call const& right) { return left.first < right.first; });
         for (auto const& [receiver, call] : std::exchange(calls_, {})) {
@@ -27,6 +30,7 @@ public:
 
 private:
     using Call = std::pair<std::string, std::string>;
+    std::mutex mutex_; // guards calls_
     std::vector<Call> calls_;
 };
 

@@ -26,6 +26,7 @@ struct Area {
 
 constexpr Area areas[] = {
     {"anys", randomised::runAnyCase},
+    {"bundles", randomised::runBundleCase},
     {"filters", randomised::runFilterCase},
     {"maps", randomised::runMapCase},
     {"services", randomised::runServiceCase},

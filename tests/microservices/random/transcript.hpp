@@ -43,6 +43,8 @@ std::string outcome(Operation const& operation) {
         }
     } catch (std::exception const& error) {
         return textOf(error);
+    } catch (...) {
+        return "something else";
     }
 }
 

@@ -200,8 +200,10 @@ public:
         RemoveFrameworkListeners(SameAs(detail::MemberListener<R, FrameworkEvent>{receiver, callback}));
     }
 
-    /// The path of a file in the bundle's part of the framework's storage; empty, because there is no such
-    /// storage.
+    /// /// The path of a file in the bundle's directory in the framework's storage, FRAMEWORK_STORAGE; of that
+    /// directory if `filename` is empty. The directory is made when it is first asked for, and removed with
+    /// all that is in it when the bundle is uninstalled. Empty for the framework's own context.
+    /// \throws std::invalid_argument if the directory cannot be made
     std::string GetDataFile(std::string const& filename) const;
 
     /// Installs the bundle that the file `location` is, or returns the bundle that was installed from the

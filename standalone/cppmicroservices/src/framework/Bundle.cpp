@@ -132,12 +132,11 @@ std::vector<ServiceReferenceU> Bundle::GetServicesInUse() const {
 }
 
 void* Bundle::GetSymbol(void* handle, std::string const& symname) const {
-    auto const& record = Record();
-    if (!handle || symname.empty()) {
-        throw std::invalid_argument("the library handle and the symbol's name must not be empty");
+    if (!record_ || !handle || symname.empty()) {
+        throw std::invalid_argument("Error : Either bundle or inputs supplied are invalid!");
     }
-    if ((record.state() & (STATE_STARTING | STATE_ACTIVE)) == 0) {
-        throw std::runtime_error(record.description() + " is not started and active");
+    if (record_->state() != STATE_ACTIVE) {
+        throw std::runtime_error("Bundle is not started and active!");
     }
     return dlsym(handle, symname.c_str());
 }

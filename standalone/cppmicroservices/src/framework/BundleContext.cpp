@@ -212,9 +212,9 @@ void BundleContext::RemoveFrameworkListeners(Predicate<FrameworkEvent> const& is
     ValidRecord()->core()->frameworkListeners().removeAllOf(*record_, isMeant);
 }
 
-std::string BundleContext::GetDataFile(std::string const&) const {
-    ValidRecord();
-    return {};
+std::string BundleContext::GetDataFile(std::string const& filename) const {
+    auto const core = ValidRecord()->core();
+    return core->dataFile(*record_->bundle(), filename);
 }
 
 std::vector<Bundle> BundleContext::InstallBundles(std::string const& location, AnyMap const& bundleManifest) {

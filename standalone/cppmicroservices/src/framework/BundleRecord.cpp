@@ -5,6 +5,7 @@
 #include "ContextRecord.hpp"
 #include "FrameworkCore.hpp"
 #include "cppmicroservices/BundleEvent.h"
+#include "cppmicroservices/Constants.h"
 #include "cppmicroservices/FrameworkEvent.h"
 #include "cppmicroservices/SharedLibraryException.h"
 #include "cppmicroservices/detail/BundleContextSlot.h"
@@ -15,6 +16,7 @@
 
 #include <stdexcept>
 #include <system_error>
+#include <typeinfo>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -45,6 +47,9 @@ std::shared_ptr<ContextRecord> BundleRecord::context() const {
 
 void BundleRecord::start(FrameworkCore& core) {
     BundleChanges::Right const right(core.changes(), *this);
+    if (!core.startsBundles()) {
+        throwStoppedFramework();
+    }
     requireInstalled();
     autoStart_.store(true, std::memory_order_release);
     if (state() == Bundle::STATE_ACTIVE) {
@@ -65,7 +70,7 @@ void BundleRecord::startWithRight(FrameworkCore& core) {
     // A framework that begins to stop after this question finds mayRun() true, and waits for the right to
     // stop this.
     if (abandoned_.load(std::memory_order_acquire) || !core.startsBundles()) {
-        throw std::runtime_error(description() + " belongs to a stopped framework");
+        throwStoppedFramework();
     }
     resolve(core);
     activate(core);
@@ -105,11 +110,10 @@ void BundleRecord::uninstall(FrameworkCore& core) {
             core.report(FrameworkEvent::FRAMEWORK_ERROR, self, std::string(), std::current_exception());
         }
     }
-    if (state() == Bundle::STATE_RESOLVED) {
-        setState(Bundle::STATE_INSTALLED);
-        core.fire(BundleEvent::BUNDLE_UNRESOLVED, self);
-    }
+    setState(Bundle::STATE_INSTALLED);
+    core.fire(BundleEvent::BUNDLE_UNRESOLVED, self);
     core.bundles().remove(*this);
+    core.removeDataFiles(*this);
     setState(Bundle::STATE_UNINSTALLED);
     {
         std::lock_guard const lock(mutex_);
@@ -134,6 +138,7 @@ void BundleRecord::activate(FrameworkCore& core) {
     openContext(core);
     setState(Bundle::STATE_STARTING);
     core.fire(BundleEvent::BUNDLE_STARTING, shared_from_this());
+    warnOfBadActivatorHeader(core);
     if (manifest_.hasActivator) {
         try {
             callStart(core);
@@ -149,6 +154,21 @@ void BundleRecord::activate(FrameworkCore& core) {
     }
     setState(Bundle::STATE_ACTIVE);
     core.fire(BundleEvent::BUNDLE_STARTED, shared_from_this());
+}
+
+void BundleRecord::warnOfBadActivatorHeader(FrameworkCore& core) {
+    auto const header = headers().find(Constants::BUNDLE_ACTIVATOR);
+    if (header == headers().end()) {
+        return;
+    }
+    try {
+        (void)any_cast<bool>(header->second);
+    } catch (BadAnyCastException const&) {
+        core.report(FrameworkEvent::FRAMEWORK_WARNING, shared_from_this(),
+                    "Failed to read '" + Constants::BUNDLE_ACTIVATOR + "' property. Expected type : " +
+                        typeid(bool).name() + ", Found type : " + header->second.Type().name(),
+                    std::current_exception());
+    }
 }
 
 void BundleRecord::callStart(FrameworkCore& core) {
@@ -234,6 +254,10 @@ void BundleRecord::closeContext(FrameworkCore& core) {
 
 void BundleRecord::unregisterServices(FrameworkCore& core) {
     core.services().unregisterAllOf(*this);
+}
+
+void BundleRecord::throwStoppedFramework() const {
+    throw std::runtime_error(description() + " belongs to a stopped framework");
 }
 
 void BundleRecord::requireInstalled() const {

@@ -71,12 +71,14 @@ private:
     void startWithRight(FrameworkCore& core);
     void resolve(FrameworkCore& core);
     void activate(FrameworkCore& core);
+    void warnOfBadActivatorHeader(FrameworkCore& core);
     void callStart(FrameworkCore& core);
     void rollBack(FrameworkCore& core);
     /// What the activator threw, or null.
     std::exception_ptr deactivate(FrameworkCore& core);
     void rethrowStopFailure(std::exception_ptr const& error) const;
     void requireInstalled() const;
+    [[noreturn]] void throwStoppedFramework() const;
 
     long const id_;
     std::string const location_;

@@ -5,6 +5,7 @@
 #include "BundleRecord.hpp"
 #include "FrameworkCore.hpp"
 #include "Manifest.hpp"
+#include "cppmicroservices/Constants.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -24,15 +25,19 @@ void requireFile(std::string const& location, std::string const& path) {
     }
 }
 
-/// The one manifest of `manifests`, whose keys are symbolic names.
-Manifest injectedManifest(std::string const& location, AnyMap const& manifests) {
-    auto const& [name, headers] = *manifests.begin();
-    auto const* const map = any_cast<AnyMap>(&headers);
-    if (manifests.size() != 1 || !map) {
-        throw std::runtime_error("Failed to install bundle library at " + location +
-                                 ": the given manifests must be one map of headers, under the symbolic name");
+[[noreturn]] void throwFailed(std::string const& location, std::string const& reason) {
+    throw std::runtime_error("Failed to install bundle library at " + location + ": " + reason);
+}
+
+/// The bundle's symbolic name is the key of the manifest, whatever the headers say; they only must have one.
+Manifest injectedManifest(std::string const& name, AnyMap const& headers) {
+    auto named = headers;
+    if (named.count(Constants::BUNDLE_SYMBOLICNAME) > 0) {
+        named[Constants::BUNDLE_SYMBOLICNAME] = name;
     }
-    return interpretHeaders(*map);
+    auto manifest = interpretHeaders(std::move(named));
+    manifest.headers = headers;
+    return manifest;
 }
 
 /// Nothing if the file carries no manifest.
@@ -70,11 +75,28 @@ BundleTable::Installed BundleTable::install(FrameworkCore& core, std::string con
     }
     auto const path = core.absolutePath(location);
     requireFile(location, path);
-    auto manifest =
-        injectedManifests.empty() ? requireManifest(path) : injectedManifest(location, injectedManifests);
     bool isNew = false;
-    auto record = add(core, location, path, std::move(manifest), isNew);
+    auto record = add(core, location, path, manifestOf(location, path, injectedManifests), isNew);
     return {std::move(record), isNew};
+}
+
+Manifest BundleTable::manifestOf(std::string const& location, std::string const& path,
+                                 AnyMap const& injectedManifests) {
+    if (injectedManifests.empty()) {
+        return requireManifest(path);
+    }
+    auto const& [name, value] = *injectedManifests.begin();
+    auto const* const headers = any_cast<AnyMap>(&value);
+    if (injectedManifests.size() != 1 || !headers) {
+        throwFailed(location, "the given manifests must be one map of headers, under the symbolic name");
+    }
+    try {
+        return injectedManifest(name, *headers);
+    } catch (std::runtime_error const& error) {
+        std::lock_guard const lock(mutex_);
+        ++lastId_; // used up even if the bundle is refused
+        throwFailed(location, error.what());
+    }
 }
 
 void BundleTable::installProgram(FrameworkCore& core) {
@@ -140,9 +162,10 @@ BundleTable::Record BundleTable::add(FrameworkCore& core, std::string const& loc
     if (found != byLocation_.end()) {
         return found->second; // another thread was faster
     }
+    auto const id = ++lastId_; // used up even if the bundle is refused
     requireUniqueWithLock(location, manifest);
     auto record =
-        std::make_shared<BundleRecord>(core.weak_from_this(), ++lastId_, location, path, std::move(manifest));
+        std::make_shared<BundleRecord>(core.weak_from_this(), id, location, path, std::move(manifest));
     insertWithLock(record);
     isNew = true;
     return record;
@@ -154,10 +177,9 @@ void BundleTable::requireUniqueWithLock(std::string const& location, Manifest co
                entry.second->version() == manifest.version;
     });
     if (same != byId_.end()) {
-        throw std::runtime_error("Failed to install bundle library at " + location + ": Bundle " +
-                                 manifest.symbolicName + " (location=" + location +
-                                 "), a bundle with same symbolic name and version is already installed (" +
-                                 manifest.symbolicName + ", " + manifest.version.ToString() + ")");
+        throwFailed(location, "Bundle " + manifest.symbolicName + " (location=" + location +
+                                  "), a bundle with same symbolic name and version is already installed (" +
+                                  manifest.symbolicName + ", " + manifest.version.ToString() + ")");
     }
 }
 

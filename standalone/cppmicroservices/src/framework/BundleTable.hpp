@@ -43,6 +43,9 @@ public:
     std::vector<Record> all() const;
 
 private:
+    /// The file's, or the given one in place of it.
+    Manifest manifestOf(std::string const& location, std::string const& path,
+                        AnyMap const& injectedManifests);
     Record add(FrameworkCore& core, std::string const& location, std::string const& path, Manifest manifest,
                bool& isNew);
     void requireUniqueWithLock(std::string const& location, Manifest const& manifest) const;

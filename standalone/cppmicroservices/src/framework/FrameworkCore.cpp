@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -103,6 +104,7 @@ void FrameworkCore::start() {
         return;
     }
     initWithRight();
+    startsBundles_.store(true);
     startMarkedBundles();
     system_->setState(Bundle::STATE_ACTIVE);
     report(FrameworkEvent::FRAMEWORK_STARTED, system_, std::string());
@@ -138,7 +140,7 @@ void FrameworkCore::stop() {
 
 void FrameworkCore::stopNow() {
     BundleChanges::Right const right(changes_, *system_);
-    if (startsBundles()) {
+    if ((system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE)) != 0) {
         system_->setState(Bundle::STATE_STOPPING);
         fire(BundleEvent::BUNDLE_STOPPING, system_);
         stopBundles();
@@ -150,6 +152,7 @@ void FrameworkCore::stopNow() {
         std::lock_guard const lock(mutex_);
         system_->setState(Bundle::STATE_RESOLVED);
         ++stops_;
+        startsBundles_.store(false);
         stopped_.notify_all();
     }
     std::lock_guard const lock(mutex_);
@@ -202,7 +205,7 @@ FrameworkEvent FrameworkCore::waitForStop(std::chrono::milliseconds const& timeo
 }
 
 bool FrameworkCore::startsBundles() const noexcept {
-    return (system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE)) != 0;
+    return startsBundles_.load() && (system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE)) != 0;
 }
 
 bool FrameworkCore::running() const noexcept {
@@ -285,6 +288,37 @@ std::string FrameworkCore::absolutePath(std::string const& path) const {
     auto const directory = property(Constants::FRAMEWORK_WORKING_DIR);
     auto const* const value = any_cast<std::string>(&directory);
     return value ? (std::filesystem::path(*value) / path).string() : path;
+}
+
+std::string FrameworkCore::dataDirectory(BundleRecord const& bundle) const {
+    auto const storage = property(Constants::FRAMEWORK_STORAGE);
+    auto const* const directory = any_cast<std::string>(&storage);
+    if (bundle.id() == system_->id() || (directory && directory->empty())) {
+        return {};
+    }
+    return absolutePath(directory ? *directory : defaultStorage) + "/data/" + std::to_string(bundle.id()) +
+           '/';
+}
+
+std::string FrameworkCore::dataFile(BundleRecord const& bundle, std::string const& name) const {
+    auto const directory = dataDirectory(bundle);
+    if (directory.empty()) {
+        return {};
+    }
+    std::error_code error;
+    std::filesystem::create_directories(directory, error);
+    if (error) {
+        throw std::invalid_argument(error.message());
+    }
+    return directory + name;
+}
+
+void FrameworkCore::removeDataFiles(BundleRecord const& bundle) const {
+    auto const directory = dataDirectory(bundle);
+    if (!directory.empty()) {
+        std::error_code ignored; // what cannot be removed stays
+        std::filesystem::remove_all(directory, ignored);
+    }
 }
 
 } // namespace cppmicroservices::detail

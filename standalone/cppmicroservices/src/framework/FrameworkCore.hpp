@@ -67,7 +67,8 @@ public:
     /// Begins to stop; returns at once.
     void stop();
     FrameworkEvent waitForStop(std::chrono::milliseconds const& timeout);
-    /// Whether bundles may be started now.
+    /// /// Whether bundles may be started now: not by a framework that has stopped and is only initialised
+    /// again.
     bool startsBundles() const noexcept;
 
     std::shared_ptr<SystemBundleRecord> const& systemBundle() const noexcept { return system_; }
@@ -92,6 +93,12 @@ public:
     /// A relative path starts from the framework's working directory.
     std::string absolutePath(std::string const& path) const;
 
+    /// The path of a file among those that the bundle keeps, in a directory which comes into being with the
+    /// first such path. Empty for the framework's own bundle, and if the framework has no storage.
+    /// \throws std::invalid_argument if the directory cannot be made
+    std::string dataFile(BundleRecord const& bundle, std::string const& name) const;
+    void removeDataFiles(BundleRecord const& bundle) const;
+
     std::uint64_t nextStartNumber() noexcept { return ++lastStartNumber_; }
     ListenerTokenId nextListenerId() noexcept { return ++lastListenerId_; }
 
@@ -107,6 +114,7 @@ private:
     std::shared_ptr<BundleRecord> lastStarted(std::set<std::shared_ptr<BundleRecord>> const& excluded) const;
     bool running() const noexcept;
     void shutDown() noexcept;
+    std::string dataDirectory(BundleRecord const& bundle) const;
     void joinStopper();
 
     std::uint64_t const number_;
@@ -120,6 +128,7 @@ private:
     ServiceRegistry services_{serviceListeners_};
     EventListeners<BundleEvent> bundleListeners_;
     EventListeners<FrameworkEvent> frameworkListeners_;
+    std::atomic<bool> startsBundles_{true}; // until the first stop, and from each later start to the next
     std::atomic<std::uint64_t> lastStartNumber_{0};
     std::atomic<ListenerTokenId> lastListenerId_{0};
 

@@ -13,18 +13,30 @@
 
 namespace cppmicroservices::detail {
 
+namespace {
+
+std::string currentDirectory() {
+    std::error_code error;
+    return std::filesystem::current_path(error).string();
+}
+
+/// When the library was loaded: a program that changes its directory later does not lose sight of its
+/// bundles.
+std::string const initialDirectory = currentDirectory();
+
+} // namespace
+
 AnyMap launchingProperties(FrameworkConfiguration const& configuration) {
     AnyMap properties(any_map::UNORDERED_MAP);
     properties.emplace(Constants::FRAMEWORK_THREADING_SUPPORT, Constants::FRAMEWORK_THREADING_MULTI);
     for (auto const& entry : configuration) {
         properties.insert(entry);
     }
-    std::error_code error;
     properties.emplace(Constants::FRAMEWORK_LOG, false);
-    properties.emplace(Constants::FRAMEWORK_STORAGE, std::string("fwdir"));
+    properties.emplace(Constants::FRAMEWORK_STORAGE, std::string(defaultStorage));
     properties.emplace(Constants::FRAMEWORK_VENDOR, std::string("CppMicroServices"));
     properties.emplace(Constants::FRAMEWORK_VERSION, std::string(US_FRAMEWORK_VERSION_STR));
-    properties.emplace(Constants::FRAMEWORK_WORKING_DIR, std::filesystem::current_path(error).string());
+    properties.emplace(Constants::FRAMEWORK_WORKING_DIR, initialDirectory);
     properties.emplace(Constants::LIBRARY_LOAD_OPTIONS, defaultLibraryLoadOptions);
     return properties;
 }

@@ -11,6 +11,7 @@
 namespace cppmicroservices::detail {
 
 constexpr int defaultLibraryLoadOptions = RTLD_LAZY;
+constexpr char const* defaultStorage = "fwdir";
 
 /// The configuration completed by the defaults and by what cannot be configured.
 AnyMap launchingProperties(FrameworkConfiguration const& configuration);

@@ -77,21 +77,20 @@ void removeTranslationMarks(AnyMap& headers) {
 }
 
 /// The header's value; null if there is none. \throws std::runtime_error if it is of another type
-template <class Value>
-Value const* findHeader(AnyMap const& headers, std::string const& key, char const* type) {
+std::string const* findText(AnyMap const& headers, std::string const& key) {
     auto const found = headers.find(key);
     if (found == headers.end()) {
         return nullptr;
     }
-    auto const* const value = any_cast<Value>(&found->second);
+    auto const* const value = any_cast<std::string>(&found->second);
     if (!value) {
-        throw std::runtime_error("its manifest's \"" + key + "\" must be " + type);
+        throw std::runtime_error("its manifest's \"" + key + "\" must be a text");
     }
     return value;
 }
 
 BundleVersion versionOf(AnyMap const& headers) {
-    auto const* const text = findHeader<std::string>(headers, Constants::BUNDLE_VERSION, "a text");
+    auto const* const text = findText(headers, Constants::BUNDLE_VERSION);
     if (!text) {
         return BundleVersion::EmptyVersion();
     }
@@ -101,6 +100,13 @@ BundleVersion versionOf(AnyMap const& headers) {
         throw std::runtime_error("its manifest's \"" + Constants::BUNDLE_VERSION +
                                  "\" is no version: " + error.what());
     }
+}
+
+/// /// Whatever is not true or false stands for false; who starts the bundle is warned.
+bool hasActivator(AnyMap const& headers) {
+    auto const found = headers.find(Constants::BUNDLE_ACTIVATOR);
+    auto const* const value = found == headers.end() ? nullptr : any_cast<bool>(&found->second);
+    return value != nullptr && *value;
 }
 
 } // namespace
@@ -121,12 +127,11 @@ AnyMap parseHeaders(std::string const& text) {
 }
 
 Manifest interpretHeaders(AnyMap headers) {
-    auto const* const name = findHeader<std::string>(headers, Constants::BUNDLE_SYMBOLICNAME, "a text");
+    auto const* const name = findText(headers, Constants::BUNDLE_SYMBOLICNAME);
     if (!name || name->empty()) {
         throw std::runtime_error("its manifest has no \"" + Constants::BUNDLE_SYMBOLICNAME + "\"");
     }
-    auto const* const hasActivator = findHeader<bool>(headers, Constants::BUNDLE_ACTIVATOR, "true or false");
-    return {*name, versionOf(headers), hasActivator != nullptr && *hasActivator, std::move(headers)};
+    return {*name, versionOf(headers), hasActivator(headers), std::move(headers)};
 }
 
 } // namespace cppmicroservices::detail

@@ -28,12 +28,18 @@ void sortByRank(ServiceRegistry::Records& records) {
     }
 }
 
+// Counts in the whole process, so that the services of several frameworks have an order.
+long nextServiceId() noexcept {
+    static std::atomic<long> last{0};
+    return ++last;
+}
+
 } // namespace
 
 std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord const& context,
                                                                 InterfaceMapConstPtr service,
                                                                 ServiceProperties const& properties) {
-    auto record = std::make_shared<ServiceRecord>(++lastId_, context.bundle(), context.core(),
+    auto record = std::make_shared<ServiceRecord>(nextServiceId(), context.bundle(), context.core(),
                                                   std::move(service), properties);
     add(context, record);
     try {

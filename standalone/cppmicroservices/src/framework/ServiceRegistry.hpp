@@ -67,7 +67,6 @@ private:
     std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
 
     ServiceListeners& listeners_;
-    std::atomic<long> lastId_{0};
 
     std::mutex mutex_; // guards what follows; may be taken under a record's lock, never the other way round
     SnapshotMap<long, std::shared_ptr<ServiceRecord>> all_; // by identifier, which is by age
