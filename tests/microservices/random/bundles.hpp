@@ -14,7 +14,7 @@
 
 namespace randomised {
 
-/// /// Where the frameworks of this process store files.
+/// Where the frameworks of this process store files.
 std::string storageDirectory();
 
 /// Without the directories, which differ between processes.

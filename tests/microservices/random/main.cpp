@@ -25,10 +25,8 @@ struct Area {
 };
 
 constexpr Area areas[] = {
-    {"anys", randomised::runAnyCase},
-    {"bundles", randomised::runBundleCase},
-    {"filters", randomised::runFilterCase},
-    {"maps", randomised::runMapCase},
+    {"anys", randomised::runAnyCase},         {"bundles", randomised::runBundleCase},
+    {"filters", randomised::runFilterCase},   {"maps", randomised::runMapCase},
     {"services", randomised::runServiceCase},
 };
 

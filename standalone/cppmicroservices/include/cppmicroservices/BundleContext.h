@@ -200,7 +200,7 @@ public:
         RemoveFrameworkListeners(SameAs(detail::MemberListener<R, FrameworkEvent>{receiver, callback}));
     }
 
-    /// /// The path of a file in the bundle's directory in the framework's storage, FRAMEWORK_STORAGE; of that
+    /// The path of a file in the bundle's directory in the framework's storage, FRAMEWORK_STORAGE; of that
     /// directory if `filename` is empty. The directory is made when it is first asked for, and removed with
     /// all that is in it when the bundle is uninstalled. Empty for the framework's own context.
     /// \throws std::invalid_argument if the directory cannot be made

@@ -67,7 +67,7 @@ public:
     /// Begins to stop; returns at once.
     void stop();
     FrameworkEvent waitForStop(std::chrono::milliseconds const& timeout);
-    /// /// Whether bundles may be started now: not by a framework that has stopped and is only initialised
+    /// Whether bundles may be started now: not by a framework that has stopped and is only initialised
     /// again.
     bool startsBundles() const noexcept;
 

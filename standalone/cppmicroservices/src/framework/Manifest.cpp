@@ -102,7 +102,7 @@ BundleVersion versionOf(AnyMap const& headers) {
     }
 }
 
-/// /// Whatever is not true or false stands for false; who starts the bundle is warned.
+/// Whatever is not true or false stands for false; who starts the bundle is warned.
 bool hasActivator(AnyMap const& headers) {
     auto const found = headers.find(Constants::BUNDLE_ACTIVATOR);
     auto const* const value = found == headers.end() ? nullptr : any_cast<bool>(&found->second);
