@@ -42,6 +42,15 @@ void stopAndWait(Framework& framework) {
     framework.WaitForStop(withoutLimit);
 }
 
+// Whoever started the framework is told why the start failed; that it cannot be stopped either would hide it.
+void stopAfterFailedStart(Framework& framework) noexcept {
+    try {
+        stopAndWait(framework);
+    } catch (...) {
+        // It stays as it is, and nobody can reach it.
+    }
+}
+
 // Whether the framework stops in time. Another thread waits for it, because a wait of the framework's own can
 // outlast its time; when that happens the framework must stay as long as the process.
 bool stopsWithin(std::chrono::milliseconds timeout, Framework& framework) {
@@ -170,7 +179,7 @@ std::shared_ptr<Framework> FrameworkLifecycle::startWithLock(Lock& lock) {
         launch(framework);
     } catch (...) {
         if (framework) {
-            stopAndWait(*framework);
+            stopAfterFailedStart(*framework);
         }
         lock.lock();
         enterWithLock(stateBefore, nullptr);
