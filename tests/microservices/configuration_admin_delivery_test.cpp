@@ -290,6 +290,15 @@ TEST_F(ConfigurationAdminEvents, OfAFactoryConfigurationCarryItsPidAsFactoryPid)
     EXPECT_EQ(events[0].getFactoryPid(), "factory~one");
 }
 
+TEST_F(ConfigurationAdminEvents, OfAPidThatBeginsWithATildeCarryItAsFactoryPid) {
+    auto const listener = registerListener();
+    admin_->GetConfiguration("~one")->Update(numbered(1)).get();
+    auto const events = listener->events.values();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].getPid(), "");
+    EXPECT_EQ(events[0].getFactoryPid(), "~one");
+}
+
 TEST_F(ConfigurationAdminEvents, ReferToTheConfigurationAdminService) {
     auto const listener = registerListener();
     admin_->GetConfiguration("pid")->Update(numbered(1)).get();

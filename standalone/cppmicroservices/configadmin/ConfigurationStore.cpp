@@ -16,7 +16,6 @@ using cppmicroservices::service::cm::ConfigurationEventType;
 
 namespace {
 
-constexpr char factorySeparator = '~';
 constexpr std::size_t generatedNameLength = 6;
 constexpr std::string_view generatedNameCharacters =
     "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";

@@ -60,7 +60,8 @@ void tellListeners(Change const& change, Subscribers<ConfigurationListener> cons
     if (!listeners) {
         return;
     }
-    auto const ofFactory = !change.factoryPid.empty();
+    // By the PID's form: one that begins with the separator names no factory, yet is told of as if it did.
+    bool const ofFactory = change.pid.find(factorySeparator) != std::string::npos;
     ConfigurationEvent const event{reference.get(), change.type, ofFactory ? change.pid : std::string{},
                                    ofFactory ? std::string{} : change.pid};
     for (auto const& listener : *listeners) {

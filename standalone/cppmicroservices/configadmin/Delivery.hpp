@@ -14,6 +14,9 @@
 
 namespace agent::configurationadmin {
 
+// Stands between a factory's PID and the name of an instance.
+constexpr char factorySeparator = '~';
+
 // One step in the life of a configuration. The properties are those that it then had; none if it was removed.
 struct Change {
     cppmicroservices::service::cm::ConfigurationEventType type;
