@@ -43,11 +43,8 @@ void requirePresenceWithLock(Record const& record) {
 
 // What a filter sees. The PID hides a property of the same name.
 AnyMap filteredProperties(AnyMap const& properties, std::string const& pid) {
-    AnyMap result{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+    auto result = properties; // of the same kind: a filter refuses a map with case variants of a key
     result["pid"] = pid;
-    for (auto const& property : properties) {
-        result.insert(property);
-    }
     return result;
 }
 
