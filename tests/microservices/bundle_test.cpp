@@ -220,17 +220,6 @@ TEST_F(BundleTest, UninstallOfABundleThatWasNeverResolvedSaysUnresolvedToo) {
     EXPECT_THAT(bundleEvents_.take(), ElementsAre("UNRESOLVED test_recorder", "UNINSTALLED test_recorder"));
 }
 
-TEST_F(BundleTest, StartOfAnUninstalledBundleBlamesTheFrameworkIfThatHasStopped) {
-    auto bundle = install("recorder");
-    bundle.Uninstall();
-    stopFramework();
-    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
-              bundleInMessages(bundle) + " (location=" + bundle.GetLocation() +
-                  ") belongs to a stopped framework");
-    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Stop(); }),
-              bundleInMessages(bundle) + " (location=" + bundle.GetLocation() + ") is uninstalled");
-}
-
 TEST_F(BundleTest, SymbolsAreFoundInTheLibraryOfAnActiveBundleOnly) {
     std::unique_ptr<void, int (*)(void*)> const program(dlopen(nullptr, RTLD_LAZY), dlclose);
     auto bundle = install("recorder");

@@ -218,14 +218,6 @@ TEST_F(ConfigurationAdminList, FilterRefusesPropertiesWithCaseVariantsOfAKey) {
                 ThrowsMessage<std::runtime_error>("Properties contain case variants of the key: A1"));
 }
 
-TEST_F(ConfigurationAdminList, FilterRefusesAPropertyThatIsACaseVariantOfThePid) {
-    AnyMap variants{AnyMap::ORDERED_MAP};
-    variants["PID"] = std::string{"another"};
-    admin_->GetConfiguration("variants")->Update(variants).get();
-    EXPECT_THAT([&] { listed("(number=1)"); },
-                ThrowsMessage<std::runtime_error>("Properties contain case variants of the key: PID"));
-}
-
 TEST_F(ConfigurationAdminList, MalformedFilterThrows) {
     EXPECT_THAT([&] { listed("(("); }, ThrowsMessage<std::invalid_argument>("Malformed query: ("));
     EXPECT_THROW(listed("(number=1"), std::invalid_argument);

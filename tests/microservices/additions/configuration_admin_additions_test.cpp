@@ -93,6 +93,14 @@ TEST_F(ConfigurationAdminAdditions, PropertyThatIsCalledPidDoesNotHideThePid) {
 }
 
 // 3.8.0 now and then completes an update at the stop without delivering it.
+TEST_F(ConfigurationAdminAdditions, FilterRefusesAPropertyThatIsACaseVariantOfThePid) {
+    AnyMap variants{AnyMap::ORDERED_MAP};
+    variants["PID"] = std::string{"another"};
+    admin_->GetConfiguration("variants")->Update(variants).get();
+    EXPECT_THAT([&] { admin_->ListConfigurations("(number=1)"); },
+                ThrowsMessage<std::runtime_error>("Properties contain case variants of the key: PID"));
+}
+
 TEST_F(ConfigurationAdminAdditions, AStopDeliversWhatWasAccepted) {
     Gate gate;
     auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });

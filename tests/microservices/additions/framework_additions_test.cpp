@@ -1,4 +1,4 @@
-// Bundles end with the run of the framework that they were installed in.
+// Bundles end with the run of the framework that they were installed in; a stopped framework starts none.
 #include "FrameworkFixture.hpp"
 
 #include <future>
@@ -27,6 +27,16 @@ TEST_F(FrameworkAdditions, StoppedFrameworkThatIsOnlyInitialisedStartsNoBundle) 
     framework_.Start();
     bundle.Start();
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+}
+
+TEST_F(FrameworkAdditions, StartOfAnUninstalledBundleBlamesTheFrameworkIfThatHasStopped) {
+    auto bundle = install("recorder");
+    bundle.Uninstall();
+    stopFramework();
+    auto const name = "Bundle test_recorder (location=" + bundle.GetLocation() + ")";
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              name + " belongs to a stopped framework");
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Stop(); }), name + " is uninstalled");
 }
 
 TEST_F(FrameworkAdditions, BundlesThatStartWhileTheFrameworkStopsAreNotLeftActive) {
