@@ -14,21 +14,20 @@ class Activator final : public cppmicroservices::BundleActivator {
 public:
     // The trackers open before anybody can find the service, so that no listener misses an event.
     void Start(cppmicroservices::BundleContext context) override {
-        queues_ = SerialQueues::create();
         reference_ = std::make_shared<AdminReference>(context);
-        auto const store = std::make_shared<ConfigurationStore>(queues_, reference_);
+        store_ = std::make_shared<ConfigurationStore>(SerialQueues::create(), reference_);
         try {
             listeners_ = std::make_unique<SubscriberTracker<ConfigurationStore::ConfigurationListener>>(
-                context, store);
+                context, store_);
             managedServices_ =
-                std::make_unique<SubscriberTracker<ConfigurationStore::ManagedService>>(context, store);
+                std::make_unique<SubscriberTracker<ConfigurationStore::ManagedService>>(context, store_);
             factories_ = std::make_unique<SubscriberTracker<ConfigurationStore::ManagedServiceFactory>>(
-                context, store);
+                context, store_);
             listeners_->open();
             managedServices_->open();
             factories_->open();
             registration_ = context.RegisterService<cppmicroservices::service::cm::ConfigurationAdmin>(
-                std::make_shared<ConfigurationAdminService>(store));
+                std::make_shared<ConfigurationAdminService>(store_));
         } catch (...) {
             stopDelivery();
             throw;
@@ -41,17 +40,17 @@ public:
     }
 
 private:
-    // What was accepted is delivered while the services are still known.
+    // While the services are still known.
     void stopDelivery() {
-        queues_->stop();
+        store_->stop();
         factories_.reset();
         managedServices_.reset();
         listeners_.reset();
         reference_->release();
     }
 
-    std::shared_ptr<SerialQueues> queues_;
     std::shared_ptr<AdminReference> reference_;
+    std::shared_ptr<ConfigurationStore> store_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ConfigurationListener>> listeners_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ManagedService>> managedServices_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ManagedServiceFactory>> factories_;

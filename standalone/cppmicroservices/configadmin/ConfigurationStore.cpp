@@ -41,6 +41,10 @@ void requirePresenceWithLock(Record const& record) {
     }
 }
 
+Change removalOf(Record const& record) {
+    return {ConfigurationEventType::CM_DELETED, record.pid, record.factoryPid, noProperties()};
+}
+
 // What a filter sees. The PID hides a property of the same name.
 AnyMap filteredProperties(AnyMap const& properties, std::string const& pid) {
     auto result = properties; // of the same kind: a filter refuses a map with case variants of a key
@@ -166,8 +170,7 @@ std::shared_future<void> ConfigurationStore::remove(Record& record) {
     if (record.changeCount == 0) {
         return readyFuture();
     }
-    return announceWithLock(
-        {ConfigurationEventType::CM_DELETED, record.pid, record.factoryPid, noProperties()});
+    return announceWithLock(removalOf(record));
 }
 
 void ConfigurationStore::add(std::shared_ptr<Subscriber<ConfigurationListener>> const& subscriber) {
@@ -216,6 +219,28 @@ void ConfigurationStore::remove(std::shared_ptr<Subscriber<ManagedServiceFactory
     removeSubscriber(factories_, subscriber);
 }
 
+void ConfigurationStore::stop() {
+    std::vector<std::pair<Change, Recipients>> farewells;
+    {
+        std::lock_guard lock{mutex_};
+        queues_->refuse(); // in one step with what is told instead, which so ends all that was ever delivered
+        for (auto const& [pid, record] : records_) {
+            if (record->changeCount > 0) {
+                auto change = removalOf(*record);
+                auto recipients = recipientsWithLock(change);
+                farewells.emplace_back(std::move(change), std::move(recipients));
+            }
+        }
+    }
+    queues_->stop();
+    for (auto const& [change, recipients] : farewells) {
+        deliver(change, {nullptr, recipients.managedServices, nullptr}, *reference_);
+    }
+    for (auto const& [change, recipients] : farewells) {
+        deliver(change, {nullptr, nullptr, recipients.factories}, *reference_);
+    }
+}
+
 std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::getWithLock(std::string const& pid) {
     auto const found = records_.find(pid);
     if (found != records_.end()) {
@@ -259,11 +284,15 @@ std::shared_future<void> ConfigurationStore::storeWithLock(Record& record,
 }
 
 std::shared_future<void> ConfigurationStore::announceWithLock(Change change) {
-    Recipients recipients{listeners_, subscribersOf(managedServices_, change.pid),
-                          change.factoryPid.empty() ? nullptr : subscribersOf(factories_, change.factoryPid)};
     auto const pid = change.pid;
+    auto recipients = recipientsWithLock(change);
     return queues_->post(pid, [change = std::move(change), recipients = std::move(recipients),
                                reference = reference_] { deliver(change, recipients, *reference); });
+}
+
+Recipients ConfigurationStore::recipientsWithLock(Change const& change) const {
+    return {listeners_, subscribersOf(managedServices_, change.pid),
+            change.factoryPid.empty() ? nullptr : subscribersOf(factories_, change.factoryPid)};
 }
 
 template <class Service>

@@ -74,6 +74,11 @@ public:
     void remove(std::shared_ptr<Subscriber<ManagedService>> const& subscriber);
     void remove(std::shared_ptr<Subscriber<ManagedServiceFactory>> const& subscriber);
 
+    // Delivers what follows from the steps so far, and then tells every service, on the calling thread, that
+    // its configurations are gone: not the listeners, as nothing is removed. Of later steps nobody is told.
+    // Call without a lock.
+    void stop();
+
 private:
     using Records = std::map<std::string, std::shared_ptr<Record>>;
     template <class Service>
@@ -85,6 +90,7 @@ private:
     std::shared_future<void> storeWithLock(Record& record,
                                            std::shared_ptr<cppmicroservices::AnyMap const>& properties);
     std::shared_future<void> announceWithLock(Change change);
+    Recipients recipientsWithLock(Change const& change) const;
     template <class Service>
     void postInitialWithLock(Record const& record, std::shared_ptr<Subscriber<Service>> const& subscriber);
 

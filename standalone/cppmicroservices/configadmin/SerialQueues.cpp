@@ -32,7 +32,7 @@ std::shared_future<void> SerialQueues::post(std::string const& name, Job job) {
     Entry entry{std::move(job), {}};
     auto result = entry.done.get_future().share();
     std::unique_lock lock{mutex_};
-    if (stopping_) {
+    if (refusing_) {
         lock.unlock();
         entry.done.set_value();
         return result;
@@ -66,11 +66,16 @@ void SerialQueues::wait(std::shared_future<void> const& result) {
     --waiters_;
 }
 
+void SerialQueues::refuse() {
+    std::lock_guard lock{mutex_};
+    refusing_ = true;
+}
+
 void SerialQueues::stop() {
     std::deque<Entry> dropped;
     {
         std::lock_guard lock{mutex_};
-        stopping_ = true;
+        refusing_ = true;
         if (current_.owner == this) {
             dropped.swap(current_.queue->entries);
         }
@@ -128,7 +133,7 @@ void SerialQueues::work() {
     while (awaitReadyQueueWithLock(lock)) {
         runReadyQueueWithLock(lock);
     }
-    if (!stopping_) {
+    if (!refusing_) {
         retireWithLock(lock);
     }
 }
@@ -138,7 +143,7 @@ bool SerialQueues::awaitReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
     for (;;) {
         auto const allBusy = busy_ >= maximumOfBusyThreads;
         if (ready_.empty() || (allBusy && lookingOut_)) {
-            if (stopping_ || !idleWithLock(lock)) {
+            if (refusing_ || !idleWithLock(lock)) {
                 return false;
             }
         } else if (allBusy) {
@@ -153,7 +158,7 @@ bool SerialQueues::awaitReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
 bool SerialQueues::idleWithLock(std::unique_lock<std::mutex>& lock) {
     if (!watching_ && ready_.empty()) {
         watchWithLock(lock);
-        if (stopping_ || !ready_.empty()) {
+        if (refusing_ || !ready_.empty()) {
             return true;
         }
     }

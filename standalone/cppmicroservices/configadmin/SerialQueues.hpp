@@ -33,13 +33,16 @@ public:
     static std::shared_ptr<SerialQueues> create();
 
     // Appends the job to the queue. The result is ready when the job has run and has been destroyed, or at
-    // once if stop() has been called: the job then does not run. Destroying the result never waits.
+    // once if jobs are refused: the job then does not run. Destroying the result never waits.
     std::shared_future<void> post(std::string const& name, Job job);
 
     // Waits until the result of a post() is ready. Inside a job, the jobs that queue up behind it run
     // meanwhile on this thread, inside this call; so jobs may wait for their own queue, and for each other in
     // a circle.
     void wait(std::shared_future<void> const& result);
+
+    // Lets nobody post any more jobs.
+    void refuse();
 
     // Refuses further jobs and returns when all accepted ones have run and all threads have ended. Called
     // inside a job, it drops the jobs behind that one, whose results become ready, and the calling thread
@@ -89,7 +92,7 @@ private:
     std::size_t waiters_ = 0;        // jobs that wait in progress_
     bool watching_ = false;          // some thread is in watchWithLock()
     bool lookingOut_ = false;        // some thread is in lookOutWithLock()
-    bool stopping_ = false;
+    bool refusing_ = false;
     std::atomic<bool> watcherCalled_{false}; // set under the mutex, read by the watching thread without it
     std::condition_variable called_;
     std::condition_variable progress_; // a job is done or has been appended

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <numeric>
 #include <ostream>
+#include <set>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -168,7 +170,42 @@ TEST_F(ConfigurationAdminGuarantees, StopInsideUpdatedReturnsAndDropsTheUpdatesB
     queued.open();
     EXPECT_TRUE(becomesReady(first));
     EXPECT_TRUE(secondDoneByStop);
-    EXPECT_THAT(service->numbers(), ElementsAre(1));
+    EXPECT_THAT(service->numbers(), ElementsAre(1, none));
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopTellsWhatIsGoneEvenIfSomebodyStillHasTheService) {
+    auto const service = registerService("pid");
+    admin_->GetConfiguration("pid")->Update(numbered(1)).get();
+    bundle_.Stop();
+    EXPECT_THAT(service->numbers(), ElementsAre(1, none));
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopTellsAServiceThatHasLeftMeanwhileNothing) {
+    using Call = RecordingFactory::Call;
+    auto const factory = std::make_shared<RecordingFactory>();
+    auto registration = registerFor<ManagedServiceFactory>("factory", factory);
+    registerService("pid", [&](AnyMap const& properties) {
+        if (properties.empty()) {
+            registration.Unregister();
+        }
+    });
+    admin_->GetConfiguration("factory~a")->Update(numbered(1)).get();
+    admin_->GetConfiguration("pid")->Update(numbered(2)).get();
+    bundle_.Stop();
+    EXPECT_THAT(factory->calls.values(), ElementsAre(Call{"factory~a", 1}));
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopRefusesToBeCalledInsideRemovedThatItCalls) {
+    bool stopping = false;
+    registerFactory("factory", [&](std::string const&) {
+        if (stopping) {
+            EXPECT_THROW(bundle_.Stop(), std::logic_error);
+        }
+    });
+    admin_->GetConfiguration("factory~a")->Update(numbered(1)).get();
+    stopping = true;
+    bundle_.Stop();
+    EXPECT_EQ(bundle_.GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
 }
 
 TEST_F(ConfigurationAdminGuarantees, FrameworkMayBeStoppedInsideUpdated) {
@@ -294,11 +331,44 @@ TEST_P(StopDuringUpdates, CompletesEveryFutureAndDeliversNothingTwice) {
             ASSERT_TRUE(isReady(future));
             EXPECT_NO_THROW(future.get());
         }
-        auto const numbers = services[i]->numbers();
+        auto numbers = services[i]->numbers();
+        if (!numbers.empty()) { // then it is told last that its configuration is gone
+            EXPECT_EQ(numbers.back(), none);
+            numbers.pop_back();
+        }
         std::vector<int> gapless(numbers.size());
         std::iota(gapless.begin(), gapless.end(), 1);
         EXPECT_EQ(numbers, gapless);
     }
+}
+
+TEST_P(StopDuringUpdates, TellsAFactoryThatWhatItKnowsIsGoneAndNothingElse) {
+    auto const factory = registerFactory("factory");
+    std::atomic<bool> stopped{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([&, admin = admin_, prefix = std::to_string(thread) + "."] {
+            for (int number = 1; !stopped; ++number) {
+                admin->GetFactoryConfiguration("factory", prefix + std::to_string(number))
+                    ->Update(numbered(number));
+            }
+        });
+    }
+    EXPECT_TRUE(factory->calls.reaches(500));
+    stop();
+    stopped = true;
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    std::set<std::string> known;
+    for (auto const& [pid, number] : factory->calls.values()) {
+        if (number == RecordingFactory::removed) {
+            EXPECT_EQ(known.erase(pid), 1U) << pid;
+        } else {
+            EXPECT_TRUE(known.insert(pid).second) << pid;
+        }
+    }
+    EXPECT_THAT(known, ::testing::IsEmpty());
 }
 
 } // namespace configuration_admin_test
