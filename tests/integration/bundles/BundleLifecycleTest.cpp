@@ -94,6 +94,20 @@ TEST_F(BundleLifecycle, APublisherThatGoesUnderAnotherPIDIsMissedUnderItsFirst) 
     EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
 }
 
+// The framework bundle and the publisher are told in any order that their configurations are gone.
+TEST_F(BundleLifecycle, ARestartOfConfigurationAdminWithdrawsEverythingAndTheNextConfigurationIsPublished) {
+    auto const endpoint = socketEndpoint("a.sock");
+    auto admin = installation_.bundle("configuration_admin");
+    for (int count = 1; count <= 5; ++count) {
+        installation_.publish("one", ConfigurationMap(count).publisher("p", {endpoint}).build());
+        ASSERT_TRUE(events_.waitFor("AllServicesPublished p " + std::to_string(count)));
+
+        admin.Stop();
+        EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p " + std::to_string(count)));
+        admin.Start();
+    }
+}
+
 TEST_F(BundleLifecycle, StoppingTheFrameworkWithLiveConnectionsRemovesTheSockets) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one", clockAndClient(endpoint).build());

@@ -129,6 +129,27 @@ TEST_F(PublisherConfigurationsTest, AWithdrawalThatNobodyAskedForMeansNothing) {
     EXPECT_THAT(environment_.take(), IsEmpty());
 }
 
+TEST_F(PublisherConfigurationsTest, AWithdrawalThatCameBeforeTheRemovalIsNotWaitedFor) {
+    publishers_.updated("c", ConfigurationMap(1).publisher("p", {}).build());
+    publishers_.withdrawn(pid("p"));
+    environment_.take();
+
+    publishers_.removed("c");
+
+    EXPECT_THAT(environment_.take(), ElementsAre("remove p", "removed p 1"));
+}
+
+TEST_F(PublisherConfigurationsTest, AWithdrawalBeforeAnUpdateIsNotTakenForThatOfTheUpdate) {
+    publishers_.updated("c", ConfigurationMap(1).publisher("p", {}).build());
+    publishers_.withdrawn(pid("p"));
+    publishers_.updated("c", ConfigurationMap(2).publisher("p", {}).build());
+    environment_.take();
+
+    publishers_.removed("c");
+
+    EXPECT_THAT(environment_.take(), ElementsAre("remove p"));
+}
+
 TEST_F(PublisherConfigurationsTest, AConfigurationNotYetFilledIsNoError) {
     publishers_.updated("c", makeMap());
 

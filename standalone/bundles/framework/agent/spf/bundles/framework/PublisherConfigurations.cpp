@@ -53,6 +53,9 @@ void PublisherConfigurations::removed(std::string const& instance) {
 }
 
 void PublisherConfigurations::withdrawn(std::string const& pid) {
+    if (auto const found = managed_.find(pid); found != managed_.end()) {
+        found->second.withdrawn = true;
+    }
     finishWithdrawal(pid);
 }
 
@@ -97,7 +100,7 @@ void PublisherConfigurations::withdraw(std::string const& pid) {
         return;
     }
     managed.removedCounts.push_back(managed.entry.modificationCount);
-    if (!environment_.remove(managed.entry)) {
+    if (!environment_.remove(managed.entry) || managed.withdrawn) {
         finishWithdrawal(pid);
     }
 }

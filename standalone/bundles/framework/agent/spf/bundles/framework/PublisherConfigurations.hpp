@@ -45,7 +45,8 @@ public:
     // A configuration was removed.
     void removed(std::string const& instance);
 
-    // The publisher of this PID has nothing left of a configuration that was removed.
+    // The publisher of this PID has nothing left of a configuration that was removed, or that will be: when
+    // Configuration Admin stops, publishers and the owner of this object are told in any order.
     void withdrawn(std::string const& pid);
 
     // There is no publisher for this factory PID any more: nothing is left of what it was to withdraw.
@@ -56,6 +57,7 @@ private:
         PublisherEntry entry;                      // the one that is in effect or being withdrawn
         std::vector<std::uint32_t> removedCounts;  // modification counts whose removal is to be reported
         std::optional<PublisherEntry> successor{}; // takes effect once the withdrawal is done
+        bool withdrawn = false;                    // before anybody asked: by a stop of Configuration Admin
         bool isWithdrawing() const noexcept { return !removedCounts.empty(); }
     };
 
