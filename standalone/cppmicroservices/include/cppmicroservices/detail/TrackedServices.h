@@ -176,25 +176,40 @@ public:
     }
 
 private:
-    /// Counts a call of the customizer by the calling thread.
+    /// A call of the customizer by the calling thread. Links itself, so that a service can be untracked
+    /// without memory.
     class Call {
     public:
         explicit Call(TrackedServices& services)
             : services_(services) {
             std::lock_guard const lock(services_.mutex_);
-            services_.callers_.push_back(std::this_thread::get_id());
+            next_ = std::exchange(services_.calls_, this);
         }
         Call(Call const&) = delete;
         Call& operator=(Call const&) = delete;
         ~Call() {
             std::lock_guard const lock(services_.mutex_);
-            auto& callers = services_.callers_;
-            callers.erase(std::find(callers.begin(), callers.end(), std::this_thread::get_id()));
+            auto** link = &services_.calls_;
+            while (*link != this) {
+                link = &(*link)->next_;
+            }
+            *link = next_;
             services_.changed_.notify_all();
+        }
+
+        /// Whether the thread is in this call or in one that is linked behind it.
+        bool orNextIsBy(std::thread::id thread) const {
+            auto const* call = this;
+            while (call && call->thread_ != thread) {
+                call = call->next_;
+            }
+            return call;
         }
 
     private:
         TrackedServices& services_;
+        std::thread::id const thread_ = std::this_thread::get_id();
+        Call* next_ = nullptr;
     };
 
     void track(Reference const& reference) {
@@ -221,7 +236,16 @@ private:
         if (closed_ || objects_.count(reference) > 0 || (found && gone_.count(reference) > 0)) {
             return false;
         }
-        return adding_.insert(reference).second;
+        makeRoomWithLock();
+        return adding_.emplace(reference, nullptr).second;
+    }
+
+    /// So that keep() needs no memory for one more: an object that the customizer has given is not lost.
+    void makeRoomWithLock() {
+        auto const room = static_cast<float>(objects_.bucket_count()) * objects_.max_load_factor();
+        if (static_cast<float>(objects_.size() + adding_.size() + 1) > room) {
+            objects_.rehash(2 * objects_.bucket_count());
+        }
     }
 
     void add(Reference const& reference) {
@@ -242,10 +266,12 @@ private:
     /// Whether the service is tracked with the object now; not if it has gone meanwhile.
     bool keep(Reference const& reference, Object const& object) {
         std::lock_guard const lock(mutex_);
-        if (adding_.erase(reference) == 0 || !object) {
+        auto entry = adding_.extract(reference);
+        if (entry.empty() || !object) {
             return false;
         }
-        objects_.emplace(reference, object);
+        entry.mapped() = object;
+        objects_.insert(std::move(entry));
         changedWithLock();
         return true;
     }
@@ -271,9 +297,8 @@ private:
 
     void waitForCalls() {
         std::unique_lock lock(mutex_);
-        auto const self = std::this_thread::get_id();
-        if (std::find(callers_.begin(), callers_.end(), self) == callers_.end()) {
-            changed_.wait(lock, [this] { return callers_.empty(); });
+        if (calls_ && !calls_->orNextIsBy(std::this_thread::get_id())) {
+            changed_.wait(lock, [this] { return !calls_; });
         }
     }
 
@@ -282,9 +307,9 @@ private:
     mutable std::mutex mutex_; // guards what follows
     std::condition_variable changed_;
     Objects objects_;
-    std::unordered_set<Reference> adding_; // the customizer is asked for their objects
-    std::unordered_set<Reference> gone_;   // since the tracker began to listen; only while finding_
-    std::vector<std::thread::id> callers_; // the threads in calls of the customizer
+    Objects adding_;                     // the customizer is asked for their objects
+    std::unordered_set<Reference> gone_; // since the tracker began to listen; only while finding_
+    Call* calls_ = nullptr;              // the calls of the customizer under way
     mutable typename Objects::value_type const* best_ = nullptr;  // in objects_; null if not known
     mutable typename Objects::value_type const* given_ = nullptr; // best_, if its object was given
     int trackingCount_ = 0;

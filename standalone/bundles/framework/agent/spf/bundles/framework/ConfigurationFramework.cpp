@@ -52,10 +52,9 @@ public:
     FactoryTracker(BundleContext const& context, Gone gone)
         : gone_(std::move(gone))
         , context_(context)
-        , tracker_(context, this) {
-        tracker_.Open();
-    }
+        , tracker_(context, this) {}
 
+    void open() { tracker_.Open(); }
     void close() { tracker_.Close(); }
 
     bool has(std::string const& factoryPID) const {
@@ -118,15 +117,19 @@ public:
                          worker_->post([this, factoryPID] { publishers_.publishersGone(factoryPID); });
                      })
         , withdrawals_(std::make_shared<Withdrawals>(worker_, publishers_))
-        , factory_(makeFactory()) {
+        , factory_(makeFactory()) {}
+
+    // The tasks that this brings about refer to the object, which must be whole to end them.
+    void start(BundleContext context) {
+        factories_.open();
         admins_.Open();
-        withdrawalRegistration_ = BundleContext(context).RegisterService<WithdrawalListener>(withdrawals_);
+        withdrawalRegistration_ = context.RegisterService<WithdrawalListener>(withdrawals_);
         factoryRegistration_ = registerFactory(context, factory_, pids::framework);
     }
 
     ~Impl() override {
-        factoryRegistration_.Unregister();
-        withdrawalRegistration_.Unregister();
+        unregister(factoryRegistration_);
+        unregister(withdrawalRegistration_);
         factories_.close();
         worker_->stop();
         admins_.Close();
@@ -134,6 +137,13 @@ public:
     }
 
 private:
+    template <class Service>
+    static void unregister(cppmicroservices::ServiceRegistration<Service>& registration) {
+        if (registration) { // not if the start has failed before
+            registration.Unregister();
+        }
+    }
+
     // Survives this object in the hands of a publisher, and then does nothing.
     class Withdrawals : public WithdrawalListener {
     public:
@@ -207,7 +217,9 @@ private:
 };
 
 ConfigurationFramework::ConfigurationFramework(BundleContext const& context)
-    : impl_(std::make_unique<Impl>(context)) {}
+    : impl_(std::make_unique<Impl>(context)) {
+    impl_->start(context);
+}
 
 ConfigurationFramework::~ConfigurationFramework() = default;
 

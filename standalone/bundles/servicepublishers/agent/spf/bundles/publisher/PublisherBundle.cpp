@@ -44,7 +44,7 @@ std::uint32_t modificationCountOr(AnyMap const& properties, std::uint32_t otherw
 
 class PublisherBundle::Impl {
 public:
-    Impl(BundleContext const& context, std::string const& factoryPID, Naming naming)
+    Impl(BundleContext const& context, Naming naming)
         : worker_(std::make_shared<WorkerThread>(naming == Naming::Addresses ? "spf-rpc" : "spf-legacy"))
         , reporter_(context, worker_, [this](auto const& listener) { tellStatus(*listener); })
         , context_{worker_, context, reporter_, agentIdentity(context), naming}
@@ -54,8 +54,15 @@ public:
         , discoveries_(context, worker_, [this](auto const& service) { use(context_.discovery, service); })
         , factory_(std::make_shared<FactoryService>(
               worker_, [this](auto const& pid, auto const& properties) { updated(pid, properties); },
-              [this](auto const& pid) { removed(pid); })) {
+              [this](auto const& pid) { removed(pid); })) {}
+
+    // The tasks that this brings about refer to the object, which must be whole to end them.
+    void start(BundleContext const& context, std::string const& factoryPID) {
         withdrawals_.Open();
+        reporter_.open();
+        serialisers_.open();
+        providers_.open();
+        discoveries_.open();
         registration_ = registerFactory(context, factory_, factoryPID);
     }
 
@@ -64,7 +71,9 @@ public:
             stopping_ = true;
             publishers_.clear();
         });
-        registration_.Unregister();
+        if (registration_) {
+            registration_.Unregister();
+        }
         discoveries_.close();
         providers_.close();
         serialisers_.close();
@@ -122,8 +131,7 @@ private:
         }
     }
 
-    // Used on the worker only. Ahead of what calls back on the worker, which may do so while the rest is
-    // still being constructed.
+    // Used on the worker only.
     std::map<std::string, std::unique_ptr<Publisher>> publishers_; // by PID
     bool stopping_ = false;
 
@@ -143,7 +151,9 @@ private:
 };
 
 PublisherBundle::PublisherBundle(BundleContext const& context, std::string const& factoryPID, Naming naming)
-    : impl_(std::make_unique<Impl>(context, factoryPID, naming)) {}
+    : impl_(std::make_unique<Impl>(context, naming)) {
+    impl_->start(context, factoryPID);
+}
 
 PublisherBundle::~PublisherBundle() = default;
 

@@ -18,7 +18,9 @@ Reporter::Reporter(cppmicroservices::BundleContext const& context, std::shared_p
     , context_(context)
     , worker_(std::move(worker))
     , newListener_(std::move(newListener))
-    , tracker_(context, this) {
+    , tracker_(context, this) {}
+
+void Reporter::open() {
     tracker_.Open();
 }
 

@@ -27,6 +27,10 @@ public:
     Reporter(cppmicroservices::BundleContext const& context, std::shared_ptr<WorkerThread> worker,
              NewListener newListener);
 
+    // From now on there are tasks on the worker that refer to the reporter, until it is closed and the worker
+    // has stopped.
+    void open();
+
     void reportBound(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
                      bool again);
     void reportConnected(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,

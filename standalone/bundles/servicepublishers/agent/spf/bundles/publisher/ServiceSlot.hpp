@@ -28,10 +28,11 @@ public:
         : context_(context)
         , worker_(std::move(worker))
         , changed_(std::move(changed))
-        , tracker_(context, this) {
-        tracker_.Open();
-    }
+        , tracker_(context, this) {}
 
+    // From now on there are tasks on the worker that refer to the slot, until it is closed and the worker has
+    // stopped.
+    void open() { tracker_.Open(); }
     void close() { tracker_.Close(); }
 
 private:

@@ -1,0 +1,54 @@
+// Bundles whose start runs out of memory.
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "BundlesTest.hpp"
+#include "support/AllocationFailure.hpp"
+
+namespace {
+
+using namespace bundles_test;
+using agent::spf::frameworksetup::test::AllocationFailure;
+
+class StartFaults : public BundlesTest, public testing::WithParamInterface<char const*> {};
+
+// Whether the bundle's start has an n-th allocation. That one fails.
+bool startRunsOutOfMemoryAt(std::size_t n, cppmicroservices::Bundle bundle) {
+    AllocationFailure const failure(n);
+    try {
+        bundle.Start();
+    } catch (std::exception const&) {
+        EXPECT_TRUE(failure.happened()) << "an exception without a fault";
+    }
+    return failure.happened();
+}
+
+// The other bundles are at work meanwhile: what they have registered is found, and calls back, while the
+// bundle starts.
+TEST_P(StartFaults, WhicheverAllocationFailsTheBundleCanBeStartedAgain) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", clockAndClient(endpoint).build());
+    ASSERT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+    auto bundle = installation_.bundle(GetParam());
+
+    std::size_t step = 0;
+    do {
+        bundle.Stop();
+        ++step;
+    } while (startRunsOutOfMemoryAt(step, bundle) && !HasFailure());
+
+    EXPECT_GT(step, 10U);
+    bundle.Start();
+    EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Bundles, StartFaults,
+                         testing::Values("agent_spf_jsonserialiser", "agent_spf_runtimedirectorydiscovery",
+                                         "agent_spf_socketprovider", "agent_spf_configurationframework",
+                                         "agent_spf_rpcservicepublisher", "agent_spf_legacyservicepublisher",
+                                         "agent_spf_remoteserviceclient"),
+                         [](auto const& bundle) { return std::string(bundle.param); });
+
+} // namespace
