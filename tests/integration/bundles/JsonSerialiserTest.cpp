@@ -15,6 +15,7 @@ namespace {
 using agent::spf::bundles::AnyList;
 using agent::spf::bundles::makeMap;
 using agent::spf::bundles::json::JsonSerialiser;
+using agent::spf::bundles::json::maximumMembers;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -88,6 +89,15 @@ struct BadText {
     char const* complaint;
 };
 
+// An object with that many members.
+std::string objectOf(std::size_t members) {
+    std::string text;
+    for (std::size_t i = 0; i < members; ++i) {
+        text += (i == 0 ? "{\"" : ",\"") + std::to_string(i) + "\":0";
+    }
+    return text + "}";
+}
+
 class BadJson : public testing::TestWithParam<BadText> {};
 
 TEST_P(BadJson, IsRefusedWithWhatAndWhere) {
@@ -107,8 +117,26 @@ INSTANTIATE_TEST_SUITE_P(
                     BadText{"EqualKeysWithin", R"({"m":[{"a":1,"a":2}]})",
                             "\"a\" appears twice in the object/m/[]"},
                     BadText{"NotUTF8", "{\"a\":\"\xff\"}", "UTF-8"},
+                    BadText{"TooManyMembers", R"({"m":)" + objectOf(maximumMembers + 1) + "}",
+                            "more than 4096 members in the object/m"},
                     BadText{"TooDeep", R"({"a":)" + std::string(100000, '['), "nested deeper than 64"}),
     [](auto const& tested) { return std::string(tested.param.name); });
+
+TEST(JsonSerialiser, AnObjectMayHaveAsManyMembersAsTheLimitSays) {
+    auto const text = objectOf(maximumMembers);
+
+    EXPECT_EQ(serialiser.parse(serialiser.serialise(serialiser.parse(text))).size(), maximumMembers);
+}
+
+TEST(JsonSerialiser, AMapOfTooManyMembersIsNamed) {
+    auto map = serialiser.parse(objectOf(maximumMembers));
+    map["one more"] = 0;
+
+    EXPECT_THAT([&] { serialiser.serialise(map); },
+                ThrowsMessage<std::invalid_argument>("the map has more than 4096 members"));
+    EXPECT_THAT([&] { serialiser.serialise(mapOf("m", Any(map))); },
+                ThrowsMessage<std::invalid_argument>("property /m has more than 4096 members"));
+}
 
 TEST(JsonSerialiser, AValueThatCannotBeExpressedIsNamed) {
     auto const bad = mapOf("outer", Any(AnyList{Any(1), Any(mapOf("inner", Any(std::set<int>{1})))}));

@@ -62,6 +62,10 @@ public:
         if (map.count(text) != 0) {
             throw std::invalid_argument("JSON text: the key \"" + text + "\" appears twice in " + path());
         }
+        if (map.size() == maximumMembers) {
+            throw std::invalid_argument("JSON text: more than " + std::to_string(maximumMembers) +
+                                        " members in " + path());
+        }
         keys_.back() = std::move(text);
         return true;
     }

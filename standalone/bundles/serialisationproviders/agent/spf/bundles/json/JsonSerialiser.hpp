@@ -11,6 +11,10 @@ namespace agent::spf::bundles::json {
 // Deeper nested values are neither written nor read: a hostile text cannot exhaust the stack.
 inline constexpr std::size_t maximumDepth = 64;
 
+// Objects with more members are neither written nor read: with keys chosen so that a map's hash puts them all
+// in one place, the time to read an object grows with the square of their number.
+inline constexpr std::size_t maximumMembers = 4096;
+
 // A map becomes an object whose members stand in the order of their keys, so that equal maps give equal
 // texts; a list becomes an array, and an empty Any null.
 class JsonSerialiser : public Serialiser {

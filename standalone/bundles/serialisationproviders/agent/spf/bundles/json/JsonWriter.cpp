@@ -25,6 +25,9 @@ public:
 
     void write(AnyMap const& map) {
         enter();
+        if (map.size() > maximumMembers) {
+            fail("has more than " + std::to_string(maximumMembers) + " members");
+        }
         std::set<std::string> keys;
         for (auto const& entry : map) {
             keys.insert(entry.first);
@@ -121,7 +124,7 @@ private:
         for (auto const& component : path_) {
             path += "/" + component;
         }
-        throw std::invalid_argument("property " + path + " " + what);
+        throw std::invalid_argument((path.empty() ? "the map" : "property " + path) + " " + what);
     }
 
     std::string text_;
