@@ -1,6 +1,7 @@
 // The socket provider alone: endpoints, connections and frames.
 #include <atomic>
 #include <filesystem>
+#include <future>
 #include <set>
 #include <stdexcept>
 
@@ -13,6 +14,7 @@
 #include "EndpointRecorder.hpp"
 #include "RawSocket.hpp"
 #include "SystemCalls.hpp"
+#include "agent/spf/bundles/sockets/HostResolver.hpp"
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
 namespace {
@@ -255,6 +257,59 @@ TEST_F(SocketProviderTest, EveryAddressOfAHostIsTriedUntilOneIsConnected) {
 
     EXPECT_NE(connector_->firstConnection(), nullptr);
     EXPECT_THAT(connector_->reports.values(), testing::IsEmpty()) << "in one attempt";
+}
+
+TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpOtherHosts) {
+    auto const port = std::to_string(bundles_test::freeTcpPort());
+    auto const bound = provider_.bind("tcp:127.0.0.1:" + port, listener_);
+    bundles_test::HostWithAddresses const host("one.test", {"127.0.0.1"});
+    bundles_test::HangingHost const hanging("hanging.test");
+    auto const waiting = provider_.connect("tcp:hanging.test:1", std::make_shared<EndpointRecorder>());
+    hanging.waitForLookUp();
+
+    auto const connected = provider_.connect("tcp:one.test:" + port, connector_);
+
+    EXPECT_NE(connector_->firstConnection(), nullptr);
+}
+
+TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpTheEnd) {
+    std::future<void> stopped;
+    bundles_test::HangingHost const hanging("hanging.test");
+    auto const waiting = provider_.connect("tcp:hanging.test:1", connector_);
+    auto const listening = provider_.bind("tcp:hanging.test:1", listener_);
+    hanging.waitForLookUp();
+
+    stopped = std::async(std::launch::async, [this] { provider_.stop(); });
+
+    EXPECT_EQ(stopped.wait_for(bundles_test::patience), std::future_status::ready);
+}
+
+TEST(HostResolver, ACancelledLookUpThatGoesOnIsTakenUpByTheNext) {
+    auto const worker = std::make_shared<WorkerThread>("resolving");
+    Record<std::string> reports;
+    sockets::HostResolver resolver(worker);
+    auto const resolve = [&](std::string const& name) {
+        worker->run([&] {
+            resolver.resolve({"hanging.test", 1}, {},
+                             [&reports, name](auto const&, std::string const& reason) {
+                                 reports.add(name + ": " + reason);
+                             });
+        });
+    };
+    {
+        bundles_test::HangingHost const hanging("hanging.test");
+        resolve("first");
+        hanging.waitForLookUp();
+        worker->run([&] { resolver.cancel(); });
+        EXPECT_TRUE(reports.waitFor("first: cancelled"));
+
+        resolve("second");
+
+        EXPECT_EQ(hanging.lookUps(), 1);
+    }
+    EXPECT_TRUE(reports.waitForOneWith("second: no such host \"hanging.test\""));
+    worker->stop();
+    EXPECT_EQ(reports.values().size(), 2U);
 }
 
 TEST_F(SocketProviderTest, ARefusedConnectionIsTriedAgainUntilItSucceeds) {

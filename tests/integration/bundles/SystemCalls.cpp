@@ -1,6 +1,7 @@
 #include "SystemCalls.hpp"
 
 #include <cerrno>
+#include <condition_variable>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -15,6 +16,10 @@ struct Steps {
     std::mutex mutex; // guards the members below
     std::function<int()> beforeFlock;
     std::map<std::string, std::vector<std::string>> hosts;
+    std::string hangingHost;
+    int lookUps = 0; // of the hanging host, that have begun
+    int hanging = 0; // of these, that have not ended
+    std::condition_variable hangingChanged;
 };
 
 Steps& steps() {
@@ -32,6 +37,21 @@ std::vector<std::string> addressesOf(std::string const& host) {
     std::lock_guard const lock(steps().mutex);
     auto const found = steps().hosts.find(host);
     return found == steps().hosts.end() ? std::vector<std::string>{host} : found->second;
+}
+
+// Returns at once, or, true, when the host that hangs does so no longer.
+bool hasHung(std::string const& host) {
+    std::unique_lock lock(steps().mutex);
+    if (host != steps().hangingHost) {
+        return false;
+    }
+    ++steps().lookUps;
+    ++steps().hanging;
+    steps().hangingChanged.notify_all();
+    steps().hangingChanged.wait(lock, [&] { return host != steps().hangingHost; });
+    --steps().hanging;
+    steps().hangingChanged.notify_all();
+    return true;
 }
 
 } // namespace
@@ -53,6 +73,9 @@ extern "C" int getaddrinfo(char const* host, char const* service, addrinfo const
     auto* const call = systemCall(&::getaddrinfo, "getaddrinfo");
     if (host == nullptr) {
         return call(host, service, hints, result);
+    }
+    if (hasHung(host)) {
+        return EAI_AGAIN;
     }
     auto** end = result;
     for (auto const& address : addressesOf(host)) {
@@ -86,6 +109,29 @@ HostWithAddresses::HostWithAddresses(std::string name, std::vector<std::string> 
 HostWithAddresses::~HostWithAddresses() {
     std::lock_guard const lock(steps().mutex);
     steps().hosts.clear();
+}
+
+HangingHost::HangingHost(std::string name) {
+    std::lock_guard const lock(steps().mutex);
+    steps().hangingHost = std::move(name);
+    steps().lookUps = 0;
+}
+
+HangingHost::~HangingHost() {
+    std::unique_lock lock(steps().mutex);
+    steps().hangingHost.clear();
+    steps().hangingChanged.notify_all();
+    steps().hangingChanged.wait(lock, [] { return steps().hanging == 0; });
+}
+
+void HangingHost::waitForLookUp() const {
+    std::unique_lock lock(steps().mutex);
+    steps().hangingChanged.wait(lock, [] { return steps().lookUps > 0; });
+}
+
+int HangingHost::lookUps() const {
+    std::lock_guard const lock(steps().mutex);
+    return steps().lookUps;
 }
 
 } // namespace bundles_test

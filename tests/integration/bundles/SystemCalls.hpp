@@ -28,6 +28,18 @@ public:
     HostWithAddresses& operator=(HostWithAddresses const&) = delete;
 };
 
+// While it lives, looking up the host's name does not end; then it fails. One at a time.
+class HangingHost {
+public:
+    explicit HangingHost(std::string name);
+    ~HangingHost(); // waits for the calls that it has let go
+    HangingHost(HangingHost const&) = delete;
+    HangingHost& operator=(HangingHost const&) = delete;
+
+    void waitForLookUp() const;
+    int lookUps() const; // that have begun
+};
+
 } // namespace bundles_test
 
 #endif

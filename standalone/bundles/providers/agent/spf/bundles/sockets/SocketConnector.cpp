@@ -5,8 +5,6 @@
 
 #include <boost/asio/local/stream_protocol.hpp>
 
-#include "agent/spf/bundles/sockets/HostResolution.hpp"
-
 namespace agent::spf::bundles::sockets {
 
 namespace {
@@ -42,7 +40,7 @@ SocketConnector::SocketConnector(std::shared_ptr<WorkerThread> const& worker,
     , objects_(std::move(objects))
     , endpoint_(std::move(endpoint))
     , handler_(std::move(handler))
-    , resolver_(worker->context())
+    , resolver_(worker)
     , socket_(worker->context())
     , deadline_(worker->context())
     , pause_(worker->context()) {}
@@ -83,8 +81,8 @@ void SocketConnector::resolve(UnixAddress const& address) {
 }
 
 void SocketConnector::resolve(TcpAddress const& address) {
-    resolveHost(
-        resolver_, address, {},
+    resolver_.resolve(
+        address, {},
         [self = shared_from_this()](std::vector<tcp::endpoint> const& found, std::string const& reason) {
             if (found.empty() || self->timedOut_) {
                 return self->retry(reason);

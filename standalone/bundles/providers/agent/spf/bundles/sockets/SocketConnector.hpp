@@ -6,13 +6,13 @@
 #include <memory>
 #include <string>
 
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
 #include "agent/spf/bundles/EndpointProvider.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 #include "agent/spf/bundles/sockets/Backoff.hpp"
 #include "agent/spf/bundles/sockets/EndpointAddress.hpp"
+#include "agent/spf/bundles/sockets/HostResolver.hpp"
 #include "agent/spf/bundles/sockets/IoObject.hpp"
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
 #include "agent/spf/bundles/sockets/StreamSockets.hpp"
@@ -51,7 +51,7 @@ private:
     std::string const endpoint_;
     std::shared_ptr<EndpointHandler> handler_; // null once the connector is closed
     EndpointAddress address_;
-    boost::asio::ip::tcp::resolver resolver_;
+    HostResolver resolver_;
     Addresses untried_; // of the attempt under way
     Socket socket_;
     boost::asio::steady_timer deadline_; // of the attempt under way

@@ -8,8 +8,6 @@
 
 #include <boost/asio/error.hpp>
 
-#include "agent/spf/bundles/sockets/HostResolution.hpp"
-
 namespace agent::spf::bundles::sockets {
 
 namespace {
@@ -50,7 +48,7 @@ SocketListener::SocketListener(std::shared_ptr<WorkerThread> const& worker,
     , objects_(std::move(objects))
     , endpoint_(std::move(endpoint))
     , handler_(std::move(handler))
-    , resolver_(worker->context())
+    , resolver_(worker)
     , acceptor_(worker->context())
     , pause_(worker->context()) {}
 
@@ -73,17 +71,17 @@ void SocketListener::listen(UnixAddress const& address) {
 }
 
 void SocketListener::listen(TcpAddress const& address) {
-    resolveHost(resolver_, address, tcp::resolver::passive,
-                [self = shared_from_this(), host = address.host](std::vector<tcp::endpoint> const& found,
-                                                                 std::string const& reason) {
-                    if (!self->handler_) {
-                        return;
-                    }
-                    if (found.empty()) {
-                        return self->fail(reason);
-                    }
-                    self->listen(found, host);
-                });
+    resolver_.resolve(address, tcp::resolver::passive,
+                      [self = shared_from_this(), host = address.host](
+                          std::vector<tcp::endpoint> const& found, std::string const& reason) {
+                          if (!self->handler_) {
+                              return;
+                          }
+                          if (found.empty()) {
+                              return self->fail(reason);
+                          }
+                          self->listen(found, host);
+                      });
 }
 
 // Listens on the first address that it can: a host's name may stand for some that this machine does not have.

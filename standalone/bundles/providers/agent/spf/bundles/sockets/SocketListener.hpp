@@ -14,6 +14,7 @@
 #include "agent/spf/bundles/EndpointProvider.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 #include "agent/spf/bundles/sockets/EndpointAddress.hpp"
+#include "agent/spf/bundles/sockets/HostResolver.hpp"
 #include "agent/spf/bundles/sockets/IoObject.hpp"
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
 #include "agent/spf/bundles/sockets/StreamSockets.hpp"
@@ -52,7 +53,7 @@ private:
     std::shared_ptr<IoObjects> const objects_;
     std::string const endpoint_;
     std::shared_ptr<EndpointHandler> handler_; // null once the listener is closed
-    Tcp::resolver resolver_;
+    HostResolver resolver_;
     Acceptor acceptor_;
     std::optional<UnixSocketFile> file_;
     boost::asio::steady_timer pause_;
