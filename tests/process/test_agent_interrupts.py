@@ -18,15 +18,16 @@ class GatedAgentTest(AgentTest):
     """Agents on an installation with one bundle more, which starts or stops only when the test opens its gate."""
 
     def start_gated(self, gate, content, *options):
+        return self.start_gated_with(gate, "run", self.write("c.json", content), *options)
+
+    def start_gated_with(self, gate, *arguments):
         pipe = self.directory / "gate"
         os.mkfifo(pipe)
         self.build_installation()
-        name = self.write("c.json", content)
-        agent = self.start_with(
-            "run", name, "--progress", "json", "--runtime-directory", "runtime", "--root", "root", *options,
+        return self.start_with(
+            *arguments, "--progress", "json", "--runtime-directory", "runtime", "--root", "root",
             environment={gate: str(pipe)},
         )
-        return agent
 
     def build_installation(self):
         installation = pathlib.Path(AGENT).parent
@@ -69,6 +70,17 @@ class WhileStarting(GatedAgentTest):
         agent.wait_for(event="withdrawing")
         agent.send(signal.SIGTERM)
         self.assertEqual(agent.end(), TERMINATED)
+
+
+    def test_a_failure_after_the_interrupt_leaves_the_status_of_the_legacy_configuration_alone(self):
+        agent = self.start_gated_with("SPF_TEST_START_GATE", "legacy")
+        agent.wait_for(event="starting")
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="interrupted")
+        (self.directory / "root/bin/darwinarm64/spf").unlink()
+        self.open_gate()
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertIn("root/bin/darwinarm64/spf", agent.texts("failure")[0])
 
 
 class WhileWaiting(AgentTest):

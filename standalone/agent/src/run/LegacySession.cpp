@@ -128,13 +128,18 @@ void LegacySession::handle(ConfigurationAdopted const& message) {
 
 void LegacySession::handle(PublisherFailed const& message) {
     if (narrator_.tell(message)) {
-        status_ = exitstatus::failed;
+        fail();
     }
 }
 
 void LegacySession::handle(ConfigurationFailed const& message) {
     narrator_.tellFailure(message.reason);
-    status_ = exitstatus::failed;
+    fail();
+}
+
+// An interrupt that came before is why it ends.
+void LegacySession::fail() {
+    status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
 }
 
 void LegacySession::handle(FrameworkStopped const&) {

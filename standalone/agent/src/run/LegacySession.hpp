@@ -42,6 +42,7 @@ private:
     void handle(SignalReceived const& message);
     void handle(ReloadRequested const& message);
     void handle(TerminalResized const&) { narrator_.terminalResized(); }
+    void fail();
     void stopTookTooLong();
 
     MessageBox& messages_;
