@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     using namespace cppmicroservices::detail;
     std::string const text(reinterpret_cast<char const*>(data), size);
     try {
-        auto const manifest = interpretHeaders(parseHeaders(text));
+        auto const manifest = interpretHeaders(nameIn(parseHeaders(text)), "x", parseHeaders(text));
         require(!manifest.symbolicName.empty(), "a bundle has a name");
         require(manifest.headers.count("bundle.symbolic_name") == 1, "the name is among the headers");
     } catch (std::runtime_error const& error) {

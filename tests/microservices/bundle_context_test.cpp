@@ -67,6 +67,15 @@ TEST_F(BundleContextTest, InstalledBundlesAreFoundByIdentifierAndLocation) {
     EXPECT_THAT(context().GetBundles(), testing::UnorderedElementsAre(framework_, bundle));
 }
 
+TEST_F(BundleContextTest, AllBundlesAreListedInTheOrderOfTheirLocations) {
+    auto const second = install("recorder");
+    auto const third = install("registers_service");
+    auto const first = install("manifest_only");
+    // The location of the framework is "System Bundle", and "/" comes before "S".
+    EXPECT_THAT(context().GetBundles(), ElementsAre(first, second, third, framework_));
+    EXPECT_THAT(context().GetBundles(Constants::SYSTEM_BUNDLE_LOCATION), ElementsAre(framework_));
+}
+
 TEST_F(BundleContextTest, FileThatDoesNotExistIsNamed) {
     EXPECT_EQ(messageOf<std::runtime_error>([this] { context().InstallBundles("/nowhere/x.so"); }),
               "/nowhere/x.so does not exist");
@@ -128,66 +137,6 @@ TEST_F(BundleContextTest, ServiceObjectsMadeWithAnInvalidContextThrowWhenTheyAre
     auto const objects = stopped.GetServiceObjects(registration.GetReference());
     EXPECT_EQ(messageOf<std::runtime_error>([&objects] { (void)objects.GetService(); }),
               "The bundle context is no longer valid");
-}
-
-class GivenManifestTest : public FrameworkTest {
-protected:
-    GivenManifestTest() { headers_[Constants::BUNDLE_SYMBOLICNAME] = std::string("given"); }
-
-    // With headers_ in place of what the file says.
-    Bundle installAs(std::string const& name, std::string const& file = "manifest_only") {
-        AnyMap manifests(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-        manifests[name] = headers_;
-        return context().InstallBundles(locationOf(file), manifests).at(0);
-    }
-
-    AnyMap headers_{any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
-};
-
-TEST_F(GivenManifestTest, IsTakenInPlaceOfTheFiles) {
-    headers_[Constants::BUNDLE_VERSION] = std::string("4.5.6");
-    auto bundle = installAs("given");
-    EXPECT_EQ(bundle.GetSymbolicName(), "given");
-    EXPECT_EQ(bundle.GetVersion(), BundleVersion(4, 5, 6));
-    bundle.Start();
-    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
-}
-
-TEST_F(GivenManifestTest, IsNamedByItsKeyWhateverItsHeadersSay) {
-    EXPECT_EQ(installAs("key").GetSymbolicName(), "key");
-    headers_[Constants::BUNDLE_SYMBOLICNAME] = 5;
-    auto const bundle = installAs("other", "recorder");
-    EXPECT_EQ(bundle.GetSymbolicName(), "other");
-    EXPECT_EQ(any_cast<int>(bundle.GetHeaders().at(Constants::BUNDLE_SYMBOLICNAME)), 5);
-}
-
-TEST_F(GivenManifestTest, ThatIsBadIsRefusedWithTheLocation) {
-    headers_[Constants::BUNDLE_VERSION] = std::string("one");
-    EXPECT_THAT(messageOf<std::runtime_error>([this] { installAs("given"); }),
-                testing::StartsWith("Failed to install bundle library at " + locationOf("manifest_only")));
-}
-
-TEST_F(GivenManifestTest, WhoseActivatorIsNeitherTrueNorFalseHasNoneAndIsWarnedOf) {
-    headers_[Constants::BUNDLE_ACTIVATOR] = std::string("true");
-    auto bundle = installAs("given", "no_activator");
-    recordFrameworkEvents();
-    bundle.Start();
-    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
-    EXPECT_THAT(frameworkEvents_.take(),
-                ElementsAre(testing::AllOf(
-                    testing::StartsWith("WARNING given Failed to read 'bundle.activator' property. Expected "
-                                        "type : b, Found type : "),
-                    testing::HasSubstr("BadAnyCastException"))));
-}
-
-TEST_F(GivenManifestTest, ThatIsRefusedUsesUpAnIdentifier) {
-    auto const first = installAs("given").GetBundleId();
-    EXPECT_THROW(installAs("given", "recorder"), std::runtime_error); // there already
-    EXPECT_EQ(installAs("next", "recorder").GetBundleId(), first + 2);
-    headers_.erase(Constants::BUNDLE_SYMBOLICNAME);
-    headers_[Constants::BUNDLE_VERSION] = std::string("1");
-    EXPECT_THROW(installAs("nameless", "no_activator"), std::runtime_error);
-    EXPECT_EQ(install("no_activator").GetBundleId(), first + 4);
 }
 
 class DataFileTest : public testing::Test {

@@ -51,8 +51,15 @@ TEST_F(BundleTest, HeadersHaveTheTypesOfTheManifest) {
     EXPECT_EQ(any_cast<int>(headers.at("test.number")), -3);
     EXPECT_EQ(any_cast<double>(headers.at("test.fraction")), 1.5);
     EXPECT_TRUE(any_cast<bool>(headers.at("test.flag")));
-    EXPECT_EQ(headers.count("test.nothing"), 0U);
-    auto const list = any_cast<std::vector<Any>>(any_cast<AnyMap>(headers.at("test.nested")).at("list"));
+    for (auto const* name : {"test.nothing", "test.too_large", "test.too_small", "test.far_too_large"}) {
+        EXPECT_EQ(headers.count(name), 0U) << name;
+    }
+    EXPECT_EQ(any_cast<int>(headers.at("test.largest")), 2147483647);
+    EXPECT_EQ(any_cast<int>(headers.at("test.smallest")), -2147483647 - 1);
+    auto const nested = any_cast<AnyMap>(headers.at("test.nested"));
+    EXPECT_EQ(any_cast<std::string>(nested.at("marked")), "%three");
+    EXPECT_EQ(any_cast<std::string>(nested.at("%key")), "4%");
+    auto const list = any_cast<std::vector<Any>>(nested.at("list"));
     ASSERT_THAT(list, SizeIs(3));
     EXPECT_EQ(any_cast<int>(list[0]), 1);
     EXPECT_EQ(any_cast<std::string>(list[1]), "two");

@@ -29,6 +29,21 @@ TEST_F(FrameworkAdditions, StoppedFrameworkThatIsOnlyInitialisedStartsNoBundle) 
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
 }
 
+TEST_F(FrameworkAdditions, NoBundleIsStartedOnceTheFirstIsStoppedByTheFramework) {
+    auto first = start("recorder");
+    auto other = start("manifest_only");
+    std::string refusal;
+    context().AddBundleListener([&](BundleEvent const& event) {
+        if (event.GetType() == BundleEvent::BUNDLE_STOPPING && event.GetBundle() == first) {
+            other.Stop();
+            refusal = messageOf<std::runtime_error>([&other] { other.Start(); });
+        }
+    });
+    stopFramework();
+    EXPECT_EQ(refusal, "Bundle test_manifest_only (location=" + other.GetLocation() +
+                           ") belongs to a stopped framework");
+}
+
 TEST_F(FrameworkAdditions, StartOfAnUninstalledBundleBlamesTheFrameworkIfThatHasStopped) {
     auto bundle = install("recorder");
     bundle.Uninstall();

@@ -68,7 +68,6 @@ protected:
     }
     ~BundleStage() {
         held_.clear();
-        stopping_ = true;
         for (auto& framework : frameworks_) {
             framework.Stop();
             framework.WaitForStop(withoutLimit);
@@ -128,12 +127,6 @@ protected:
         return "in " + framework.GetBundleContext().GetProperty("name").ToString();
     }
 
-    // While a framework stops, what concerns one bundle is a list of its own: in which order the installed
-    // provider stops bundles has nothing to do with that of their starts.
-    std::string about(Bundle const& bundle) const {
-        return stopping_ ? " about " + randomised::nameOf(bundle) : "";
-    }
-
     // What tells of a listener that fails is a list of its own, as it is open in which order listeners are
     // called.
     static std::string ofListener(std::string const& text) {
@@ -145,26 +138,22 @@ protected:
         auto context = framework.GetBundleContext();
         auto const receiver = receiverOf(framework);
         context.AddBundleListener([this, receiver](BundleEvent const& event) {
-            calls_.add(receiver + about(event.GetBundle()),
+            calls_.add(receiver,
                        withoutDirectory(streamed(event)) + " from " + randomised::nameOf(event.GetOrigin()));
-            if (actsOnEvents_ && !stopping_ && random_.percent(20)) {
+            if (actsOnEvents_ && random_.percent(20)) {
                 Change const change(*this, event.GetBundle());
                 calls_.add(receiver, "it " + actOn(anyOf(bundles_), random_));
             }
         });
         context.AddFrameworkListener([this, receiver](FrameworkEvent const& event) {
             auto const text = describeEvent(event);
-            calls_.add(receiver + ofListener(text) + about(event.GetBundle()), text);
+            calls_.add(receiver + ofListener(text), text);
         });
     }
 
-    void hear(std::string const& name, std::string const& text, Bundle const& bundle, bool ofFramework,
-              bool throws) {
-        if (stopping_ && !ofFramework) { // until its own bundle stops
-            return;
-        }
+    void hear(std::string const& name, std::string const& text, Bundle const& bundle, bool throws) {
         auto const line = text + " " + randomised::nameOf(bundle);
-        calls_.add(name + ofListener(text) + about(bundle), line);
+        calls_.add(name + ofListener(text), line);
         if (throws) {
             throw std::runtime_error(name + " fails");
         }
@@ -175,14 +164,7 @@ protected:
     void runScript(BundleContext const& context, testbundles::Moment moment) {
         Change const change(*this, context.GetBundle());
         auto const name = randomised::nameOf(context.GetBundle());
-        auto const receiver = "in " + context.GetProperty("name").ToString() + about(context.GetBundle());
-        if (stopping_) { // with nothing that depends on the order
-            calls_.add(receiver, name + " stops");
-            if (context.GetBundle().GetBundleId() % 2 == 0) {
-                throw std::logic_error("not today");
-            }
-            return;
-        }
+        auto const receiver = "in " + context.GetProperty("name").ToString();
         calls_.add(receiver, name + (moment == testbundles::Moment::start ? " starts" : " stops"));
         contexts_.push_back(context);
         for (auto count = random_.below(4); count > 0; --count) {
@@ -207,8 +189,7 @@ protected:
             auto const name = "listener " + std::to_string(++listeners_);
             return name + " " + outcome([&] {
                        tokens_.push_back({context, context.AddBundleListener([=](BundleEvent const& event) {
-                                              hear(name, streamed(event.GetType()), event.GetBundle(), false,
-                                                   false);
+                                              hear(name, streamed(event.GetType()), event.GetBundle(), false);
                                           })});
                    });
         }
@@ -327,7 +308,6 @@ protected:
     int listeners_ = 0;
     std::vector<Bundle> changing_;
     bool const actsOnEvents_ = random_.percent(25); // then nobody else is told: in which order is open
-    bool stopping_ = false;
 };
 
 } // namespace randomised

@@ -20,15 +20,14 @@ std::string storageDirectory();
 /// Without the directories, which differ between processes.
 std::string withoutDirectory(std::string text);
 
-/// Without what is wrong with a file that is no bundle, or with a given manifest: how a bundle is packed, and
-/// how a manifest is read, differs between the providers.
+/// Without what is wrong with a file that is no bundle: how a bundle is packed differs between the providers.
 std::string withoutReason(std::string const& text);
 
 /// Where a test bundle lies, or something that is no bundle. Not the location of the system bundle, with
 /// which the installed provider crashes.
 std::string randomLocation(Random& random);
 
-/// Mostly empty; otherwise a manifest to take in place of the file's, good or bad.
+/// Mostly empty; otherwise manifests to take in place of the file's, good or bad.
 cppmicroservices::AnyMap randomManifests(Random& random);
 
 template <class Value>

@@ -66,9 +66,9 @@ public:
     Bundle GetBundle() const;
     /// The bundle with the identifier; invalid if there is none.
     Bundle GetBundle(long id) const;
-    /// The bundles that were installed from exactly this location.
+    /// The bundles that were installed from exactly this location, in the order of their installation.
     std::vector<Bundle> GetBundles(std::string const& location) const;
-    /// All installed bundles, the framework included.
+    /// All installed bundles, the framework included, in the order of their locations.
     std::vector<Bundle> GetBundles() const;
 
     /// Registers the service under every interface of the map, then delivers SERVICE_REGISTERED. The
@@ -206,11 +206,14 @@ public:
     /// \throws std::invalid_argument if the directory cannot be made
     std::string GetDataFile(std::string const& filename) const;
 
-    /// Installs the bundle that the file `location` is, or returns the bundle that was installed from the
-    /// same location before. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR.
-    /// \param bundleManifest if not empty, the manifest by symbolic name, taken in place of the file's
-    /// \throws std::runtime_error if the file does not exist, is no bundle or has a bad manifest, or if a
-    /// bundle with the same symbolic name and version is installed from another location
+    /// Installs the bundle of the file `location`, or those for which manifests are given. If bundles of the
+    /// same location are installed, they are returned, too, and only those are installed that were
+    /// uninstalled since. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR. \param
+    /// bundleManifest the headers of each bundle by its symbolic name, taken in place of those in the file;
+    /// if they are empty, the file's \return those of the location, in the order of their installation; new
+    /// ones are in the order of their names \throws std::runtime_error, and nothing is installed, if the file
+    /// does not exist, is no bundle or has a bad manifest, or if a bundle with the same symbolic name and
+    /// version is installed from another location
     std::vector<Bundle>
     InstallBundles(std::string const& location,
                    cppmicroservices::AnyMap const& bundleManifest = cppmicroservices::AnyMap(

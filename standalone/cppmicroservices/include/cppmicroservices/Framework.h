@@ -18,7 +18,8 @@ class FrameworkFactory;
 ///
 /// Start() initialises the framework if need be, makes it active and delivers FRAMEWORK_STARTED; it does
 /// nothing if the framework is active. Stop() returns at once; on another thread all bundles are stopped in
-/// the reverse order of their start, their services are unregistered, and all contexts become invalid.
+/// the reverse order of their locations, those of one location in that of their installation, their services
+/// are unregistered, and all contexts become invalid.
 /// Bundles are not carried over into the next run. Uninstall() always throws std::runtime_error.
 class US_Framework_EXPORT Framework : public Bundle {
 public:

@@ -109,7 +109,7 @@ Bundle BundleContext::GetBundle(long id) const {
 std::vector<Bundle> BundleContext::GetBundles(std::string const& location) const {
     auto const core = ValidRecord()->core();
     std::vector<Bundle> bundles;
-    if (auto bundle = core->bundles().find(location)) {
+    for (auto& bundle : core->bundles().find(location)) {
         bundles.push_back(detail::Access::bundle(std::move(bundle), *core));
     }
     return bundles;
@@ -220,10 +220,14 @@ std::string BundleContext::GetDataFile(std::string const& filename) const {
 std::vector<Bundle> BundleContext::InstallBundles(std::string const& location, AnyMap const& bundleManifest) {
     auto const core = ValidRecord()->core();
     auto const installed = core->bundles().install(*core, location, bundleManifest);
-    if (installed.isNew) {
-        core->fire(BundleEvent::BUNDLE_INSTALLED, installed.record);
+    for (auto const& bundle : installed.added) {
+        core->fire(BundleEvent::BUNDLE_INSTALLED, bundle);
     }
-    return {detail::Access::bundle(installed.record, *core)};
+    std::vector<Bundle> bundles;
+    for (auto const& bundle : installed.bundles) {
+        bundles.push_back(detail::Access::bundle(bundle, *core));
+    }
+    return bundles;
 }
 
 ListenerToken::ListenerToken() = default;

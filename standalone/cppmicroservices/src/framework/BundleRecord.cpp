@@ -55,7 +55,6 @@ void BundleRecord::start(FrameworkCore& core) {
     if (state() == Bundle::STATE_ACTIVE) {
         return;
     }
-    startNumber_.store(core.nextStartNumber(), std::memory_order_release);
     aboutToStart_.store(true);
     try {
         startWithRight(core);
@@ -158,7 +157,7 @@ void BundleRecord::activate(FrameworkCore& core) {
 
 void BundleRecord::warnOfBadActivatorHeader(FrameworkCore& core) {
     auto const header = headers().find(Constants::BUNDLE_ACTIVATOR);
-    if (header == headers().end()) {
+    if (header == headers().end() || header->second.Empty()) {
         return;
     }
     try {

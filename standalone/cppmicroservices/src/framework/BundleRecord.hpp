@@ -7,7 +7,6 @@
 #include "cppmicroservices/Bundle.h"
 
 #include <atomic>
-#include <cstdint>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -45,8 +44,6 @@ public:
     Bundle::TimeStamp lastModified() const;
     /// Null unless the bundle is starting, active or stopping.
     std::shared_ptr<ContextRecord> context() const;
-    /// The order of the present run's start among those of all bundles.
-    std::uint64_t startNumber() const noexcept { return startNumber_.load(std::memory_order_acquire); }
     /// Whether the framework is to start the bundle when it starts.
     bool autoStart() const noexcept { return autoStart_.load(std::memory_order_acquire); }
 
@@ -86,11 +83,10 @@ private:
     Manifest const manifest_;
     std::weak_ptr<FrameworkCore> const core_;
 
-    // The order in which these and the framework's state are written and read decides whether a bundle that
-    // starts while the framework stops sees that, or is seen by it; so it is the strongest one.
+    // The order in which these and FrameworkCore::startsBundles() are written and read decides whether a
+    // bundle that starts while the framework stops sees that, or is seen by it; so it is the strongest one.
     std::atomic<Bundle::State> state_{Bundle::STATE_INSTALLED};
     std::atomic<bool> aboutToStart_{false};
-    std::atomic<std::uint64_t> startNumber_{0};
     std::atomic<bool> autoStart_{false};
     std::atomic<bool> abandoned_{false};
 

@@ -5,11 +5,10 @@
 #include "BundleRecord.hpp"
 #include "FrameworkCore.hpp"
 #include "Manifest.hpp"
-#include "cppmicroservices/Constants.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <optional>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -25,86 +24,144 @@ void requireFile(std::string const& location, std::string const& path) {
     }
 }
 
-[[noreturn]] void throwFailed(std::string const& location, std::string const& reason) {
-    throw std::runtime_error("Failed to install bundle library at " + location + ": " + reason);
+std::set<std::string> keysOf(AnyMap const& map) {
+    std::set<std::string> keys;
+    for (auto const& entry : map) {
+        keys.insert(entry.first);
+    }
+    return keys;
 }
 
-/// The bundle's symbolic name is the key of the manifest, whatever the headers say; they only must have one.
-Manifest injectedManifest(std::string const& name, AnyMap const& headers) {
-    auto named = headers;
-    if (named.count(Constants::BUNDLE_SYMBOLICNAME) > 0) {
-        named[Constants::BUNDLE_SYMBOLICNAME] = name;
+/// None if none are given. \throws BadAnyCastException if what is given is no map
+AnyMap takeHeaders(AnyMap& given, std::string const& name) {
+    auto const found = given.find(name);
+    if (found == given.end()) {
+        return AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
     }
-    auto manifest = interpretHeaders(std::move(named));
-    manifest.headers = headers;
-    return manifest;
-}
-
-/// Nothing if the file carries no manifest.
-std::optional<Manifest> readManifest(std::string const& path) {
-    auto const text = readManifestText(path);
-    if (!text) {
-        return std::nullopt;
-    }
-    try {
-        return interpretHeaders(parseHeaders(*text));
-    } catch (std::runtime_error const& error) {
-        throw std::runtime_error(path + " is no bundle: " + error.what());
-    }
-}
-
-Manifest requireManifest(std::string const& path) {
-    auto manifest = readManifest(path);
-    if (!manifest) {
-        throw std::runtime_error(path + " is no bundle: it carries no manifest");
-    }
-    return *std::move(manifest);
+    auto* const headers = any_cast<AnyMap>(&found->second);
+    return headers ? std::move(*headers) : any_cast<AnyMap>(found->second);
 }
 
 } // namespace
 
+/// What a file says of its bundle; read when it is asked for first.
+class BundleTable::FileManifest {
+public:
+    explicit FileManifest(std::string path)
+        : path_(std::move(path)) {}
+
+    /// \throws std::runtime_error, with path and reason, if the file is no bundle
+    std::string const& name() {
+        read();
+        return name_;
+    }
+    /// None if the file's bundle has another name.
+    AnyMap const& headersOf(std::string const& name) {
+        read();
+        return name == name_ ? headers_ : none_;
+    }
+    bool wasRead() const { return !name_.empty(); }
+
+private:
+    void read() {
+        if (wasRead()) {
+            return;
+        }
+        auto const text = readManifestText(path_);
+        if (!text) {
+            throw std::runtime_error(path_ + " is no bundle: it carries no manifest");
+        }
+        try {
+            headers_ = parseHeaders(*text);
+            name_ = nameIn(headers_);
+        } catch (std::runtime_error const& error) {
+            throw std::runtime_error(path_ + " is no bundle: " + error.what());
+        }
+    }
+
+    std::string const path_;
+    std::string name_;
+    AnyMap headers_{any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+    AnyMap const none_{any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+};
+
 void BundleTable::setSystemBundle(Record system) {
-    std::lock_guard const lock(mutex_);
-    insertWithLock(system);
+    insert(system->location(), {system->symbolicName()}, {system});
 }
 
 BundleTable::Installed BundleTable::install(FrameworkCore& core, std::string const& location,
-                                            AnyMap const& injectedManifests) {
-    if (auto installed = find(location)) {
-        return {std::move(installed), false};
-    }
-    auto const path = core.absolutePath(location);
-    requireFile(location, path);
-    bool isNew = false;
-    auto record = add(core, location, path, manifestOf(location, path, injectedManifests), isNew);
-    return {std::move(record), isNew};
-}
+                                            AnyMap const& givenManifests) {
+    // These hold values of foreign types, and outlive the lock.
+    auto given = givenManifests;
+    std::vector<Candidate> candidates;
+    Installed installed;
 
-Manifest BundleTable::manifestOf(std::string const& location, std::string const& path,
-                                 AnyMap const& injectedManifests) {
-    if (injectedManifests.empty()) {
-        return requireManifest(path);
-    }
-    auto const& [name, value] = *injectedManifests.begin();
-    auto const* const headers = any_cast<AnyMap>(&value);
-    if (injectedManifests.size() != 1 || !headers) {
-        throwFailed(location, "the given manifests must be one map of headers, under the symbolic name");
+    std::lock_guard const lock(installing_);
+    auto const path = core.absolutePath(location);
+    FileManifest file(path);
+    auto contents = contentsOf(location);
+    if (contents.bundles.empty()) {
+        requireFile(location, path);
+        contents.names = given.empty() ? std::set<std::string>{file.name()} : keysOf(given);
     }
     try {
-        return injectedManifest(name, *headers);
-    } catch (std::runtime_error const& error) {
-        std::lock_guard const lock(mutex_);
-        ++lastId_; // used up even if the bundle is refused
-        throwFailed(location, error.what());
+        addCandidates(candidates, contents, given);
+        for (auto& candidate : candidates) {
+            installed.added.push_back(makeRecord(core, location, candidate, file));
+            requireUnique(*installed.added.back());
+        }
+    } catch (std::exception const& error) {
+        learnNames(location, file);
+        throw std::runtime_error("Failed to install bundle library at " + location + ": " + error.what());
+    }
+    insert(location, contents.names, installed.added);
+    learnNames(location, file);
+    installed.bundles = std::move(contents.bundles);
+    installed.bundles.insert(installed.bundles.end(), installed.added.begin(), installed.added.end());
+    return installed;
+}
+
+/// Their identifiers are used up even if one of them is refused.
+void BundleTable::addCandidates(std::vector<Candidate>& candidates, Contents const& contents, AnyMap& given) {
+    std::set<std::string> missing = contents.names;
+    for (auto const& bundle : contents.bundles) {
+        missing.erase(bundle->symbolicName());
+    }
+    for (auto const& name : missing) {
+        auto headers = takeHeaders(given, name);
+        candidates.push_back({nextId(), name, std::move(headers)});
+    }
+}
+
+BundleTable::Record BundleTable::makeRecord(FrameworkCore& core, std::string const& location,
+                                            Candidate& candidate, FileManifest& file) {
+    if (candidate.headers.empty()) {
+        candidate.headers = file.headersOf(candidate.name);
+    }
+    return std::make_shared<BundleRecord>(
+        core.weak_from_this(), candidate.id, location, core.absolutePath(location),
+        interpretHeaders(candidate.name, location, std::move(candidate.headers)));
+}
+
+void BundleTable::requireUnique(BundleRecord const& record) const {
+    std::lock_guard const lock(mutex_);
+    // All are compared, as a version that is undefined refuses to be compared with one that is not.
+    auto const same = std::count_if(byId_.begin(), byId_.end(), [&record](auto const& entry) {
+        return record.symbolicName() == entry.second->symbolicName() &&
+               record.version() == entry.second->version();
+    });
+    if (same > 0) {
+        throw std::runtime_error(record.description() +
+                                 ", a bundle with same symbolic name and version is already installed (" +
+                                 record.symbolicName() + ", " + record.version().ToString() + ")");
     }
 }
 
 void BundleTable::installProgram(FrameworkCore& core) {
     auto const path = programPath();
     try {
-        if (auto manifest = readManifest(path)) {
-            bool isNew = false;
-            add(core, path, path, *std::move(manifest), isNew);
+        if (readManifestText(path)) {
+            install(core, path, AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
         }
     } catch (std::runtime_error const& error) {
         core.log(error.what());
@@ -114,20 +171,24 @@ void BundleTable::installProgram(FrameworkCore& core) {
 void BundleTable::remove(BundleRecord const& record) {
     std::lock_guard const lock(mutex_);
     auto const found = byId_.find(record.id());
-    if (found != byId_.end() && found->second.get() == &record) {
-        byLocation_.erase(record.location());
-        byId_.erase(found);
+    if (found == byId_.end() || found->second.get() != &record) {
+        return;
     }
+    auto const there = byLocation_.find(record.location());
+    auto& bundles = there->second.bundles;
+    bundles.erase(std::find(bundles.begin(), bundles.end(), found->second));
+    if (bundles.empty()) {
+        byLocation_.erase(there);
+    }
+    byId_.erase(found);
 }
 
 std::vector<BundleTable::Record> BundleTable::clear() {
     std::lock_guard const lock(mutex_);
     std::vector<Record> records;
-    for (auto const& [id, record] : byId_) {
-        if (id != 0) {
-            records.push_back(record);
-            byLocation_.erase(record->location());
-        }
+    for (auto entry = std::next(byId_.begin()); entry != byId_.end(); ++entry) {
+        records.push_back(entry->second);
+        byLocation_.erase(entry->second->location());
     }
     byId_.erase(std::next(byId_.begin()), byId_.end());
     lastId_ = 0;
@@ -140,52 +201,51 @@ BundleTable::Record BundleTable::find(long id) const {
     return found == byId_.end() ? nullptr : found->second;
 }
 
-BundleTable::Record BundleTable::find(std::string const& location) const {
-    std::lock_guard const lock(mutex_);
-    auto const found = byLocation_.find(location);
-    return found == byLocation_.end() ? nullptr : found->second;
+std::vector<BundleTable::Record> BundleTable::find(std::string const& location) const {
+    return contentsOf(location).bundles;
 }
 
 std::vector<BundleTable::Record> BundleTable::all() const {
     std::lock_guard const lock(mutex_);
     std::vector<Record> records;
-    for (auto const& entry : byId_) {
-        records.push_back(entry.second);
+    for (auto const& entry : byLocation_) {
+        auto const& bundles = entry.second.bundles;
+        records.insert(records.end(), bundles.begin(), bundles.end());
     }
     return records;
 }
 
-BundleTable::Record BundleTable::add(FrameworkCore& core, std::string const& location,
-                                     std::string const& path, Manifest manifest, bool& isNew) {
+BundleTable::Contents BundleTable::contentsOf(std::string const& location) const {
     std::lock_guard const lock(mutex_);
     auto const found = byLocation_.find(location);
-    if (found != byLocation_.end()) {
-        return found->second; // another thread was faster
-    }
-    auto const id = ++lastId_; // used up even if the bundle is refused
-    requireUniqueWithLock(location, manifest);
-    auto record =
-        std::make_shared<BundleRecord>(core.weak_from_this(), id, location, path, std::move(manifest));
-    insertWithLock(record);
-    isNew = true;
-    return record;
+    return found == byLocation_.end() ? Contents() : found->second;
 }
 
-void BundleTable::requireUniqueWithLock(std::string const& location, Manifest const& manifest) const {
-    auto const same = std::find_if(byId_.begin(), byId_.end(), [&manifest](auto const& entry) {
-        return entry.second->symbolicName() == manifest.symbolicName &&
-               entry.second->version() == manifest.version;
-    });
-    if (same != byId_.end()) {
-        throwFailed(location, "Bundle " + manifest.symbolicName + " (location=" + location +
-                                  "), a bundle with same symbolic name and version is already installed (" +
-                                  manifest.symbolicName + ", " + manifest.version.ToString() + ")");
+long BundleTable::nextId() {
+    std::lock_guard const lock(mutex_);
+    return ++lastId_;
+}
+
+void BundleTable::insert(std::string const& location, std::set<std::string> const& names,
+                         std::vector<Record> const& added) {
+    std::lock_guard const lock(mutex_);
+    if (added.empty()) {
+        return;
+    }
+    auto& contents = byLocation_[location];
+    contents.names.insert(names.begin(), names.end());
+    for (auto const& record : added) {
+        contents.bundles.push_back(record);
+        byId_.emplace(record->id(), record);
     }
 }
 
-void BundleTable::insertWithLock(Record const& record) {
-    byId_.emplace(record->id(), record);
-    byLocation_.emplace(record->location(), record);
+void BundleTable::learnNames(std::string const& location, FileManifest& file) {
+    std::lock_guard const lock(mutex_);
+    auto const found = byLocation_.find(location);
+    if (file.wasRead() && found != byLocation_.end()) {
+        found->second.names.insert(file.name());
+    }
 }
 
 } // namespace cppmicroservices::detail

@@ -7,30 +7,29 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace cppmicroservices::detail {
 
 class BundleRecord;
 class FrameworkCore;
-struct Manifest;
 
-/// Thread safe. Files are read with no lock held.
+/// Thread safe.
 class BundleTable {
 public:
     using Record = std::shared_ptr<BundleRecord>;
     struct Installed {
-        Record record;
-        bool isNew;
+        std::vector<Record> bundles; ///< of the location, in the order of their installation
+        std::vector<Record> added;   ///< those of them that were not there before
     };
 
     /// The system bundle, which stays, as 0.
     void setSystemBundle(Record system);
 
-    /// As BundleContext::InstallBundles, without an event.
-    Installed install(FrameworkCore& core, std::string const& location, AnyMap const& injectedManifests);
+    /// As BundleContext::InstallBundles, without events.
+    Installed install(FrameworkCore& core, std::string const& location, AnyMap const& givenManifests);
     /// Installs the running program if it is a bundle.
     void installProgram(FrameworkCore& core);
     void remove(BundleRecord const& record);
@@ -38,22 +37,40 @@ public:
     std::vector<Record> clear();
 
     Record find(long id) const;
-    Record find(std::string const& location) const;
-    /// In the order of their identifiers.
+    /// Those of the location, in the order of their installation.
+    std::vector<Record> find(std::string const& location) const;
+    /// In the order of their locations, byte by byte; those of one location in that of their installation.
     std::vector<Record> all() const;
 
 private:
-    /// The file's, or the given one in place of it.
-    Manifest manifestOf(std::string const& location, std::string const& path,
-                        AnyMap const& injectedManifests);
-    Record add(FrameworkCore& core, std::string const& location, std::string const& path, Manifest manifest,
-               bool& isNew);
-    void requireUniqueWithLock(std::string const& location, Manifest const& manifest) const;
-    void insertWithLock(Record const& record);
+    /// What a location holds while bundles of it are installed.
+    struct Contents {
+        std::set<std::string> names; ///< of all its bundles, as far as they are known
+        std::vector<Record> bundles; ///< the installed ones
+    };
+    struct Candidate {
+        long id;
+        std::string name;
+        AnyMap headers;
+    };
+    class FileManifest;
+
+    void addCandidates(std::vector<Candidate>& candidates, Contents const& contents, AnyMap& given);
+    static Record makeRecord(FrameworkCore& core, std::string const& location, Candidate& candidate,
+                             FileManifest& file);
+    void requireUnique(BundleRecord const& record) const;
+    /// A file that has been read has told the name of its bundle.
+    void learnNames(std::string const& location, FileManifest& file);
+    Contents contentsOf(std::string const& location) const;
+    long nextId();
+    void insert(std::string const& location, std::set<std::string> const& names,
+                std::vector<Record> const& added);
+
+    std::mutex installing_; // one installs at a time; files are read under it, but no foreign code runs
 
     mutable std::mutex mutex_; // guards what follows
     std::map<long, Record> byId_;
-    std::unordered_map<std::string, Record> byLocation_;
+    std::map<std::string, Contents> byLocation_;
     long lastId_ = 0;
 };
 

@@ -16,7 +16,8 @@ namespace cppmicroservices::detail {
 
 SystemBundleRecord::SystemBundleRecord(std::weak_ptr<FrameworkCore> core)
     : BundleRecord(std::move(core), 0, Constants::SYSTEM_BUNDLE_LOCATION, std::string(),
-                   interpretHeaders(systemBundleHeaders())) {}
+                   interpretHeaders(Constants::SYSTEM_BUNDLE_SYMBOLICNAME, Constants::SYSTEM_BUNDLE_LOCATION,
+                                    systemBundleHeaders())) {}
 
 void SystemBundleRecord::start(FrameworkCore& core) {
     core.start();
@@ -111,7 +112,10 @@ void FrameworkCore::start() {
 }
 
 void FrameworkCore::startMarkedBundles() {
-    for (auto const& bundle : bundles_.all()) {
+    auto bundles = bundles_.all();
+    std::sort(bundles.begin(), bundles.end(),
+              [](auto const& left, auto const& right) { return left->id() < right->id(); });
+    for (auto const& bundle : bundles) {
         if (bundle->autoStart() && bundle != system_) {
             try {
                 bundle->start(*this);
@@ -143,6 +147,7 @@ void FrameworkCore::stopNow() {
     if ((system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE)) != 0) {
         system_->setState(Bundle::STATE_STOPPING);
         fire(BundleEvent::BUNDLE_STOPPING, system_);
+        startsBundles_.store(false);
         stopBundles();
         system_->closeContext(*this);
         services_.forgetAll();
@@ -152,7 +157,6 @@ void FrameworkCore::stopNow() {
         std::lock_guard const lock(mutex_);
         system_->setState(Bundle::STATE_RESOLVED);
         ++stops_;
-        startsBundles_.store(false);
         stopped_.notify_all();
     }
     std::lock_guard const lock(mutex_);
@@ -160,27 +164,17 @@ void FrameworkCore::stopNow() {
 }
 
 void FrameworkCore::stopBundles() {
-    std::set<std::shared_ptr<BundleRecord>> done;
-    while (auto const bundle = lastStarted(done)) {
-        done.insert(bundle);
+    auto const bundles = bundles_.all();
+    for (auto bundle = bundles.rbegin(); bundle != bundles.rend(); ++bundle) {
+        if (*bundle == system_ || !(*bundle)->mayRun()) {
+            continue;
+        }
         try {
-            bundle->stopForFramework(*this);
+            (*bundle)->stopForFramework(*this);
         } catch (...) {
-            report(FrameworkEvent::FRAMEWORK_ERROR, bundle, std::string(), std::current_exception());
+            report(FrameworkEvent::FRAMEWORK_ERROR, *bundle, std::string(), std::current_exception());
         }
     }
-}
-
-std::shared_ptr<BundleRecord>
-FrameworkCore::lastStarted(std::set<std::shared_ptr<BundleRecord>> const& excluded) const {
-    std::shared_ptr<BundleRecord> last;
-    for (auto const& bundle : bundles_.all()) {
-        bool const candidate = bundle != system_ && bundle->mayRun() && excluded.count(bundle) == 0;
-        if (candidate && (!last || last->startNumber() < bundle->startNumber())) {
-            last = bundle;
-        }
-    }
-    return last;
 }
 
 FrameworkEvent FrameworkCore::waitForStop(std::chrono::milliseconds const& timeout) {
@@ -202,10 +196,6 @@ FrameworkEvent FrameworkCore::waitForStop(std::chrono::milliseconds const& timeo
                       : everStopped ? FrameworkEvent::FRAMEWORK_STOPPED
                                     : FrameworkEvent::FRAMEWORK_ERROR;
     return {type, Access::bundle(system_, *this), std::string()};
-}
-
-bool FrameworkCore::startsBundles() const noexcept {
-    return startsBundles_.load() && (system_->state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE)) != 0;
 }
 
 bool FrameworkCore::running() const noexcept {

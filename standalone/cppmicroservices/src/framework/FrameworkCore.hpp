@@ -21,7 +21,6 @@
 #include <iosfwd>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 
@@ -67,9 +66,9 @@ public:
     /// Begins to stop; returns at once.
     void stop();
     FrameworkEvent waitForStop(std::chrono::milliseconds const& timeout);
-    /// Whether bundles may be started now: not by a framework that has stopped and is only initialised
-    /// again.
-    bool startsBundles() const noexcept;
+    /// Whether bundles may be started now: not any more once a stop has come to the bundles, and not yet by a
+    /// framework that has stopped and is only initialised again.
+    bool startsBundles() const noexcept { return startsBundles_.load(); }
 
     std::shared_ptr<SystemBundleRecord> const& systemBundle() const noexcept { return system_; }
     BundleTable& bundles() noexcept { return bundles_; }
@@ -99,7 +98,6 @@ public:
     std::string dataFile(BundleRecord const& bundle, std::string const& name) const;
     void removeDataFiles(BundleRecord const& bundle) const;
 
-    std::uint64_t nextStartNumber() noexcept { return ++lastStartNumber_; }
     ListenerTokenId nextListenerId() noexcept { return ++lastListenerId_; }
 
 private:
@@ -108,10 +106,8 @@ private:
     void initWithRight();
     void startMarkedBundles();
     void stopNow();
+    /// In the reverse order of the table.
     void stopBundles();
-    /// Of the bundles that run, or may be about to, the one that was started last and is not among
-    /// `excluded`.
-    std::shared_ptr<BundleRecord> lastStarted(std::set<std::shared_ptr<BundleRecord>> const& excluded) const;
     bool running() const noexcept;
     void shutDown() noexcept;
     std::string dataDirectory(BundleRecord const& bundle) const;
@@ -129,7 +125,6 @@ private:
     EventListeners<BundleEvent> bundleListeners_;
     EventListeners<FrameworkEvent> frameworkListeners_;
     std::atomic<bool> startsBundles_{true}; // until the first stop, and from each later start to the next
-    std::atomic<std::uint64_t> lastStartNumber_{0};
     std::atomic<ListenerTokenId> lastListenerId_{0};
 
     mutable std::mutex mutex_; // guards what follows

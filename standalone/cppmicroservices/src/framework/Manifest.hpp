@@ -17,11 +17,16 @@ struct Manifest {
 };
 
 /// The headers that the JSON object `text` holds. A leading "%" of a text, which marks it for translation,
-/// and nulls are left out. \throws std::runtime_error, saying where, if `text` is no JSON object
+/// nulls and integers beyond `int` are left out; of keys that differ in case only, the first counts.
+/// \throws std::runtime_error, saying where, if `text` is no JSON object
 AnyMap parseHeaders(std::string const& text);
 
-/// \throws std::runtime_error, saying which, if a header is missing or bad
-Manifest interpretHeaders(AnyMap headers);
+/// The symbolic name among the headers. \throws std::runtime_error if there is none
+std::string nameIn(AnyMap const& headers);
+
+/// What the headers say of the bundle `name`, which has the location `location`. They must have a symbolic
+/// name, but need not have this one. \throws std::runtime_error, saying which, if a header is missing or bad
+Manifest interpretHeaders(std::string name, std::string const& location, AnyMap headers);
 
 } // namespace cppmicroservices::detail
 
