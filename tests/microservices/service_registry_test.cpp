@@ -373,7 +373,7 @@ TEST_F(ServiceRegistryTest, ThreadsRegisterFindGetAndListenAtOnce) {
                         // It was unregistered after it was found.
                     }
                 }
-                registration.SetProperties({{"x", thread}, {Constants::SERVICE_RANKING, round}});
+                registration.SetProperties({{"x", thread}, {"round", round}});
                 own.RemoveListener(std::move(token));
                 registration.Unregister();
             }

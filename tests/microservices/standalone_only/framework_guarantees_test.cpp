@@ -218,6 +218,28 @@ TEST_F(FrameworkGuarantees, ThreadsThatUnregisterTheSameServiceSucceedOnce) {
     }
 }
 
+// The installed one may sort services by rankings that change meanwhile, and crash.
+TEST_F(FrameworkGuarantees, ThreadsMayChangeTheRankingsOfServicesOfOneInterface) {
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([own = context(), thread]() mutable {
+            for (int round = 0; round < 500; ++round) {
+                auto registration = own.RegisterService<int>(std::make_shared<int>());
+                registration.SetProperties({{Constants::SERVICE_RANKING, (round * 31 + thread) % 7}});
+                registration.Unregister();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    auto first = context().RegisterService<int>(std::make_shared<int>());
+    auto const second = context().RegisterService<int>(std::make_shared<int>());
+    EXPECT_TRUE(context().GetServiceReference<int>() == first.GetReference());
+    first.SetProperties({{Constants::SERVICE_RANKING, -1}});
+    EXPECT_TRUE(context().GetServiceReference<int>() == second.GetReference());
+}
+
 TEST_F(FrameworkGuarantees, FactoryIsCalledByOneThreadAtATimeForOneBundle) {
     struct Counting : ServiceFactory {
         InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
