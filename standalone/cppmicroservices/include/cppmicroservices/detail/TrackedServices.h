@@ -277,7 +277,7 @@ private:
     }
 
     typename Objects::value_type const* bestWithLock() const {
-        if (!best_ && !objects_.empty()) {
+        if ((!best_ || !best_->first) && !objects_.empty()) {
             best_ = &*std::max_element(objects_.begin(), objects_.end(),
                                        [](auto const& a, auto const& b) { return a.first < b.first; });
         }
@@ -310,8 +310,10 @@ private:
     Objects adding_;                     // the customizer is asked for their objects
     std::unordered_set<Reference> gone_; // since the tracker began to listen; only while finding_
     Call* calls_ = nullptr;              // the calls of the customizer under way
-    mutable typename Objects::value_type const* best_ = nullptr;  // in objects_; null if not known
-    mutable typename Objects::value_type const* given_ = nullptr; // best_, if its object was given
+    // In objects_. The best is looked for again if it is not known, null, or has been unregistered; it is the
+    // given one once its object was given.
+    mutable typename Objects::value_type const* best_ = nullptr;
+    mutable typename Objects::value_type const* given_ = nullptr;
     int trackingCount_ = 0;
     bool finding_ = true;
     bool closed_ = false;
