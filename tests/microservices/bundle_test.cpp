@@ -56,10 +56,8 @@ TEST_F(BundleTest, HeadersHaveTheTypesOfTheManifest) {
     }
     EXPECT_EQ(any_cast<int>(headers.at("test.largest")), 2147483647);
     EXPECT_EQ(any_cast<int>(headers.at("test.smallest")), -2147483647 - 1);
-    auto const nested = any_cast<AnyMap>(headers.at("test.nested"));
-    EXPECT_EQ(any_cast<std::string>(nested.at("marked")), "%three");
-    EXPECT_EQ(any_cast<std::string>(nested.at("%key")), "4%");
-    auto const list = any_cast<std::vector<Any>>(nested.at("list"));
+    EXPECT_EQ(any_cast<std::string>(any_cast<AnyMap>(headers.at("test.marked")).at("%key")), "%4%");
+    auto const list = any_cast<std::vector<Any>>(any_cast<AnyMap>(headers.at("test.nested")).at("list"));
     ASSERT_THAT(list, SizeIs(3));
     EXPECT_EQ(any_cast<int>(list[0]), 1);
     EXPECT_EQ(any_cast<std::string>(list[1]), "two");
