@@ -147,10 +147,12 @@ TEST_F(ConfigurationAdminDelivery, ServiceThatAppearsAfterRemovalIsToldNothing) 
     EXPECT_THAT(service->numbers(), ElementsAre(2));
 }
 
-TEST_F(ConfigurationAdminDelivery, ComponentNameIsThePidOfAServiceWithoutOne) {
+TEST_F(ConfigurationAdminDelivery, ComponentNameIsThePidOfAServiceWithoutOneThatIsAString) {
     auto const named = std::make_shared<RecordingService>();
     auto const both = std::make_shared<RecordingService>();
     auto const numeric = std::make_shared<RecordingService>();
+    auto const numericNamed = std::make_shared<RecordingService>();
+    auto const severalNamed = std::make_shared<RecordingService>();
     auto const unnamed = std::make_shared<RecordingService>();
     Any const pid{std::string{"pid"}};
     Any const other{std::string{"other"}};
@@ -158,10 +160,18 @@ TEST_F(ConfigurationAdminDelivery, ComponentNameIsThePidOfAServiceWithoutOne) {
     context_.RegisterService<ManagedService>(
         both, ServiceProperties{{"service.pid", other}, {"component.name", pid}});
     context_.RegisterService<ManagedService>(numeric, ServiceProperties{{"service.pid", Any{5}}});
+    context_.RegisterService<ManagedService>(
+        numericNamed, ServiceProperties{{"service.pid", Any{5}}, {"component.name", pid}});
+    Any const several{std::vector<std::string>{"other", "another"}};
+    context_.RegisterService<ManagedService>(
+        severalNamed, ServiceProperties{{"service.pid", several}, {"component.name", pid}});
     context_.RegisterService<ManagedService>(unnamed);
     admin_->GetConfiguration("pid")->Update(numbered(1)).get();
+    admin_->GetConfiguration("other")->Update(numbered(2)).get();
     EXPECT_THAT(named->numbers(), ElementsAre(1));
-    EXPECT_THAT(both->numbers(), IsEmpty());
+    EXPECT_THAT(numericNamed->numbers(), ElementsAre(1));
+    EXPECT_THAT(severalNamed->numbers(), ElementsAre(1));
+    EXPECT_THAT(both->numbers(), ElementsAre(2));
     EXPECT_THAT(numeric->numbers(), IsEmpty());
     EXPECT_THAT(unnamed->numbers(), IsEmpty());
 }

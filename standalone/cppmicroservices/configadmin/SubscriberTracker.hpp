@@ -20,12 +20,13 @@ namespace agent::configurationadmin {
 // The PID that a service is registered with; empty if it has none.
 template <class Service>
 std::string pidOf(cppmicroservices::ServiceReference<Service> const& reference) {
-    auto pid = reference.GetProperty(cppmicroservices::Constants::SERVICE_PID);
-    if (pid.Empty()) {
-        pid = reference.GetProperty("component.name"); // the name that declarative services give
-    }
-    auto const* text = cppmicroservices::any_cast<std::string>(&pid);
-    return text ? *text : std::string{};
+    auto const textOf = [&reference](std::string const& key) {
+        auto const value = reference.GetProperty(key);
+        auto const* text = cppmicroservices::any_cast<std::string>(&value);
+        return text ? *text : std::string{};
+    };
+    auto const pid = textOf(cppmicroservices::Constants::SERVICE_PID);
+    return pid.empty() ? textOf("component.name") : pid; // the name that declarative services give
 }
 
 // A ManagedService or ManagedServiceFactory without a PID is passed over. The PID is the one of the

@@ -100,6 +100,16 @@ TEST_F(ConfigurationAdminAdditions, FilterRefusesAPropertyThatIsACaseVariantOfTh
                 ThrowsMessage<std::runtime_error>("Properties contain case variants of the key: PID"));
 }
 
+TEST_F(ConfigurationAdminAdditions, ComponentNameIsThePidOfAServiceWithAnEmptyOne) {
+    auto const service = std::make_shared<RecordingService>();
+    context_.RegisterService<ManagedService>(
+        service,
+        ServiceProperties{{"service.pid", Any{std::string{}}}, {"component.name", Any{std::string{"pid"}}}});
+    admin_->GetConfiguration("")->Update(numbered(1)).get();
+    admin_->GetConfiguration("pid")->Update(numbered(2)).get();
+    EXPECT_THAT(service->numbers(), ElementsAre(2));
+}
+
 // 3.8.0 now and then completes an update at the stop without delivering it.
 TEST_F(ConfigurationAdminAdditions, AStopDeliversWhatWasAcceptedAndThenTellsThatItIsGone) {
     constexpr int none = -1; // the number in an empty map
