@@ -25,8 +25,11 @@ struct Area {
 };
 
 constexpr Area areas[] = {
-    {"anys", randomised::runAnyCase},         {"bundles", randomised::runBundleCase},
-    {"filters", randomised::runFilterCase},   {"maps", randomised::runMapCase},
+    {"anys", randomised::runAnyCase},
+    {"bundles", randomised::runBundleCase},
+    {"configurations", randomised::runConfigurationCase},
+    {"filters", randomised::runFilterCase},
+    {"maps", randomised::runMapCase},
     {"services", randomised::runServiceCase},
 };
 
