@@ -4,6 +4,7 @@
 #include "bundles/TestService.hpp"
 
 #include <cppmicroservices/Constants.h>
+#include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/SharedLibraryException.h>
 
 #include <dlfcn.h>
@@ -26,6 +27,9 @@ TEST(InvalidBundle, ThrowsWhateverIsAsked) {
     EXPECT_THROW(bundle.GetLocation(), std::invalid_argument);
     EXPECT_THROW(bundle.GetHeaders(), std::invalid_argument);
     EXPECT_THROW(Bundle(bundle).Start(), std::invalid_argument);
+    EXPECT_EQ(messageOf<std::invalid_argument>([&bundle] { (void)LDAPFilter("(x=1)").Match(bundle); }),
+              "invalid bundle");
+    EXPECT_FALSE(LDAPFilter().Match(bundle));
     EXPECT_TRUE(bundle == Bundle());
 }
 
@@ -277,6 +281,19 @@ TEST_F(BundleTest, EventsKnowBundleAndOrigin) {
                                      " (test_recorder at " + bundle.GetLocation() + ")");
     EXPECT_FALSE(BundleEvent());
     EXPECT_EQ(textOf(BundleEvent()), "NONE");
+}
+
+TEST_F(BundleTest, EventsNeedABundleAndAnOrigin) {
+    auto const make = [](Bundle const& bundle, Bundle const& origin) {
+        return messageOf<std::invalid_argument>(
+            [&] { (void)BundleEvent(BundleEvent::BUNDLE_STARTED, bundle, origin); });
+    };
+    EXPECT_EQ(make(Bundle(), framework_), "invalid bundle");
+    EXPECT_EQ(make(framework_, Bundle()), "invalid origin");
+    EXPECT_EQ(
+        messageOf<std::invalid_argument>([] { (void)BundleEvent(BundleEvent::BUNDLE_STARTED, Bundle()); }),
+        "invalid bundle");
+    EXPECT_EQ(BundleEvent().GetType(), BundleEvent::BUNDLE_UNINSTALLED);
 }
 
 TEST_F(BundleTest, StatesAndEventTypesHaveNames) {

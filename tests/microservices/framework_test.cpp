@@ -282,6 +282,7 @@ TEST(FrameworkEvents, InvalidEventsSayNothing) {
     EXPECT_FALSE(event);
     EXPECT_TRUE(event == FrameworkEvent());
     EXPECT_EQ(textOf(event), "NONE");
+    EXPECT_EQ(event.GetType(), FrameworkEvent::FRAMEWORK_ERROR);
     EXPECT_EQ(textOf(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT), "WAIT_TIMEDOUT");
 }
 

@@ -218,13 +218,16 @@ TEST_F(ServiceListenerTest, ListenerThatThrowsIsReportedAndTheOthersAreCalled) {
 }
 
 TEST_F(ServiceListenerTest, EventsAndTheirTypesHaveTexts) {
-    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    auto registration = context().RegisterService<First>(std::make_shared<First>());
     ServiceEvent const event(ServiceEvent::SERVICE_MODIFIED, registration.GetReference());
     EXPECT_EQ(textOf(event), "MODIFIED " +
                                  registration.GetReference().GetProperty(Constants::SERVICE_ID).ToString() +
                                  " objectClass=[listenertest::First])");
     EXPECT_FALSE(ServiceEvent());
     EXPECT_EQ(textOf(ServiceEvent()), "NONE");
+    EXPECT_EQ(textOf(ServiceEvent(ServiceEvent::SERVICE_MODIFIED, ServiceReferenceU())), "MODIFIED");
+    registration.Unregister();
+    EXPECT_EQ(textOf(event), "MODIFIED");
     EXPECT_EQ(textOf(ServiceEvent::SERVICE_MODIFIED_ENDMATCH), "MODIFIED_ENDMATCH");
     EXPECT_EQ(textOf(ServiceEvent::Type(99)), "unknown service event type (99)");
 }

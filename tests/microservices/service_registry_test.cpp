@@ -100,6 +100,13 @@ TEST_F(ServiceRegistryTest, NothingCannotBeRegistered) {
               "The service factory argument must not be nullptr.");
 }
 
+TEST_F(ServiceRegistryTest, FirstKeyWithACaseVariantIsNamed) {
+    ServiceProperties const properties{{"cc", 1}, {"CC", 1}, {"aa", 1}, {"AA", 1}, {"bb", 1}, {"BB", 1}};
+    EXPECT_EQ(messageOf<std::runtime_error>(
+                  [&] { context().RegisterService<First>(std::make_shared<First>(), properties); }),
+              "Properties contain case variants of the key: " + properties.begin()->first);
+}
+
 TEST_F(ServiceRegistryTest, KeysThatDifferInCaseOnlyAreRefused) {
     ServiceProperties const properties{{"x", 1}, {"X", 2}};
     EXPECT_THAT(messageOf<std::runtime_error>(

@@ -1,9 +1,7 @@
 // What service trackers search for, the searches that they refuse, and what they find in the end.
 #include "FrameworkFixture.hpp"
 
-#include <cppmicroservices/Constants.h>
 #include <cppmicroservices/LDAPFilter.h>
-#include <cppmicroservices/ServiceException.h>
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <memory>
@@ -54,19 +52,4 @@ TEST_F(ServiceTrackerSearchTest, TrackerOfAStoppedBundleGivesNoUnregisteredServi
     bundle.Stop();
     EXPECT_EQ(tracker.Size(), 1);
     EXPECT_EQ(tracker.GetService(), nullptr);
-}
-
-TEST_F(ServiceTrackerSearchTest, TrackerOfAStoppedBundleLooksAgainIfTheBestServiceIsUnregistered) {
-    auto bundle = start("manifest_only");
-    auto best = context().RegisterService<int>(std::make_shared<int>(1), {{Constants::SERVICE_RANKING, 1}});
-    auto other = context().RegisterService<int>(std::make_shared<int>(2));
-    ServiceTracker<int> tracker(bundle.GetBundleContext());
-    tracker.Open();
-    bundle.Stop();
-    best.Unregister();
-    EXPECT_THROW(tracker.GetServiceReference(), ServiceException);
-    EXPECT_EQ(tracker.GetService(), nullptr);
-    other.SetProperties({{Constants::SERVICE_RANKING, 2}});
-    EXPECT_TRUE(tracker.GetServiceReference() == other.GetReference());
-    EXPECT_EQ(*tracker.GetService(), 2);
 }

@@ -36,7 +36,7 @@ public:
 
     /// The bundle that changed; invalid for an invalid event.
     Bundle GetBundle() const;
-    /// 0, which is no type, for an invalid event.
+    /// BUNDLE_UNINSTALLED for an invalid event.
     Type GetType() const;
     /// The bundle whose act this was; the bundle itself unless the event was made with another.
     Bundle GetOrigin() const;

@@ -38,7 +38,7 @@ public:
     std::string GetMessage() const;
     /// The exception reported; null if there is none.
     std::exception_ptr GetThrowable() const;
-    /// 0, which is no type, for an invalid event.
+    /// FRAMEWORK_ERROR for an invalid event.
     Type GetType() const;
 
 private:

@@ -166,7 +166,7 @@ void Bundle::Uninstall() {
 }
 
 bool LDAPFilter::Match(Bundle const& bundle) const {
-    return bundle && Match(bundle.GetHeaders());
+    return *this && Match(bundle.GetHeaders());
 }
 
 std::ostream& operator<<(std::ostream& os, Bundle const& bundle) {

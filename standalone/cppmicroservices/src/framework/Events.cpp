@@ -8,6 +8,7 @@
 #include "cppmicroservices/ServiceEvent.h"
 
 #include <ostream>
+#include <stdexcept>
 
 namespace cppmicroservices {
 
@@ -22,8 +23,12 @@ BundleEvent::BundleEvent() = default;
 BundleEvent::BundleEvent(Type type, Bundle const& bundle)
     : BundleEvent(type, bundle, bundle) {}
 
-BundleEvent::BundleEvent(Type type, Bundle const& bundle, Bundle const& origin)
-    : data_(std::make_shared<Data const>(Data{type, bundle, origin})) {}
+BundleEvent::BundleEvent(Type type, Bundle const& bundle, Bundle const& origin) {
+    if (!bundle || !origin) {
+        throw std::invalid_argument(bundle ? "invalid origin" : "invalid bundle");
+    }
+    data_ = std::make_shared<Data const>(Data{type, bundle, origin});
+}
 
 BundleEvent::operator bool() const {
     return data_ != nullptr;
@@ -34,7 +39,7 @@ Bundle BundleEvent::GetBundle() const {
 }
 
 BundleEvent::Type BundleEvent::GetType() const {
-    return data_ ? data_->type : Type();
+    return data_ ? data_->type : BUNDLE_UNINSTALLED;
 }
 
 Bundle BundleEvent::GetOrigin() const {
@@ -112,7 +117,7 @@ std::exception_ptr FrameworkEvent::GetThrowable() const {
 }
 
 FrameworkEvent::Type FrameworkEvent::GetType() const {
-    return data_ ? data_->type : Type();
+    return data_ ? data_->type : FRAMEWORK_ERROR;
 }
 
 std::ostream& operator<<(std::ostream& os, FrameworkEvent::Type eventType) {
@@ -202,8 +207,12 @@ std::ostream& operator<<(std::ostream& os, ServiceEvent const& event) {
     if (!event) {
         return os << "NONE";
     }
+    os << event.GetType();
     auto const reference = event.GetServiceReference();
-    return os << event.GetType() << ' ' << reference.GetProperty(Constants::SERVICE_ID).ToStringNoExcept()
+    if (!reference) {
+        return os;
+    }
+    return os << ' ' << reference.GetProperty(Constants::SERVICE_ID).ToStringNoExcept()
               << " objectClass=" << reference.GetProperty(Constants::OBJECTCLASS).ToStringNoExcept() << ")";
 }
 

@@ -1,11 +1,13 @@
 // A registered service: its identity, its properties, its state, and who uses it.
 #include "ServiceRecord.hpp"
 
+#include "../values/KeyText.hpp"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/PrototypeServiceFactory.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 namespace cppmicroservices::detail {
@@ -107,12 +109,28 @@ bool ServiceRecord::matches(LDAPFilter const& filter) const {
     return filter.Match(*properties_);
 }
 
+namespace {
+
+/// The first of the keys of which a case variant follows; `key` if that is one of the framework's own.
+std::string const& firstWithVariant(ServiceProperties const& properties, std::string const& key) {
+    for (auto one = properties.begin(); one != properties.end(); ++one) {
+        auto const isVariant = [one](auto const& other) { return equalFolded(one->first, other.first); };
+        if (std::any_of(std::next(one), properties.end(), isVariant)) {
+            return one->first;
+        }
+    }
+    return key;
+}
+
+} // namespace
+
 // The properties given come first: those are what filters ask for that have to look at them.
 ServiceRecord::Properties ServiceRecord::complete(ServiceProperties const& properties) const {
     auto complete = std::make_shared<AnyMap>(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    auto const add = [&complete](std::string const& key, auto const& value) {
+    auto const add = [&](std::string const& key, auto const& value) {
         if (!complete->emplace(key, value).second) {
-            throw std::runtime_error("Properties contain case variants of the key: " + key);
+            throw std::runtime_error("Properties contain case variants of the key: " +
+                                     firstWithVariant(properties, key));
         }
     };
     for (auto const& [key, value] : properties) {
