@@ -124,7 +124,7 @@ public:
 
     /// The value as operator<< writes it, unless any_value_to_string() is specialised or overloaded for its
     /// type; containers as "[a,b]" and "{key : value, ...}".
-    /// @throws std::logic_error if this is empty.
+    /// \throws std::logic_error if this is empty.
     std::string ToString() const;
 
     /// As ToString(), but an empty Any gives the empty string.
@@ -132,11 +132,11 @@ public:
 
     /// The value as JSON; an empty Any is null. Types print themselves through any_value_to_json(); the
     /// default writes them with operator<<.
-    /// @param increment spaces that each level adds; 0 writes everything on one line
-    /// @param indent spaces in front of the elements of the outermost level
+    /// \param increment spaces that each level adds; 0 writes everything on one line
+    /// \param indent spaces in front of the elements of the outermost level
     std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
 
-    /// @param prettyPrint one element a line, indented by four spaces for each level
+    /// \param prettyPrint one element a line, indented by four spaces for each level
     std::string ToJSON(bool prettyPrint = false) const;
 
     /// The value as a C++ expression, laid out as ToJSON() does. An empty Any is null.
@@ -232,7 +232,7 @@ ValueType const* any_cast(Any const* operand) {
 }
 
 /// A reference to the value held.
-/// @throws BadAnyCastException if `operand` is empty or holds another type.
+/// \throws BadAnyCastException if `operand` is empty or holds another type.
 template <typename ValueType>
 ValueType const& ref_any_cast(Any const& operand) {
     auto const* const value = any_cast<ValueType>(&operand);
@@ -252,7 +252,7 @@ ValueType& ref_any_cast(Any& operand) {
 }
 
 /// A copy of the value held.
-/// @throws BadAnyCastException if `operand` is empty or holds another type.
+/// \throws BadAnyCastException if `operand` is empty or holds another type.
 template <typename ValueType>
 ValueType any_cast(Any const& operand) {
     auto const* const value = any_cast<ValueType>(&operand);

@@ -140,7 +140,7 @@ public:
     using const_iterator = const_iter;
 
     /// A map of the kind `kind` with the entries of `l`; of several with equal keys the first counts.
-    /// @throws std::logic_error if `kind` is none of the three.
+    /// \throws std::logic_error if `kind` is none of the three.
     any_map(map_type kind, std::initializer_list<value_type> l = {});
     any_map(ordered_any_map const& m);
     any_map(ordered_any_map&& m);
@@ -167,7 +167,7 @@ public:
     size_type count(key_type const& key) const;
     void clear();
 
-    /// @throws std::out_of_range if there is no entry with this key.
+    /// \throws std::out_of_range if there is no entry with this key.
     mapped_type& at(key_type const& key);
     mapped_type const& at(key_type const& key) const;
 
@@ -226,8 +226,8 @@ public:
     /// leads to an AnyMap or a std::vector<Any>, the latter indexed from 0, or from the end with -1 as the
     /// last element. With {one: 1, two: {a: [3, 8]}} the key "two.a.1" reaches 8. A key that itself contains
     /// a dot cannot be reached.
-    /// @throws std::out_of_range if there is no such key or element, or an index is too large for an int.
-    /// @throws std::invalid_argument if a name leads to another type than those two, or an index is no
+    /// \throws std::out_of_range if there is no such key or element, or an index is too large for an int.
+    /// \throws std::invalid_argument if a name leads to another type than those two, or an index is no
     /// number.
     mapped_type const& AtCompoundKey(key_type const& key) const;
 

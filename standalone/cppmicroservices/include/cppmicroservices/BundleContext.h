@@ -208,12 +208,13 @@ public:
 
     /// Installs the bundle of the file `location`, or those for which manifests are given. If bundles of the
     /// same location are installed, they are returned, too, and only those are installed that were
-    /// uninstalled since. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR. \param
-    /// bundleManifest the headers of each bundle by its symbolic name, taken in place of those in the file;
-    /// if they are empty, the file's \return those of the location, in the order of their installation; new
-    /// ones are in the order of their names \throws std::runtime_error, and nothing is installed, if the file
-    /// does not exist, is no bundle or has a bad manifest, or if a bundle with the same symbolic name and
-    /// version is installed from another location
+    /// uninstalled since. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR.
+    /// \param bundleManifest the headers of each bundle by its symbolic name, taken in place of those in the
+    /// file; if they are empty, the file's
+    /// \return the bundles of the location, in the order of their installation; new ones are in the order of
+    /// their names
+    /// \throws std::runtime_error, and nothing is installed, if the file does not exist, is no bundle or has
+    /// a bad manifest, or if a bundle of the same symbolic name and version is installed from elsewhere
     std::vector<Bundle>
     InstallBundles(std::string const& location,
                    cppmicroservices::AnyMap const& bundleManifest = cppmicroservices::AnyMap(

@@ -21,13 +21,13 @@ public:
 
     BundleVersion(unsigned int majorVersion, unsigned int minorVersion, unsigned int microVersion);
 
-    /// @throws std::invalid_argument if the qualifier holds another character than those named above.
+    /// \throws std::invalid_argument if the qualifier holds another character than those named above.
     BundleVersion(unsigned int majorVersion, unsigned int minorVersion, unsigned int microVersion,
                   std::string qualifier);
 
     /// Reads "major[.minor[.micro[.qualifier]]]"; missing numbers are 0. The empty string gives the undefined
     /// version.
-    /// @throws std::invalid_argument if a component is no number that fits, or the qualifier is invalid.
+    /// \throws std::invalid_argument if a component is no number that fits, or the qualifier is invalid.
     BundleVersion(std::string const& version);
 
     BundleVersion(BundleVersion const& version);
@@ -39,7 +39,7 @@ public:
 
     bool IsUndefined() const;
 
-    /// @throws std::logic_error, as do the three below, if the version is undefined.
+    /// \throws std::logic_error, as do the three below, if the version is undefined.
     unsigned int GetMajor() const;
     unsigned int GetMinor() const;
     unsigned int GetMicro() const;
@@ -50,12 +50,12 @@ public:
     std::string ToString() const;
 
     /// Two undefined versions are equal.
-    /// @throws std::logic_error if this version alone is undefined.
+    /// \throws std::logic_error if this version alone is undefined.
     bool operator==(BundleVersion const& object) const;
 
     /// Negative, zero or positive as this version is lower than, equal to or higher than `object`. Qualifiers
     /// compare as text.
-    /// @throws std::logic_error if either version is undefined.
+    /// \throws std::logic_error if either version is undefined.
     int Compare(BundleVersion const& object) const;
 
 private:

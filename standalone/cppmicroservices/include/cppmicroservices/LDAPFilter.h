@@ -37,7 +37,7 @@ public:
     /// A filter that matches nothing and converts to false.
     LDAPFilter();
 
-    /// @throws std::invalid_argument if `filter` is malformed; the message ends with the text that was not
+    /// \throws std::invalid_argument if `filter` is malformed; the message ends with the text that was not
     /// understood.
     LDAPFilter(std::string const& filter);
 
@@ -54,7 +54,7 @@ public:
     bool Match(Bundle const& bundle) const;
 
     /// Whether the properties match; keys are looked up without regard to case.
-    /// @throws std::runtime_error if the map has keys that differ in case only.
+    /// \throws std::runtime_error if the map has keys that differ in case only.
     bool Match(AnyMap const& dictionary) const;
 
     /// As above, but keys are looked up with regard to case, whatever the kind of the map.

@@ -42,13 +42,13 @@ private:
 /// null expression, but for == with another type than std::string and Any.
 class US_Framework_EXPORT LDAPProp {
 public:
-    /// @throws std::invalid_argument if `property` is empty.
+    /// \throws std::invalid_argument if `property` is empty.
     LDAPProp(std::string property);
 
     LDAPProp& operator=(LDAPProp const&) = delete;
 
     LDAPPropExpr operator==(std::string const& s) const;
-    /// @throws std::logic_error, as do the other operators, if the Any is empty.
+    /// \throws std::logic_error, as do the other operators, if the Any is empty.
     LDAPPropExpr operator==(cppmicroservices::Any const& s) const;
     LDAPPropExpr operator==(bool b) const;
     template <class T>

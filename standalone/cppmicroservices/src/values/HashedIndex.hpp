@@ -35,7 +35,7 @@ public:
     }
 
     /// If there is no memory for it, nothing is changed.
-    /// @throws std::length_error if there are too many nodes to be numbered
+    /// \throws std::length_error if there are too many nodes to be numbered
     void insert(std::size_t hash, AnyMapNode* node);
 
     /// Requires that the node is here.

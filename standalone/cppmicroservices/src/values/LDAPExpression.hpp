@@ -25,7 +25,7 @@ struct LDAPPattern {
 struct LDAPExpression {
     enum class Operator { And, Or, Not, Equal, Approximate, GreaterOrEqual, LessOrEqual };
 
-    /// @throws std::invalid_argument if `filter` is malformed.
+    /// \throws std::invalid_argument if `filter` is malformed.
     static LDAPExpression parse(std::string_view filter);
 
     /// The filter in its shortest form.

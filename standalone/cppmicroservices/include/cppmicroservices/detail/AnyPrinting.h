@@ -29,7 +29,7 @@ constexpr int DOUBLE_PRECISION = 12;
 US_Framework_EXPORT std::ostream& newline_and_indent(std::ostream& os, std::uint8_t increment,
                                                      std::int32_t indent);
 
-/// @throws std::logic_error if `any` is empty.
+/// \throws std::logic_error if `any` is empty.
 US_Framework_EXPORT std::ostream& any_value_to_string(std::ostream& os, Any const& any);
 
 US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, Any const& val, std::uint8_t,
