@@ -79,7 +79,7 @@ public:
     }
 
     void stopFramework() {
-        stopClient(); // before, as it is open in which order a framework stops bundles
+        stopClient(); // before: a framework stops bundles in the order of their paths, which builds differ in
         release();
         framework_.reset();
         transcript_ << "  stop\n";
