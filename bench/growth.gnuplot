@@ -13,7 +13,7 @@ set style data linespoints
 
 set title "One endpoint event"
 set xlabel "endpoints outstanding"
-set yrange [10:1000000]
+set yrange [1:1e6]
 plot data index "event listed library" title "in list order", \
      data index "event random library" title "in random order", \
      data index "event listed literal" title "literal, in list order", \
