@@ -276,6 +276,19 @@ class Misbehaviour(SocketTest):
             self.assertTrue(peers.is_closed(peer))
         self.check_undisturbed()
 
+    def test_process_that_takes_half_of_the_places_gets_no_more_and_keeps_nobody_out(self):
+        for _ in range(128):
+            peer = self.greeting_peer()
+            peers.read_frame(peer)
+        self.assertTrue(peers.is_closed(self.greeting_peer()))
+        self.check_undisturbed()
+
+    def greeting_peer(self):
+        peer = peers.connect(self.meeting)
+        self.addCleanup(peer.close)
+        peers.send(peer, peers.frame(peers.HELLO))
+        return peer
+
     def test_peer_that_never_reads_holds_up_nobody(self):
         with peers.connect(self.meeting) as peer:
             peer.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1)

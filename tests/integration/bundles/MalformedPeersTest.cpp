@@ -202,25 +202,67 @@ TEST_F(PeersInExcess, APeerThatTricklesItsGreetingIsClosedInTime) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(4500));
 }
 
-TEST_F(PeersInExcess, MoreThanTheMostPeersWaitUntilOneLeaves) {
-    constexpr std::size_t most = 256;
-    serve();
-    installation_.publish("two", ConfigurationMap().publisher("other", {socketEndpoint("b.sock")}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
-    auto const greetAt = [this](char const* name) {
-        RawSocket peer(socketPath(name));
-        peer.sendFrame(hello);
-        return peer;
-    };
-    std::vector<RawSocket> peers;
-    while (peers.size() < most) {
-        peers.push_back(greetAt("a.sock"));
-        peers.back().readFrame();
+// So many connections that the places of an endpoint are taken.
+class PlacesTaken : public PeersInExcess {
+protected:
+    static constexpr std::size_t most = 256;
+    static constexpr std::size_t mostOfOneAddress = 128;
+
+    void SetUp() override {
+        auto const endpoint = "tcp:127.0.0.1:" + std::to_string(port_);
+        installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
+        ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
     }
 
-    auto waiting = greetAt("a.sock");
+    RawSocket greet(std::string const& address) const {
+        RawSocket peer(address, port_);
+        peer.sendFrame(hello);
+        return peer;
+    }
+
+    // As many peers that have been greeted as one address may have.
+    std::vector<RawSocket> peersOf(std::string const& address) const {
+        std::vector<RawSocket> peers;
+        while (peers.size() < mostOfOneAddress) {
+            peers.push_back(greet(address));
+            peers.back().readFrame();
+        }
+        return peers;
+    }
+
+    std::uint16_t const port_ = freeTcpPort();
+};
+
+TEST_F(PlacesTaken, OneAddressGetsHalfOfThemAndLeavesTheOthersToOthers) {
+    auto peers = peersOf("127.0.0.2");
+
+    EXPECT_TRUE(greet("127.0.0.2").isClosedByPeer());
+    EXPECT_THAT(greet("127.0.0.3").readFrame(), HasSubstr("hello"));
+}
+
+TEST_F(PlacesTaken, AnAddressGetsThePlaceAgainThatOneOfItsPeersHasLost) {
+    auto peers = peersOf("127.0.0.2");
+    peers.back().sendFrame("no JSON");
+    ASSERT_TRUE(peers.back().isClosedByPeer());
+
+    auto next = greet("127.0.0.2");
+
+    EXPECT_THAT(next.readFrame(), HasSubstr("hello"));
+    EXPECT_TRUE(greet("127.0.0.2").isClosedByPeer());
+}
+
+TEST_F(PlacesTaken, WhoComesWhenThereAreNoneWaitsUntilOneLeaves) {
+    installation_.publish("two", ConfigurationMap().publisher("other", {socketEndpoint("b.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
+    auto peers = peersOf("127.0.0.2");
+    auto const others = peersOf("127.0.0.3");
+    ASSERT_EQ(peers.size() + others.size(), most);
+
+    auto waiting = greet("127.0.0.4");
     for (int i = 0; i < 3; ++i) {
-        greetAt("b.sock").readFrame(); // whoever is accepted has been by now
+        RawSocket peer(socketPath("b.sock"));
+        peer.sendFrame(hello);
+        peer.readFrame(); // whoever is accepted has been by now
     }
     EXPECT_FALSE(waiting.hasInput());
     peers.pop_back();

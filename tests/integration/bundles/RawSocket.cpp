@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -32,6 +33,14 @@ sockaddr_un name(std::filesystem::path const& path) {
     return result;
 }
 
+sockaddr_in name(std::string const& address, std::uint16_t port) {
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(port);
+    check(::inet_pton(AF_INET, address.c_str(), &result.sin_addr), "inet_pton");
+    return result;
+}
+
 void limitWaits(int descriptor) {
     timeval const limit{patience.count(), 0};
     check(::setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)), "setsockopt");
@@ -49,6 +58,14 @@ RawSocket::RawSocket(std::filesystem::path const& path)
     : RawSocket(check(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
     auto const address = name(path);
     check(::connect(descriptor_, reinterpret_cast<sockaddr const*>(&address), sizeof(address)), "connect");
+}
+
+RawSocket::RawSocket(std::string const& source, std::uint16_t port)
+    : RawSocket(check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
+    auto const from = name(source, 0);
+    auto const to = name("127.0.0.1", port);
+    check(::bind(descriptor_, reinterpret_cast<sockaddr const*>(&from), sizeof(from)), "bind");
+    check(::connect(descriptor_, reinterpret_cast<sockaddr const*>(&to), sizeof(to)), "connect");
 }
 
 RawSocket::RawSocket(RawSocket&& other) noexcept
@@ -150,9 +167,7 @@ RawSocket RawListener::accept() const {
 
 std::uint16_t freeTcpPort() {
     auto const descriptor = check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto address = name("127.0.0.1", 0);
     socklen_t size = sizeof(address);
     check(::bind(descriptor, reinterpret_cast<sockaddr const*>(&address), size), "bind");
     check(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");

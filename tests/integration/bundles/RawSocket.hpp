@@ -13,6 +13,9 @@ class RawSocket {
 public:
     explicit RawSocket(int descriptor);                    // takes it over
     explicit RawSocket(std::filesystem::path const& path); // connects
+
+    // Connects to a TCP port of 127.0.0.1, from another address of this machine's own, such as 127.0.0.2.
+    RawSocket(std::string const& source, std::uint16_t port);
     RawSocket(RawSocket&& other) noexcept;
     RawSocket& operator=(RawSocket&&) = delete;
     ~RawSocket();

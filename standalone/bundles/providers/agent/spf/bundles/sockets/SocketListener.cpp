@@ -114,7 +114,7 @@ void SocketListener::reportBound(std::string const& address) {
 }
 
 void SocketListener::accept() {
-    if (!handler_ || accepting_ || connections_ == maximumConnections) {
+    if (!handler_ || accepting_ || origins_.size() == maximumConnections) {
         return;
     }
     accepting_ = true;
@@ -145,24 +145,25 @@ void SocketListener::acceptWaiting() {
 
 void SocketListener::hand(Socket socket) {
     auto worker = worker_.lock();
-    if (!worker) {
+    auto const origin = originOf(socket);
+    if (!worker || origins_.count(origin) == maximumConnectionsOfOneOrigin) {
         return;
     }
     SocketConnection::Owner owner;
-    owner.ended = [weak = weak_from_this()](std::string const&) {
+    owner.ended = [weak = weak_from_this(), origin](std::string const&) {
         if (auto const self = weak.lock()) {
-            self->connectionEnded();
+            self->connectionEnded(origin);
         }
     };
     auto const connection = std::make_shared<SocketConnection>(std::move(socket), std::move(owner));
-    ++connections_;
+    origins_.insert(origin);
     objects_->add(connection);
     auto const handler = handler_; // the call may close the listener
     handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
 }
 
-void SocketListener::connectionEnded() {
-    --connections_;
+void SocketListener::connectionEnded(std::string const& origin) {
+    origins_.erase(origins_.find(origin));
     accept();
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,12 @@
 namespace agent::spf::bundles::sockets {
 
 // Used on the io thread only, but for its construction. While maximumConnections of its connections are open
-// it accepts no further one: whoever comes then waits in the system's queue.
+// it accepts no further one: whoever comes then waits in the system's queue. Of one origin it keeps half as
+// many and closes the others at once, so that no peer alone takes the places of all.
 class SocketListener : public IoObject, public std::enable_shared_from_this<SocketListener> {
 public:
     static constexpr std::size_t maximumConnections = 256;
+    static constexpr std::size_t maximumConnectionsOfOneOrigin = maximumConnections / 2;
 
     // `worker` and `objects` outlive the listener.
     SocketListener(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> objects,
@@ -46,7 +49,7 @@ private:
     void accept();
     void acceptWaiting();
     void hand(Socket socket);
-    void connectionEnded();
+    void connectionEnded(std::string const& origin);
     void fail(std::string const& reason);
 
     std::weak_ptr<WorkerThread> const worker_;
@@ -57,8 +60,8 @@ private:
     Acceptor acceptor_;
     std::optional<UnixSocketFile> file_;
     boost::asio::steady_timer pause_;
-    std::size_t connections_ = 0; // that are open
-    bool accepting_ = false;      // or pausing before it accepts again
+    std::multiset<std::string> origins_; // one for each open connection
+    bool accepting_ = false;             // or pausing before it accepts again
 };
 
 } // namespace agent::spf::bundles::sockets

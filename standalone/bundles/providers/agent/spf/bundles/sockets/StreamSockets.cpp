@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include <netdb.h>
 #include <sys/socket.h>
 
 #include "agent/spf/bundles/common/FileDescriptor.hpp"
@@ -49,6 +50,21 @@ error_code acceptSocket(Acceptor& acceptor, Socket& accepted) {
     FileDescriptor descriptor(
         ::accept4(acceptor.native_handle(), reinterpret_cast<sockaddr*>(&address), &size, notInherited));
     return assign(accepted, address.ss_family, std::move(descriptor));
+}
+
+std::string originOf(Socket& connected) {
+    error_code ignored;
+    auto const address = connected.remote_endpoint(ignored);
+    if (address.protocol().family() == AF_UNIX) {
+        ucred process{};
+        socklen_t size = sizeof(process);
+        ::getsockopt(connected.native_handle(), SOL_SOCKET, SO_PEERCRED, &process, &size);
+        return std::to_string(process.pid);
+    }
+    char text[NI_MAXHOST] = "";
+    ::getnameinfo(address.data(), static_cast<socklen_t>(address.size()), text, sizeof(text), nullptr, 0,
+                  NI_NUMERICHOST);
+    return text;
 }
 
 } // namespace agent::spf::bundles::sockets
