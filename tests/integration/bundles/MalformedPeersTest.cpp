@@ -133,31 +133,6 @@ TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClo
     EXPECT_TRUE(peer.isClosedByPeer());
 }
 
-TEST_F(PeersInExcess, OfPeersThatTogetherOfferTooMuchTheLastIsClosed) {
-    serve();
-    std::vector<RawSocket> peers;
-    auto const offer = [&](std::size_t size) {
-        peers.push_back(greetedPeer());
-        peers.back().sendFrame(offersOfSize(size));
-    };
-    std::size_t const most = 1024 * 1024;
-    for (int i = 0; i < 16; ++i) {
-        offer(most);
-    }
-    auto const offered = [this](std::size_t count) { return std::vector(count, "n i b via " + endpoint_); };
-    ASSERT_TRUE(waitForRemoteServices(offered(16)));
-    peers.front().sendFrame(offersOfSize(most)); // in place of what it offered before
-
-    offer(200);
-
-    EXPECT_TRUE(peers.back().isClosedByPeer());
-    peers.pop_back();
-    peers.pop_back(); // makes room
-    EXPECT_TRUE(waitForRemoteServices(offered(15)));
-    offer(most);
-    EXPECT_TRUE(waitForRemoteServices(offered(16)));
-}
-
 TEST_F(PeersInExcess, APublisherThatOffersMoreThanAPeerTakesSaysSo) {
     ConfigurationMap configuration;
     configuration.publisher("server", {endpoint_});
@@ -202,15 +177,11 @@ TEST_F(PeersInExcess, APeerThatTricklesItsGreetingIsClosedInTime) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(4500));
 }
 
-// So many connections that the places of an endpoint are taken.
-class PlacesTaken : public PeersInExcess {
+// Peers of several addresses, which share what there is for peers.
+class PeersOfSeveralAddresses : public BundlesTest {
 protected:
-    static constexpr std::size_t most = 256;
-    static constexpr std::size_t mostOfOneAddress = 128;
-
     void SetUp() override {
-        auto const endpoint = "tcp:127.0.0.1:" + std::to_string(port_);
-        installation_.publish("one", ConfigurationMap().publisher("server", {endpoint}).build());
+        installation_.publish("one", ConfigurationMap().publisher("server", {endpoint_}).build());
         ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
     }
 
@@ -220,28 +191,43 @@ protected:
         return peer;
     }
 
-    // As many peers that have been greeted as one address may have.
-    std::vector<RawSocket> peersOf(std::string const& address) const {
+    // Peers of the address that have been greeted.
+    std::vector<RawSocket> greeted(std::size_t count, std::string const& address) const {
         std::vector<RawSocket> peers;
-        while (peers.size() < mostOfOneAddress) {
+        while (peers.size() < count) {
             peers.push_back(greet(address));
             peers.back().readFrame();
         }
         return peers;
     }
 
+    // Peers of the address that each offer one interface with as much text as a frame holds.
+    std::vector<RawSocket> offering(std::size_t count, std::string const& address) {
+        auto peers = greeted(count, address);
+        for (auto& peer : peers) {
+            peer.sendFrame(largestOffer);
+        }
+        return peers;
+    }
+
+    bool waitForOffers(std::size_t count) {
+        return waitForRemoteServices(std::vector(count, "n i b via " + endpoint_));
+    }
+
+    std::string const largestOffer = offersOfSize(std::size_t{1024} * 1024);
     std::uint16_t const port_ = freeTcpPort();
+    std::string const endpoint_ = "tcp:127.0.0.1:" + std::to_string(port_);
 };
 
-TEST_F(PlacesTaken, OneAddressGetsHalfOfThemAndLeavesTheOthersToOthers) {
-    auto peers = peersOf("127.0.0.2");
+TEST_F(PeersOfSeveralAddresses, OneGetsHalfOfTheConnectionsAndOthersTheRest) {
+    auto const peers = greeted(128, "127.0.0.2");
 
     EXPECT_TRUE(greet("127.0.0.2").isClosedByPeer());
     EXPECT_THAT(greet("127.0.0.3").readFrame(), HasSubstr("hello"));
 }
 
-TEST_F(PlacesTaken, AnAddressGetsThePlaceAgainThatOneOfItsPeersHasLost) {
-    auto peers = peersOf("127.0.0.2");
+TEST_F(PeersOfSeveralAddresses, OneGetsAConnectionAgainInPlaceOfOneThatHasEnded) {
+    auto peers = greeted(128, "127.0.0.2");
     peers.back().sendFrame("no JSON");
     ASSERT_TRUE(peers.back().isClosedByPeer());
 
@@ -251,12 +237,11 @@ TEST_F(PlacesTaken, AnAddressGetsThePlaceAgainThatOneOfItsPeersHasLost) {
     EXPECT_TRUE(greet("127.0.0.2").isClosedByPeer());
 }
 
-TEST_F(PlacesTaken, WhoComesWhenThereAreNoneWaitsUntilOneLeaves) {
+TEST_F(PeersOfSeveralAddresses, WhoComesWhenAllConnectionsAreTakenWaitsUntilOneEnds) {
     installation_.publish("two", ConfigurationMap().publisher("other", {socketEndpoint("b.sock")}).build());
     ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
-    auto peers = peersOf("127.0.0.2");
-    auto const others = peersOf("127.0.0.3");
-    ASSERT_EQ(peers.size() + others.size(), most);
+    auto const peers = greeted(128, "127.0.0.2");
+    auto others = greeted(128, "127.0.0.3");
 
     auto waiting = greet("127.0.0.4");
     for (int i = 0; i < 3; ++i) {
@@ -265,9 +250,34 @@ TEST_F(PlacesTaken, WhoComesWhenThereAreNoneWaitsUntilOneLeaves) {
         peer.readFrame(); // whoever is accepted has been by now
     }
     EXPECT_FALSE(waiting.hasInput());
-    peers.pop_back();
+    others.pop_back();
 
     EXPECT_THAT(waiting.readFrame(), HasSubstr("hello"));
+}
+
+TEST_F(PeersOfSeveralAddresses, OneGetsHalfOfTheRoomForOffersAndOthersTheRest) {
+    auto const peers = offering(8, "127.0.0.2");
+    ASSERT_TRUE(waitForOffers(8));
+
+    EXPECT_TRUE(offering(1, "127.0.0.2").front().isClosedByPeer());
+    auto const other = offering(1, "127.0.0.3");
+    EXPECT_TRUE(waitForOffers(9));
+}
+
+TEST_F(PeersOfSeveralAddresses, WhoOffersWhenAllRoomIsTakenIsClosed) {
+    auto peers = offering(8, "127.0.0.2");
+    auto const others = offering(8, "127.0.0.3");
+    ASSERT_TRUE(waitForOffers(16));
+    peers.front().sendFrame(largestOffer); // in place of what it offered before
+
+    auto excess = greeted(1, "127.0.0.4");
+    excess.front().sendFrame(offersOfSize(200));
+
+    EXPECT_TRUE(excess.front().isClosedByPeer());
+    peers.pop_back(); // makes room
+    EXPECT_TRUE(waitForOffers(15));
+    auto const next = offering(1, "127.0.0.4");
+    EXPECT_TRUE(waitForOffers(16));
 }
 
 } // namespace

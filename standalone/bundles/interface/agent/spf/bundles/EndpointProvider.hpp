@@ -29,6 +29,10 @@ class Connection {
 public:
     virtual ~Connection() = default;
 
+    // Whom the system, not the peer itself, says that the connection is to: the same for all connections of
+    // one process, or of one machine.
+    virtual std::string const& origin() const noexcept = 0;
+
     // Begins to deliver frames to the handler. To be called once.
     virtual void start(std::shared_ptr<ConnectionHandler> handler) = 0;
 

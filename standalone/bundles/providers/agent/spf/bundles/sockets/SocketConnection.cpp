@@ -54,6 +54,7 @@ void watchOverTcp(Socket& socket) {
 
 SocketConnection::SocketConnection(Socket socket, Owner owner)
     : socket_(std::move(socket))
+    , origin_(originOf(socket_))
     , owner_(std::move(owner)) {
     watchOverTcp(socket_);
     error_code error;

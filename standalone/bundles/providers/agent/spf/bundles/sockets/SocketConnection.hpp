@@ -30,6 +30,7 @@ public:
 
     SocketConnection(Socket socket, Owner owner);
 
+    std::string const& origin() const noexcept { return origin_; } // on any thread
     void start(std::shared_ptr<ConnectionHandler> handler);
     void send(std::string const& frame);
     void confirm() const;
@@ -47,6 +48,7 @@ private:
     void finish(std::string const& reason); // ends the connection, tells the handler, then the owner
 
     Socket socket_;
+    std::string const origin_;
     Owner owner_;
     std::shared_ptr<ConnectionHandler> handler_;
     FrameDecoder decoder_;
@@ -64,6 +66,7 @@ public:
                            std::shared_ptr<SocketConnection> connection);
     ~SocketConnectionHandle() override;
 
+    std::string const& origin() const noexcept override { return connection_->origin(); }
     void start(std::shared_ptr<ConnectionHandler> handler) override;
     void send(std::string frame) override;
     void confirm() override;

@@ -59,7 +59,7 @@ std::string originOf(Socket& connected) {
         ucred process{};
         socklen_t size = sizeof(process);
         ::getsockopt(connected.native_handle(), SOL_SOCKET, SO_PEERCRED, &process, &size);
-        return std::to_string(process.pid);
+        return "process " + std::to_string(process.pid);
     }
     char text[NI_MAXHOST] = "";
     ::getnameinfo(address.data(), static_cast<socklen_t>(address.size()), text, sizeof(text), nullptr, 0,

@@ -105,6 +105,7 @@ Peer::Peer(PublisherContext& context, PeerOwner& owner, std::shared_ptr<Connecti
     : context_(context)
     , owner_(owner)
     , connection_(std::move(connection))
+    , origin_(connection_->origin())
     , side_(side)
     , handshakeDeadline_(context.worker->context()) {}
 
@@ -194,20 +195,10 @@ void Peer::handle(Offers offers, std::size_t messageSize) {
     if (!established_) {
         throw std::runtime_error("the peer offers before it greets");
     }
-    takeRoomFor(messageSize);
+    context_.room.replace(origin_, offeredBytes_, messageSize);
+    offeredBytes_ = messageSize;
     offers_ = std::move(offers);
     publishOffers();
-}
-
-// In place of the message before.
-void Peer::takeRoomFor(std::size_t messageSize) {
-    auto const others = context_.offeredBytes - offeredBytes_;
-    if (messageSize > maximumOffered - others) {
-        throw std::runtime_error("all peers together offer more than " + std::to_string(maximumOffered) +
-                                 " bytes");
-    }
-    context_.offeredBytes = others + messageSize;
-    offeredBytes_ = messageSize;
 }
 
 void Peer::applyImportFilter() {
@@ -258,7 +249,7 @@ void Peer::release() {
     connection_.reset();
     handshakeDeadline_.cancel();
     service_.reset();
-    context_.offeredBytes -= std::exchange(offeredBytes_, 0);
+    context_.room.replace(origin_, std::exchange(offeredBytes_, 0), 0);
     if (auto registration = std::exchange(registration_, {})) {
         try {
             registration.Unregister();

@@ -47,9 +47,6 @@ public:
     // what it takes to keep it.
     static constexpr std::size_t maximumBacklog = 4 * maximumFrameSize;
 
-    // More bytes than these the messages may not have in which all peers of a bundle say what they offer.
-    static constexpr std::size_t maximumOffered = 16 * maximumFrameSize;
-
     enum class Side { Connecting, Accepting }; // the connecting side greets first
 
     // `context` and `owner` outlive the peer or its close().
@@ -79,7 +76,6 @@ private:
     void received(std::string const& frame);
     void handle(Hello hello);
     void handle(Offers offers, std::size_t messageSize);
-    void takeRoomFor(std::size_t messageSize);
     void publishOffers();
     void greet();
     void send(cppmicroservices::AnyMap const& message);
@@ -90,6 +86,7 @@ private:
     PublisherContext& context_;
     PeerOwner& owner_;
     std::shared_ptr<Connection> connection_; // null once the peer is closed or gone
+    std::string const origin_;
     Side const side_;
     boost::asio::steady_timer handshakeDeadline_;
     bool established_ = false;

@@ -2,7 +2,6 @@
 #ifndef AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_CONTEXT_HPP
 #define AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_CONTEXT_HPP
 
-#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -12,6 +11,7 @@
 #include "agent/spf/bundles/EndpointProvider.hpp"
 #include "agent/spf/bundles/Serialiser.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/publisher/OffersRoom.hpp"
 #include "agent/spf/bundles/publisher/Reporter.hpp"
 
 namespace agent::spf::bundles::publisher {
@@ -30,9 +30,7 @@ struct PublisherContext {
     std::string agent; // this process's agent identity
     Naming naming;
 
-    // The size of the messages that say what all peers offer now: what is kept of them takes many times as
-    // much.
-    std::size_t offeredBytes = 0;
+    OffersRoom room{};
 
     // The services that there are now; publishers are told when one comes or goes.
     std::shared_ptr<Serialiser> serialiser{};
