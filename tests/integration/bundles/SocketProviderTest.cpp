@@ -272,6 +272,14 @@ TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpOtherHosts)
     EXPECT_NE(connector_->firstConnection(), nullptr);
 }
 
+TEST_F(SocketProviderTest, AHostThatIsLookedUpForTooLongFailsTheAttempt) {
+    bundles_test::HangingHost const hanging("hanging.test");
+
+    auto const connected = provider_.connect("tcp:hanging.test:1", connector_);
+
+    EXPECT_TRUE(connector_->reports.waitFor("retrying: no answer in 10 seconds"));
+}
+
 TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpTheEnd) {
     std::future<void> stopped;
     bundles_test::HangingHost const hanging("hanging.test");
