@@ -1,0 +1,57 @@
+// A start of the framework that runs out of memory.
+#include <chrono>
+#include <future>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/BundleEvent.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/FrameworkEvent.h>
+
+#include "HostTest.hpp"
+#include "agent/host/FrameworkAccess.hpp"
+#include "agent/host/standalone/StandaloneHost.hpp"
+#include "support/AllocationFailure.hpp"
+
+namespace {
+
+using agent::host::standalone::startFramework;
+using agent::spf::frameworksetup::test::AllocationFailure;
+using cppmicroservices::Bundle;
+using cppmicroservices::BundleEvent;
+using cppmicroservices::Framework;
+
+class FrameworkStartFaults : public host_test::HostTest {};
+
+TEST_F(FrameworkStartFaults, AFrameworkThatCannotBeStoppedAfterAFailedStartDoesNotHoldUpTheNextStart) {
+    installation.addMicroservice("host_test_alpha");
+    std::shared_ptr<Framework> leftRunning;
+    std::optional<AllocationFailure> outOfMemory;
+    cppmicroservices::ListenerToken token;
+    probe.onReport([&](std::string const&) {
+        leftRunning = agent::host::getFramework();
+        token = leftRunning->GetBundleContext().AddBundleListener([&](BundleEvent const& event) {
+            if (event.GetType() == BundleEvent::BUNDLE_STOPPED) { // the last that is done about the bundle
+                outOfMemory.emplace(1, AllocationFailure::Duration::Lasting);
+            }
+        });
+        throw std::runtime_error("not today");
+    });
+    EXPECT_ANY_THROW(startFramework());
+    outOfMemory.reset();
+    leftRunning->GetBundleContext().RemoveListener(std::move(token));
+    probe.onReport(nullptr);
+    ASSERT_EQ(leftRunning->GetState(), Bundle::STATE_ACTIVE);
+
+    auto next = std::async(std::launch::async, startFramework);
+
+    ASSERT_EQ(next.wait_for(host_test::patience), std::future_status::ready);
+    EXPECT_NE(next.get(), leftRunning);
+    leftRunning->Stop();
+    leftRunning->WaitForStop(std::chrono::milliseconds::zero());
+}
+
+} // namespace
