@@ -22,6 +22,7 @@ namespace spf::bench {
 
 using cppmicroservices::Bundle;
 using cppmicroservices::Framework;
+using cppmicroservices::service::cm::Configuration;
 using cppmicroservices::service::cm::ConfigurationAdmin;
 
 namespace {
@@ -36,6 +37,13 @@ std::filesystem::path makeTemporaryDirectory() {
         throw std::runtime_error("cannot make a directory like " + pattern);
     }
     return pattern;
+}
+
+// Has the configuration changed, and removed: changes of one configuration are done in turn, those of several
+// are begun in turn.
+void waitForTurnOf(Configuration& last) {
+    last.Update().wait();
+    last.Remove().wait();
 }
 
 } // namespace
@@ -69,16 +77,11 @@ cppmicroservices::BundleContext BenchHost::context() const {
 }
 
 void BenchHost::settle() {
-    auto const last = admin_->GetConfiguration("qo.example.last");
-    last->Update().wait();
-    last->Remove().wait();
+    waitForTurnOf(*admin_->GetConfiguration("qo.example.last"));
 }
 
-// What concerns one configuration is done in turn.
 void BenchHost::settle(std::string const& configurationID) {
-    auto const last = admin_->GetFactoryConfiguration("qo.spf.framework", configurationID);
-    last->Update().wait();
-    last->Remove().wait();
+    waitForTurnOf(*admin_->GetFactoryConfiguration("qo.spf.framework", configurationID));
 }
 
 } // namespace spf::bench
