@@ -70,29 +70,40 @@ bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
 }
 
 bool ConfigTracker::completeEndpointBind(Any const& endpoint) {
-    return completeEndpoint(endpoints->toBindTo, endpoint, "ConfigTracker completeEndpointBind ");
+    return completeEndpointBind(endpoint, [] {});
 }
 
 bool ConfigTracker::completeEndpointConnect(Any const& endpoint) {
-    return completeEndpoint(endpoints->toConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
+    return completeEndpointConnect(endpoint, [] {});
+}
+
+bool ConfigTracker::completeEndpointBind(Any const& endpoint, std::function<void()> const& keepOwner) {
+    return completeEndpoint(endpoints->toBindTo, endpoint, "ConfigTracker completeEndpointBind ", keepOwner);
+}
+
+bool ConfigTracker::completeEndpointConnect(Any const& endpoint, std::function<void()> const& keepOwner) {
+    return completeEndpoint(endpoints->toConnectTo, endpoint, "ConfigTracker completeEndpointConnect ",
+                            keepOwner);
 }
 
 bool ConfigTracker::completeEndpoint(OutstandingEndpoints& outstanding, Any const& endpoint,
-                                     char const* message) {
+                                     char const* message, std::function<void()> const& keepOwner) {
     std::unique_lock<std::mutex> lock(mutex);
     if (isFinished()) {
+        keepOwner();
         return true;
     }
     if (!outstanding.remove(endpoint)) {
         return false;
     }
     log(host::Severity::Progress, [&](std::ostream& stream) { stream << message << endpoint.ToString(); });
-    auto const allEndpointsFinished = areAllEndpointsFinished();
-    auto const finished = allEndpointsFinished && allServicesPublished; // there is no error, see above
-    lock.unlock();
-    if (allEndpointsFinished) {
-        condition.notify_all();
+    if (!areAllEndpointsFinished()) {
+        return false;
     }
+    keepOwner();
+    auto const finished = isFinished();
+    lock.unlock();
+    condition.notify_all();
     return finished;
 }
 

@@ -72,8 +72,6 @@ void FrameworkSetupListener::handleEvent(std::shared_ptr<Event> event) {
     if (!event) {
         return;
     }
-    // A report may wake a client that then drops the listener, and the callback may unregister it.
-    auto const self = weak_from_this().lock();
     switch (event->eventType) {
     case EventType::FrameworkEvent:
         return handleFrameworkEvent(static_cast<FrameworkEvent const&>(*event));
@@ -83,6 +81,10 @@ void FrameworkSetupListener::handleEvent(std::shared_ptr<Event> event) {
         return handleRouterEvent(static_cast<RouterEvent const&>(*event));
     }
 }
+
+// A report may wake a client that then drops the listener, and the callback may unregister it. So the
+// handlers keep the listener alive, that of the router's events only from the last endpoint on: there are
+// thousands of others, and counting references costs more than finding an endpoint.
 
 ConfigTracker* FrameworkSetupListener::match(std::string const& name, std::uint32_t eventModificationCount) {
     if (eventModificationCount < modificationCount) {
@@ -97,6 +99,7 @@ void FrameworkSetupListener::handleFrameworkEvent(FrameworkEvent const& event) {
     if (!tracker) {
         return;
     }
+    auto const self = weak_from_this().lock();
     switch (event.kind) {
     case FrameworkEvent::Kind::AllServicesPublished:
         if (tracker->completeAllServicesPublished()) {
@@ -115,15 +118,17 @@ void FrameworkSetupListener::handleRouterEvent(RouterEvent const& event) {
     if (!tracker) {
         return;
     }
+    std::shared_ptr<FrameworkSetupListener> self;
+    auto const keepAlive = [this, &self] { self = weak_from_this().lock(); };
     auto finished = false;
     switch (event.kind) {
     case RouterEvent::Kind::Bound:
     case RouterEvent::Kind::Rebound:
-        finished = tracker->completeEndpointBind(event.endpoint);
+        finished = tracker->completeEndpointBind(event.endpoint, keepAlive);
         break;
     case RouterEvent::Kind::Connected:
     case RouterEvent::Kind::Reconnected:
-        finished = tracker->completeEndpointConnect(event.endpoint);
+        finished = tracker->completeEndpointConnect(event.endpoint, keepAlive);
         break;
     }
     if (finished) {
@@ -136,6 +141,7 @@ void FrameworkSetupListener::handleFrameworkErrorEvent(FrameworkErrorEvent const
     if (!tracker) {
         return;
     }
+    auto const self = weak_from_this().lock();
     tracker->configurationErrored(event.error);
     completeConfig(event.name);
 }

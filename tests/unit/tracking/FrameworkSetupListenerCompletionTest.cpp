@@ -3,6 +3,7 @@
 #include <functional>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "support/ConcurrentCall.hpp"
 #include "tracking/ListenerTest.hpp"
@@ -225,21 +226,63 @@ TEST_F(FrameworkSetupListenerCompletionTest, WhatRunsIsACopyOfTheCallbackSoThatI
     EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST_F(FrameworkSetupListenerCompletionTest, AListenerIsKeptAliveWhileItHandlesAnEvent) {
-    std::shared_ptr<FrameworkSetupListener> listener;
-    std::weak_ptr<FrameworkSetupListener> observer;
-    auto aliveDuringTheCallback = false;
-    listener = std::make_shared<FrameworkSetupListener>(
-        [&] {
-            listener.reset();
-            aliveDuringTheCallback = !observer.expired();
-        },
-        configurationMap(1, {publisherEntry("p")}));
-    observer = listener;
-    auto* const raw = listener.get();
-    raw->handleEvent(allServicesPublished("p"));
-    EXPECT_TRUE(aliveDuringTheCallback);
-    EXPECT_TRUE(observer.expired());
+TEST_F(FrameworkSetupListenerCompletionTest, AListenerIsKeptAliveWhileAnEventCompletesItsPublisher) {
+    struct {
+        char const* name;
+        std::vector<std::shared_ptr<Event>> before;
+        std::shared_ptr<Event> completing;
+    } const cases[] = {
+        {"published last", {bound("b", "p"), connected("c", "p")}, allServicesPublished("p")},
+        {"bound last", {allServicesPublished("p"), connected("c", "p")}, bound("b", "p")},
+        {"connected last", {allServicesPublished("p"), bound("b", "p")}, connected("c", "p")},
+        {"error", {}, errored(errorWith("port in use"), "p")},
+        {"removed", {}, configurationRemoved("p")},
+    };
+    for (auto const& [name, before, completing] : cases) {
+        SCOPED_TRACE(name);
+        std::shared_ptr<FrameworkSetupListener> listener;
+        std::weak_ptr<FrameworkSetupListener> observer;
+        auto aliveDuringTheCallback = false;
+        listener = std::make_shared<FrameworkSetupListener>(
+            [&] {
+                listener.reset();
+                aliveDuringTheCallback = !observer.expired();
+            },
+            configurationMap(1, {publisherEntry("p", {endpoint("b")}, {endpoint("c")})}));
+        observer = listener;
+        auto* const raw = listener.get();
+        for (auto const& event : before) {
+            raw->handleEvent(event);
+        }
+        ASSERT_FALSE(observer.expired());
+        raw->handleEvent(completing);
+        EXPECT_TRUE(aliveDuringTheCallback);
+        EXPECT_TRUE(observer.expired());
+    }
+}
+
+TEST_F(FrameworkSetupListenerCompletionTest, AListenerIsKeptAliveWhileAnEventComesAfterTheCompletion) {
+    for (auto const& late : {bound("b", "p"), connected("c", "p"), allServicesPublished("p")}) {
+        std::shared_ptr<FrameworkSetupListener> listener;
+        std::weak_ptr<FrameworkSetupListener> observer;
+        auto isLate = false;
+        auto aliveDuringTheCallback = false;
+        listener = std::make_shared<FrameworkSetupListener>(
+            [&] {
+                if (isLate) {
+                    listener.reset();
+                    aliveDuringTheCallback = !observer.expired();
+                }
+            },
+            configurationMap(1, {publisherEntry("p")}));
+        observer = listener;
+        listener->handleEvent(allServicesPublished("p"));
+        isLate = true;
+        auto* const raw = listener.get();
+        raw->handleEvent(late);
+        EXPECT_TRUE(aliveDuringTheCallback);
+        EXPECT_TRUE(observer.expired());
+    }
 }
 
 TEST_F(FrameworkSetupListenerCompletionTest, AnEventIsKeptAliveWhileItIsHandled) {

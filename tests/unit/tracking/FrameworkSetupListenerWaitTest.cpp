@@ -171,4 +171,13 @@ TEST_F(FrameworkSetupListenerWaitTest, TheListenerMayBeDroppedAsSoonAsAWaitRetur
     }
 }
 
+TEST_F(FrameworkSetupListenerWaitTest, TheLastReferenceMayBeDroppedByWhomAnEventWakes) {
+    for (auto i = 0; i < 200; ++i) {
+        auto listener = listenerFor({publisherEntry("p", {endpoint("b")})});
+        ConcurrentCall<void> event([raw = listener.get()] { raw->handleEvent(bound("b", "p")); });
+        EXPECT_TRUE(listener->waitForAllEndpoints(longTime, "p"));
+        listener.reset();
+    }
+}
+
 } // namespace agent::spf::frameworksetup::test

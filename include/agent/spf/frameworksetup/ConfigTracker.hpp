@@ -5,6 +5,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -78,12 +79,21 @@ public:
     listOutstandingEndpoints();
 
 private:
+    friend class FrameworkSetupListener; // keeps itself, and so its trackers, alive from inside a report
+
     struct Endpoints;
     using Predicate = bool (ConfigTracker::*)() const;
 
+    // As the public operations. `keepOwner` is called, with the mutex locked, when all endpoints are
+    // finished: whoever learns that may drop the tracker before the report is over. It must not throw.
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpointBind(cppmicroservices::Any const& endpoint,
+                                                             std::function<void()> const& keepOwner);
+    AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpointConnect(cppmicroservices::Any const& endpoint,
+                                                                std::function<void()> const& keepOwner);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpoint(OutstandingEndpoints& outstanding,
                                                          cppmicroservices::Any const& endpoint,
-                                                         char const* message);
+                                                         char const* message,
+                                                         std::function<void()> const& keepOwner);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool waitUntil(Predicate reached,
                                                   std::chrono::milliseconds const& timeout);
 

@@ -32,8 +32,9 @@ namespace agent::spf::frameworksetup {
 // Events of an older version of the configuration (a lower modification count), for unknown publishers and of
 // unknown types and kinds are ignored; so is a null event.
 //
-// Thread safe. While an event is handled the listener keeps itself alive if a shared pointer owns it.
-// Neither copied nor moved: there is no empty state.
+// Thread safe. An event may wake a client that drops the listener, or run a callback that does: a listener
+// that a shared pointer owns stays alive until the event is handled. Neither copied nor moved: there is no
+// empty state.
 class AGENT_SPF_FRAMEWORKSETUP_EXPORT FrameworkSetupListener
     : public frameworklistener::FrameworkListener,
       public std::enable_shared_from_this<FrameworkSetupListener> {
