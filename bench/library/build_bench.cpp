@@ -1,5 +1,6 @@
 // build() as a whole beside the sum of what it must do, and build() from several threads.
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -29,10 +30,30 @@ constexpr char const* factoryPID = "qo.spf.framework";
 
 std::unique_ptr<BenchHost> host; // while the benchmarks run
 
+// Throws unless the model holds every interface and every publisher that its mappings name. Mappings of one
+// interface, and of one publisher, follow one another in an index, so each is looked up once.
+void checkByHand(Model const& model) {
+    auto const& byInterface = model.mappings.get<0>();
+    for (auto mapping = byInterface.begin(); mapping != byInterface.end();
+         mapping = byInterface.upper_bound(mapping->serviceID)) {
+        if (model.interfaces.find(mapping->serviceID) == model.interfaces.end()) {
+            throw std::runtime_error("unknown interface " + mapping->serviceID);
+        }
+    }
+    auto const& byPublisher = model.mappings.get<1>();
+    for (auto mapping = byPublisher.begin(); mapping != byPublisher.end();
+         mapping = byPublisher.upper_bound(mapping->publisherID)) {
+        if (model.publishers.find(mapping->publisherID) == model.publishers.end()) {
+            throw std::runtime_error("unknown publisher " + mapping->publisherID);
+        }
+    }
+}
+
 // A configuration that is published by hand, and withdrawn at the end.
 class PublishedByHand {
 public:
     PublishedByHand(Model const& model, std::string const& configurationID) {
+        checkByHand(model);
         installAndStartMicroServices();
         auto properties = encodeByHand(model, 1);
         auto context = agent::host::getFramework()->GetBundleContext();
