@@ -29,16 +29,17 @@ std::shared_ptr<SerialQueues> SerialQueues::create() {
 }
 
 std::shared_future<void> SerialQueues::post(std::string const& name, Job job) {
-    Entry entry{std::move(job), {}};
-    auto result = entry.done.get_future().share();
+    std::list<Entry> entry; // one, made before the mutex is locked
+    entry.push_back({std::move(job), {}});
+    auto result = entry.front().done.get_future().share();
     std::unique_lock lock{mutex_};
     if (refusing_) {
         lock.unlock();
-        entry.done.set_value();
+        entry.front().done.set_value();
         return result;
     }
     auto& queue = *queues_.try_emplace(name).first;
-    queue.second.entries.push_back(std::move(entry));
+    queue.second.entries.splice(queue.second.entries.end(), entry);
     if (!queue.second.scheduled) {
         queue.second.scheduled = true;
         ready_.push_back(&queue);
@@ -72,7 +73,7 @@ void SerialQueues::refuse() {
 }
 
 void SerialQueues::stop() {
-    std::deque<Entry> dropped;
+    std::list<Entry> dropped;
     {
         std::lock_guard lock{mutex_};
         refusing_ = true;
@@ -222,12 +223,13 @@ void SerialQueues::runReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
 }
 
 void SerialQueues::runFrontWithLock(Queue& queue, std::unique_lock<std::mutex>& lock) {
-    auto entry = std::move(queue.entries.front());
-    queue.entries.pop_front();
+    std::list<Entry> entry;
+    entry.splice(entry.begin(), queue.entries, queue.entries.begin());
     lock.unlock();
-    entry.job();
-    entry.job = nullptr;
-    entry.done.set_value();
+    entry.front().job();
+    entry.front().job = nullptr;
+    entry.front().done.set_value();
+    entry.clear(); // before the mutex is locked
     lock.lock();
     ++finished_;
     if (waiters_ > 0) {

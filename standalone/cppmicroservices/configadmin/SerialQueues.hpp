@@ -55,7 +55,7 @@ private:
         std::promise<void> done;
     };
     struct Queue {
-        std::deque<Entry> entries;
+        std::list<Entry> entries;
         bool scheduled = false; // in ready_ or run by a thread
     };
     using NamedQueues = std::unordered_map<std::string, Queue>;
@@ -80,7 +80,9 @@ private:
     void runFrontWithLock(Queue& queue, std::unique_lock<std::mutex>& lock);
     void retireWithLock(std::unique_lock<std::mutex>& lock);
 
-    std::mutex mutex_; // guards everything below; no job is run or destroyed under it
+    // Guards everything below. No job is run or destroyed under it, and no entry is allocated or freed: both
+    // can wait for a thread that does the same, which would keep all others waiting.
+    std::mutex mutex_;
     NamedQueues queues_;
     std::deque<NamedQueue*> ready_;  // have entries and wait for a thread
     std::list<std::thread> threads_; // at least one until stop()
