@@ -149,8 +149,8 @@ public:
 
     /// The tracked object of the most preferred service; null if none is tracked.
     virtual std::shared_ptr<TrackedParamType> GetService() const {
-        auto const services = OpenServices();
-        return services ? services->bestObject() : nullptr;
+        std::lock_guard const lock(mutex_); // instead of a copy of the pointer, whose counting takes as long
+        return services_ ? services_->bestObject() : nullptr;
     }
 
     /// Stops tracking the service until it is next modified.
