@@ -46,7 +46,10 @@ public:
     void removed(std::string const& instance);
 
     // The publisher of this PID has nothing left of a configuration that was removed, or that will be: when
-    // Configuration Admin stops, publishers and the owner of this object are told in any order.
+    // Configuration Admin stops, publishers and the owner of this object are told in any order. If somebody
+    // else has removed the configuration just before an update, this counts for what the update brought,
+    // whose removal is then reported too early: Configuration Admin need not tell a publisher of every update
+    // and every removal when they follow each other closely, so there is nothing to count by.
     void withdrawn(std::string const& pid);
 
     // There is no publisher for this factory PID any more: nothing is left of what it was to withdraw.
