@@ -226,6 +226,18 @@ TEST_F(PeersOfSeveralAddresses, OneGetsHalfOfTheConnectionsAndOthersTheRest) {
     EXPECT_THAT(greet("127.0.0.3").readFrame(), HasSubstr("hello"));
 }
 
+TEST_F(PeersOfSeveralAddresses, OneThatDoesNotGreetEndsItsOwnConnectionsOnly) {
+    RawSocket slow("127.0.0.2", port_);
+    std::vector<RawSocket> flood;
+    for (int i = 0; i < 40; ++i) {
+        flood.emplace_back("127.0.0.3", port_);
+    }
+
+    EXPECT_TRUE(flood.front().isClosedByPeer());
+    slow.sendFrame(hello);
+    EXPECT_THAT(slow.readFrame(), HasSubstr("hello"));
+}
+
 TEST_F(PeersOfSeveralAddresses, OneGetsAConnectionAgainInPlaceOfOneThatHasEnded) {
     auto peers = greeted(128, "127.0.0.2");
     peers.back().sendFrame("no JSON");

@@ -66,6 +66,7 @@ public:
 
     bool isEstablished() const noexcept { return established_; }
     std::string const& agent() const noexcept { return hello_.agent; }
+    std::string const& origin() const noexcept { return origin_; } // see Connection::origin()
 
 private:
     class Handler;

@@ -1,6 +1,7 @@
 #include "agent/spf/bundles/publisher/PublisherEndpoint.hpp"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace agent::spf::bundles::publisher {
@@ -208,13 +209,24 @@ void PublisherEndpoint::opened(std::shared_ptr<Connection> connection) {
     peer->start();
 }
 
-// The oldest makes room, since a peer in earnest greets at once.
+// The oldest makes room, since a peer in earnest greets at once: the oldest from the origin that has most of
+// them, so that no flood of connections ends those of others.
 void PublisherEndpoint::makeRoomForPeer() {
-    auto const isPending = [](auto const& peer) { return !peer->isEstablished(); };
-    if (std::count_if(peers_.begin(), peers_.end(), isPending) < maximumPendingPeers) {
+    std::multiset<std::string> pending; // the origins of the peers that have not greeted
+    for (auto const& peer : peers_) {
+        if (!peer->isEstablished()) {
+            pending.insert(peer->origin());
+        }
+    }
+    if (pending.size() < maximumPendingPeers) {
         return;
     }
-    auto const oldest = std::find_if(peers_.begin(), peers_.end(), isPending);
+    auto const& most = *std::max_element(pending.begin(), pending.end(), [&](auto const& a, auto const& b) {
+        return pending.count(a) < pending.count(b);
+    });
+    auto const oldest = std::find_if(peers_.begin(), peers_.end(), [&](auto const& peer) {
+        return !peer->isEstablished() && peer->origin() == most;
+    });
     auto const peer = *oldest;
     peers_.erase(oldest);
     peer->close();

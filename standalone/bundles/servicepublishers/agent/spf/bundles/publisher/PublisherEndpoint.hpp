@@ -2,6 +2,7 @@
 #ifndef AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_ENDPOINT_HPP
 #define AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_ENDPOINT_HPP
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -31,7 +32,7 @@ public:
 class PublisherEndpoint : private PeerOwner, public std::enable_shared_from_this<PublisherEndpoint> {
 public:
     // So many peers may be connected that have not greeted yet.
-    static constexpr int maximumPendingPeers = 32;
+    static constexpr std::size_t maximumPendingPeers = 32;
 
     // `context` and `owner` outlive the endpoint or its close().
     PublisherEndpoint(PublisherContext& context, EndpointOwner& owner, EndpointRole role, std::string text);
