@@ -84,6 +84,7 @@ protected:
     };
     struct Listener {
         BundleContext context;
+        std::size_t framework = 0;
         cppmicroservices::ListenerToken token;
     };
 
@@ -188,7 +189,8 @@ protected:
             }
             auto const name = "listener " + std::to_string(++listeners_);
             return name + " " + outcome([&] {
-                       tokens_.push_back({context, context.AddBundleListener([=](BundleEvent const& event) {
+                       tokens_.push_back({context, frameworkOf(context),
+                                          context.AddBundleListener([=](BundleEvent const& event) {
                                               hear(name, streamed(event.GetType()), event.GetBundle(), false);
                                           })});
                    });

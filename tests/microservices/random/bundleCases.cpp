@@ -74,7 +74,7 @@ private:
                            hear(name, describeEvent(event), event.GetBundle(), throws);
                        });
                    }
-                   tokens_.push_back({context, std::move(token)});
+                   tokens_.push_back({context, frameworkOf(context), std::move(token)});
                });
     }
 
@@ -85,8 +85,18 @@ private:
         auto const place = tokens_.begin() + static_cast<std::ptrdiff_t>(random_.below(tokens_.size()));
         auto listener = std::move(*place);
         tokens_.erase(place);
-        auto context = random_.percent(80) ? listener.context : anyOf(contexts_);
+        auto const other = anyOf(contexts_);
+        auto context = random_.percent(20) && mayRemove(listener, other) ? other : listener.context;
         return outcome([&] { context.RemoveListener(std::move(listener.token)); });
+    }
+
+    // With the installed provider, a token of one framework can be that of some listener of the other.
+    static bool mayRemove(Listener const& listener, BundleContext const& context) {
+        try {
+            return frameworkOf(context) == listener.framework;
+        } catch (std::exception const&) {
+            return true; // it removes nothing
+        }
     }
 
     // -- bundles -----------------------------------------------------------------------------------------

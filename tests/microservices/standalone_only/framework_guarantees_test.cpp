@@ -6,6 +6,7 @@
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
@@ -52,6 +53,26 @@ TEST_F(FrameworkGuarantees, ActivatorThatChangesItsOwnBundleGetsAnException) {
     EXPECT_EQ(messages,
               std::vector<std::string>(3, "Bundle test_recorder (location=" + bundle_.GetLocation() +
                                               ") tries to change its own state"));
+}
+
+TEST_F(FrameworkGuarantees, TokenOfOneFrameworkRemovesNoListenerOfAnother) {
+    auto first = FrameworkFactory().NewFramework();
+    auto second = FrameworkFactory().NewFramework();
+    first.Start();
+    second.Start();
+    auto token = first.GetBundleContext().AddBundleListener([](BundleEvent const&) {});
+    int events = 0;
+    auto context = second.GetBundleContext();
+    context.AddBundleListener([&events](BundleEvent const&) { ++events; });
+
+    context.RemoveListener(std::move(token));
+
+    context.InstallBundles(locationOf("recorder"));
+    EXPECT_EQ(events, 1);
+    for (auto* framework : {&first, &second}) {
+        framework->Stop();
+        framework->WaitForStop(std::chrono::milliseconds::zero());
+    }
 }
 
 TEST_F(FrameworkGuarantees, ThreadsThatWaitForEachOthersBundlesAreFoundAndOneGetsAnException) {

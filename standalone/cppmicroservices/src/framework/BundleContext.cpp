@@ -10,6 +10,7 @@
 #include "cppmicroservices/BundleEvent.h"
 #include "cppmicroservices/detail/BundleContextSlot.h"
 
+#include <atomic>
 #include <functional>
 #include <stdexcept>
 #include <utility>
@@ -25,6 +26,12 @@ BundleContext MakeBundleContext(std::shared_ptr<ContextRecord> record) {
 } // namespace detail
 
 namespace {
+
+// Counts in the whole process, so that the token of one framework is none of another's.
+ListenerTokenId nextListenerId() noexcept {
+    static std::atomic<ListenerTokenId> last{0};
+    return ++last;
+}
 
 detail::ServiceLink::Target requireService(ServiceReferenceBase const& reference) {
     auto target = detail::Access::target(reference);
@@ -159,21 +166,21 @@ InterfaceMapConstPtr BundleContext::GetService(ServiceReferenceU const& referenc
 
 ListenerToken BundleContext::AddServiceListener(ServiceListener const& listener, std::string const& filter) {
     auto const core = ValidRecord()->core();
-    auto const id = core->nextListenerId();
+    auto const id = nextListenerId();
     core->serviceListeners().add(id, record_, listener, filter);
     return detail::Access::token(id);
 }
 
 ListenerToken BundleContext::AddBundleListener(BundleListener const& listener) {
     auto const core = ValidRecord()->core();
-    auto const id = core->nextListenerId();
+    auto const id = nextListenerId();
     core->bundleListeners().add(id, record_, listener);
     return detail::Access::token(id);
 }
 
 ListenerToken BundleContext::AddFrameworkListener(FrameworkListener const& listener) {
     auto const core = ValidRecord()->core();
-    auto const id = core->nextListenerId();
+    auto const id = nextListenerId();
     core->frameworkListeners().add(id, record_, listener);
     return detail::Access::token(id);
 }

@@ -98,8 +98,6 @@ public:
     std::string dataFile(BundleRecord const& bundle, std::string const& name) const;
     void removeDataFiles(BundleRecord const& bundle) const;
 
-    ListenerTokenId nextListenerId() noexcept { return ++lastListenerId_; }
-
 private:
     class Handle;
 
@@ -125,7 +123,6 @@ private:
     EventListeners<BundleEvent> bundleListeners_;
     EventListeners<FrameworkEvent> frameworkListeners_;
     std::atomic<bool> startsBundles_{true}; // until the first stop, and from each later start to the next
-    std::atomic<ListenerTokenId> lastListenerId_{0};
 
     mutable std::mutex mutex_; // guards what follows
     AnyMap properties_;
