@@ -2,10 +2,11 @@
 # installation root is; nothing in it records where it lies, so it may be moved as a whole.
 #
 # Install components, which are also those of find_package(spf-frameworksetup): each brings its headers and targets.
-#   library           the library, the host declarations, the provider of the CppMicroServices interface
+#   library           the library, the host declarations, the provider of the CppMicroServices interface,
+#                     documentation
 #   standalone-host   the standalone host
 #   bundles           the SPF bundles, Configuration Admin, and the service interfaces of the bundles
-#   agent             spf-agent, its man page and schema, examples, documentation
+#   agent             spf-agent, its man page and schema, examples
 
 set(SPF_CMAKE_DIRECTORY "${CMAKE_INSTALL_LIBDIR}/cmake/spf-frameworksetup")
 set(SPF_EXAMPLE_DIRECTORY "${CMAKE_INSTALL_DATADIR}/spf-frameworksetup/examples")
@@ -77,7 +78,7 @@ function(spf_install_package)
     install(FILES CHANGELOG.md CONTRIBUTING.md LICENSE README.md SECURITY.md
         DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library)
     install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT library
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN snippets EXCLUDE)
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.dat" PATTERN snippets EXCLUDE)
     foreach(component IN LISTS components)
         install(EXPORT spf-frameworksetup-${component} NAMESPACE spf::
             DESTINATION "${SPF_CMAKE_DIRECTORY}" COMPONENT ${component})

@@ -247,6 +247,10 @@ class AddSubdirectory(InstalledTest):
         directory = self.build_consumer("standalone", None, "spf-bundles", "spf-configuration-admin")
         self.run_consumer(directory / "consumer")
 
+    def test_the_names_of_the_examples_are_the_parents(self):
+        directory = self.build_consumer("standalone", None)
+        self.assertNotIn("first_steps", run("cmake", "--build", directory, "--target", "help"))
+
     def test_with_a_host_of_the_consumers_own(self):
         directory = self.build_consumer("own", self.root)
         self.assertFalse((directory / "spf-frameworksetup/standalone/host").exists())
