@@ -149,7 +149,7 @@ public:
 
     /// The tracked object of the most preferred service; null if none is tracked.
     virtual std::shared_ptr<TrackedParamType> GetService() const {
-        std::lock_guard const lock(mutex_); // instead of a copy of the pointer, whose counting takes as long
+        std::lock_guard const lock(mutex_); // before that of the services, which never take this one
         return services_ ? services_->bestObject() : nullptr;
     }
 
