@@ -80,9 +80,9 @@ public:
     /// Begins to track: the services that match now are tracked when this returns. Does nothing if the
     /// tracker is open. \throws std::runtime_error if the context is no longer valid
     virtual void Open() {
-        auto const services = std::make_shared<Services>(customizer_ ? *customizer_ : *this);
+        auto const services = std::make_shared<Services>(customizer_ ? *customizer_ : *this, mutex_);
         {
-            std::lock_guard const lock(mutex_);
+            std::lock_guard const lock(*mutex_);
             if (services_) {
                 return;
             }
@@ -149,8 +149,8 @@ public:
 
     /// The tracked object of the most preferred service; null if none is tracked.
     virtual std::shared_ptr<TrackedParamType> GetService() const {
-        std::lock_guard const lock(mutex_); // before that of the services, which never take this one
-        return services_ ? services_->bestObject() : nullptr;
+        std::lock_guard const lock(*mutex_);
+        return services_ ? services_->bestObjectWithLock() : nullptr;
     }
 
     /// Stops tracking the service until it is next modified.
@@ -202,7 +202,7 @@ private:
         , customizer_(customizer) {}
 
     std::shared_ptr<Services> OpenServices() const {
-        std::lock_guard const lock(mutex_);
+        std::lock_guard const lock(*mutex_);
         return services_;
     }
 
@@ -220,7 +220,7 @@ private:
         std::shared_ptr<Services> services;
         ListenerToken token;
         {
-            std::lock_guard const lock(mutex_);
+            std::lock_guard const lock(*mutex_);
             services.swap(services_);
             token = std::move(token_);
         }
@@ -274,7 +274,8 @@ private:
     std::string const filter_;
     ServiceTrackerCustomizer<S, T>* const customizer_;
 
-    mutable std::mutex mutex_;           // guards what follows
+    // Guards what follows and what the services hold, which may outlive the tracker.
+    std::shared_ptr<std::mutex> const mutex_ = std::make_shared<std::mutex>();
     std::shared_ptr<Services> services_; // null while closed
     ListenerToken token_;
 };

@@ -20,7 +20,8 @@
 
 namespace cppmicroservices::detail {
 
-/// Thread safe. The customizer is called with no lock held, and not after close() has returned.
+/// Thread safe. The customizer is called with no lock held, and not after close() has returned. The mutex is
+/// the tracker's: whoever holds it already may call what ends in "WithLock".
 template <class S, class T>
 class TrackedServices {
 public:
@@ -30,8 +31,9 @@ public:
     using Objects = std::unordered_map<Reference, Object>;
     using Clock = std::chrono::steady_clock;
 
-    explicit TrackedServices(Customizer& customizer)
-        : customizer_(customizer) {}
+    TrackedServices(Customizer& customizer, std::shared_ptr<std::mutex> mutex)
+        : customizer_(customizer)
+        , shared_(std::move(mutex)) {}
 
     void handle(ServiceEvent const& event) {
         Reference const reference(event.GetServiceReference());
@@ -138,8 +140,7 @@ public:
 
     /// Its object; null if there is none, or if the service is unregistered, which the tracker of a stopped
     /// bundle is not told of. Once given, it is given again until what is tracked changes.
-    Object bestObject() const {
-        std::lock_guard const lock(mutex_);
+    Object bestObjectWithLock() const {
         if (!given_) {
             auto const* const best = bestWithLock();
             given_ = best && best->first ? best : nullptr;
@@ -304,7 +305,8 @@ private:
 
     Customizer& customizer_;
 
-    mutable std::mutex mutex_; // guards what follows
+    std::shared_ptr<std::mutex> const shared_;
+    std::mutex& mutex_ = *shared_; // guards what follows
     std::condition_variable changed_;
     Objects objects_;
     Objects adding_;                     // the customizer is asked for their objects
