@@ -8,6 +8,7 @@
 
 #include "tracking/endpointEquality.hpp"
 #include "tracking/endpointHash.hpp"
+#include "tracking/endpointsLeft.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -150,14 +151,7 @@ void IndexedEndpoints::removeAt(Position position) noexcept {
 }
 
 std::vector<Any> IndexedEndpoints::list() const {
-    std::vector<Any> left;
-    left.reserve(outstandingCount);
-    for (std::size_t position = 0; position < endpoints.size(); ++position) {
-        if (outstanding[position]) {
-            left.push_back(endpoints[position]);
-        }
-    }
-    return left;
+    return endpointsLeft(endpoints, outstanding, outstandingCount);
 }
 
 } // namespace agent::spf::frameworksetup

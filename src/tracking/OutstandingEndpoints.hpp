@@ -2,6 +2,8 @@
 #ifndef TRACKING_OUTSTANDING_ENDPOINTS_HPP
 #define TRACKING_OUTSTANDING_ENDPOINTS_HPP
 
+#include <bitset>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -28,8 +30,18 @@ public:
     std::vector<cppmicroservices::Any> list() const;
 
 private:
-    std::vector<cppmicroservices::Any> endpoints; // what is left of a short list
-    std::unique_ptr<IndexedEndpoints> indexed;    // what is left of a long one; null for a short list
+    // Up to this length searching the list is no slower than looking into an index, and there is none to
+    // make.
+    static constexpr std::size_t searchedLength = 12;
+
+    template <typename IsRemoved>
+    bool removeIf(IsRemoved const& isRemoved) noexcept;
+
+    // A short list stays as it is, those that are removed in it: to move the others up takes longer than to
+    // find one.
+    std::vector<cppmicroservices::Any> endpoints;
+    std::bitset<searchedLength> outstanding;   // which of them are left
+    std::unique_ptr<IndexedEndpoints> indexed; // what is left of a long list; null for a short one
 };
 
 } // namespace agent::spf::frameworksetup
