@@ -10,6 +10,7 @@
 #include "cppmicroservices/detail/TrackedServices.h"
 
 #include <chrono>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -233,8 +234,9 @@ private:
     void RemoveListener(ListenerToken token) {
         try {
             context_.RemoveListener(std::move(token));
-        } catch (IllegalStateException const&) {
-            // The bundle has stopped, which removed the listener.
+        } catch (std::exception const&) {
+            // The bundle has stopped, which removed the listener. If there is no memory to say so, that is
+            // another exception.
         }
     }
 

@@ -44,7 +44,7 @@ BundleLibrary::ActivatorPointer BundleLibrary::makeActivator() const {
     return {create(), destroy};
 }
 
-BundleContextSlot* BundleLibrary::contextSlot() const {
+BundleContextSlot* BundleLibrary::findContextSlot() const {
     auto* const slot = reinterpret_cast<BundleContextSlot* (*)()>(symbol(US_STR(US_GET_CTX_PREFIX)));
     return slot ? slot() : nullptr;
 }

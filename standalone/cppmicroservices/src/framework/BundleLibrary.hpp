@@ -25,13 +25,15 @@ public:
     /// A new activator object. \throws std::runtime_error if the library exports none
     ActivatorPointer makeActivator() const;
     /// Where the bundle's code looks for its context; null if the library has no such place.
-    BundleContextSlot* contextSlot() const;
+    BundleContextSlot* contextSlot() const noexcept { return contextSlot_; }
 
 private:
     void* symbol(char const* prefix) const;
+    BundleContextSlot* findContextSlot() const;
 
     std::string const symbolicName_;
     void* const handle_;
+    BundleContextSlot* const contextSlot_ = findContextSlot();
 };
 
 /// The path of the running program.

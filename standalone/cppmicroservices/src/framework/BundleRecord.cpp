@@ -137,19 +137,18 @@ void BundleRecord::activate(FrameworkCore& core) {
     openContext(core);
     setState(Bundle::STATE_STARTING);
     core.fire(BundleEvent::BUNDLE_STARTING, shared_from_this());
-    warnOfBadActivatorHeader(core);
-    if (manifest_.hasActivator) {
-        try {
+    try {
+        warnOfBadActivatorHeader(core);
+        if (manifest_.hasActivator) {
             callStart(core);
-        } catch (SharedLibraryException const&) {
-            rollBack(core);
-            throw;
-        } catch (...) {
-            auto const text = textOf(std::current_exception());
-            rollBack(core);
-            throw std::runtime_error("Bundle " + symbolicName() + " (location= " + location_ +
-                                     ") start failed: " + text);
         }
+    } catch (SharedLibraryException const&) {
+        rollBack(core);
+        throw;
+    } catch (...) {
+        rollBack(core); // before anything that takes memory
+        throw std::runtime_error("Bundle " + symbolicName() + " (location= " + location_ +
+                                 ") start failed: " + textOf(std::current_exception()));
     }
     setState(Bundle::STATE_ACTIVE);
     core.fire(BundleEvent::BUNDLE_STARTED, shared_from_this());

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -15,7 +16,7 @@
 
 namespace cppmicroservices::detail {
 
-/// Thread safe. Listeners are called with no lock held.
+/// Thread safe. Listeners are called with no lock held. To remove them takes no memory.
 template <class Event>
 class EventListeners {
 public:
@@ -82,14 +83,11 @@ private:
     template <class Predicate>
     void removeIf(Predicate const& predicate) {
         // Declared before the lock, so that what a listener captured is destroyed without it.
-        std::shared_ptr<typename Entries::Values const> all;
+        std::map<ListenerTokenId, std::shared_ptr<Entry>> removed;
         std::lock_guard const lock(mutex_);
-        all = entries_.snapshot();
-        for (auto const& entry : *all) {
-            if (predicate(*entry)) {
-                entry->removed.store(true, std::memory_order_release);
-                entries_.erase(entry->id);
-            }
+        removed = entries_.extractIf([&](auto const& entry) { return predicate(*entry); });
+        for (auto const& [id, entry] : removed) {
+            entry->removed.store(true, std::memory_order_release);
         }
     }
 

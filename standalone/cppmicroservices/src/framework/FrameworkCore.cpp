@@ -230,12 +230,16 @@ void FrameworkCore::removeListenersOf(ContextRecord const& context) {
     frameworkListeners_.removeAllOf(context);
 }
 
-void FrameworkCore::fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) {
-    bundleListeners_.deliver(BundleEvent(type, Access::bundle(bundle, *this)),
-                             [this](ContextRecord const& context) {
-                                 report(FrameworkEvent::FRAMEWORK_ERROR, context.bundle(),
-                                        "Bundle listener threw an exception", std::current_exception());
-                             });
+void FrameworkCore::fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) noexcept {
+    try {
+        bundleListeners_.deliver(BundleEvent(type, Access::bundle(bundle, *this)),
+                                 [this](ContextRecord const& context) {
+                                     report(FrameworkEvent::FRAMEWORK_ERROR, context.bundle(),
+                                            "Bundle listener threw an exception", std::current_exception());
+                                 });
+    } catch (...) {
+        // There is no memory for it.
+    }
 }
 
 void FrameworkCore::report(FrameworkEvent::Type type, std::shared_ptr<BundleRecord> const& bundle,

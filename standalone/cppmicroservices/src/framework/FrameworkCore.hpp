@@ -79,8 +79,10 @@ public:
     EventListeners<FrameworkEvent>& frameworkListeners() noexcept { return frameworkListeners_; }
     void removeListenersOf(ContextRecord const& context);
 
+    /// Delivers the event to the listeners. One for which there is no memory is dropped: it comes in the
+    /// middle of a change that must not end half done.
+    void fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) noexcept;
     /// Delivers the event to the listeners.
-    void fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle);
     void report(FrameworkEvent::Type type, std::shared_ptr<BundleRecord> const& bundle,
                 std::string const& message, std::exception_ptr error = nullptr);
     /// Writes a line to the log, if the configuration asks for one.

@@ -38,13 +38,15 @@ void ServiceListeners::add(ListenerTokenId id, std::shared_ptr<ContextRecord> co
     }
 }
 
+// What is removed is declared before the lock, so that what the listeners captured is destroyed without it.
+
 void ServiceListeners::remove(ListenerTokenId id, ContextRecord const& context) {
-    std::shared_ptr<Entry>
-        removed; // before the lock, so that what the listener captured is destroyed without it
+    EntryMap::node_type removed;
     std::lock_guard const lock(mutex_);
     auto const found = entries_.find(id);
     if (found != entries_.end() && found->second->context.get() == &context) {
-        removed = eraseWithLock(id);
+        disconnectWithLock(id, *found->second);
+        removed = entries_.extract(found);
     }
 }
 
@@ -54,35 +56,29 @@ void ServiceListeners::removeAllOf(ContextRecord const& context) {
 
 void ServiceListeners::removeAllOf(ContextRecord const& context,
                                    std::function<bool(ServiceListener const&)> const& isMeant) {
-    std::vector<std::shared_ptr<Entry>> removed; // before the lock, as above
-    std::vector<ListenerTokenId> ids;
+    EntryMap removed;
     std::lock_guard const lock(mutex_);
-    for (auto const& [id, entry] : entries_) {
+    for (auto next = entries_.begin(); next != entries_.end();) {
+        auto const current = next++;
+        auto& [id, entry] = *current;
         if (entry->context.get() == &context && isMeant(entry->listener)) {
-            ids.push_back(id);
+            disconnectWithLock(id, *entry);
+            removed.insert(removed.end(), entries_.extract(current));
         }
-    }
-    removed.reserve(ids.size());
-    for (auto const id : ids) {
-        removed.push_back(eraseWithLock(id));
     }
 }
 
-std::shared_ptr<ServiceListeners::Entry> ServiceListeners::eraseWithLock(ListenerTokenId id) {
-    auto const found = entries_.find(id);
-    auto entry = found->second;
-    entries_.erase(found);
-    entry->removed.store(true, std::memory_order_release);
-    if (entry->interfaceId.empty()) {
+void ServiceListeners::disconnectWithLock(ListenerTokenId id, Entry& entry) {
+    entry.removed.store(true, std::memory_order_release);
+    if (entry.interfaceId.empty()) {
         general_.erase(id);
-        return entry;
+        return;
     }
-    auto const bucket = byInterface_.find(entry->interfaceId);
+    auto const bucket = byInterface_.find(entry.interfaceId);
     bucket->second.erase(id);
     if (bucket->second.empty()) {
         byInterface_.erase(bucket);
     }
-    return entry;
 }
 
 template <class Choose>

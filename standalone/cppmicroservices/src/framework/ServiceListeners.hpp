@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -23,7 +24,7 @@ namespace cppmicroservices::detail {
 class ContextRecord;
 
 /// Thread safe. Listeners that ask for one interface are told only of services with it, without a look at the
-/// others.
+/// others. To remove listeners takes no memory.
 class ServiceListeners {
 public:
     /// \throws std::invalid_argument if `filter` is neither empty nor an expression
@@ -49,10 +50,12 @@ private:
 
         bool matches(AnyMap const& properties) const { return !filter || filter->Match(properties); }
     };
+    using EntryMap = std::map<ListenerTokenId, std::shared_ptr<Entry>>;
     using Bucket = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>>;
     using Entries = std::shared_ptr<Bucket::Values const>;
 
-    std::shared_ptr<Entry> eraseWithLock(ListenerTokenId id);
+    /// Takes the listener out of all but entries_.
+    void disconnectWithLock(ListenerTokenId id, Entry& entry);
     std::vector<Entries> listenersFor(ServiceRecord const& record);
     /// Tells the listener of the event that `eventFor()` returns, if it returns one. What that or the
     /// listener throws is reported.
@@ -61,7 +64,7 @@ private:
     static void reportFailureOf(BundleRecord& bundle, std::exception_ptr error) noexcept;
 
     std::mutex mutex_; // guards what follows
-    std::unordered_map<ListenerTokenId, std::shared_ptr<Entry>> entries_;
+    EntryMap entries_;
     Bucket general_;                                      // of entries_, those without an interface
     std::unordered_map<std::string, Bucket> byInterface_; // the others
 };

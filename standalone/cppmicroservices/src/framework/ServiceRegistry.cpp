@@ -9,6 +9,7 @@
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/ServiceEvent.h"
 
+#include <exception>
 #include <map>
 #include <utility>
 
@@ -29,9 +30,9 @@ void sortByRank(ServiceRegistry::Records& records) {
 }
 
 // Counts in the whole process, so that the services of several frameworks have an order.
-long nextServiceId() noexcept {
+std::atomic<long>& lastServiceId() noexcept {
     static std::atomic<long> last{0};
-    return ++last;
+    return last;
 }
 
 } // namespace
@@ -39,7 +40,7 @@ long nextServiceId() noexcept {
 std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord const& context,
                                                                 InterfaceMapConstPtr service,
                                                                 ServiceProperties const& properties) {
-    auto record = std::make_shared<ServiceRecord>(nextServiceId(), context.bundle(), context.core(),
+    auto record = std::make_shared<ServiceRecord>(++lastServiceId(), context.bundle(), context.core(),
                                                   std::move(service), properties);
     add(context, record);
     try {
@@ -95,19 +96,24 @@ void ServiceRegistry::end(ServiceRecord& record) noexcept {
     record.dropService();
 }
 
+// Those that are registered while others are being unregistered have later identifiers, and stay.
 void ServiceRegistry::unregisterAllOf(BundleRecord const& registrant) {
-    for (auto const& record : registeredBy(registrant)) {
+    auto const last = lastServiceId().load();
+    auto const isMeant = [&](ServiceRecord const& record) {
+        return record.registrant().get() == &registrant && record.id() <= last;
+    };
+    for (auto record = findAfter(0, isMeant); record; record = findAfter(record->id(), isMeant)) {
         try {
             unregister(*record);
-        } catch (std::logic_error const&) {
-            // Another thread is unregistering it.
+        } catch (std::exception const&) {
+            // Another thread is unregistering it. If there is no memory to say so, that is another exception.
         }
     }
 }
 
 void ServiceRegistry::releaseAllOf(BundleRecord const& user) {
-    auto const records = snapshot({});
-    for (auto const& record : *records) {
+    auto const any = [](ServiceRecord const&) { return true; };
+    for (auto record = findAfter(0, any); record; record = findAfter(record->id(), any)) {
         record->uses().releaseAllOf(user);
     }
 }
@@ -230,6 +236,13 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::snapshot(std::s
     }
     auto const found = byInterface_.find(interfaceId);
     return found == byInterface_.end() ? std::make_shared<Records const>() : found->second.snapshot();
+}
+
+template <class Predicate>
+std::shared_ptr<ServiceRecord> ServiceRegistry::findAfter(long id, Predicate const& isMeant) {
+    std::lock_guard const lock(mutex_);
+    auto const* const found = all_.findAfter(id, [&](auto const& record) { return isMeant(*record); });
+    return found ? *found : nullptr;
 }
 
 } // namespace cppmicroservices::detail

@@ -34,7 +34,7 @@ public:
     void setProperties(ServiceRecord& record, ServiceProperties const& properties);
     void unregister(ServiceRecord& record);
 
-    /// Unregisters the bundle's services.
+    /// Unregisters the bundle's services. Takes no memory, as the next.
     void unregisterAllOf(BundleRecord const& registrant);
     /// Releases the objects that the bundle holds of any service.
     void releaseAllOf(BundleRecord const& user);
@@ -65,6 +65,10 @@ private:
     /// Erases what is there of the record; nothing, if forgetAll() was faster.
     void eraseRankedWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept;
     std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
+    /// The first one registered after that with the identifier for which `isMeant`, which is called with the
+    /// lock held, is true; null if there is none.
+    template <class Predicate>
+    std::shared_ptr<ServiceRecord> findAfter(long id, Predicate const& isMeant);
 
     ServiceListeners& listeners_;
 

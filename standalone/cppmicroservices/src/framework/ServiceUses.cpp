@@ -184,15 +184,21 @@ void ServiceUses::releaseAll() {
 }
 
 void ServiceUses::releaseAllOf(BundleRecord const& user) {
-    Uses ended;
-    {
-        std::lock_guard const lock(mutex_);
-        auto const first = std::stable_partition(
-            uses_.begin(), uses_.end(), [&user](auto const& use) { return use->user.get() != &user; });
-        ended.assign(std::make_move_iterator(first), std::make_move_iterator(uses_.end()));
-        uses_.erase(first, uses_.end());
+    while (auto const ended = takeOneOf(user)) {
+        takeBack(*ended, EndOfUse::Released);
     }
-    takeBackAll(ended, EndOfUse::Released);
+}
+
+std::shared_ptr<ServiceUse> ServiceUses::takeOneOf(BundleRecord const& user) {
+    std::lock_guard const lock(mutex_);
+    auto const found = std::find_if(uses_.begin(), uses_.end(),
+                                    [&user](auto const& use) { return use->user.get() == &user; });
+    if (found == uses_.end()) {
+        return nullptr;
+    }
+    auto use = std::move(*found);
+    uses_.erase(found);
+    return use;
 }
 
 bool ServiceUses::usedBy(BundleRecord const& user) const {

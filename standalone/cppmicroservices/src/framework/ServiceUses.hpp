@@ -69,6 +69,8 @@ private:
     std::shared_ptr<ServiceUse> acquireMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock);
     std::shared_ptr<ServiceUse> findWithLock(BundleRecord const& user) const;
     Making const* findMakingWithLock(BundleRecord const& user) const;
+    /// Null if the bundle has none.
+    std::shared_ptr<ServiceUse> takeOneOf(BundleRecord const& user);
     bool usableWithLock(ContextRecord const& context) const;
     std::shared_ptr<ServiceUse> keepMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock,
                                          bool prototype, std::shared_ptr<ServiceFactory> const& factory,

@@ -2,6 +2,7 @@
 #ifndef SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
 #define SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <utility>
@@ -28,6 +29,29 @@ public:
     bool erase(Key const& key) {
         snapshot_.reset();
         return values_.erase(key) > 0;
+    }
+
+    /// Moves the values for which `isMeant` is true out of the map, without need of memory.
+    template <class Predicate>
+    std::map<Key, Value> extractIf(Predicate const& isMeant) {
+        std::map<Key, Value> extracted;
+        for (auto next = values_.begin(); next != values_.end();) {
+            auto const current = next++;
+            if (isMeant(current->second)) {
+                extracted.insert(extracted.end(), values_.extract(current));
+            }
+        }
+        snapshot_.reset();
+        return extracted;
+    }
+
+    /// The first value whose key is greater than `key` and for which `isMeant` is true; null if there is
+    /// none.
+    template <class Predicate>
+    Value const* findAfter(Key const& key, Predicate const& isMeant) const {
+        auto const found = std::find_if(values_.upper_bound(key), values_.end(),
+                                        [&isMeant](auto const& entry) { return isMeant(entry.second); });
+        return found == values_.end() ? nullptr : &found->second;
     }
 
     bool empty() const { return values_.empty(); }

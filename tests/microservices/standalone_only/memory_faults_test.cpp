@@ -1,0 +1,153 @@
+// Bundles that run out of memory while they start or stop. Only the standalone provider promises that they
+// are stopped then.
+#include "FrameworkFixture.hpp"
+#include "bundles/TestService.hpp"
+#include "support/AllocationFailure.hpp"
+
+#include <cppmicroservices/ServiceFactory.h>
+#include <cppmicroservices/ServiceTracker.h>
+
+#include <memory>
+#include <new>
+#include <string>
+
+using namespace cppmicroservices;
+using agent::spf::frameworksetup::test::AllocationFailure;
+using testing::IsEmpty;
+
+namespace {
+
+class Other : public testbundles::TestService {
+public:
+    int answer() const override { return 43; }
+};
+
+class Factory : public ServiceFactory {
+public:
+    InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
+        return MakeInterfaceMap<testbundles::TestService>(std::make_shared<Other>());
+    }
+    void UngetService(Bundle const&, ServiceRegistrationBase const&, InterfaceMapConstPtr const&) override {
+        ++returned;
+    }
+
+    int returned = 0;
+};
+
+class MemoryFaults : public FrameworkTest, public testing::WithParamInterface<AllocationFailure::Duration> {
+protected:
+    /// Starts the bundle and has it add and use one of each kind.
+    void startAndUse(Bundle& bundle) {
+        bundle.Start();
+        auto context = bundle.GetBundleContext();
+        context.AddServiceListener([this](ServiceEvent const&) { ++heard_; });
+        context.AddServiceListener([this](ServiceEvent const&) { ++heard_; },
+                                   "(objectclass=testbundles.TestService/1)");
+        context.AddBundleListener([this](BundleEvent const&) { ++heard_; });
+        context.AddFrameworkListener([this](FrameworkEvent const&) { ++heard_; });
+        held_ = context.GetService(made_.GetReference<testbundles::TestService>());
+        tracker_ = std::make_unique<ServiceTracker<testbundles::TestService>>(context);
+        tracker_->Open();
+    }
+
+    /// Whether the stop has an n-th allocation. That one fails, or all from there on.
+    bool stopRunsOutOfMemoryAt(std::size_t n, Bundle& bundle) {
+        AllocationFailure const failure(n, GetParam());
+        try {
+            bundle.Stop();
+        } catch (std::bad_alloc const&) {
+        }
+        return failure.happened();
+    }
+
+    BundleContext context_ = framework_.GetBundleContext();
+    std::shared_ptr<Factory> const factory_ = std::make_shared<Factory>();
+    ServiceRegistration<testbundles::TestService> const made_ =
+        context_.RegisterService<testbundles::TestService>(ToFactory(factory_));
+    std::shared_ptr<testbundles::TestService> held_;
+    std::unique_ptr<ServiceTracker<testbundles::TestService>> tracker_;
+    int heard_ = 0;
+};
+
+} // namespace
+
+TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStoppedOrAsBefore) {
+    auto bundle = context_.InstallBundles(locationOf("registers_service")).at(0);
+    std::size_t n = 0;
+    auto failed = true;
+    while (failed && !HasFailure()) {
+        ++n;
+        SCOPED_TRACE(n);
+        startAndUse(bundle);
+        failed = stopRunsOutOfMemoryAt(n, bundle);
+        if (bundle.GetState() == Bundle::STATE_ACTIVE) {
+            EXPECT_EQ(bundle.GetRegisteredServices().size(), 1U);
+            EXPECT_EQ(bundle.GetServicesInUse().size(), 2U); // its own, which it tracks, among them
+            bundle.Stop();
+        }
+        EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+        EXPECT_THAT(bundle.GetRegisteredServices(), IsEmpty());
+        EXPECT_THAT(made_.GetReference().GetUsingBundles(), IsEmpty());
+        EXPECT_EQ(factory_->returned, n);
+        EXPECT_FALSE(bundle.GetBundleContext());
+        tracker_.reset();
+        heard_ = 0;
+        context_.RegisterService<testbundles::TestService>(std::make_shared<Other>()).Unregister();
+        EXPECT_EQ(heard_, 0);
+    }
+    EXPECT_GT(n, 5U);
+}
+
+TEST_P(MemoryFaults, AStartThatRunsOutOfMemoryLeavesNothing) {
+    auto bundle = context_.InstallBundles(locationOf("registers_service")).at(0);
+    std::size_t n = 0;
+    auto failed = true;
+    while (failed && !HasFailure()) {
+        ++n;
+        SCOPED_TRACE(n);
+        {
+            AllocationFailure const failure(n, GetParam());
+            try {
+                bundle.Start();
+            } catch (std::exception const&) {
+            }
+            failed = failure.happened();
+        }
+        if (bundle.GetState() == Bundle::STATE_ACTIVE) {
+            EXPECT_EQ(bundle.GetRegisteredServices().size(), 1U);
+            bundle.Stop();
+        } else {
+            EXPECT_TRUE(failed);
+        }
+        EXPECT_EQ(bundle.GetState() & (Bundle::STATE_INSTALLED | Bundle::STATE_RESOLVED), bundle.GetState());
+        EXPECT_FALSE(bundle.GetBundleContext());
+        EXPECT_EQ(context_.GetServiceReferences<testbundles::TestService>().size(), 1U); // made_
+    }
+    EXPECT_GT(n, 10U);
+}
+
+TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {
+    std::size_t n = 0;
+    auto failed = true;
+    while (failed && !HasFailure()) {
+        ++n;
+        SCOPED_TRACE(n);
+        ServiceTracker<testbundles::TestService> tracker(context_);
+        tracker.Open();
+        ASSERT_TRUE(tracker.GetService());
+        {
+            AllocationFailure const failure(n, GetParam());
+            tracker.Close();
+            failed = failure.happened();
+        }
+        EXPECT_FALSE(tracker.GetService());
+        EXPECT_EQ(factory_->returned, n);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Durations, MemoryFaults,
+                         testing::Values(AllocationFailure::Duration::Once,
+                                         AllocationFailure::Duration::Lasting),
+                         [](auto const& duration) {
+                             return duration.param == AllocationFailure::Duration::Once ? "Once" : "Lasting";
+                         });
