@@ -1,6 +1,8 @@
 // Discovery through a runtime directory.
+#include <atomic>
 #include <cerrno>
 #include <fstream>
+#include <future>
 #include <optional>
 #include <stdexcept>
 
@@ -293,6 +295,28 @@ TEST_F(Discovery, NoCallbackRunsAfterTheHandleIsGone) {
 
     ASSERT_TRUE(other->waitFor("unix:/a"));
     EXPECT_EQ(told_->values(), std::vector<std::string>{"-"});
+}
+
+TEST_F(Discovery, StoppingEndsWhateverOthersAskForMeanwhile) {
+    std::atomic<bool> stopped{false};
+    std::vector<std::future<void>> others;
+    Record<int> begun;
+    for (int i = 0; i < 8; ++i) {
+        others.push_back(std::async(std::launch::async, [&] {
+            while (!stopped) {
+                lookOut("name");
+                begun.add(0);
+            }
+        }));
+    }
+    ASSERT_TRUE(begun.waitFor(0, 100));
+
+    auto end = std::async(std::launch::async, [&] { discovery_.stop(); });
+    auto const isOver = end.wait_for(bundles_test::patience) == std::future_status::ready;
+
+    stopped = true;
+    EXPECT_TRUE(isOver);
+    write("change", ""); // wakes a watch that has been left behind
 }
 
 TEST_F(Discovery, AHandleMayEndInItsOwnCallback) {

@@ -61,6 +61,9 @@ public:
         std::uint64_t id = 0;
         std::exception_ptr error;
         worker_.run([&] {
+            if (stopped_) {
+                return; // a watch that began now would have nobody to end it
+            }
             try {
                 watch();
                 id = ++lastID_;
