@@ -276,6 +276,22 @@ TEST_F(PeersOfSeveralAddresses, OneGetsHalfOfTheRoomForOffersAndOthersTheRest) {
     EXPECT_TRUE(waitForOffers(9));
 }
 
+TEST_F(PeersOfSeveralAddresses, OneIsTheSameAtAnEndpointThatListensForIPv6AsWell) {
+    auto const port = freeTcpPort();
+    installation_.publish(
+        "two", ConfigurationMap().publisher("other", {"tcp:[::]:" + std::to_string(port)}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
+    auto const peers = offering(8, "127.0.0.2");
+    ASSERT_TRUE(waitForOffers(8));
+
+    RawSocket excess("127.0.0.2", port);
+    excess.sendFrame(hello);
+    excess.readFrame();
+    excess.sendFrame(offersOfSize(200));
+
+    EXPECT_TRUE(excess.isClosedByPeer());
+}
+
 TEST_F(PeersOfSeveralAddresses, WhoOffersWhenAllRoomIsTakenIsClosed) {
     auto peers = offering(8, "127.0.0.2");
     auto const others = offering(8, "127.0.0.3");

@@ -1,9 +1,12 @@
 #include "agent/spf/bundles/sockets/StreamSockets.hpp"
 
 #include <cerrno>
+#include <cstring>
 
-#include <netdb.h>
 #include <sys/socket.h>
+
+#include <boost/asio/ip/address.hpp>
+#include <boost/asio/ip/tcp.hpp>
 
 #include "agent/spf/bundles/common/FileDescriptor.hpp"
 
@@ -11,6 +14,7 @@ namespace agent::spf::bundles::sockets {
 
 namespace {
 
+namespace ip = boost::asio::ip;
 using boost::system::error_code;
 
 constexpr int notInherited = SOCK_CLOEXEC | SOCK_NONBLOCK; // from the first instant, whoever forks meanwhile
@@ -34,6 +38,12 @@ error_code open(Owner& owner, int family) {
     return assign(owner, family, FileDescriptor(::socket(family, SOCK_STREAM | notInherited, 0)));
 }
 
+// A socket that listens for both gives an address of IPv4 in the form of one of IPv6.
+ip::address withoutMapping(ip::address const& address) {
+    auto const isMapped = address.is_v6() && address.to_v6().is_v4_mapped();
+    return isMapped ? ip::make_address_v4(ip::v4_mapped, address.to_v6()) : address;
+}
+
 } // namespace
 
 error_code openSocket(Socket& socket, int family) {
@@ -53,18 +63,20 @@ error_code acceptSocket(Acceptor& acceptor, Socket& accepted) {
 }
 
 std::string originOf(Socket& connected) {
-    error_code ignored;
-    auto const address = connected.remote_endpoint(ignored);
+    error_code gone;
+    auto const address = connected.remote_endpoint(gone);
+    if (gone) {
+        return {};
+    }
     if (address.protocol().family() == AF_UNIX) {
         ucred process{};
         socklen_t size = sizeof(process);
         ::getsockopt(connected.native_handle(), SOL_SOCKET, SO_PEERCRED, &process, &size);
         return "process " + std::to_string(process.pid);
     }
-    char text[NI_MAXHOST] = "";
-    ::getnameinfo(address.data(), static_cast<socklen_t>(address.size()), text, sizeof(text), nullptr, 0,
-                  NI_NUMERICHOST);
-    return text;
+    ip::tcp::endpoint peer;
+    std::memcpy(peer.data(), address.data(), address.size());
+    return withoutMapping(peer.address()).to_string();
 }
 
 } // namespace agent::spf::bundles::sockets
