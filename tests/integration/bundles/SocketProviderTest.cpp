@@ -330,6 +330,17 @@ TEST_F(SocketProviderTest, ARefusedConnectionIsTriedAgainUntilItSucceeds) {
     EXPECT_NE(connector_->firstConnection(), nullptr);
 }
 
+TEST_F(SocketProviderTest, AHostOfWhichOneAddressRefusesIsTriedAgainThoughAnotherIsOfAMissingFamily) {
+    bundles_test::HostWithAddresses const host("two.test", {"127.0.0.1", "::1"});
+    bundles_test::WithoutFamily const noIPv6(AF_INET6);
+    auto const port = std::to_string(bundles_test::freeTcpPort());
+
+    auto const connected = provider_.connect("tcp:two.test:" + port, connector_);
+
+    ASSERT_TRUE(connector_->reports.waitUntil([](auto const& reports) { return !reports.empty(); }));
+    EXPECT_EQ(connector_->reports.values().at(0), "retrying: Connection refused");
+}
+
 TEST_F(SocketProviderTest, AConnectionThatEndsIsMadeAgain) {
     auto const bound = bind();
     auto const connected = provider_.connect(endpoint(), connector_);

@@ -9,6 +9,7 @@
 #include <dlfcn.h>
 #include <netdb.h>
 #include <sys/file.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -16,6 +17,7 @@ struct Steps {
     std::mutex mutex; // guards the members below
     std::function<int()> beforeFlock;
     std::map<std::string, std::vector<std::string>> hosts;
+    int missingFamily = AF_UNSPEC;
     std::string hangingHost;
     int lookUps = 0; // of the hanging host, that have begun
     int hanging = 0; // of these, that have not ended
@@ -69,6 +71,17 @@ extern "C" int flock(int descriptor, int operation) noexcept {
     return systemCall(&::flock, "flock")(descriptor, operation);
 }
 
+extern "C" int socket(int family, int type, int protocol) noexcept {
+    {
+        std::lock_guard const lock(steps().mutex);
+        if (family == steps().missingFamily) {
+            errno = EAFNOSUPPORT;
+            return -1;
+        }
+    }
+    return systemCall(&::socket, "socket")(family, type, protocol);
+}
+
 extern "C" int getaddrinfo(char const* host, char const* service, addrinfo const* hints, addrinfo** result) {
     auto* const call = systemCall(&::getaddrinfo, "getaddrinfo");
     if (host == nullptr) {
@@ -109,6 +122,16 @@ HostWithAddresses::HostWithAddresses(std::string name, std::vector<std::string> 
 HostWithAddresses::~HostWithAddresses() {
     std::lock_guard const lock(steps().mutex);
     steps().hosts.clear();
+}
+
+WithoutFamily::WithoutFamily(int family) {
+    std::lock_guard const lock(steps().mutex);
+    steps().missingFamily = family;
+}
+
+WithoutFamily::~WithoutFamily() {
+    std::lock_guard const lock(steps().mutex);
+    steps().missingFamily = AF_UNSPEC;
 }
 
 HangingHost::HangingHost(std::string name) {

@@ -28,6 +28,15 @@ public:
     HostWithAddresses& operator=(HostWithAddresses const&) = delete;
 };
 
+// While it lives, the system has no sockets of this family, such as AF_INET6. One at a time.
+class WithoutFamily {
+public:
+    explicit WithoutFamily(int family);
+    ~WithoutFamily();
+    WithoutFamily(WithoutFamily const&) = delete;
+    WithoutFamily& operator=(WithoutFamily const&) = delete;
+};
+
 // While it lives, looking up the host's name does not end; then it fails. One at a time.
 class HangingHost {
 public:

@@ -93,6 +93,7 @@ void SocketConnector::resolve(TcpAddress const& address) {
 
 void SocketConnector::connect(Addresses addresses) {
     untried_ = std::move(addresses);
+    failure_ = {};
     connectToNext();
 }
 
@@ -116,8 +117,11 @@ void SocketConnector::connectToNext() {
 }
 
 void SocketConnector::notConnected(error_code const& error) {
+    if (!failure_ || !isPermanent(error)) {
+        failure_ = error;
+    }
     if (untried_.empty() || timedOut_) {
-        return retryOrFail(error);
+        return retryOrFail(failure_);
     }
     connectToNext();
 }

@@ -52,7 +52,8 @@ private:
     std::shared_ptr<EndpointHandler> handler_; // null once the connector is closed
     EndpointAddress address_;
     HostResolver resolver_;
-    Addresses untried_; // of the attempt under way
+    Addresses untried_;                 // of the attempt under way
+    boost::system::error_code failure_; // of those tried; one that may pass rather than a permanent one
     Socket socket_;
     boost::asio::steady_timer deadline_; // of the attempt under way
     boost::asio::steady_timer pause_;    // before the next attempt
