@@ -341,6 +341,16 @@ TEST_F(SocketProviderTest, AHostOfWhichOneAddressRefusesIsTriedAgainThoughAnothe
     EXPECT_EQ(connector_->reports.values().at(0), "retrying: Connection refused");
 }
 
+TEST_F(SocketProviderTest, ASocketThatTheSystemConnectsToItselfIsNoConnection) {
+    bundles_test::ConnectingFromTheSamePort const samePort;
+    auto const port = std::to_string(bundles_test::freeTcpPort());
+
+    auto const connected = provider_.connect("tcp:127.0.0.1:" + port, connector_);
+
+    EXPECT_TRUE(connector_->reports.waitFor("retrying: Connection refused"));
+    EXPECT_THAT(connector_->connections.values(), testing::IsEmpty());
+}
+
 TEST_F(SocketProviderTest, AConnectionThatEndsIsMadeAgain) {
     auto const bound = bind();
     auto const connected = provider_.connect(endpoint(), connector_);

@@ -18,6 +18,7 @@ struct Steps {
     std::function<int()> beforeFlock;
     std::map<std::string, std::vector<std::string>> hosts;
     int missingFamily = AF_UNSPEC;
+    bool connectsFromTheSamePort = false;
     std::string hangingHost;
     int lookUps = 0; // of the hanging host, that have begun
     int hanging = 0; // of these, that have not ended
@@ -82,6 +83,16 @@ extern "C" int socket(int family, int type, int protocol) noexcept {
     return systemCall(&::socket, "socket")(family, type, protocol);
 }
 
+extern "C" int connect(int descriptor, sockaddr const* address, socklen_t size) {
+    {
+        std::lock_guard const lock(steps().mutex);
+        if (steps().connectsFromTheSamePort && address->sa_family == AF_INET) {
+            ::bind(descriptor, address, size);
+        }
+    }
+    return systemCall(&::connect, "connect")(descriptor, address, size);
+}
+
 extern "C" int getaddrinfo(char const* host, char const* service, addrinfo const* hints, addrinfo** result) {
     auto* const call = systemCall(&::getaddrinfo, "getaddrinfo");
     if (host == nullptr) {
@@ -132,6 +143,16 @@ WithoutFamily::WithoutFamily(int family) {
 WithoutFamily::~WithoutFamily() {
     std::lock_guard const lock(steps().mutex);
     steps().missingFamily = AF_UNSPEC;
+}
+
+ConnectingFromTheSamePort::ConnectingFromTheSamePort() {
+    std::lock_guard const lock(steps().mutex);
+    steps().connectsFromTheSamePort = true;
+}
+
+ConnectingFromTheSamePort::~ConnectingFromTheSamePort() {
+    std::lock_guard const lock(steps().mutex);
+    steps().connectsFromTheSamePort = false;
 }
 
 HangingHost::HangingHost(std::string name) {

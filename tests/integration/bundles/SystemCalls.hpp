@@ -37,6 +37,16 @@ public:
     WithoutFamily& operator=(WithoutFamily const&) = delete;
 };
 
+// While it lives, the system chooses for a TCP socket that connects the port that it connects to. Where
+// nobody listens, it is then connected to itself. One at a time.
+class ConnectingFromTheSamePort {
+public:
+    ConnectingFromTheSamePort();
+    ~ConnectingFromTheSamePort();
+    ConnectingFromTheSamePort(ConnectingFromTheSamePort const&) = delete;
+    ConnectingFromTheSamePort& operator=(ConnectingFromTheSamePort const&) = delete;
+};
+
 // While it lives, looking up the host's name does not end; then it fails. One at a time.
 class HangingHost {
 public:

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 
 namespace agent::spf::bundles::sockets {
@@ -29,6 +30,14 @@ bool isPermanent(error_code const& error) {
     namespace errc = boost::system::errc;
     return error == errc::permission_denied || error == errc::operation_not_permitted ||
            error == errc::address_family_not_supported;
+}
+
+// A socket that connects to a port of this machine on which nobody listens may be given that very port as its
+// own, and is then connected to itself.
+bool isConnectedToItself(Socket const& socket) {
+    error_code error;
+    auto const local = socket.local_endpoint(error);
+    return !error && local == socket.remote_endpoint(error) && !error;
 }
 
 } // namespace
@@ -111,6 +120,9 @@ void SocketConnector::connectToNext() {
     socket_.async_connect(address, [self = shared_from_this()](error_code const& error) {
         if (error) {
             return self->notConnected(error);
+        }
+        if (isConnectedToItself(self->socket_)) {
+            return self->notConnected(boost::asio::error::connection_refused);
         }
         self->hand();
     });
