@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include <cppmicroservices/Constants.h>
+#include <cppmicroservices/ServiceEvent.h>
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <gmock/gmock.h>
 
@@ -41,6 +42,116 @@ TEST_F(BundleLifecycle, EndpointsAreLostWithTheProviderAndComeBackWithIt) {
     EXPECT_TRUE(events_.waitFor("Rebound " + endpoint + " server 1"));
     EXPECT_TRUE(events_.waitFor("Reconnected " + endpoint + " client 1"));
     EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+}
+
+// Listeners on the publishers' thread that stop the provider: what they are told of ends in the middle.
+class StoppingListeners : public BundlesTest {
+protected:
+    void TearDown() override { installation_.stop(); } // the listeners refer to the test
+
+    class OnStatus : public agent::spf::bundles::EndpointStatusListener {
+    public:
+        explicit OnStatus(StoppingListeners& test)
+            : test_(test) {}
+        void endpointChanged(agent::spf::bundles::EndpointStatus const& status) override {
+            if (status.reason == "waits for the peer to answer the handshake") {
+                test_.stopProvider();
+            }
+        }
+
+    private:
+        StoppingListeners& test_;
+    };
+
+    class OnError : public agent::spf::frameworklistener::FrameworkListener {
+    public:
+        explicit OnError(StoppingListeners& test)
+            : test_(test) {}
+        void handleEvent(std::shared_ptr<agent::spf::frameworklistener::Event> event) override {
+            if (event->eventType == agent::spf::frameworklistener::EventType::FrameworkErrorEvent) {
+                test_.stopProvider();
+            }
+        }
+
+    private:
+        StoppingListeners& test_;
+    };
+
+    void stopProvider() {
+        installation_.bundle("agent_spf_socketprovider").Stop();
+        stopped_.add(0);
+    }
+
+    // More interfaces than a peer is offered, of the publisher "p".
+    static ConfigurationMap tooManyInterfaces(int modificationCount) {
+        ConfigurationMap configuration(modificationCount);
+        for (int i = 0; i <= 4096; ++i) {
+            configuration.interface(std::to_string(i), "clock").map(std::to_string(i), "p");
+        }
+        return configuration;
+    }
+
+    std::string const endpoint_ = socketEndpoint("a.sock");
+    std::string const hello_ = R"({"type":"hello","protocol":1,"agent":"a","publisher":"b"})";
+    Record<int> stopped_;
+};
+
+TEST_F(StoppingListeners, MayBeToldOfAConnectionThatAwaitsTheHandshake) {
+    installation_.context().RegisterService<agent::spf::bundles::EndpointStatusListener>(
+        std::make_shared<OnStatus>(*this));
+
+    installation_.publish("one", clockAndClient(endpoint_).build());
+
+    EXPECT_TRUE(stopped_.waitFor(0));
+    EXPECT_TRUE(statuses_.waitFor("client " + endpoint_ + " connecting: waits for the endpoint provider"));
+}
+
+TEST_F(StoppingListeners, MayBeToldOfThePeersOffers) {
+    auto context = installation_.context();
+    context.AddServiceListener(
+        [this](cppmicroservices::ServiceEvent const& event) {
+            if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+                stopProvider();
+            }
+        },
+        "(objectClass=agent::spf::bundles::RemoteOffers)");
+
+    installation_.publish("one", clockAndClient(endpoint_).build());
+
+    EXPECT_TRUE(stopped_.waitFor(0));
+    EXPECT_TRUE(waitForRemoteServices({}));
+}
+
+TEST_F(StoppingListeners, MayBeToldThatAPeerWhichHasGreetedCannotBeOfferedTheInterfaces) {
+    installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(
+        std::make_shared<OnError>(*this));
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", tooManyInterfaces(1).publisher("p", {}, {endpoint_}).build());
+    auto peer = server.accept();
+
+    peer.sendFrame(hello_);
+
+    ASSERT_TRUE(stopped_.waitFor(0));
+    installation_.bundle("agent_spf_rpcservicepublisher").Stop(); // when it has done all that it was about to
+    EXPECT_THAT(statuses_.values(), Not(Contains(HasSubstr(" connected: "))));
+}
+
+TEST_F(StoppingListeners, MayBeToldThatNoPeerCanBeOfferedTheInterfacesOfAModification) {
+    installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(
+        std::make_shared<OnError>(*this));
+    installation_.publish("one", ConfigurationMap(1).publisher("p", {endpoint_}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+    std::vector<RawSocket> peers;
+    for (int i = 0; i < 3; ++i) {
+        peers.emplace_back(socketPath("a.sock"));
+        peers.back().sendFrame(hello_);
+        peers.back().readFrame(); // the answer to the greeting
+    }
+
+    installation_.publish("one", tooManyInterfaces(2).publisher("p", {endpoint_}).build());
+
+    EXPECT_TRUE(stopped_.waitFor(0));
+    EXPECT_TRUE(statuses_.waitFor("p " + endpoint_ + " binding: waits for the endpoint provider"));
 }
 
 TEST_F(BundleLifecycle, AStoppedPublisherWithdrawsAndPublishesAgainWhenStarted) {

@@ -146,7 +146,7 @@ void Peer::greet() {
 }
 
 void Peer::sendOffers() {
-    if (!established_) {
+    if (!established_ || !connection_) {
         return;
     }
     try {
@@ -188,7 +188,9 @@ void Peer::handle(Hello hello) {
     }
     connection_->confirm();
     sendOffers();
-    owner_.peerEstablished(*this);
+    if (connection_) { // not ended by a listener that was told of offers that cannot be sent
+        owner_.peerEstablished(*this);
+    }
 }
 
 void Peer::handle(Offers offers, std::size_t messageSize) {
@@ -220,6 +222,9 @@ void Peer::publishOffers() {
         registration_.SetProperties(properties);
     } else {
         registration_ = context_.bundle.RegisterService<RemoteOffers>(service_, properties);
+        if (!connection_) {
+            unregister(); // a listener that was told of the service has ended the peer
+        }
     }
 }
 
@@ -250,6 +255,10 @@ void Peer::release() {
     handshakeDeadline_.cancel();
     service_.reset();
     context_.room.replace(origin_, std::exchange(offeredBytes_, 0), 0);
+    unregister();
+}
+
+void Peer::unregister() {
     if (auto registration = std::exchange(registration_, {})) {
         try {
             registration.Unregister();

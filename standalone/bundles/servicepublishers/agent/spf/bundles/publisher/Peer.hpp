@@ -83,6 +83,7 @@ private:
     void reject(std::string const& reason);
     void ended(std::string const& reason);
     void release();
+    void unregister();
 
     PublisherContext& context_;
     PeerOwner& owner_;

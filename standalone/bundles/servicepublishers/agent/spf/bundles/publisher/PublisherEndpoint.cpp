@@ -177,7 +177,7 @@ void PublisherEndpoint::renew() {
 }
 
 void PublisherEndpoint::refreshPeers() {
-    for (auto const& peer : peers_) {
+    for (auto const& peer : std::vector(peers_)) { // a listener that is told an error may end them
         peer->sendOffers();
         peer->applyImportFilter();
     }
@@ -203,10 +203,10 @@ void PublisherEndpoint::opened(std::shared_ptr<Connection> connection) {
     auto const peer = std::make_shared<Peer>(context_, owner, std::move(connection),
                                              isBind ? Peer::Side::Accepting : Peer::Side::Connecting);
     peers_.push_back(peer);
+    peer->start();
     if (!isBind) {
         setState(EndpointState::Connecting, "waits for the peer to answer the handshake");
     }
-    peer->start();
 }
 
 // The oldest makes room, since a peer in earnest greets at once: the oldest from the origin that has most of
