@@ -299,8 +299,8 @@ TEST_F(Discovery, NoCallbackRunsAfterTheHandleIsGone) {
 
 TEST_F(Discovery, StoppingEndsWhateverOthersAskForMeanwhile) {
     std::atomic<bool> stopped{false};
-    std::vector<std::future<void>> others;
     Record<int> begun;
+    std::vector<std::future<void>> others;
     for (int i = 0; i < 8; ++i) {
         others.push_back(std::async(std::launch::async, [&] {
             while (!stopped) {
