@@ -23,9 +23,12 @@ protected:
     static std::vector<std::string> starts() { return callLog().callsOf("start "); }
 
     // The message of the exception that installing throws.
-    static std::string messageOfInstalling() {
+    static std::string messageOfInstalling() { return messageOf(installAndStartMicroServices); }
+
+    template <typename Call>
+    static std::string messageOf(Call const& call) {
         try {
-            installAndStartMicroServices();
+            call();
         } catch (std::exception const& error) {
             return error.what();
         }

@@ -160,11 +160,13 @@ TEST_F(InstallAndStartMicroServicesAgain, StartsTheRecordedBundlesWhenTheirFrame
 
 TEST_F(InstallAndStartMicroServicesAgain, PassesWhatTheBundlesOfAStoppedFrameworkThrow) {
     fakeHost().setFramework(std::make_shared<cppmicroservices::Framework>(framework()));
-    fakeHost().setBundles(firstDirectory, {installFirst()});
+    auto bundle = installFirst();
+    fakeHost().setBundles(firstDirectory, {bundle});
     installAndStartMicroServices();
     stopFramework();
     fakeHost().setFramework(nullptr);
-    EXPECT_THROW(installAndStartMicroServices(), std::exception);
+    // Most releases of CppMicroServices throw; the first one, 3.8.0, starts nothing and says nothing.
+    EXPECT_EQ(messageOfInstalling(), messageOf([&] { bundle.Start(); }));
     EXPECT_THAT(starts(), IsEmpty());
 }
 
