@@ -189,6 +189,16 @@ TEST_F(ServiceListenerTest, ServiceIsNotFoundButCanBeGotInsideItsUnregisteringEv
     EXPECT_TRUE(got);
 }
 
+TEST_F(ServiceListenerTest, RegistrationGivesReferencesInsideItsUnregisteringEvent) {
+    auto registration = context().RegisterService<First>(std::make_shared<First>());
+    bool same = false;
+    context().AddServiceListener([&](ServiceEvent const& event) {
+        same = event.GetServiceReference() == registration.GetReference();
+    });
+    registration.Unregister();
+    EXPECT_TRUE(same);
+}
+
 TEST_F(ServiceListenerTest, ListenerMayRegisterAndUnregisterServices) {
     ServiceRegistration<Second> second;
     context().AddServiceListener(

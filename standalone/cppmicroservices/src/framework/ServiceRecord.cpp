@@ -62,6 +62,10 @@ std::vector<std::string> interfacesOf(InterfaceMap const& service) {
     return interfaces;
 }
 
+[[noreturn]] void throwUnregistered() {
+    throw std::logic_error("Service is unregistered");
+}
+
 } // namespace
 
 ServiceRecord::ServiceRecord(long id, std::shared_ptr<BundleRecord> registrant,
@@ -145,9 +149,15 @@ ServiceRecord::Properties ServiceRecord::complete(ServiceProperties const& prope
     return complete;
 }
 
+void ServiceRecord::requireAvailable() const {
+    if (!available()) {
+        throwUnregistered();
+    }
+}
+
 void ServiceRecord::requireRegistered() const {
     if (state_.load(std::memory_order_acquire) != State::Registered) {
-        throw std::logic_error("Service is unregistered");
+        throwUnregistered();
     }
 }
 

@@ -79,6 +79,8 @@ public:
 
     /// Whether the service can be got: from its registration until its unregistration has been announced.
     bool available() const noexcept { return state_.load(std::memory_order_acquire) != State::Unregistered; }
+    /// \throws std::logic_error unless available
+    void requireAvailable() const;
 
     /// \throws std::logic_error if the service is unregistered, which includes that this was called before
     void beginUnregistration();

@@ -52,7 +52,7 @@ ServiceRegistrationBase::operator bool() const {
 }
 
 ServiceReferenceBase ServiceRegistrationBase::GetReference(std::string const& interfaceId) const {
-    required(record_).requireRegistered();
+    required(record_).requireAvailable();
     return detail::Access::reference(record_, interfaceId);
 }
 
