@@ -1,6 +1,7 @@
 // Bundles: their identity, their manifest, their way through their states.
 #include "FrameworkFixture.hpp"
 #include "bundleInMessages.hpp"
+#include "bundles/Script.hpp"
 #include "bundles/TestService.hpp"
 
 #include <cppmicroservices/Constants.h>
@@ -11,12 +12,14 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 
 using namespace cppmicroservices;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 
 using BundleTest = FrameworkTest;
 
@@ -138,6 +141,38 @@ TEST_F(BundleTest, FailedStartTakesEverythingBackAndThrows) {
                             "STOPPING test_throws_on_start", "STOPPED test_throws_on_start"));
     EXPECT_THAT(serviceEvents_.take(), ElementsAre("REGISTERED -", "UNREGISTERING -"));
     EXPECT_THAT(context().GetServiceReferences<testbundles::TestService>(), IsEmpty());
+}
+
+TEST_F(BundleTest, StartThatFailsWithASystemErrorThrowsASharedLibraryException) {
+    TextRecorder events;
+    auto framework = FrameworkFactory().NewFramework(FrameworkConfiguration{
+        {testbundles::scriptProperty, testbundles::Script([](BundleContext const&, testbundles::Moment) {
+             throw std::system_error(std::make_error_code(std::errc::io_error), "no start today");
+         })}});
+    framework.Start();
+    auto bundle = framework.GetBundleContext().InstallBundles(locationOf("scripted_one")).at(0);
+    framework.GetBundleContext().AddBundleListener(
+        [&events](BundleEvent const& event) { events.add(textOf(event.GetType())); });
+    try {
+        bundle.Start();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (SharedLibraryException const& error) {
+        EXPECT_EQ(error.code(), std::errc::io_error);
+        EXPECT_THAT(error.what(), StartsWith("no start today: "));
+        EXPECT_EQ(error.GetBundle(), bundle);
+    }
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
+    EXPECT_THAT(events.take(), ElementsAre("RESOLVED", "STARTING", "STOPPING", "STOPPED"));
+    framework.Stop();
+    framework.WaitForStop(failureTimeout);
+}
+
+TEST_F(BundleTest, StartFailsWithWhatTheActivatorsConstructorThrows) {
+    auto bundle = install("throws_when_made");
+    EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
+              bundleInMessages(bundle) + " (location= " + bundle.GetLocation() +
+                  ") start failed: no activator today");
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
 }
 
 TEST_F(BundleTest, FailedStopStopsAllTheSameAndThrows) {

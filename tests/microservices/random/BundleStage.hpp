@@ -172,6 +172,9 @@ protected:
             calls_.add(receiver, name + " " + runScriptStep(context));
         }
         if (random_.percent(15)) {
+            if (random_.percent(30)) {
+                throw std::system_error(std::make_error_code(std::errc::io_error), "not now");
+            }
             throw std::logic_error("not today");
         }
     }

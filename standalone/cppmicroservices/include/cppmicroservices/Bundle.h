@@ -113,7 +113,9 @@ public:
     /// Loads the bundle's library and calls its activator's Start, if the manifest says that it has one. Does
     /// nothing if the bundle is active; waits if another thread is starting or stopping it. If anything
     /// fails, what the activator registered, added or got is taken back, and the bundle is resolved again.
-    /// \throws std::runtime_error if the bundle cannot be started
+    /// \throws SharedLibraryException if its library cannot be loaded or its activator throws a
+    /// std::system_error
+    /// \throws std::runtime_error if the bundle cannot be started for another reason
     /// \throws std::logic_error if the bundle is uninstalled, or if its own activator calls this
     void Start(uint32_t options);
     void Start();

@@ -1,4 +1,4 @@
-// The error of a bundle whose shared library cannot be loaded.
+// The error of a bundle whose shared library cannot be loaded, or whose activator throws a std::system_error.
 #ifndef CPPMICROSERVICES_SHAREDLIBRARYEXCEPTION_H
 #define CPPMICROSERVICES_SHAREDLIBRARYEXCEPTION_H
 
@@ -15,7 +15,7 @@ public:
     explicit SharedLibraryException(std::error_code ec, std::string what, cppmicroservices::Bundle origin);
     ~SharedLibraryException() override;
 
-    /// The bundle whose library failed to load.
+    /// The bundle that failed to start.
     Bundle GetBundle() const;
 
 private:

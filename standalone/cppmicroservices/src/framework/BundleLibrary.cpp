@@ -5,7 +5,6 @@
 
 #include <dlfcn.h>
 #include <filesystem>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -22,8 +21,9 @@ void* load(std::string const& path, int loadOptions) {
     // The loader refuses to load a program, even the running one; null stands for that.
     void* const handle = dlopen(isProgram(path) ? nullptr : path.c_str(), loadOptions);
     if (!handle) {
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): the C library keeps the message for each thread
-        throw std::runtime_error("Error loading " + path + ". " + dlerror());
+        // The loader gives a text, but no error code.
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the C library keeps the text for each thread
+        throw std::system_error(0, std::generic_category(), "Error loading " + path + ". " + dlerror());
     }
     return handle;
 }
@@ -39,7 +39,7 @@ BundleLibrary::ActivatorPointer BundleLibrary::makeActivator() const {
     auto* const destroy =
         reinterpret_cast<void (*)(BundleActivator*)>(symbol(US_STR(US_DESTROY_ACTIVATOR_PREFIX)));
     if (!create || !destroy) {
-        throw std::runtime_error("activator constructor not found");
+        return {nullptr, nullptr};
     }
     return {create(), destroy};
 }

@@ -19,10 +19,10 @@ class BundleLibrary {
 public:
     using ActivatorPointer = std::unique_ptr<BundleActivator, void (*)(BundleActivator*)>;
 
-    /// Loads the file, unless it is the running program. \throws std::runtime_error with the loader's message
+    /// Loads the file, unless it is the running program. \throws std::system_error with the loader's message
     BundleLibrary(std::string const& path, std::string symbolicName, int loadOptions);
 
-    /// A new activator object. \throws std::runtime_error if the library exports none
+    /// A new activator object; null if the library exports none.
     ActivatorPointer makeActivator() const;
     /// Where the bundle's code looks for its context; null if the library has no such place.
     BundleContextSlot* contextSlot() const noexcept { return contextSlot_; }

@@ -142,9 +142,9 @@ void BundleRecord::activate(FrameworkCore& core) {
         if (manifest_.hasActivator) {
             callStart(core);
         }
-    } catch (SharedLibraryException const&) {
+    } catch (std::system_error const& error) { // from the loader, or the activator
         rollBack(core);
-        throw;
+        throw SharedLibraryException(error.code(), error.what(), Access::bundle(shared_from_this(), core));
     } catch (...) {
         rollBack(core); // before anything that takes memory
         throw std::runtime_error("Bundle " + symbolicName() + " (location= " + location_ +
@@ -171,22 +171,15 @@ void BundleRecord::warnOfBadActivatorHeader(FrameworkCore& core) {
 
 void BundleRecord::callStart(FrameworkCore& core) {
     if (!library_) {
-        try {
-            library_ = std::make_unique<BundleLibrary>(path_, symbolicName(), core.libraryLoadOptions());
-        } catch (std::runtime_error const& error) {
-            // The loader gives a text, but no error code.
-            throw SharedLibraryException(std::error_code(0, std::generic_category()), error.what(),
-                                         Access::bundle(shared_from_this(), core));
-        }
+        library_ = std::make_unique<BundleLibrary>(path_, symbolicName(), core.libraryLoadOptions());
     }
     auto const context = this->context();
     if (auto* const slot = library_->contextSlot()) {
         slot->store(context);
     }
-    try {
-        activator_ = library_->makeActivator();
-    } catch (std::runtime_error const& error) {
-        throw std::runtime_error(description() + " " + error.what());
+    activator_ = library_->makeActivator();
+    if (!activator_) {
+        throw std::runtime_error(description() + " activator constructor not found");
     }
     activator_->Start(Access::context(context));
 }
