@@ -104,6 +104,16 @@ TEST_F(ServiceFactoryTest, StopOfTheUserTakesItsObjectBack) {
     EXPECT_THAT(factory_->calls.take(), ElementsAre("get test_manifest_only", "unget test_manifest_only"));
 }
 
+TEST_F(ServiceFactoryTest, ContextOfAStoppingUserIsValidWhileItsObjectIsTakenBack) {
+    auto const reference = registerFactory().GetReference();
+    auto bundle = start("manifest_only");
+    auto const held = bundle.GetBundleContext().GetService(reference);
+    bool valid = false;
+    factory_->onUnget = [&] { valid = static_cast<bool>(bundle.GetBundleContext()); };
+    bundle.Stop();
+    EXPECT_TRUE(valid);
+}
+
 TEST_F(ServiceFactoryTest, FactoryThatThrowsIsReportedAndGivesNothing) {
     auto const reference = registerFactory().GetReference();
     recordFrameworkEvents();

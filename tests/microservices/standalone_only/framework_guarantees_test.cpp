@@ -215,6 +215,43 @@ TEST_F(FrameworkGuarantees, HeldServiceOfAnEarlierRunDoesNotCountInTheNext) {
     EXPECT_THAT(registration.GetReference().GetUsingBundles(), ElementsAre(bundle));
 }
 
+TEST_F(FrameworkGuarantees, StopTakesBackWhatTheBundleGetsWhileItsObjectsAreTakenBack) {
+    class Factory : public ServiceFactory {
+    public:
+        InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
+            ++given;
+            return MakeInterfaceMap<int>(std::make_shared<int>(1));
+        }
+        void UngetService(Bundle const&, ServiceRegistrationBase const&,
+                          InterfaceMapConstPtr const&) override {
+            ++returned;
+            onUnget();
+        }
+
+        int given = 0;
+        int returned = 0;
+        std::function<void()> onUnget;
+    };
+    auto const factory = std::make_shared<Factory>();
+    auto bundle = start("manifest_only");
+    auto user = bundle.GetBundleContext();
+    std::vector<std::shared_ptr<int>> held;
+    auto const registerService = [&] {
+        return context().RegisterService<int>(ToFactory(factory)).GetReference();
+    };
+    auto const reference = registerService();
+    factory->onUnget = [&] {
+        if (user) {
+            held.push_back(user.GetService(reference));
+            held.push_back(user.GetService(registerService()));
+        }
+    };
+    held.push_back(user.GetService(reference));
+    bundle.Stop();
+    EXPECT_EQ(factory->given, 3);
+    EXPECT_EQ(factory->returned, 3);
+}
+
 TEST_F(FrameworkGuarantees, ThreadsThatUnregisterTheSameServiceSucceedOnce) {
     for (int round = 0; round < 100; ++round) {
         auto const registration = context().RegisterService<int>(std::make_shared<int>());

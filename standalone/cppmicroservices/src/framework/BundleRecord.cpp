@@ -225,14 +225,11 @@ void BundleRecord::openContext(FrameworkCore& core) {
 
 void BundleRecord::closeContext(FrameworkCore& core) {
     auto const context = this->context();
-    // The bundle does not hear of the end of its own services. While the context is valid, so that those who
-    // are told can still use it; then once more for what was added meanwhile.
-    core.removeListenersOf(*context);
-    unregisterServices(core);
+    // While the context is valid, so that those who are told can still use it; then once more for what was
+    // added meanwhile.
+    takeBackAll(core, *context);
     context->invalidate();
-    core.removeListenersOf(*context);
-    unregisterServices(core);
-    core.services().releaseAllOf(*this);
+    takeBackAll(core, *context);
     if (auto* const slot = library_ ? library_->contextSlot() : nullptr) {
         slot->store(nullptr);
     }
@@ -241,6 +238,12 @@ void BundleRecord::closeContext(FrameworkCore& core) {
         context_.reset();
     }
     context->notifyWatchers();
+}
+
+void BundleRecord::takeBackAll(FrameworkCore& core, ContextRecord const& context) {
+    core.removeListenersOf(context); // the bundle does not hear of the end of its own services
+    unregisterServices(core);
+    core.services().releaseAllOf(*this);
 }
 
 void BundleRecord::unregisterServices(FrameworkCore& core) {

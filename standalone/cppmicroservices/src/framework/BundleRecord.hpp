@@ -73,6 +73,7 @@ private:
     void rollBack(FrameworkCore& core);
     /// What the activator threw, or null.
     std::exception_ptr deactivate(FrameworkCore& core);
+    void takeBackAll(FrameworkCore& core, ContextRecord const& context);
     void rethrowStopFailure(std::exception_ptr const& error) const;
     void requireInstalled() const;
     [[noreturn]] void throwStoppedFramework() const;

@@ -96,26 +96,22 @@ void ServiceRegistry::end(ServiceRecord& record) noexcept {
     record.dropService();
 }
 
-// Those that are registered while others are being unregistered have later identifiers, and stay.
 void ServiceRegistry::unregisterAllOf(BundleRecord const& registrant) {
-    auto const last = lastServiceId().load();
     auto const isMeant = [&](ServiceRecord const& record) {
-        return record.registrant().get() == &registrant && record.id() <= last;
+        return record.registrant().get() == &registrant;
     };
-    for (auto record = findAfter(0, isMeant); record; record = findAfter(record->id(), isMeant)) {
+    forEach(isMeant, [this](ServiceRecord& record) {
         try {
-            unregister(*record);
+            unregister(record);
         } catch (std::exception const&) {
             // Another thread is unregistering it. If there is no memory to say so, that is another exception.
         }
-    }
+    });
 }
 
 void ServiceRegistry::releaseAllOf(BundleRecord const& user) {
-    auto const any = [](ServiceRecord const&) { return true; };
-    for (auto record = findAfter(0, any); record; record = findAfter(record->id(), any)) {
-        record->uses().releaseAllOf(user);
-    }
+    forEach([](ServiceRecord const&) { return true; },
+            [&user](ServiceRecord& record) { record.uses().releaseAllOf(user); });
 }
 
 void ServiceRegistry::forgetAll() {
@@ -236,6 +232,16 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::snapshot(std::s
     }
     auto const found = byInterface_.find(interfaceId);
     return found == byInterface_.end() ? std::make_shared<Records const>() : found->second.snapshot();
+}
+
+// Those that are registered meanwhile have later identifiers.
+template <class Predicate, class Action>
+void ServiceRegistry::forEach(Predicate const& isMeant, Action const& action) {
+    auto const last = lastServiceId().load();
+    auto const isNext = [&](ServiceRecord const& record) { return record.id() <= last && isMeant(record); };
+    for (auto record = findAfter(0, isNext); record; record = findAfter(record->id(), isNext)) {
+        action(*record);
+    }
 }
 
 template <class Predicate>

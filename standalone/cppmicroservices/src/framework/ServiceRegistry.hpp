@@ -34,9 +34,10 @@ public:
     void setProperties(ServiceRecord& record, ServiceProperties const& properties);
     void unregister(ServiceRecord& record);
 
-    /// Unregisters the bundle's services. Takes no memory, as the next.
+    /// Unregisters the bundle's services, but for those that it registers meanwhile. Takes no memory, as the
+    /// next.
     void unregisterAllOf(BundleRecord const& registrant);
-    /// Releases the objects that the bundle holds of any service.
+    /// Releases the objects that the bundle holds of any service, but for those that it gets meanwhile.
     void releaseAllOf(BundleRecord const& user);
     /// Takes all services out of the registry without telling anybody. Their registrations stay as they are.
     void forgetAll();
@@ -65,6 +66,10 @@ private:
     /// Erases what is there of the record; nothing, if forgetAll() was faster.
     void eraseRankedWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept;
     std::shared_ptr<Records const> snapshot(std::string const& interfaceId);
+    /// Calls `action`, with no lock held, for each service for which `isMeant`, called with the lock held, is
+    /// true; not for those that are registered meanwhile.
+    template <class Predicate, class Action>
+    void forEach(Predicate const& isMeant, Action const& action);
     /// The first one registered after that with the identifier for which `isMeant`, which is called with the
     /// lock held, is true; null if there is none.
     template <class Predicate>

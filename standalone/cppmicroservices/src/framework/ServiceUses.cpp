@@ -184,9 +184,17 @@ void ServiceUses::releaseAll() {
 }
 
 void ServiceUses::releaseAllOf(BundleRecord const& user) {
-    while (auto const ended = takeOneOf(user)) {
-        takeBack(*ended, EndOfUse::Released);
+    for (auto left = countOf(user); left > 0; --left) {
+        if (auto const ended = takeOneOf(user)) {
+            takeBack(*ended, EndOfUse::Released);
+        }
     }
+}
+
+std::size_t ServiceUses::countOf(BundleRecord const& user) const {
+    std::lock_guard const lock(mutex_);
+    return static_cast<std::size_t>(std::count_if(
+        uses_.begin(), uses_.end(), [&user](auto const& use) { return use->user.get() == &user; }));
 }
 
 std::shared_ptr<ServiceUse> ServiceUses::takeOneOf(BundleRecord const& user) {

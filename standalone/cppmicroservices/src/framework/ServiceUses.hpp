@@ -51,7 +51,7 @@ public:
 
     /// Gives all objects back to the factory. The service must be unregistered.
     void releaseAll();
-    /// Gives the bundle's objects back to the factory. Its context must be invalid.
+    /// Gives the bundle's objects back to the factory, but for those that it gets meanwhile.
     void releaseAllOf(BundleRecord const& user);
 
     bool usedBy(BundleRecord const& user) const;
@@ -69,7 +69,8 @@ private:
     std::shared_ptr<ServiceUse> acquireMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock);
     std::shared_ptr<ServiceUse> findWithLock(BundleRecord const& user) const;
     Making const* findMakingWithLock(BundleRecord const& user) const;
-    /// Null if the bundle has none.
+    std::size_t countOf(BundleRecord const& user) const;
+    /// The one that the bundle has had for the longest time; null if it has none.
     std::shared_ptr<ServiceUse> takeOneOf(BundleRecord const& user);
     bool usableWithLock(ContextRecord const& context) const;
     std::shared_ptr<ServiceUse> keepMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock,
