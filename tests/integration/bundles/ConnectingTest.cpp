@@ -150,6 +150,21 @@ TEST_F(Connecting, WhatAPeerAnswersIsQuotedCutAndWithoutControlCharacters) {
     EXPECT_LT(status.size(), 400U);
 }
 
+TEST_F(Connecting, APeerThatHasAnsweredIsNamedCutAndWithoutControlCharacters) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+    auto peer = server.accept();
+
+    peer.sendFrame(R"({"type":"hello","protocol":1,"publisher":"b","agent":"\n\u001b[31m)" +
+                   std::string(1000, 'x') + "\"}");
+
+    ASSERT_TRUE(statuses_.waitForOneWith(" connected: "));
+    auto const status = statuses_.values().back();
+    EXPECT_THAT(status, HasSubstr(" connected: peer ??[31mxxx"));
+    EXPECT_THAT(status, EndsWith("xxx..."));
+    EXPECT_LT(status.size(), 400U);
+}
+
 TEST_F(Connecting, AttemptsAtAPeerThatNeverAnswersGrowApart) {
     RawListener const server(socketPath("a.sock"));
     auto const begin = std::chrono::steady_clock::now();

@@ -228,6 +228,10 @@ void Peer::publishOffers() {
     }
 }
 
+std::string Peer::agent() const {
+    return printable(hello_.agent);
+}
+
 void Peer::reject(std::string const& reason) {
     if (connection_) {
         connection_->reject(reason);

@@ -65,7 +65,7 @@ public:
     void close();
 
     bool isEstablished() const noexcept { return established_; }
-    std::string const& agent() const noexcept { return hello_.agent; }
+    std::string agent() const; // the peer's agent identity, fit to be shown
     std::string const& origin() const noexcept { return origin_; } // see Connection::origin()
 
 private:
