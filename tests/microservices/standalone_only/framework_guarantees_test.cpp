@@ -184,6 +184,43 @@ TEST_F(FrameworkGuarantees, ServiceThatIsUnregisteredWhileItIsAddedIsNotTracked)
     EXPECT_THAT(customizer.removed, ElementsAre(1));
 }
 
+TEST_F(FrameworkGuarantees, CustomizerIsNotCalledAfterItsTrackerIsClosed) {
+    struct Customizer : ServiceTrackerCustomizer<int> {
+        std::shared_ptr<int> AddingService(ServiceReference<int> const&) override {
+            late += open ? 0 : 1;
+            return std::make_shared<int>(1);
+        }
+        void ModifiedService(ServiceReference<int> const&, std::shared_ptr<int> const&) override {}
+        void RemovedService(ServiceReference<int> const&, std::shared_ptr<int> const&) override {
+            late += open ? 0 : 1;
+        }
+        std::atomic<bool> open{false};
+        std::atomic<int> late{0};
+    } customizer;
+    std::atomic<bool> done{false};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 2; ++thread) {
+        threads.emplace_back([&done, own = context()]() mutable {
+            while (!done) {
+                own.RegisterService<int>(std::make_shared<int>(1)).Unregister();
+            }
+        });
+    }
+    for (int round = 0; round < 1000; ++round) {
+        ServiceTracker<int> tracker(context(), &customizer);
+        customizer.open = true;
+        tracker.Open();
+        tracker.Close();
+        customizer.open = false;
+        std::this_thread::yield();
+    }
+    done = true;
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(customizer.late, 0);
+}
+
 TEST_F(FrameworkGuarantees, RelativeLocationStartsFromTheWorkingDirectoryOfTheFramework) {
     auto framework = FrameworkFactory().NewFramework(
         FrameworkConfiguration{{Constants::FRAMEWORK_WORKING_DIR, std::string(SPF_TEST_BUNDLE_DIRECTORY)}});

@@ -54,6 +54,7 @@ public:
     /// event has brought them already. An exception of the customizer is thrown when all are done.
     void trackFound(std::vector<ServiceReferenceU> const& found) {
         std::exception_ptr error;
+        Call const call(*this);
         for (auto const& service : found) {
             try {
                 Reference const reference(service);
@@ -76,6 +77,7 @@ public:
 
     void untrack(Reference const& reference) {
         Object object;
+        Call const call(*this);
         {
             std::lock_guard const lock(mutex_);
             if (finding_) {
@@ -89,7 +91,6 @@ public:
             objects_.erase(found);
             changedWithLock();
         }
-        Call const call(*this);
         customizer_.RemovedService(reference, object);
     }
 
@@ -177,8 +178,8 @@ public:
     }
 
 private:
-    /// A call of the customizer by the calling thread. Links itself, so that a service can be untracked
-    /// without memory.
+    /// That the calling thread may call the customizer; begins before it looks whether it is to, so that
+    /// close() waits for it. Links itself, so that a service can be untracked without memory.
     class Call {
     public:
         explicit Call(TrackedServices& services)
@@ -250,7 +251,6 @@ private:
     }
 
     void add(Reference const& reference) {
-        Call const call(*this);
         Object object;
         try {
             object = customizer_.AddingService(reference);
