@@ -2,10 +2,13 @@
 #include <chrono>
 #include <vector>
 
+#include <sys/socket.h>
+
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "agent/spf/bundles/common/FileDescriptor.hpp"
 
 namespace {
 
@@ -277,6 +280,9 @@ TEST_F(PeersOfSeveralAddresses, OneGetsHalfOfTheRoomForOffersAndOthersTheRest) {
 }
 
 TEST_F(PeersOfSeveralAddresses, OneIsTheSameAtAnEndpointThatListensForIPv6AsWell) {
+    if (agent::spf::bundles::FileDescriptor(::socket(AF_INET6, SOCK_STREAM, 0)).get() < 0) {
+        GTEST_SKIP() << "this machine has no IPv6";
+    }
     auto const port = freeTcpPort();
     installation_.publish(
         "two", ConfigurationMap().publisher("other", {"tcp:[::]:" + std::to_string(port)}).build());
