@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 namespace agent::configurationadmin {
@@ -39,10 +39,13 @@ std::shared_future<void> SerialQueues::post(std::string const& name, Job job) {
         return result;
     }
     auto& queue = *queues_.try_emplace(name).first;
-    queue.second.entries.splice(queue.second.entries.end(), entry);
-    if (!queue.second.scheduled) {
+    auto const isReady = !queue.second.scheduled;
+    if (isReady) {
+        ready_.push_back(&queue); // the last that can fail
         queue.second.scheduled = true;
-        ready_.push_back(&queue);
+    }
+    queue.second.entries.splice(queue.second.entries.end(), entry);
+    if (isReady) {
         callThreadWithLock();
     } else if (waiters_ > 0) {
         progress_.notify_all();
@@ -124,8 +127,8 @@ void SerialQueues::callThreadWithLock() {
     }
     try {
         startThreadWithLock();
-    } catch (std::system_error const&) {
-        // The system is out of threads: the queue waits for one of those that there are.
+    } catch (std::exception const&) {
+        // The system is out of threads, or of memory: the queue waits for one of those that there are.
     }
 }
 
