@@ -7,6 +7,7 @@
 #include <cppmicroservices/ServiceFactory.h>
 #include <cppmicroservices/ServiceTracker.h>
 
+#include <exception>
 #include <memory>
 #include <new>
 #include <string>
@@ -50,14 +51,25 @@ protected:
         tracker_->Open();
     }
 
-    /// Whether the stop has an n-th allocation. That one fails, or all from there on.
-    bool stopRunsOutOfMemoryAt(std::size_t n, Bundle& bundle) {
+    /// Whether `call` has an n-th allocation. That one fails, or all from there on.
+    template <class Call>
+    bool runsOutOfMemoryAt(std::size_t n, Call const& call) {
         AllocationFailure const failure(n, GetParam());
-        try {
-            bundle.Stop();
-        } catch (std::bad_alloc const&) {
-        }
+        call();
         return failure.happened();
+    }
+
+    /// Calls `fails(n)` for each n from 1 until there is no n-th allocation to fail. Returns the last n.
+    template <class Fails>
+    std::size_t failEachAllocation(Fails const& fails) {
+        std::size_t n = 0;
+        auto failed = true;
+        while (failed && !HasFailure()) {
+            ++n;
+            SCOPED_TRACE(n);
+            failed = fails(n);
+        }
+        return n;
     }
 
     BundleContext context_ = framework_.GetBundleContext();
@@ -73,14 +85,16 @@ protected:
 
 TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStoppedOrAsBefore) {
     auto bundle = context_.InstallBundles(locationOf("registers_service")).at(0);
-    std::size_t n = 0;
-    auto failed = true;
-    while (failed && !HasFailure()) {
-        ++n;
-        SCOPED_TRACE(n);
+    auto const count = failEachAllocation([&](std::size_t n) {
         startAndUse(bundle);
-        failed = stopRunsOutOfMemoryAt(n, bundle);
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                bundle.Stop();
+            } catch (std::bad_alloc const&) {
+            }
+        });
         if (bundle.GetState() == Bundle::STATE_ACTIVE) {
+            EXPECT_TRUE(failed);
             EXPECT_EQ(bundle.GetRegisteredServices().size(), 1U);
             EXPECT_EQ(bundle.GetServicesInUse().size(), 2U); // its own, which it tracks, among them
             bundle.Stop();
@@ -94,25 +108,20 @@ TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStoppedOrAsBefore) {
         heard_ = 0;
         context_.RegisterService<testbundles::TestService>(std::make_shared<Other>()).Unregister();
         EXPECT_EQ(heard_, 0);
-    }
-    EXPECT_GT(n, 5U);
+        return failed;
+    });
+    EXPECT_GT(count, 5U);
 }
 
 TEST_P(MemoryFaults, AStartThatRunsOutOfMemoryLeavesNothing) {
     auto bundle = context_.InstallBundles(locationOf("registers_service")).at(0);
-    std::size_t n = 0;
-    auto failed = true;
-    while (failed && !HasFailure()) {
-        ++n;
-        SCOPED_TRACE(n);
-        {
-            AllocationFailure const failure(n, GetParam());
+    auto const count = failEachAllocation([&](std::size_t n) {
+        auto const failed = runsOutOfMemoryAt(n, [&] {
             try {
                 bundle.Start();
             } catch (std::exception const&) {
             }
-            failed = failure.happened();
-        }
+        });
         if (bundle.GetState() == Bundle::STATE_ACTIVE) {
             EXPECT_EQ(bundle.GetRegisteredServices().size(), 1U);
             bundle.Stop();
@@ -122,27 +131,21 @@ TEST_P(MemoryFaults, AStartThatRunsOutOfMemoryLeavesNothing) {
         EXPECT_EQ(bundle.GetState() & (Bundle::STATE_INSTALLED | Bundle::STATE_RESOLVED), bundle.GetState());
         EXPECT_FALSE(bundle.GetBundleContext());
         EXPECT_EQ(context_.GetServiceReferences<testbundles::TestService>().size(), 1U); // made_
-    }
-    EXPECT_GT(n, 10U);
+        return failed;
+    });
+    EXPECT_GT(count, 10U);
 }
 
 TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {
-    std::size_t n = 0;
-    auto failed = true;
-    while (failed && !HasFailure()) {
-        ++n;
-        SCOPED_TRACE(n);
+    failEachAllocation([&](std::size_t n) {
         ServiceTracker<testbundles::TestService> tracker(context_);
         tracker.Open();
-        ASSERT_TRUE(tracker.GetService());
-        {
-            AllocationFailure const failure(n, GetParam());
-            tracker.Close();
-            failed = failure.happened();
-        }
+        EXPECT_TRUE(tracker.GetService());
+        auto const failed = runsOutOfMemoryAt(n, [&] { tracker.Close(); });
         EXPECT_FALSE(tracker.GetService());
         EXPECT_EQ(factory_->returned, n);
-    }
+        return failed;
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Durations, MemoryFaults,
