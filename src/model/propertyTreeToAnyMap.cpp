@@ -5,8 +5,6 @@
 #include <string>
 #include <utility>
 
-#define BOOST_BIND_GLOBAL_PLACEHOLDERS // the parser of Boost 1.74 uses them, and says so at every compilation
-#include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
 #include "model/MapToFill.hpp"
@@ -17,15 +15,57 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-// Names are escaped as Boost escapes them in JSON text. Most need nothing of it.
+// What follows the backslash when the character is escaped, which is 'u' for one that is written as a number;
+// 0 for a character that stands for itself.
+char escapeOf(char character) {
+    switch (character) {
+    case '"':
+    case '/':
+    case '\\':
+        return character;
+    case '\b':
+        return 'b';
+    case '\f':
+        return 'f';
+    case '\n':
+        return 'n';
+    case '\r':
+        return 'r';
+    case '\t':
+        return 't';
+    default:
+        return static_cast<unsigned char>(character) < 0x20 ? 'u' : '\0';
+    }
+}
+
+void appendEscaped(std::string& text, char character) {
+    auto const escape = escapeOf(character);
+    if (escape == '\0') {
+        text += character;
+        return;
+    }
+    text += '\\';
+    text += escape;
+    if (escape == 'u') {
+        constexpr auto* digits = "0123456789ABCDEF";
+        text += "00";
+        text += digits[character / 16];
+        text += digits[character % 16];
+    }
+}
+
+// Names are escaped as Boost.PropertyTree escapes them when it writes JSON text. Most need nothing of it.
 std::string toKey(std::string const& name) {
-    auto const standsForItself = [](char character) {
-        return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '/' &&
-               character != '\\';
-    };
-    return std::all_of(name.begin(), name.end(), standsForItself)
-               ? name
-               : boost::property_tree::json_parser::create_escapes(name);
+    auto const escapedFrom =
+        std::find_if(name.begin(), name.end(), [](char character) { return escapeOf(character) != '\0'; });
+    if (escapedFrom == name.end()) {
+        return name;
+    }
+    std::string key;
+    key.reserve(name.size() + 5); // what one character takes more at most; few names have several to escape
+    key.assign(name.begin(), escapedFrom);
+    std::for_each(escapedFrom, name.end(), [&](char character) { appendEscaped(key, character); });
+    return key;
 }
 
 } // namespace

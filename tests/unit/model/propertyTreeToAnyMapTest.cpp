@@ -3,6 +3,8 @@
 
 #include <string>
 
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS // the parser of Boost 1.74 uses them, and says so at every compilation
+#include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
 
@@ -130,6 +132,14 @@ TEST(PropertyTreeToAnyMap, PassesEveryOtherByteOfANameThrough) {
             auto const name = std::string(1, static_cast<char>(byte));
             EXPECT_EQ(keyOf(name), name) << "byte " << byte;
         }
+    }
+}
+
+TEST(PropertyTreeToAnyMap, EscapesEveryCharacterOfANameAsBoostDoesInJSONText) {
+    for (auto byte = 0x00; byte <= 0xFF; ++byte) {
+        auto const name =
+            std::string("before") + static_cast<char>(byte) + "/" + static_cast<char>(byte) + "after";
+        EXPECT_EQ(keyOf(name), boost::property_tree::json_parser::create_escapes(name)) << "byte " << byte;
     }
 }
 
