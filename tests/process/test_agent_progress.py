@@ -5,8 +5,9 @@ import os
 import re
 import signal
 import subprocess
+import time
 
-from support import AGENT, INVALID, NOT_READY, SUCCESS, AgentTest, configuration
+from support import AGENT, INVALID, NOT_READY, PATIENCE, SUCCESS, AgentTest, configuration
 
 READY = configuration("c", bind=["unix:mine"])
 NEVER_READY = configuration("c", bind=["unix:mine"], connect=["unix:nobody"])
@@ -102,6 +103,23 @@ class Streams(ProgressTest):
         ) as process:
             os.close(write)
             self.assertEqual(process.wait(timeout=60), SUCCESS)
+        self.assertFalse((self.directory / "mine").exists())
+
+    def test_nothing_takes_the_place_of_a_standard_stream_that_is_closed(self):
+        name = self.write("c.json", READY)
+        process = subprocess.Popen(
+            ["sh", "-c", 'exec "$0" "$@" <&- >&- 2>&-', AGENT, "run", name, "--runtime-directory", "runtime"],
+            cwd=self.directory,
+        )
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        deadline = time.monotonic() + PATIENCE
+        while not (self.directory / "mine").exists() and time.monotonic() < deadline:
+            time.sleep(0.01)
+        streams = [os.readlink(f"/proc/{process.pid}/fd/{number}") for number in range(3)]
+        self.assertEqual(streams, ["/dev/null"] * 3)
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(timeout=PATIENCE), 128 + signal.SIGTERM)
         self.assertFalse((self.directory / "mine").exists())
 
     def test_a_full_timeout_of_zero_waits_until_interrupted(self):

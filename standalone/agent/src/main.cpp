@@ -7,6 +7,9 @@
 #include <string>
 #include <utility>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <boost/log/utility/setup/console.hpp>
 
 #include "CommandLine.hpp"
@@ -26,6 +29,16 @@
 namespace {
 
 using namespace agent::program;
+
+// Whatever is opened first takes the number of a standard stream that was closed, and would be written to as if
+// it were that stream. Something stands there instead whose use fails as that of the closed one would.
+void occupyClosedStandardStreams() {
+    for (int const stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) < 0) {
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
 
 void complain(std::string const& text) {
     std::fprintf(stderr, "%s\n", printable(text).c_str());
@@ -144,6 +157,7 @@ int dispatch(CommandLine const& line) {
 } // namespace
 
 int main(int argc, char** argv) {
+    occupyClosedStandardStreams();
     // For the width of characters; whatever is written is UTF-8. There is no second thread yet.
     std::setlocale(LC_CTYPE, "C.UTF-8"); // NOLINT(concurrency-mt-unsafe)
     try {
