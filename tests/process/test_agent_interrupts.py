@@ -6,7 +6,7 @@ import pathlib
 import signal
 import time
 
-from support import AGENT, PATIENCE, SUCCESS, AgentTest, configuration
+from support import AGENT, FAILED, PATIENCE, SUCCESS, AgentTest, configuration
 
 INTERRUPTED = 128 + signal.SIGINT
 TERMINATED = 128 + signal.SIGTERM
@@ -71,6 +71,32 @@ class WhileStarting(GatedAgentTest):
         agent.send(signal.SIGTERM)
         self.assertEqual(agent.end(), TERMINATED)
 
+    def changed_while_starting(self):
+        """The file has another publisher, and that was seen, before the framework has started."""
+        content = configuration("c", bind=["unix:mine"])
+        agent = self.start_gated("SPF_TEST_START_GATE", content)
+        agent.wait_for(event="starting")
+        content["servicePublishers"].append({"uniqueID": "q", "name": "rpcservicepublisher"})
+        self.write("c.json", content)
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="modifying")
+        return agent
+
+    def test_an_interrupt_after_a_change_withdraws_what_the_change_has_brought(self):
+        agent = self.changed_while_starting()
+        agent.send(signal.SIGTERM)
+        agent.wait_for(event="withdrawing")
+        self.open_gate()
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), TERMINATED)
+        self.assertEqual(agent.texts("failure"), [])
+
+    def test_a_start_that_fails_after_a_change_is_told(self):
+        agent = self.changed_while_starting()
+        (self.directory / "root/bin/darwinarm64/spf").unlink()
+        self.open_gate()
+        self.assertEqual(agent.end(), FAILED)
+        self.assertIn("root/bin/darwinarm64/spf", agent.texts("failure")[0])
 
     def test_a_failure_after_the_interrupt_leaves_the_status_of_the_legacy_configuration_alone(self):
         agent = self.start_gated_with("SPF_TEST_START_GATE", "legacy")

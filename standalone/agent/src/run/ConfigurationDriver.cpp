@@ -64,11 +64,11 @@ bool ConfigurationDriver::isAskedForSomething() {
     return isAskedForSomethingWithLock();
 }
 
-// Nothing when the withdrawal is asked for.
+// Nothing when the withdrawal is asked for and every version that was given has been published.
 std::optional<ConfigurationDriver::Version> ConfigurationDriver::waitForNextVersion() {
     std::unique_lock lock(mutex_);
     requestMade_.wait(lock, [this] { return isAskedForSomethingWithLock(); });
-    return request_ == Request::None ? std::exchange(next_, std::nullopt) : std::nullopt;
+    return std::exchange(next_, std::nullopt);
 }
 
 void ConfigurationDriver::waitFor(Request request) {
@@ -82,7 +82,7 @@ void ConfigurationDriver::run() {
     try {
         drive();
     } catch (std::exception const& error) {
-        messages_.put(ConfigurationFailed{error.what(), current_.modificationCount});
+        messages_.put(ConfigurationFailed{error.what(), std::nullopt});
     }
     host::standalone::stopFramework();
     messages_.put(FrameworkStopped{});

@@ -25,6 +25,9 @@ namespace agent::program {
 // ConfigurationFailed unless something else was asked for first; after withdraw() ConfigurationWithdrawn;
 // after finish() FrameworkStopped. If starting or publishing fails, ConfigurationFailed and, without being
 // asked, FrameworkStopped.
+//
+// A version that was given before withdraw() is published before it is withdrawn: whoever gave it waits for
+// its publishers to be removed.
 class ConfigurationDriver {
 public:
     // `removalTimeout` bounds the library's wait for the removal to be reported.

@@ -77,7 +77,7 @@ void LegacySession::drive() {
     try {
         setUpAndStay();
     } catch (std::exception const& error) {
-        messages_.put(ConfigurationFailed{error.what(), 0});
+        messages_.put(ConfigurationFailed{error.what(), std::nullopt});
     }
     host::standalone::stopFramework();
     messages_.put(FrameworkStopped{});

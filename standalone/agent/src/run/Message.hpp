@@ -3,6 +3,7 @@
 #define AGENT_PROGRAM_RUN_MESSAGE_HPP
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -48,7 +49,7 @@ struct ConfigurationReady {
 };
 struct ConfigurationFailed {
     std::string reason;
-    std::uint32_t modificationCount;
+    std::optional<std::uint32_t> modificationCount; // nothing: of all, for the framework is being stopped
 };
 struct ConfigurationWithdrawn {};
 struct FrameworkStopped {};

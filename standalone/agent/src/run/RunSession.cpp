@@ -109,7 +109,7 @@ void RunSession::handle(ConfigurationReady const& message) {
 }
 
 void RunSession::handle(ConfigurationFailed const& message) {
-    if (message.modificationCount != modificationCount_) {
+    if (message.modificationCount && message.modificationCount != modificationCount_) {
         return;
     }
     narrator_.tellFailure(message.reason);
