@@ -84,16 +84,15 @@ void LegacySession::drive() {
 }
 
 void LegacySession::setUpAndStay() {
-    spf::frameworksetup::setupFramework();
     auto const framework = host::getFramework();
+    FrameworkWatch const watch(framework->GetBundleContext(), messages_); // before anything happens
+    spf::frameworksetup::setupFramework();
     auto const configurations = frameworkConfigurations(framework->GetBundleContext());
     if (configurations.empty()) {
         throw std::runtime_error("nothing was published: the framework has no Configuration Admin service");
     }
     auto const& [id, map] = *configurations.begin();
     messages_.put(ConfigurationAdopted{toConfiguration(id, map)});
-    FrameworkWatch const watch(framework->GetBundleContext(),
-                               messages_); // is told first how things are by now
     stop_.get_future().wait();
 }
 
@@ -124,9 +123,13 @@ void LegacySession::handle(ConfigurationAdopted const& message) {
     narrator_.tell("published", "configuration " + id + " handed to the service framework",
                    {{"configurationID", id}});
     narrator_.result("published " + id);
+    isAdopted_ = true;
+    for (auto const& early : std::exchange(earlyMessages_, {})) {
+        std::visit([this](auto const& content) { handle(content); }, early);
+    }
 }
 
-void LegacySession::handle(PublisherFailed const& message) {
+void LegacySession::happened(PublisherFailed const& message) {
     if (narrator_.tell(message)) {
         fail();
     }

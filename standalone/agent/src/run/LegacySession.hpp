@@ -5,6 +5,7 @@
 #include <exception>
 #include <future>
 #include <thread>
+#include <vector>
 
 #include "progress/Narrator.hpp"
 #include "run/Message.hpp"
@@ -33,15 +34,28 @@ private:
     template <typename Other>
     void handle(Other const&) {} // of other kinds of run
     void handle(ConfigurationAdopted const& message);
-    void handle(EndpointStatus const& status) { narrator_.tell(status); }
-    void handle(ServicesPublished const& message) { narrator_.tell(message); }
-    void handle(RemoteInterface const& message) { narrator_.tell(message); }
-    void handle(PublisherFailed const& message);
+    void handle(EndpointStatus const& status) { onceAdopted(status); }
+    void handle(ServicesPublished const& message) { onceAdopted(message); }
+    void handle(RemoteInterface const& message) { onceAdopted(message); }
+    void handle(PublisherFailed const& message) { onceAdopted(message); }
     void handle(ConfigurationFailed const& message);
     void handle(FrameworkStopped const& message);
     void handle(SignalReceived const& message);
     void handle(ReloadRequested const& message);
     void handle(TerminalResized const&) { narrator_.terminalResized(); }
+    template <typename FromFramework>
+    void onceAdopted(FromFramework const& message) {
+        if (isAdopted_) {
+            happened(message);
+        } else {
+            earlyMessages_.push_back(message);
+        }
+    }
+    template <typename FromFramework>
+    void happened(FromFramework const& message) {
+        narrator_.tell(message);
+    }
+    void happened(PublisherFailed const& message);
     void fail();
     void stopTookTooLong();
 
@@ -49,6 +63,8 @@ private:
     Narrator narrator_;
     Clock::time_point nextTick_ = Clock::now(); // when the reporter is told next that time passes
     bool isEnded_ = false;
+    bool isAdopted_ = false;             // it is known which publishers there are
+    std::vector<Message> earlyMessages_; // of the framework, before that
     Clock::time_point deadline_ = Clock::time_point::max();
     int status_;
     std::promise<void> stop_;
