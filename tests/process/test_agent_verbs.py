@@ -115,15 +115,24 @@ class Verbs(AgentTest):
         self.assertEqual(agent.end(), 128 + signal.SIGINT)
         self.assertEqual(agent.results(), ["published LegacySetupFramework"])
 
+    def test_legacy_tells_of_all_that_happens_from_its_first_moment(self):
+        for _ in range(20):  # what comes between publishing and listening is missed now and then only
+            agent = self.start_with("legacy", "--progress", "json", "--runtime-directory", "runtime")
+            agent.wait_for(event="published")
+            agent.wait_for(event="services", state="published")
+            agent.send(signal.SIGTERM)
+            self.assertEqual(agent.end(), 128 + signal.SIGTERM)
+
     def test_legacy_without_an_installation_fails(self):
         agent = self.start_with("legacy", "--progress", "json", "--root", "nowhere")
         self.assertEqual(agent.end(), FAILED)
         self.assertIn("nowhere/bin/darwinarm64", agent.texts("failure")[0])
 
     def test_a_result_that_cannot_be_written_is_a_failure(self):
-        with open("/dev/full", "w", encoding="utf-8") as full:
-            done = subprocess.run([AGENT, "schema"], stdout=full, stderr=subprocess.PIPE, timeout=60, check=False)
-        self.assertEqual(done.returncode, FAILED)
+        for arguments in (["schema"], ["--version"], ["run", "--help"]):
+            with self.subTest(arguments=arguments), open("/dev/full", "w", encoding="utf-8") as full:
+                done = subprocess.run([AGENT, *arguments], stdout=full, stderr=subprocess.PIPE, timeout=60, check=False)
+                self.assertEqual(done.returncode, FAILED)
 
 
 class UnusualFiles(AgentTest):

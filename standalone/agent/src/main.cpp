@@ -30,8 +30,8 @@ namespace {
 
 using namespace agent::program;
 
-// Whatever is opened first takes the number of a standard stream that was closed, and would be written to as if
-// it were that stream. Something stands there instead whose use fails as that of the closed one would.
+// Whatever is opened first takes the number of a standard stream that was closed, and would be written to as
+// if it were that stream. Something stands there instead whose use fails as that of the closed one would.
 void occupyClosedStandardStreams() {
     for (int const stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) < 0) {
@@ -163,7 +163,10 @@ int main(int argc, char** argv) {
     try {
         auto const parsed = parseCommandLine(argc, argv);
         auto const* const line = std::get_if<CommandLine>(&parsed);
-        return line == nullptr ? std::get<int>(parsed) : dispatch(*line);
+        if (line != nullptr) {
+            return dispatch(*line);
+        }
+        return print("") ? std::get<int>(parsed) : exitstatus::failed; // what was printed is on its way
     } catch (std::exception const& error) {
         auto const advice = adviceForFailure(error.what());
         complain(std::string("spf-agent: ") + error.what() + (advice.empty() ? "" : "; " + advice));
