@@ -1,7 +1,9 @@
 // Durations as people type them.
 #include "Duration.hpp"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <map>
 #include <stdexcept>
 #include <string_view>
@@ -22,7 +24,9 @@ std::chrono::milliseconds parseDuration(std::string const& text) {
         number * unit->second > aYear) {
         throw std::invalid_argument("'" + text + "' is no duration; expected one such as 500ms, 30s or 2m");
     }
-    return std::chrono::milliseconds(static_cast<std::int64_t>(number * unit->second));
+    auto const milliseconds = std::chrono::milliseconds(std::llround(number * unit->second));
+    return number > 0 ? std::max(milliseconds, std::chrono::milliseconds(1))
+                      : milliseconds; // zero is another word
 }
 
 std::string formatDuration(std::chrono::milliseconds duration) {

@@ -23,6 +23,17 @@ TEST(Duration, ANumberAloneIsSeconds) {
     EXPECT_EQ(parseDuration("3"), 3s);
 }
 
+TEST(Duration, IsRoundedToMilliseconds) {
+    EXPECT_EQ(parseDuration("1.001"), 1001ms);
+    EXPECT_EQ(parseDuration("1.1"), 1100ms);
+}
+
+TEST(Duration, OnlyZeroIsZero) {
+    EXPECT_EQ(parseDuration("0.4ms"), 1ms);
+    EXPECT_EQ(parseDuration("0.00001"), 1ms);
+    EXPECT_EQ(parseDuration("0.0h"), 0ms);
+}
+
 TEST(Duration, EverythingElseIsRefusedByName) {
     for (auto const* text : {"", "s", "-1s", "1 s", "1d", "1s ", "nan", "inf", "1e3s", "99999h", "0x1"}) {
         EXPECT_THROW(parseDuration(text), std::invalid_argument) << text;
