@@ -304,7 +304,15 @@ INSTANTIATE_TEST_SUITE_P(
         Deviation{"PropertiesInTwoCases",
                   R"({"configurationID": "c", "serviceInterfaces": [
                       {"uniqueID": "i", "name": "n", "requestedProperties": {"x": {"KEY": 1, "key": 2}}}]})",
-                  "/serviceInterfaces/0/requestedProperties/x/key", "letter case only"}),
+                  "/serviceInterfaces/0/requestedProperties/x/key", "letter case only"},
+        Deviation{"RequiredPropertyBeforeADotOfAnother",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requiredRuntimeProperties": {"A": 1, "a.b": 2}}]})",
+                  "/serviceInterfaces/0/requiredRuntimeProperties/A", "before a dot in another name"},
+        Deviation{"LevelsOfRequiredPropertiesInTwoCases",
+                  R"({"configurationID": "c", "serviceInterfaces": [
+                      {"uniqueID": "i", "name": "n", "requiredRuntimeProperties": {"a.B.x": 1, "a.b.y": 2}}]})",
+                  "/serviceInterfaces/0/requiredRuntimeProperties/a.b.y", "\"a.B\" in letter case only"}),
     [](auto const& deviation) { return deviation.param.name; });
 
 TEST(ConfigurationFile, AllProblemsAreReported) {

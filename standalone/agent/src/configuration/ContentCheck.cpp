@@ -153,17 +153,46 @@ private:
     // A dot in the name of a required property begins another level of the tree that holds it.
     void checkLevelsOfNames(json const& entry, std::string const& pointer) {
         constexpr char const* list = "requiredRuntimeProperties";
-        if (!entry.is_object() || !entry.contains(list) || !entry.at(list).is_object()) {
+        auto const* const object = memberOf(entry, list, json::value_t::object);
+        if (object == nullptr) {
             return;
         }
-        for (auto const& [name, value] : entry.at(list).items()) {
+        auto const listPointer = memberPointer(pointer, list);
+        for (auto const& [name, value] : object->items()) {
             if (std::count(name.begin(), name.end(), '.') >= static_cast<std::ptrdiff_t>(maximumNesting)) {
-                report(memberPointer(pointer, list), "found " + shown(name) +
-                                                         ", whose dots make more than the " +
-                                                         std::to_string(maximumNesting) + " levels allowed");
+                report(listPointer, "found " + shown(name) + ", whose dots make more than the " +
+                                        std::to_string(maximumNesting) + " levels allowed");
             } else if (!name.empty() && name.back() == '.') {
-                report(memberPointer(memberPointer(pointer, list), name),
+                report(memberPointer(listPointer, name),
                        "found " + shown(name) + "; expected a name that does not end in a dot");
+            }
+        }
+        checkConflictsOfLevels(*object, listPointer);
+    }
+
+    // A published map has one value for a name, and letter case makes no other name.
+    void checkConflictsOfLevels(json const& object, std::string const& pointer) {
+        std::map<std::string, std::string>
+            levels; // what stands before a dot: from lower case to how it stands
+        for (auto const& [name, value] : object.items()) {
+            for (auto dot = name.find('.'); dot != std::string::npos; dot = name.find('.', dot + 1)) {
+                auto const level = name.substr(0, dot);
+                auto const& known =
+                    levels.emplace(boost::algorithm::to_lower_copy(level), level).first->second;
+                if (known != level) {
+                    report(memberPointer(pointer, name),
+                           "what stands before a dot differs from " + shown(known) +
+                               " in letter case only; expected names that differ otherwise");
+                    break;
+                }
+            }
+        }
+        for (auto const& [name, value] : object.items()) {
+            if (levels.count(boost::algorithm::to_lower_copy(name)) != 0) {
+                report(
+                    memberPointer(pointer, name),
+                    "stands before a dot in another name, too; expected a name that has a value or further "
+                    "levels, not both");
             }
         }
     }
