@@ -128,6 +128,12 @@ class AgentTest(unittest.TestCase):
         (self.directory / name).write_text(text)
         return name
 
+    def wait_for_file(self, name):
+        deadline = time.monotonic() + PATIENCE
+        while not (self.directory / name).exists():
+            self.assertLess(time.monotonic(), deadline, f"there is no {name}")
+            time.sleep(0.01)
+
     def start(self, configuration, *options):
         name = self.write(configuration["configurationID"] + ".json", configuration)
         return self.start_with("run", name, "--progress", "json", "--runtime-directory", "runtime", *options)

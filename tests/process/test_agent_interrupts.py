@@ -4,6 +4,7 @@ import errno
 import os
 import pathlib
 import signal
+import subprocess
 import time
 
 from support import AGENT, FAILED, PATIENCE, SUCCESS, AgentTest, configuration
@@ -154,6 +155,24 @@ class WhenReady(AgentTest):
         agent.send(signal.SIGINT)
         agent.wait_for(event="withdrawn")
         self.assertEqual(agent.end(), INTERRUPTED)
+
+
+    def test_an_agent_that_nobody_listens_to_ends_all_the_same(self):
+        read, write = os.pipe()
+        os.set_blocking(write, False)
+        with self.assertRaises(BlockingIOError):
+            while True:
+                os.write(write, b"x")
+        os.set_blocking(write, True)
+        name = self.write("c.json", configuration("c", bind=["unix:mine"]))
+        process = subprocess.Popen([AGENT, "run", name, "--runtime-directory", "runtime"], cwd=self.directory, stderr=write)
+        for descriptor in (read, write):
+            self.addCleanup(os.close, descriptor)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        self.wait_for_file("mine")
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(timeout=PATIENCE), TERMINATED)
 
 
 class WhileStopping(GatedAgentTest):

@@ -5,7 +5,6 @@ import os
 import re
 import signal
 import subprocess
-import time
 
 from support import AGENT, INVALID, NOT_READY, PATIENCE, SUCCESS, AgentTest, configuration
 
@@ -113,9 +112,7 @@ class Streams(ProgressTest):
         )
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
-        deadline = time.monotonic() + PATIENCE
-        while not (self.directory / "mine").exists() and time.monotonic() < deadline:
-            time.sleep(0.01)
+        self.wait_for_file("mine")
         streams = [os.readlink(f"/proc/{process.pid}/fd/{number}") for number in range(3)]
         self.assertEqual(streams, ["/dev/null"] * 3)
         process.send_signal(signal.SIGTERM)

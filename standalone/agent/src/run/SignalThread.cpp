@@ -3,6 +3,8 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <system_error>
+#include <thread>
 
 #include <sys/signalfd.h>
 
@@ -11,6 +13,20 @@ namespace agent::program {
 namespace {
 
 constexpr std::chrono::milliseconds oneSignalTwice{300};
+constexpr std::chrono::seconds lastMoment{20}; // longer than the main thread gives withdrawal and stop
+
+// Ends the process when the main thread has not: it is held up by whoever does not read what it writes, or by
+// the file that it reads.
+void endAtLastMoment(int status) {
+    try {
+        std::thread([status] {
+            std::this_thread::sleep_for(lastMoment);
+            std::_Exit(status);
+        }).detach();
+    } catch (std::system_error const&) {
+        // No further thread can be had; a second signal ends the process.
+    }
+}
 
 int openSignals() {
     sigset_t set;
@@ -53,6 +69,7 @@ void SignalThread::interrupt(int signal) {
     if (firstSignal_ == 0) {
         firstSignal_ = signal;
         firstSignalAt_ = now;
+        endAtLastMoment(exitStatusOfSignal(signal));
         messages_.put(SignalReceived{signal});
     } else if (signal != firstSignal_ || now - firstSignalAt_ > oneSignalTwice) {
         std::_Exit(exitStatusOfSignal(signal));
