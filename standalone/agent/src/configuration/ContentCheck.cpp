@@ -158,6 +158,7 @@ private:
             return;
         }
         auto const listPointer = memberPointer(pointer, list);
+        auto const before = problems_.size();
         for (auto const& [name, value] : object->items()) {
             if (std::count(name.begin(), name.end(), '.') >= static_cast<std::ptrdiff_t>(maximumNesting)) {
                 report(listPointer, "found " + shown(name) + ", whose dots make more than the " +
@@ -167,7 +168,9 @@ private:
                        "found " + shown(name) + "; expected a name that does not end in a dot");
             }
         }
-        checkConflictsOfLevels(*object, listPointer);
+        if (problems_.size() == before) {
+            checkConflictsOfLevels(*object, listPointer);
+        }
     }
 
     // A published map has one value for a name, and letter case makes no other name.
