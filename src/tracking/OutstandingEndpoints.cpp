@@ -42,7 +42,7 @@ template <typename IsRemoved>
 bool OutstandingEndpoints::removeIf(IsRemoved const& isRemoved) noexcept {
     auto const before = outstanding;
     for (std::size_t position = 0; position < endpoints.size(); ++position) {
-        if (outstanding[position] && isRemoved(endpoints[position])) {
+        if (before[position] && isRemoved(endpoints[position])) {
             outstanding.reset(position);
         }
     }
