@@ -2,7 +2,9 @@
 #ifndef CPPMICROSERVICES_SERVICETRACKER_H
 #define CPPMICROSERVICES_SERVICETRACKER_H
 
+#include "cppmicroservices/Bundle.h" // for users, as are the constants
 #include "cppmicroservices/BundleContext.h"
+#include "cppmicroservices/Constants.h"
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/ServiceReference.h"
 #include "cppmicroservices/ServiceTrackerCustomizer.h"
