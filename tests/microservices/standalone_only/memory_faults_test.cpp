@@ -5,6 +5,7 @@
 #include "support/AllocationFailure.hpp"
 
 #include <cppmicroservices/ServiceFactory.h>
+#include <cppmicroservices/ServiceObjects.h>
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <exception>
@@ -26,12 +27,15 @@ public:
 class Factory : public ServiceFactory {
 public:
     InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
-        return MakeInterfaceMap<testbundles::TestService>(std::make_shared<Other>());
+        InterfaceMapConstPtr object = MakeInterfaceMap<testbundles::TestService>(std::make_shared<Other>());
+        ++made;
+        return object;
     }
     void UngetService(Bundle const&, ServiceRegistrationBase const&, InterfaceMapConstPtr const&) override {
         ++returned;
     }
 
+    int made = 0;
     int returned = 0;
 };
 
@@ -134,6 +138,26 @@ TEST_P(MemoryFaults, AStartThatRunsOutOfMemoryLeavesNothing) {
         return failed;
     });
     EXPECT_GT(count, 10U);
+}
+
+TEST_P(MemoryFaults, AnObjectThatCannotBeHandedOutIsGivenBackToItsFactory) {
+    auto const reference = made_.GetReference<testbundles::TestService>();
+    auto const objects = context_.GetServiceObjects(reference);
+    auto const eachFails = [&](auto const& get) {
+        auto const count = failEachAllocation([&](std::size_t n) {
+            auto const failed = runsOutOfMemoryAt(n, [&] {
+                try {
+                    get();
+                } catch (std::bad_alloc const&) {
+                }
+            });
+            EXPECT_EQ(factory_->returned, factory_->made);
+            return failed;
+        });
+        EXPECT_GT(count, 5U);
+    };
+    eachFails([&] { context_.GetService(reference); });
+    eachFails([&] { objects.GetService(); });
 }
 
 TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {

@@ -155,7 +155,7 @@ ServiceReferenceU BundleContext::GetServiceReference(std::string const& clazz) {
 std::shared_ptr<void> BundleContext::GetService(ServiceReferenceBase const& reference) {
     auto const target = requireService(reference);
     auto const use = target.record->uses().acquire(*ValidRecord());
-    return use ? detail::holdObject(use, target.interfaceId ? *target.interfaceId : std::string()) : nullptr;
+    return use ? detail::holdObject(use, target.interfaceId) : nullptr;
 }
 
 InterfaceMapConstPtr BundleContext::GetService(ServiceReferenceU const& reference) {

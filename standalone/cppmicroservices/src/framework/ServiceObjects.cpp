@@ -38,7 +38,7 @@ ServiceObjectsBase::~ServiceObjectsBase() = default;
 
 std::shared_ptr<void> ServiceObjectsBase::GetService() const {
     auto const use = acquire(*context_, reference_);
-    return use ? detail::holdObject(use, reference_.GetInterfaceId()) : nullptr;
+    return use ? detail::holdObject(use, detail::Access::target(reference_).interfaceId) : nullptr;
 }
 
 InterfaceMapConstPtr ServiceObjectsBase::GetServiceInterfaceMap() const {

@@ -131,11 +131,11 @@ std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& contex
     making_.push_back({user.get(), std::this_thread::get_id()});
     auto const factory = service_.factory();
     lock.unlock();
-    auto object = makeObject(*factory, user);
+    auto const object = makeObject(*factory, user);
     lock.lock();
     making_.erase(making_.begin() + (findMakingWithLock(*user) - making_.data()));
     made_.notify_all();
-    return object ? keepMade(context, lock, false, factory, std::move(object)) : nullptr;
+    return object ? keepMade(context, lock, false, factory, object) : nullptr;
 }
 
 std::shared_ptr<ServiceUse> ServiceUses::acquirePrototype(ContextRecord const& context) {
@@ -145,21 +145,29 @@ std::shared_ptr<ServiceUse> ServiceUses::acquirePrototype(ContextRecord const& c
     }
     auto const factory = service_.factory();
     lock.unlock();
-    auto object = makeObject(*factory, context.bundle());
+    auto const object = makeObject(*factory, context.bundle());
     lock.lock();
-    return object ? keepMade(context, lock, true, factory, std::move(object)) : nullptr;
+    return object ? keepMade(context, lock, true, factory, object) : nullptr;
 }
 
 std::shared_ptr<ServiceUse> ServiceUses::keepMade(ContextRecord const& context,
                                                   std::unique_lock<std::mutex>& lock, bool prototype,
                                                   std::shared_ptr<ServiceFactory> const& factory,
-                                                  InterfaceMapConstPtr object) {
-    if (usableWithLock(context)) {
-        return addWithLock(context, prototype, factory, std::move(object));
+                                                  InterfaceMapConstPtr const& object) {
+    auto const giveBack = [&] {
+        lock.unlock();
+        takeBack(*factory, context.bundle(), object, EndOfUse::Released);
+    };
+    if (!usableWithLock(context)) {
+        giveBack();
+        return nullptr;
     }
-    lock.unlock();
-    takeBack(*factory, context.bundle(), object, EndOfUse::Released);
-    return nullptr;
+    try {
+        return addWithLock(context, prototype, factory, object);
+    } catch (...) {
+        giveBack();
+        throw;
+    }
 }
 
 void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) noexcept {
@@ -310,8 +318,9 @@ void ServiceUses::takeBackAll(Uses const& uses, EndOfUse end) const noexcept {
     }
 }
 
-std::shared_ptr<void> holdObject(std::shared_ptr<ServiceUse> const& use, std::string const& interfaceId) {
-    auto object = ExtractInterface(use->object, interfaceId);
+std::shared_ptr<void> holdObject(std::shared_ptr<ServiceUse> const& use, std::string const* interfaceId) {
+    auto object = interfaceId ? ExtractInterface(use->object, *interfaceId)
+                              : ExtractInterface(use->object, std::string());
     if (!object) {
         use->service->uses().release(use);
         return nullptr;

@@ -75,7 +75,7 @@ private:
     bool usableWithLock(ContextRecord const& context) const;
     std::shared_ptr<ServiceUse> keepMade(ContextRecord const& context, std::unique_lock<std::mutex>& lock,
                                          bool prototype, std::shared_ptr<ServiceFactory> const& factory,
-                                         InterfaceMapConstPtr object);
+                                         InterfaceMapConstPtr const& object);
     std::shared_ptr<ServiceUse> addWithLock(ContextRecord const& context, bool prototype,
                                             std::shared_ptr<ServiceFactory> factory,
                                             InterfaceMapConstPtr object);
@@ -93,9 +93,9 @@ private:
     std::vector<Making> making_;
 };
 
-/// A pointer to the object as the interface (as any, if none is given) that releases `use` with its last
+/// A pointer to the object as the interface (as any, if it is null) that releases `use` with its last
 /// copy; releases it at once and returns an empty one if the object lacks the interface.
-std::shared_ptr<void> holdObject(std::shared_ptr<ServiceUse> const& use, std::string const& interfaceId);
+std::shared_ptr<void> holdObject(std::shared_ptr<ServiceUse> const& use, std::string const* interfaceId);
 /// The same for the object as a whole.
 InterfaceMapConstPtr holdInterfaceMap(std::shared_ptr<ServiceUse> const& use);
 
