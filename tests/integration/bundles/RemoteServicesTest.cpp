@@ -1,8 +1,16 @@
 // The interfaces of peers as services of the registry.
+#include <functional>
+#include <future>
+#include <utility>
+
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/ServiceEvent.h>
+#include <cppmicroservices/ServiceInterface.h>
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "agent/spf/bundles/RemoteOffers.hpp"
 #include "agent/spf/bundles/common/Properties.hpp"
 
 namespace {
@@ -228,6 +236,85 @@ TEST_F(OffersOfARawPeer, VanishWithIt) {
     peer_->close();
 
     EXPECT_TRUE(waitForRemoteServices({}));
+}
+
+class Peer : public agent::spf::bundles::RemoteOffers {
+public:
+    explicit Peer(std::vector<std::string> const& ids) { offer(ids); }
+
+    void offer(std::vector<std::string> const& ids) {
+        auto next = std::make_shared<agent::spf::bundles::PeerOffers>();
+        for (auto const& id : ids) {
+            next->offers.push_back({"clock", id, 1, agent::spf::bundles::makeMap()});
+        }
+        std::lock_guard const lock(mutex_);
+        offers_ = std::move(next);
+    }
+
+    std::shared_ptr<agent::spf::bundles::PeerOffers const> current() const override {
+        std::lock_guard const lock(mutex_);
+        return offers_;
+    }
+
+private:
+    std::mutex mutable mutex_; // guards offers_
+    std::shared_ptr<agent::spf::bundles::PeerOffers const> offers_;
+};
+
+// The offers of a peer go while the client is at work on them: a listener that it calls takes them away.
+class OffersThatGoMeanwhile : public BundlesTest {
+protected:
+    using RemoteOffers = agent::spf::bundles::RemoteOffers;
+
+    // Takes the peer's offers away at the first event of this type.
+    void takeAwayAt(cppmicroservices::ServiceEvent::Type type) {
+        installation_.context().AddServiceListener(
+            [this, type](cppmicroservices::ServiceEvent const& event) {
+                if (event.GetType() == type && !std::exchange(isTakenAway_, true)) {
+                    isRegistered_.get_future().wait();
+                    registration_.Unregister();
+                }
+            },
+            "(" + cppmicroservices::Constants::OBJECTCLASS + "=" +
+                us_service_interface_iid<agent::spf::bundles::RemoteService>() + ")");
+    }
+
+    void addPeer() {
+        registration_ = installation_.context().RegisterService<RemoteOffers>(peer_);
+        isRegistered_.set_value();
+    }
+
+    // Waits until the client has done all that it had to do.
+    bool onlyALaterPeerIsLeft() {
+        installation_.context().RegisterService<RemoteOffers>(
+            std::make_shared<Peer>(std::vector<std::string>{"later"}));
+        return waitForRemoteServices({"clock later  via "});
+    }
+
+    std::shared_ptr<Peer> const peer_ = std::make_shared<Peer>(std::vector<std::string>{"a", "b"});
+    cppmicroservices::ServiceRegistration<RemoteOffers> registration_;
+    std::promise<void> isRegistered_;
+
+private:
+    bool isTakenAway_ = false; // used on the client's thread only
+};
+
+TEST_F(OffersThatGoMeanwhile, LeaveNoServiceBehindWhenTheyGoAsOneIsRegistered) {
+    takeAwayAt(cppmicroservices::ServiceEvent::SERVICE_REGISTERED);
+    addPeer();
+
+    EXPECT_TRUE(onlyALaterPeerIsLeft()) << testing::PrintToString(remoteServices());
+}
+
+TEST_F(OffersThatGoMeanwhile, LeaveNoServiceBehindWhenTheyGoAsOneIsUnregistered) {
+    addPeer();
+    ASSERT_TRUE(waitForRemoteServices({"clock a  via ", "clock b  via "}));
+    takeAwayAt(cppmicroservices::ServiceEvent::SERVICE_UNREGISTERING);
+
+    peer_->offer({});
+    registration_.SetProperties(cppmicroservices::ServiceProperties());
+
+    EXPECT_TRUE(onlyALaterPeerIsLeft()) << testing::PrintToString(remoteServices());
 }
 
 } // namespace

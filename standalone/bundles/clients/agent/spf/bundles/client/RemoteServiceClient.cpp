@@ -1,6 +1,7 @@
 #include "agent/spf/bundles/client/RemoteServiceClient.hpp"
 
 #include <atomic>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
@@ -113,37 +114,45 @@ private:
         }
     }
 
+    // The listeners of the services that come and go may take the peer itself away.
     void import(ImportedPeer& peer) {
         auto const wanted = wantedServices(peer.offers->current());
         removeUnwanted(peer.services, wanted);
         for (auto const& [uniqueID, service] : wanted) {
-            if (peer.services.count(uniqueID) == 0) {
-                add(peer.services, service);
+            if (!peer.isGone && peer.services.count(uniqueID) == 0) {
+                add(peer, service);
             }
         }
     }
 
     static void removeUnwanted(std::map<std::string, Imported>& services,
                                std::map<std::string, std::shared_ptr<ImportedService>> const& wanted) {
+        std::map<std::string, Imported> unwanted;
         for (auto entry = services.begin(); entry != services.end();) {
+            auto const next = std::next(entry);
             auto const same = wanted.find(entry->first);
-            if (same != wanted.end() && same->second->properties() == entry->second.service->properties()) {
-                ++entry;
-            } else {
-                unregister(entry->second.registration);
-                entry = services.erase(entry);
+            if (same == wanted.end() || same->second->properties() != entry->second.service->properties()) {
+                unwanted.insert(services.extract(entry));
             }
+            entry = next;
+        }
+        for (auto& [uniqueID, imported] : unwanted) {
+            unregister(imported.registration);
         }
     }
 
-    void add(std::map<std::string, Imported>& services, std::shared_ptr<ImportedService> const& service) {
+    void add(ImportedPeer& peer, std::shared_ptr<ImportedService> const& service) {
         ServiceProperties properties;
         for (auto const& [key, value] : service->properties()) {
             properties.emplace(key, value);
         }
         try {
-            services.emplace(service->uniqueID(),
-                             Imported{service, context_.RegisterService<RemoteService>(service, properties)});
+            auto registration = context_.RegisterService<RemoteService>(service, properties);
+            if (peer.isGone) {
+                unregister(registration);
+            } else {
+                peer.services.emplace(service->uniqueID(), Imported{service, std::move(registration)});
+            }
         } catch (std::exception const&) {
             // The registry refuses what the peer says about the interface, or the framework is stopping.
         }
