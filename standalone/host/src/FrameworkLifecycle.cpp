@@ -125,7 +125,9 @@ std::shared_ptr<Framework> FrameworkLifecycle::start() {
 
 bool FrameworkLifecycle::stop(std::chrono::milliseconds timeout) {
     Lock lock(mutex_);
-    waitWhileAnotherThreadStarts(lock);
+    if (!waitWhileAnotherThreadStarts(lock, timeout)) {
+        return false;
+    }
     if (state_ == State::Starting) {
         throw std::logic_error("the framework cannot be stopped by a bundle that is being started with it");
     }
@@ -160,17 +162,24 @@ std::shared_ptr<Framework> FrameworkLifecycle::runningWithLock() const {
     return active ? framework_ : nullptr;
 }
 
-// Returns in any state but Starting, or in Starting if it is the calling thread that starts.
-void FrameworkLifecycle::waitWhileAnotherThreadStarts(Lock& lock) {
-    startEnded_.wait(
-        lock, [this] { return state_ != State::Starting || startingThread_ == std::this_thread::get_id(); });
+// True in any state but Starting, or in Starting if it is the calling thread that starts; false when the time
+// is over before that.
+bool FrameworkLifecycle::waitWhileAnotherThreadStarts(Lock& lock, std::chrono::milliseconds timeout) {
+    auto const isOver = [this] {
+        return state_ != State::Starting || startingThread_ == std::this_thread::get_id();
+    };
+    if (timeout == withoutLimit) {
+        startEnded_.wait(lock, isOver);
+        return true;
+    }
+    return startEnded_.wait_for(lock, timeout, isOver);
 }
 
 // Leaves the state as it was, and no framework running, when it throws.
 std::shared_ptr<Framework> FrameworkLifecycle::startWithLock(Lock& lock) {
+    auto const properties = properties_;
     auto const stateBefore = std::exchange(state_, State::Starting);
     startingThread_ = std::this_thread::get_id();
-    auto const properties = properties_;
     lock.unlock();
     std::shared_ptr<Framework> framework;
     try {

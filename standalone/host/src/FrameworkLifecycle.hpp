@@ -26,7 +26,8 @@ public:
     std::shared_ptr<cppmicroservices::Framework> start();
 
     // Stops the framework and waits until it has stopped, at most for the time-out, or without limit when
-    // that is zero. Returns whether it has stopped.
+    // that is zero; a start that is under way on another thread is waited for as long before. Returns whether
+    // it has stopped.
     bool stop(std::chrono::milliseconds timeout = std::chrono::milliseconds::zero());
 
     // Properties of the framework that is started next.
@@ -36,7 +37,8 @@ private:
     enum class State { NeverStarted, Starting, Running, Stopping, Stopped };
     using Lock = std::unique_lock<std::mutex>;
 
-    void waitWhileAnotherThreadStarts(Lock& lock);
+    bool waitWhileAnotherThreadStarts(Lock& lock,
+                                      std::chrono::milliseconds timeout = std::chrono::milliseconds::zero());
     std::shared_ptr<cppmicroservices::Framework> startWithLock(Lock& lock);
     std::shared_ptr<cppmicroservices::Framework> runningWithLock() const;
     void launch(std::shared_ptr<cppmicroservices::Framework> const& framework);

@@ -2,8 +2,10 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include <cppmicroservices/BundleContext.h>
@@ -25,6 +27,19 @@ using cppmicroservices::BundleEvent;
 using cppmicroservices::Framework;
 
 class FrameworkStartFaults : public host_test::HostTest {};
+
+TEST_F(FrameworkStartFaults, AStartWithoutMemoryForTheLaunchingPropertiesDoesNotHoldUpTheNextStart) {
+    agent::host::standalone::setFrameworkProperties({{"host.test", std::string("value")}});
+    {
+        AllocationFailure const outOfMemory(1);
+        EXPECT_THROW(startFramework(), std::bad_alloc);
+    }
+
+    auto next = std::async(std::launch::async, startFramework);
+
+    ASSERT_EQ(next.wait_for(host_test::patience), std::future_status::ready);
+    EXPECT_NE(next.get(), nullptr);
+}
 
 TEST_F(FrameworkStartFaults, AFrameworkThatCannotBeStoppedAfterAFailedStartDoesNotHoldUpTheNextStart) {
     installation.addMicroservice("host_test_alpha");

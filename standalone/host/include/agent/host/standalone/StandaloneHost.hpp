@@ -55,9 +55,10 @@ AGENT_HOST_EXPORT std::shared_ptr<cppmicroservices::Framework> startFramework();
 // A framework that still runs when the process exits is stopped by an exit handler, before the destruction of
 // the static objects that existed when installAndStart() last returned, after that of later ones. When it
 // does not stop within two seconds, as when an activator calls exit(), or a listener on the thread that
-// delivers an event, the process ends at once, with its status and its output written, but without the exit
-// handlers and destructors that are left. A program whose bundles use, in their deactivators, static objects
-// that they make later calls stopFramework() before main() ends.
+// delivers an event, or when another thread is still starting it, the process ends at once, with its status
+// and its output written, but without the exit handlers and destructors that are left. A program whose
+// bundles use, in their deactivators, static objects that they make later calls stopFramework() before main()
+// ends.
 //
 // A forked child has none of the framework's threads, and must not use the framework. The exit handler leaves
 // it alone there, so a child that ends without having executed another program takes nothing from its parent.
