@@ -1,5 +1,7 @@
 // Bundles that are stopped and started while others go on.
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceEvent.h>
@@ -152,6 +154,65 @@ TEST_F(StoppingListeners, MayBeToldThatNoPeerCanBeOfferedTheInterfacesOfAModific
 
     EXPECT_TRUE(stopped_.waitFor(0));
     EXPECT_TRUE(statuses_.waitFor("p " + endpoint_ + " binding: waits for the endpoint provider"));
+}
+
+// Listeners of events that stop the framework's bundle on the thread that tells them.
+class StopOfTheFramework : public BundlesTest {
+protected:
+    void TearDown() override { installation_.stop(); } // the listener refers to the test
+
+    using Event = agent::spf::frameworklistener::Event;
+
+    class OnEvent : public agent::spf::frameworklistener::FrameworkListener {
+    public:
+        explicit OnEvent(std::function<void(Event const&)> act)
+            : act_(std::move(act)) {}
+        void handleEvent(std::shared_ptr<Event> event) override { act_(*event); }
+
+    private:
+        std::function<void(Event const&)> const act_;
+    };
+
+    template <class Matches>
+    void stopAtEventThat(Matches matches) {
+        installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(
+            std::make_shared<OnEvent>([this, matches](Event const& event) {
+                if (matches(event)) {
+                    installation_.bundle("agent_spf_configurationframework").Stop();
+                    stopped_.add(0);
+                }
+            }));
+    }
+
+    Record<int> stopped_;
+};
+
+TEST_F(StopOfTheFramework, MayComeWhileItReportsARemoval) {
+    using namespace agent::spf::frameworklistener;
+    auto const endpoint = socketEndpoint("a.sock");
+    stopAtEventThat([](auto const& event) {
+        return event.eventType == EventType::FrameworkEvent &&
+               static_cast<FrameworkEvent const&>(event).kind == FrameworkEvent::Kind::ConfigurationRemoved;
+    });
+    installation_.publish("one", clockAndClient(endpoint).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished client 1"));
+
+    installation_.withdraw("one");
+
+    EXPECT_TRUE(stopped_.waitFor(0));
+}
+
+TEST_F(StopOfTheFramework, MayComeWhileItReportsAnErrorAndMakesRoomForANewStart) {
+    using agent::spf::frameworklistener::EventType;
+    stopAtEventThat([](Event const& event) { return event.eventType == EventType::FrameworkErrorEvent; });
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {}).map("nothing", "p").build());
+    ASSERT_TRUE(stopped_.waitFor(0));
+    installation_.publish("one", ConfigurationMap(2).publisher("p", {}).build());
+    installation_.bundle("agent_spf_configurationframework").Start();
+
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 2"));
 }
 
 TEST_F(BundleLifecycle, AStoppedPublisherWithdrawsAndPublishesAgainWhenStarted) {

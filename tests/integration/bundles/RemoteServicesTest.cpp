@@ -266,6 +266,8 @@ class OffersThatGoMeanwhile : public BundlesTest {
 protected:
     using RemoteOffers = agent::spf::bundles::RemoteOffers;
 
+    void TearDown() override { installation_.stop(); } // the listener refers to the test
+
     // Takes the peer's offers away at the first event of this type.
     void takeAwayAt(cppmicroservices::ServiceEvent::Type type) {
         installation_.context().AddServiceListener(

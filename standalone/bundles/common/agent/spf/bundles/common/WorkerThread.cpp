@@ -53,9 +53,12 @@ bool WorkerThread::isCurrentThread() const noexcept {
     return std::this_thread::get_id() == threadID_;
 }
 
-void WorkerThread::stop() {
+void WorkerThread::stop(Task last) {
     {
         std::lock_guard lock(mutex_);
+        if (last && !stopping_) {
+            boost::asio::post(loop_->context, std::move(last));
+        }
         stopping_ = true;
         guard_.reset();
     }

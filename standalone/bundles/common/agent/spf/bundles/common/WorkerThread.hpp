@@ -34,9 +34,9 @@ public:
     bool isCurrentThread() const noexcept;
 
     // Ends the thread once the tasks posted so far have run and all asynchronous operations of context() have
-    // ended; whoever began them cancels them before. Idempotent. A task that calls it makes it the last task
-    // but does not wait for the thread.
-    void stop();
+    // ended; whoever began them cancels them before. Idempotent. A task that calls it does not wait for the
+    // thread; `last`, if there is one, runs after all tasks, unless stop() has been called before.
+    void stop(Task last = {});
 
     // For timers and sockets, whose completion handlers are tasks of this worker.
     boost::asio::io_context& context() noexcept;

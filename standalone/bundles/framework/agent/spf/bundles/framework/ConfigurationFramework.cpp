@@ -127,11 +127,15 @@ public:
         factoryRegistration_ = registerFactory(context, factory_, pids::framework);
     }
 
-    ~Impl() override {
+    ~Impl() override { stop(); }
+
+    // Idempotent. A listener of events may bring it about in the middle of a task, which then goes on, as do
+    // those that were posted before: `self` is kept until they have run.
+    void stop(std::shared_ptr<Impl> const& self = nullptr) {
         unregister(factoryRegistration_);
         unregister(withdrawalRegistration_);
         factories_.close();
-        worker_->stop();
+        worker_->stop(worker_->isCurrentThread() ? [self] {} : WorkerThread::Task());
         admins_.Close();
         events_.close();
     }
@@ -140,7 +144,7 @@ private:
     template <class Service>
     static void unregister(cppmicroservices::ServiceRegistration<Service>& registration) {
         if (registration) { // not if the start has failed before
-            registration.Unregister();
+            std::exchange(registration, {}).Unregister();
         }
     }
 
@@ -217,10 +221,12 @@ private:
 };
 
 ConfigurationFramework::ConfigurationFramework(BundleContext const& context)
-    : impl_(std::make_unique<Impl>(context)) {
+    : impl_(std::make_shared<Impl>(context)) {
     impl_->start(context);
 }
 
-ConfigurationFramework::~ConfigurationFramework() = default;
+ConfigurationFramework::~ConfigurationFramework() {
+    impl_->stop(impl_);
+}
 
 } // namespace agent::spf::bundles::framework

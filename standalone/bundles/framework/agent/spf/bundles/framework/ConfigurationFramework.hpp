@@ -8,9 +8,10 @@
 
 namespace agent::spf::bundles::framework {
 
-// At work from its construction to its destruction. Everything happens on one thread of its own:
-// Configuration Admin's threads only leave a note of what they deliver, so that they are never held up by a
-// listener of events, and a delivery may cause another.
+// At work from its construction to its destruction, which may come in the middle of an event that it
+// delivers. Everything happens on one thread of its own: Configuration Admin's threads only leave a note of
+// what they deliver, so that they are never held up by a listener of events, and a delivery may cause
+// another.
 class ConfigurationFramework {
 public:
     explicit ConfigurationFramework(cppmicroservices::BundleContext const& context);
@@ -20,7 +21,7 @@ public:
 
 private:
     class Impl;
-    std::unique_ptr<Impl> const impl_;
+    std::shared_ptr<Impl> const impl_;
 };
 
 } // namespace agent::spf::bundles::framework
