@@ -64,6 +64,28 @@ std::ostream& operator<<(std::ostream& os, Counted const&) {
     return os;
 }
 
+// Objects that nobody allocates by themselves.
+struct NeverAllocated {
+    static void* operator new(std::size_t) = delete;
+    static void operator delete(void*) = delete;
+    std::array<std::string, 3> texts;
+};
+
+std::ostream& operator<<(std::ostream& os, NeverAllocated const& value) {
+    return os << value.texts[0];
+}
+
+// Says nothing about where it is.
+struct WithoutAddress {
+    WithoutAddress* operator&() { return nullptr; }             // NOLINT(google-runtime-operator)
+    WithoutAddress const* operator&() const { return nullptr; } // NOLINT(google-runtime-operator)
+    int number = 0;
+};
+
+std::ostream& operator<<(std::ostream& os, WithoutAddress const& value) {
+    return os << value.number;
+}
+
 template <typename Function>
 std::string badCastMessage(Function cast) {
     try {
@@ -86,6 +108,18 @@ TEST(Any, HoldsAValueOfAnyType) {
     EXPECT_EQ(any_cast<std::string>(Any(std::string("text"))), "text");
     EXPECT_EQ(any_cast<std::vector<Any>>(Any(std::vector<Any>{1, 2})).size(), 2u);
     EXPECT_EQ(any_cast<Large>(Any(Large{{7}})).numbers[0], 7);
+}
+
+TEST(Any, HoldsAValueWhoseTypeForbidsAllocation) {
+    Any const any(NeverAllocated{{"text", "", ""}});
+    Any const copy(any);
+    EXPECT_EQ(copy.ToString(), "text");
+}
+
+TEST(Any, HoldsAValueWhoseTypeHidesItsAddress) {
+    Any const any(WithoutAddress{7});
+    Any const copy(any);
+    EXPECT_EQ(copy.ToString(), "7");
 }
 
 TEST(Any, KeepsTheExactTypeOfItsValue) {

@@ -339,6 +339,14 @@ TEST(LDAPMatchFloatingPoint, NumbersThatOverflowOrUnderflowMatchNothing) {
     EXPECT_FALSE(matches(0.1, ">=1e-400"));
 }
 
+TEST(LDAPMatchFloatingPoint, SubnormalNumbersAreNumbers) {
+    EXPECT_TRUE(matches(0.1, ">=1e-310"));
+    EXPECT_FALSE(matches(0.0, ">=5e-324"));
+    EXPECT_TRUE(matches(0.0f, "<=1e-310"));
+    EXPECT_TRUE(matches(std::numeric_limits<double>::denorm_min(), "<=5e-324"));
+    EXPECT_FALSE(matches(0.0, "<=1e-324")); // no longer told from 0
+}
+
 TEST(LDAPMatchFloatingPoint, NotANumberEqualsNothing) {
     double const notANumber = std::numeric_limits<double>::quiet_NaN();
     EXPECT_FALSE(matches(notANumber, "=nan"));

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <utility>
 
@@ -11,13 +12,14 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-// std::strtol and std::strtod: leading white space is skipped and what follows the number is ignored.
+// std::strtol and std::strtod: leading white space is skipped and what follows the number is ignored. The
+// latter reports a range error for subnormal numbers, too.
 template <typename Number, typename Convert>
 std::optional<Number> leadingNumber(std::string const& text, Convert convert) {
     char* end = nullptr;
     int const errorBefore = std::exchange(errno, 0);
     Number const number = convert(text.c_str(), &end);
-    bool const fits = std::exchange(errno, errorBefore) != ERANGE;
+    bool const fits = std::exchange(errno, errorBefore) != ERANGE || std::fpclassify(number) == FP_SUBNORMAL;
     return fits && end != text.c_str() ? std::optional<Number>(number) : std::nullopt;
 }
 

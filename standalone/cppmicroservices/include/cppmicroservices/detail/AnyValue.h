@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iosfwd>
+#include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -77,12 +78,12 @@ public:
         if constexpr (isWord) {
             T const value(std::forward<Source>(source));
             std::uintptr_t word = 0;
-            std::memcpy(&word, &value, sizeof value);
+            std::memcpy(&word, std::addressof(value), sizeof value);
             std::memcpy(&storage, &word, sizeof word);
         } else if constexpr (isInline) {
             ::new (static_cast<void*>(&storage)) T(std::forward<Source>(source));
         } else {
-            storage.heap = new T(std::forward<Source>(source));
+            storage.heap = ::new T(std::forward<Source>(source));
         }
     }
 
@@ -109,7 +110,7 @@ private:
         if constexpr (isInline) {
             get(storage)->~T();
         } else {
-            delete get(storage);
+            ::delete get(storage);
         }
     }
 
