@@ -49,6 +49,30 @@ TEST_F(BundleTest, IdentityComesFromTheManifest) {
     EXPECT_EQ(std::hash<Bundle>()(bundle), std::hash<std::string>()("test_recorder"));
 }
 
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+TEST_F(BundleTest, PropertiesAreTheHeadersByTheirExactNamesAndThoseOfTheFramework) {
+    auto const bundle = install("manifest_only");
+    EXPECT_EQ(bundle.GetProperties().size(), bundle.GetHeaders().size());
+    EXPECT_EQ(bundle.GetPropertyKeys().size(), bundle.GetHeaders().size());
+    EXPECT_EQ(bundle.GetProperties().at("test.number").ToString(), "-3");
+    EXPECT_EQ(bundle.GetProperty("test.number").ToString(), "-3");
+    EXPECT_TRUE(bundle.GetProperty("TEST.number").Empty());
+    EXPECT_EQ(bundle.GetProperty(Constants::FRAMEWORK_VENDOR).ToString(),
+              context().GetProperty(Constants::FRAMEWORK_VENDOR).ToString());
+}
+
+TEST_F(BundleTest, PropertiesOfTheSystemBundleAreThoseOfTheFrameworkOnly) {
+    EXPECT_THAT(framework_.GetProperties(), IsEmpty());
+    EXPECT_THAT(framework_.GetPropertyKeys(), IsEmpty());
+    EXPECT_TRUE(framework_.GetProperty(Constants::BUNDLE_SYMBOLICNAME).Empty());
+    EXPECT_EQ(framework_.GetProperty(Constants::FRAMEWORK_VENDOR).ToString(),
+              context().GetProperty(Constants::FRAMEWORK_VENDOR).ToString());
+}
+
+#pragma GCC diagnostic pop
+
 TEST_F(BundleTest, HeadersHaveTheTypesOfTheManifest) {
     auto const bundle = install("manifest_only");
     auto const& headers = bundle.GetHeaders();

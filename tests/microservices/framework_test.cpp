@@ -63,6 +63,15 @@ TEST(FrameworkLifeCycle, WaitForStopOfAFrameworkThatNeverRanReturnsAnErrorAtOnce
     EXPECT_EQ(waitType(framework, std::chrono::milliseconds::zero()), FrameworkEvent::FRAMEWORK_ERROR);
 }
 
+TEST(FrameworkLifeCycle, WaitForStopAfterAStopThatHadNothingToDoReturnsStopped) {
+    auto framework = FrameworkFactory().NewFramework();
+    framework.Stop();
+    EXPECT_EQ(waitType(framework, std::chrono::milliseconds::zero()), FrameworkEvent::FRAMEWORK_STOPPED);
+    EXPECT_EQ(framework.GetState(), Bundle::STATE_INSTALLED);
+    framework.Init();
+    EXPECT_EQ(waitType(framework, std::chrono::milliseconds(1)), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+}
+
 TEST(FrameworkLifeCycle, WaitForStopTimesOutWhileTheFrameworkRuns) {
     auto framework = FrameworkFactory().NewFramework();
     framework.Start();
@@ -275,6 +284,31 @@ TEST(FrameworkConfigurationTest, PropertiesAreThoseGivenAndTheDefaults) {
     EXPECT_EQ(context.GetProperty(Constants::FRAMEWORK_VERSION).ToString(),
               framework.GetVersion().ToString());
     EXPECT_EQ(context.GetProperties().at("my.property").ToString(), "mine");
+}
+
+TEST(FrameworkProperties, OfTheWrongTypeAreRefusedWhereTheFrameworkNeedsThem) {
+    auto const refusalOf = [](std::string const& key, Any const& value) {
+        return messageOf<BadAnyCastException>([&] {
+            FrameworkFactory().NewFramework(FrameworkConfiguration{{key, value}});
+        });
+    };
+    EXPECT_THAT(refusalOf(Constants::FRAMEWORK_LOG, 1),
+                testing::EndsWith("any_cast: Failed to convert from cppmicroservices::Any type int to target "
+                                  "type bool"));
+    EXPECT_THAT(refusalOf(Constants::FRAMEWORK_WORKING_DIR, 1),
+                testing::StartsWith("cppmicroservices::BadAnyCastException: ref_any_cast: Failed to convert "
+                                    "from cppmicroservices::Any type int to target type std::"));
+}
+
+TEST(FrameworkProperties, LoadOptionsOfTheWrongTypeAreReplacedByTheDefault) {
+    auto const optionsOf = [](FrameworkConfiguration const& configuration) {
+        auto framework = FrameworkFactory().NewFramework(configuration);
+        framework.Init();
+        return any_cast<int>(framework.GetBundleContext().GetProperty(Constants::LIBRARY_LOAD_OPTIONS));
+    };
+    auto const usual = optionsOf({});
+    EXPECT_EQ(optionsOf({{Constants::LIBRARY_LOAD_OPTIONS, usual + 1}}), usual + 1);
+    EXPECT_EQ(optionsOf({{Constants::LIBRARY_LOAD_OPTIONS, std::string("all")}}), usual);
 }
 
 TEST(FrameworkEvents, InvalidEventsSayNothing) {

@@ -89,7 +89,8 @@ public:
     /// reference holds as long as the handle.
     AnyMap const& GetHeaders() const;
 
-    /// Older forms of GetHeaders(); GetProperty also searches the framework's properties.
+    /// Older forms of GetHeaders(): keys by their exact names, and nothing of the system bundle. GetProperty
+    /// also searches the framework's properties.
     US_DEPRECATED std::map<std::string, Any> GetProperties() const;
     US_DEPRECATED Any GetProperty(std::string const& key) const;
     US_DEPRECATED std::vector<std::string> GetPropertyKeys() const;

@@ -96,20 +96,30 @@ AnyMap const& Bundle::GetHeaders() const {
     return Record().headers();
 }
 
+namespace {
+
+// The headers that a manifest gave; the system bundle has no manifest.
+AnyMap const& manifestOf(detail::BundleRecord const& record) {
+    static AnyMap const none(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    return record.id() == 0 ? none : record.headers();
+}
+
+} // namespace
+
 std::map<std::string, Any> Bundle::GetProperties() const {
-    auto const& headers = GetHeaders();
-    return {headers.begin(), headers.end()};
+    auto const& manifest = manifestOf(Record());
+    return {manifest.begin(), manifest.end()};
 }
 
 Any Bundle::GetProperty(std::string const& key) const {
-    auto const& headers = GetHeaders();
-    auto const found = headers.find(key);
-    return found == headers.end() ? core_->property(key) : found->second;
+    auto const& manifest = manifestOf(Record());
+    auto const found = manifest.find(key);
+    return found != manifest.end() && found->first == key ? found->second : core_->property(key);
 }
 
 std::vector<std::string> Bundle::GetPropertyKeys() const {
     std::vector<std::string> keys;
-    for (auto const& entry : GetHeaders()) {
+    for (auto const& entry : manifestOf(Record())) {
         keys.push_back(entry.first);
     }
     return keys;

@@ -130,7 +130,11 @@ void FrameworkCore::stop() {
     std::thread finished;
     {
         std::lock_guard const lock(mutex_);
-        if (stopRequested_ || !running()) {
+        if (stopRequested_) {
+            return;
+        }
+        if (!running()) {
+            ++stops_; // there is nothing to do, and that is done
             return;
         }
         finished.swap(stopper_);
@@ -253,9 +257,7 @@ void FrameworkCore::report(FrameworkEvent::Type type, std::shared_ptr<BundleReco
 }
 
 void FrameworkCore::log(std::string const& line) {
-    auto const enabled = property(Constants::FRAMEWORK_LOG);
-    auto const* const value = any_cast<bool>(&enabled);
-    if (value && *value) {
+    if (any_cast<bool>(property(Constants::FRAMEWORK_LOG))) {
         std::lock_guard const lock(mutex_);
         logStream_ << line << '\n';
     }
@@ -273,15 +275,12 @@ Any FrameworkCore::property(std::string const& key) const {
 }
 
 int FrameworkCore::libraryLoadOptions() const {
-    auto const options = property(Constants::LIBRARY_LOAD_OPTIONS);
-    auto const* const value = any_cast<int>(&options);
-    return value ? *value : defaultLibraryLoadOptions;
+    return any_cast<int>(property(Constants::LIBRARY_LOAD_OPTIONS));
 }
 
 std::string FrameworkCore::absolutePath(std::string const& path) const {
-    auto const directory = property(Constants::FRAMEWORK_WORKING_DIR);
-    auto const* const value = any_cast<std::string>(&directory);
-    return value ? (std::filesystem::path(*value) / path).string() : path;
+    return (std::filesystem::path(any_cast<std::string>(property(Constants::FRAMEWORK_WORKING_DIR))) / path)
+        .string();
 }
 
 std::string FrameworkCore::dataDirectory(BundleRecord const& bundle) const {

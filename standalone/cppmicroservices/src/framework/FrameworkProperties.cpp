@@ -7,13 +7,17 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <dlfcn.h>
 #include <filesystem>
 #include <random>
 #include <system_error>
+#include <typeinfo>
 
 namespace cppmicroservices::detail {
 
 namespace {
+
+constexpr int defaultLibraryLoadOptions = RTLD_LAZY;
 
 std::string currentDirectory() {
     std::error_code error;
@@ -32,12 +36,18 @@ AnyMap launchingProperties(FrameworkConfiguration const& configuration) {
     for (auto const& entry : configuration) {
         properties.insert(entry);
     }
+    if (auto const options = properties.find(Constants::LIBRARY_LOAD_OPTIONS);
+        options != properties.end() && options->second.Type() != typeid(int)) {
+        properties.erase(Constants::LIBRARY_LOAD_OPTIONS);
+    }
     properties.emplace(Constants::FRAMEWORK_LOG, false);
     properties.emplace(Constants::FRAMEWORK_STORAGE, std::string(defaultStorage));
     properties.emplace(Constants::FRAMEWORK_VENDOR, std::string("CppMicroServices"));
     properties.emplace(Constants::FRAMEWORK_VERSION, std::string(US_FRAMEWORK_VERSION_STR));
     properties.emplace(Constants::FRAMEWORK_WORKING_DIR, initialDirectory);
     properties.emplace(Constants::LIBRARY_LOAD_OPTIONS, defaultLibraryLoadOptions);
+    (void)any_cast<bool>(properties.at(Constants::FRAMEWORK_LOG));
+    (void)ref_any_cast<std::string>(properties.at(Constants::FRAMEWORK_WORKING_DIR));
     return properties;
 }
 

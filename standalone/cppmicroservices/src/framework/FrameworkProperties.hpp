@@ -5,15 +5,15 @@
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/FrameworkFactory.h"
 
-#include <dlfcn.h>
 #include <string>
 
 namespace cppmicroservices::detail {
 
-constexpr int defaultLibraryLoadOptions = RTLD_LAZY;
 constexpr char const* defaultStorage = "fwdir";
 
-/// The configuration completed by the defaults and by what cannot be configured.
+/// The configuration completed by the defaults and by what cannot be configured. Load options that are no int
+/// are replaced by the default.
+/// \throws BadAnyCastException if the working directory is no std::string, or the logging no bool.
 AnyMap launchingProperties(FrameworkConfiguration const& configuration);
 
 AnyMap systemBundleHeaders();
