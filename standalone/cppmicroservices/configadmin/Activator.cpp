@@ -1,5 +1,6 @@
 // Starts and stops Configuration Admin.
 #include "ConfigurationAdminService.hpp"
+#include "ManifestConfigurations.hpp"
 #include "SubscriberTracker.hpp"
 
 #include <cppmicroservices/BundleActivator.h>
@@ -16,6 +17,7 @@ public:
     void Start(cppmicroservices::BundleContext context) override {
         reference_ = std::make_shared<AdminReference>(context);
         store_ = std::make_shared<ConfigurationStore>(SerialQueues::create(), reference_);
+        manifests_ = std::make_shared<ManifestConfigurations>(context, store_);
         try {
             listeners_ = std::make_unique<SubscriberTracker<ConfigurationStore::ConfigurationListener>>(
                 context, store_);
@@ -26,6 +28,7 @@ public:
             listeners_->open();
             managedServices_->open();
             factories_->open();
+            manifests_->open();
             registration_ = context.RegisterService<cppmicroservices::service::cm::ConfigurationAdmin>(
                 std::make_shared<ConfigurationAdminService>(store_));
         } catch (...) {
@@ -42,6 +45,7 @@ public:
 private:
     // While the services are still known.
     void stopDelivery() {
+        manifests_->close();
         store_->stop();
         factories_.reset();
         managedServices_.reset();
@@ -51,6 +55,7 @@ private:
 
     std::shared_ptr<AdminReference> reference_;
     std::shared_ptr<ConfigurationStore> store_;
+    std::shared_ptr<ManifestConfigurations> manifests_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ConfigurationListener>> listeners_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ManagedService>> managedServices_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ManagedServiceFactory>> factories_;

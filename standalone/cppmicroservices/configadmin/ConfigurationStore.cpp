@@ -147,30 +147,41 @@ std::shared_future<void> ConfigurationStore::update(Record& record, AnyMap prope
 
 std::pair<bool, std::shared_future<void>> ConfigurationStore::updateIfDifferent(Record& record,
                                                                                 AnyMap properties) {
-    auto updated = std::make_shared<AnyMap const>(std::move(properties));
-    auto current = this->properties(record);
-    for (;;) {
-        if (*current == *updated) { // without the lock, because it compares values of the client's types
-            return {false, readyFuture()};
-        }
-        std::lock_guard lock{mutex_};
-        requirePresenceWithLock(record);
-        if (record.properties == current) {
-            return {true, storeWithLock(record, updated)};
-        }
-        current = record.properties;
-    }
+    auto stored = storeIfDifferent(record, std::make_shared<AnyMap const>(std::move(properties)));
+    return stored ? std::pair(true, std::move(stored->delivered)) : std::pair(false, readyFuture());
 }
 
 std::shared_future<void> ConfigurationStore::remove(Record& record) {
     std::lock_guard lock{mutex_};
     requirePresenceWithLock(record);
-    record.removed = true;
-    records_.erase(record.pid);
-    if (record.changeCount == 0) {
-        return readyFuture();
+    return removeWithLock(record);
+}
+
+std::optional<ConfigurationStore::Provided> ConfigurationStore::provide(std::string const& pid,
+                                                                        AnyMap const& properties) {
+    auto provided = std::make_shared<AnyMap const>(properties);
+    std::shared_ptr<Record> record;
+    {
+        std::lock_guard lock{mutex_};
+        bool const isNew = records_.count(pid) == 0;
+        record = recordWithLock(pid);
+        if (isNew) { // also if there is nothing in the properties
+            storeWithLock(*record, provided);
+            return Provided{record, record->changeCount};
+        }
     }
-    return announceWithLock(removalOf(record));
+    if (auto const stored = storeIfDifferent(*record, std::move(provided))) {
+        return Provided{record, stored->changeCount};
+    }
+    return changeCount(*record) == 0 ? std::optional(Provided{record, 0}) : std::nullopt;
+}
+
+void ConfigurationStore::withdraw(Provided const& provided) {
+    std::lock_guard lock{mutex_};
+    auto& record = *provided.record;
+    if (!record.removed && record.changeCount == provided.changeCount) {
+        removeWithLock(record);
+    }
 }
 
 void ConfigurationStore::add(std::shared_ptr<Subscriber<ConfigurationListener>> const& subscriber) {
@@ -242,14 +253,19 @@ void ConfigurationStore::stop() {
 }
 
 std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::getWithLock(std::string const& pid) {
+    return handleWithLock(recordWithLock(pid));
+}
+
+// The existing or a new one.
+std::shared_ptr<Record> ConfigurationStore::recordWithLock(std::string const& pid) {
     auto const found = records_.find(pid);
     if (found != records_.end()) {
-        return handleWithLock(found->second);
+        return found->second;
     }
     auto record =
         std::make_shared<Record>(Record{pid, factoryPidOf(pid), ++instanceCounts_[pid], noProperties()});
     records_.emplace(pid, record);
-    return handleWithLock(record);
+    return record;
 }
 
 std::shared_ptr<ConfigurationStore::Configuration>
@@ -274,6 +290,24 @@ std::string ConfigurationStore::unusedPidWithLock(std::string const& factoryPid)
     return pid;
 }
 
+// Nothing if the configuration has these properties.
+std::optional<ConfigurationStore::Stored>
+ConfigurationStore::storeIfDifferent(Record& record, std::shared_ptr<AnyMap const> updated) {
+    auto current = this->properties(record);
+    for (;;) {
+        if (*current == *updated) { // without the lock, because it compares values of the client's types
+            return std::nullopt;
+        }
+        std::lock_guard lock{mutex_};
+        requirePresenceWithLock(record);
+        if (record.properties == current) {
+            auto delivered = storeWithLock(record, updated);
+            return Stored{record.changeCount, std::move(delivered)};
+        }
+        current = record.properties;
+    }
+}
+
 // Leaves the former properties in `properties`, for the caller to destroy without the lock.
 std::shared_future<void> ConfigurationStore::storeWithLock(Record& record,
                                                            std::shared_ptr<AnyMap const>& properties) {
@@ -281,6 +315,12 @@ std::shared_future<void> ConfigurationStore::storeWithLock(Record& record,
     ++record.changeCount;
     return announceWithLock(
         {ConfigurationEventType::CM_UPDATED, record.pid, record.factoryPid, record.properties});
+}
+
+std::shared_future<void> ConfigurationStore::removeWithLock(Record& record) {
+    record.removed = true;
+    records_.erase(record.pid);
+    return record.changeCount == 0 ? readyFuture() : announceWithLock(removalOf(record));
 }
 
 std::shared_future<void> ConfigurationStore::announceWithLock(Change change) {

@@ -16,6 +16,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <unordered_map>
@@ -67,6 +68,19 @@ public:
                                                                 cppmicroservices::AnyMap properties);
     std::shared_future<void> remove(Record& record);
 
+    // A configuration that somebody else than a client stored, and which change of it that was.
+    struct Provided {
+        std::shared_ptr<Record> record;
+        unsigned long changeCount;
+    };
+
+    // Stores the properties, unless the configuration was updated to the same already: then it is not the
+    // caller's to withdraw.
+    std::optional<Provided> provide(std::string const& pid, cppmicroservices::AnyMap const& properties);
+
+    // Removes the configuration, unless it was changed or removed meanwhile.
+    void withdraw(Provided const& provided);
+
     void add(std::shared_ptr<Subscriber<ConfigurationListener>> const& subscriber);
     void add(std::shared_ptr<Subscriber<ManagedService>> const& subscriber);
     void add(std::shared_ptr<Subscriber<ManagedServiceFactory>> const& subscriber);
@@ -84,11 +98,20 @@ private:
     template <class Service>
     using SubscribersByPid = std::unordered_map<std::string, Subscribers<Service>>;
 
+    struct Stored {
+        unsigned long changeCount;
+        std::shared_future<void> delivered;
+    };
+
     std::shared_ptr<Configuration> getWithLock(std::string const& pid);
+    std::shared_ptr<Record> recordWithLock(std::string const& pid);
     std::shared_ptr<Configuration> handleWithLock(std::shared_ptr<Record> const& record);
     std::string unusedPidWithLock(std::string const& factoryPid);
+    std::optional<Stored> storeIfDifferent(Record& record,
+                                           std::shared_ptr<cppmicroservices::AnyMap const> updated);
     std::shared_future<void> storeWithLock(Record& record,
                                            std::shared_ptr<cppmicroservices::AnyMap const>& properties);
+    std::shared_future<void> removeWithLock(Record& record);
     std::shared_future<void> announceWithLock(Change change);
     Recipients recipientsWithLock(Change const& change) const;
     template <class Service>
