@@ -68,6 +68,16 @@ TEST(BundleVersion, RefusesWhatIsNoNumber) {
     EXPECT_EQ(parseError(" "), "invalid format");
 }
 
+TEST(BundleVersion, OnlyTheLastNumberMustBeOne) {
+    EXPECT_EQ(versionOf("v1.2").ToString(), "0.2.0");
+    EXPECT_EQ(versionOf("1.x.3.q").ToString(), "1.0.3.q");
+    EXPECT_EQ(versionOf("1. .3").ToString(), "1.0.3");
+    EXPECT_EQ(versionOf("4294967296.1").ToString(), "4294967295.1.0");
+    for (auto const* const version : {"1..", ".", "1.2.x", "1.2..q", "..."}) {
+        EXPECT_EQ(parseError(version), "invalid format") << version;
+    }
+}
+
 TEST(BundleVersion, RefusesMoreThanFourComponents) {
     EXPECT_EQ(parseError("1.2.3.q.r"), "invalid format");
 }

@@ -27,7 +27,7 @@ public:
 
     /// Reads "major[.minor[.micro[.qualifier]]]"; missing numbers are 0. The empty string gives the undefined
     /// version.
-    /// \throws std::invalid_argument if a component is no number that fits, or the qualifier is invalid.
+    /// \throws std::invalid_argument if the last number is none that fits, or the qualifier is invalid.
     BundleVersion(std::string const& version);
 
     BundleVersion(BundleVersion const& version);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
@@ -26,16 +27,8 @@ std::vector<std::string> componentsOf(std::string const& version) {
 
 // Stream extraction, hence lenient: signs and leading white space are taken, and what follows the number is
 // ignored.
-unsigned int readNumber(std::vector<std::string> const& components, std::size_t index) {
-    if (index >= components.size() || components[index].empty()) {
-        return 0;
-    }
-    unsigned int number = 0;
-    std::istringstream stream(components[index]);
-    if (!(stream >> number)) {
-        throw std::invalid_argument("invalid format");
-    }
-    return number;
+bool readNumber(std::string const& component, unsigned int& number) {
+    return static_cast<bool>(std::istringstream(component) >> number);
 }
 
 std::string requireValidQualifier(std::string qualifier) {
@@ -83,9 +76,16 @@ BundleVersion::BundleVersion(std::string const& version)
     if (components.size() > 4) {
         throw std::invalid_argument("invalid format");
     }
-    major_ = readNumber(components, 0);
-    minor_ = readNumber(components, 1);
-    micro_ = readNumber(components, 2);
+    bool lastIsNumber = true; // the ones before it need not be
+    std::size_t index = 0;
+    for (auto* const number : {&major_, &minor_, &micro_}) {
+        if (index < components.size()) {
+            lastIsNumber = readNumber(components[index++], *number);
+        }
+    }
+    if (!lastIsNumber) {
+        throw std::invalid_argument("invalid format");
+    }
     if (components.size() == 4) {
         qualifier_ = requireValidQualifier(components[3]);
     }
