@@ -163,6 +163,25 @@ class Watch(ChangeTest):
         agent.wait_for(event="published", modificationCount=2)
         self.check_goes_on(agent)
 
+    def test_a_file_in_another_directory_that_a_link_leads_to_is_applied(self):
+        for directory in ("one", "two"):
+            (self.directory / directory).mkdir()
+        self.write("one/target.json", BEFORE)
+        self.write("two/target.json", BEFORE)
+        (self.directory / "link.json").symlink_to("one/target.json")
+        agent = self.start_with(
+            "run", "link.json", "--watch", "--progress", "json", "--runtime-directory", "runtime"
+        )
+        agent.wait_for(event="ready")
+        self.write("one/target.json", AFTER)
+        agent.wait_for(event="published", modificationCount=2)
+        (self.directory / "new").symlink_to("two/target.json")
+        os.replace(self.directory / "new", self.directory / "link.json")
+        agent.wait_for(event="published", modificationCount=3)
+        self.write("two/target.json", AFTER)
+        agent.wait_for(event="published", modificationCount=4)
+        self.check_goes_on(agent)
+
     def test_a_bad_file_is_refused_and_the_next_good_one_applied(self):
         agent = self.ready("--watch")
         self.write("c.json", "{")

@@ -11,16 +11,25 @@
 
 namespace agent::program {
 
+namespace {
+
+// Whether the directory of a file is watched from now on, if it was not before.
+bool watchDirectoryOf(std::filesystem::path const& file, FileDescriptor const& notifications) {
+    auto const parent = file.parent_path();
+    constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO;
+    return inotify_add_watch(notifications.get(), parent.empty() ? "." : parent.c_str(), events) >= 0;
+}
+
+} // namespace
+
 FileWatch::FileWatch(std::filesystem::path file, Identity known, MessageBox& messages)
     : messages_(messages)
     , file_(std::move(file))
     , known_(std::move(known))
     , notifications_(inotify_init1(IN_CLOEXEC), "inotify_init1") {
-    auto const parent = file_.parent_path();
-    auto const directory = parent.empty() ? std::filesystem::path(".") : parent;
-    constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO;
-    if (inotify_add_watch(notifications_.get(), directory.c_str(), events) < 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot watch " + directory.string());
+    if (!watchDirectoryOf(file_, notifications_)) {
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot watch the directory of " + file_.string());
     }
     compare();
     thread_.emplace(notifications_.get(), [this] { receive(); });
@@ -44,7 +53,8 @@ void FileWatch::receive() {
         // A name that was given to something may be that of a directory or link on the way to the file; a
         // file that was written concerns us only if it is the one: others may be written while ours is half
         // done.
-        bool const isFile = event.len > 0 && file_.filename() == buffer.data() + at + sizeof event;
+        auto const* const name = buffer.data() + at + sizeof event;
+        bool const isFile = event.len > 0 && (file_.filename() == name || target_.filename() == name);
         concernsFile = concernsFile || isFile || (event.mask & IN_MOVED_TO) != 0;
         at += static_cast<std::ptrdiff_t>(sizeof event + event.len);
     }
@@ -54,6 +64,11 @@ void FileWatch::receive() {
 }
 
 void FileWatch::compare() {
+    std::error_code isMissing;
+    if (auto target = std::filesystem::canonical(file_, isMissing); !isMissing) {
+        target_ = std::move(target);
+        watchDirectoryOf(target_, notifications_); // before the look at the file
+    }
     auto const found = identityOf(file_);
     if (found != known_ && found != Identity()) {
         known_ = found;

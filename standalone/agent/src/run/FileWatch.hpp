@@ -14,8 +14,8 @@
 namespace agent::program {
 
 // A change is told when a writer has closed the file, or when another file has taken its name, as editors do
-// it; also when a symbolic link in the same directory leads elsewhere. A file that is not there is not a
-// change.
+// it; also when a symbolic link in the same directory leads elsewhere. If the file is a link, what it leads
+// to is watched, too. A file that is not there is not a change.
 class FileWatch {
 public:
     // What tells a file from what it was: device, inode, size, time of change.
@@ -32,7 +32,9 @@ private:
 
     MessageBox& messages_;
     std::filesystem::path const file_;
-    Identity known_; // used by the thread only, once it runs
+    // Used by the thread only, once it runs.
+    std::filesystem::path target_; // what file_ leads to
+    Identity known_;
     FileDescriptor const notifications_;
     std::optional<PollThread> thread_;
 };
