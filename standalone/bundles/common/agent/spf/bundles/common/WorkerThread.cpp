@@ -1,6 +1,10 @@
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 
-#include <future>
+#include <array>
+#include <condition_variable>
+#include <cstddef>
+#include <exception>
+#include <new>
 #include <utility>
 
 #include <pthread.h>
@@ -8,6 +12,85 @@
 #include <boost/asio/post.hpp>
 
 namespace agent::spf::bundles {
+
+namespace {
+
+// A task that somebody waits for. Holds the place for what the loop notes down of it, so that handing it over
+// takes no memory: bundles stop by such tasks.
+class AwaitedTask {
+public:
+    static constexpr std::size_t placeSize = 256; // bytes; far more than it takes
+
+    explicit AwaitedTask(WorkerThread::Task const& task)
+        : task_(task) {}
+
+    void run() noexcept {
+        try {
+            task_();
+        } catch (...) {
+            error_ = std::current_exception();
+        }
+        std::lock_guard lock(mutex_);
+        hasRun_ = true;
+        ended_.notify_all(); // under the lock, for whoever waits takes this object away
+    }
+
+    // Throws what the task has thrown.
+    void wait() {
+        std::unique_lock lock(mutex_);
+        ended_.wait(lock, [this] { return hasRun_; });
+        if (error_) {
+            std::rethrow_exception(error_);
+        }
+    }
+
+    void* place() noexcept { return place_.data(); }
+
+private:
+    WorkerThread::Task const& task_;
+    alignas(std::max_align_t) std::array<std::byte, placeSize> place_;
+    std::mutex mutex_; // guards hasRun_
+    std::condition_variable ended_;
+    bool hasRun_ = false;
+    std::exception_ptr error_; // written before hasRun_
+};
+
+// Gives the loop the task's place for the one thing that it allocates.
+template <class T>
+struct PlaceOf {
+    using value_type = T;
+
+    explicit PlaceOf(AwaitedTask& awaited) noexcept
+        : task(&awaited) {}
+    template <class Other>
+    explicit PlaceOf(PlaceOf<Other> const& other) noexcept
+        : task(other.task) {}
+
+    T* allocate(std::size_t count) {
+        static_assert(sizeof(T) <= AwaitedTask::placeSize && alignof(T) <= alignof(std::max_align_t));
+        if (count != 1) {
+            throw std::bad_alloc();
+        }
+        return static_cast<T*>(task->place());
+    }
+    void deallocate(T*, std::size_t) noexcept {}
+
+    friend bool operator==(PlaceOf const& left, PlaceOf const& right) { return left.task == right.task; }
+    friend bool operator!=(PlaceOf const& left, PlaceOf const& right) { return left.task != right.task; }
+
+    AwaitedTask* task;
+};
+
+// What is posted for an awaited task.
+struct AwaitedRun {
+    using allocator_type = PlaceOf<char>;
+    allocator_type get_allocator() const noexcept { return allocator_type(*task); }
+    void operator()() const noexcept { task->run(); }
+
+    AwaitedTask* task;
+};
+
+} // namespace
 
 struct WorkerThread::Loop {
     boost::asio::io_context context{1};
@@ -40,12 +123,15 @@ bool WorkerThread::run(Task const& task) {
         task();
         return true;
     }
-    std::packaged_task<void()> packaged(task);
-    auto done = packaged.get_future();
-    if (!post([&packaged] { packaged(); })) {
-        return false;
+    AwaitedTask awaited(task);
+    {
+        std::lock_guard lock(mutex_);
+        if (stopping_) {
+            return false;
+        }
+        boost::asio::post(loop_->context, AwaitedRun{&awaited});
     }
-    done.get();
+    awaited.wait();
     return true;
 }
 

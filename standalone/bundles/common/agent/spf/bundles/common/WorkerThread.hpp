@@ -28,7 +28,7 @@ public:
     bool post(Task task);
 
     // Runs the task and returns when it has run; on the worker's own thread it runs at once. False, and the
-    // task is dropped, once stop() has begun.
+    // task is dropped, once stop() has begun. Needs no memory.
     bool run(Task const& task);
 
     bool isCurrentThread() const noexcept;

@@ -1,6 +1,7 @@
 #include "agent/spf/bundles/framework/ConfigurationFramework.hpp"
 
 #include <map>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -113,9 +114,7 @@ public:
         , admins_(context)
         , publishers_(*this)
         , factories_(context,
-                     [this](std::string const& factoryPID) {
-                         worker_->post([this, factoryPID] { publishers_.publishersGone(factoryPID); });
-                     })
+                     [this](std::string const& factoryPID) { noteThatPublishersAreGone(factoryPID); })
         , withdrawals_(std::make_shared<Withdrawals>(worker_, publishers_))
         , factory_(makeFactory()) {}
 
@@ -162,6 +161,14 @@ private:
         std::shared_ptr<WorkerThread> const worker_;
         PublisherConfigurations& publishers_; // alive as long as the worker takes tasks
     };
+
+    void noteThatPublishersAreGone(std::string const& factoryPID) {
+        try {
+            worker_->post([this, factoryPID] { publishers_.publishersGone(factoryPID); });
+        } catch (std::bad_alloc const&) {
+            // Nobody is told of removals that were to come; whoever makes the factories go is not held up.
+        }
+    }
 
     std::shared_ptr<FactoryService> makeFactory() {
         return std::make_shared<FactoryService>(

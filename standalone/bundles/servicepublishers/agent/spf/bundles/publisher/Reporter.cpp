@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "agent/spf/bundles/common/ServiceAccess.hpp"
@@ -68,10 +69,14 @@ std::shared_ptr<EndpointStatusListener> Reporter::AddingService(Reference const&
 }
 
 void Reporter::RemovedService(Reference const&, std::shared_ptr<EndpointStatusListener> const& listener) {
-    worker_->post([this, listener] {
-        auto& all = statusListeners_;
-        all.erase(std::remove(all.begin(), all.end(), listener), all.end());
-    });
+    try {
+        worker_->post([this, listener] {
+            auto& all = statusListeners_;
+            all.erase(std::remove(all.begin(), all.end(), listener), all.end());
+        });
+    } catch (std::bad_alloc const&) {
+        // It is told what comes as long as the bundle runs, whose stop is not to fail.
+    }
 }
 
 void tell(EndpointStatusListener& listener, EndpointStatus const& status) noexcept {
