@@ -10,6 +10,7 @@
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <mutex> // users of this header and of the bundle context have always got it from here
 #include <string>
 #include <vector>
 

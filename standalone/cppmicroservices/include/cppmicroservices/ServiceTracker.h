@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <exception>
+#include <iostream> // for users
 #include <map>
 #include <memory>
 #include <mutex>
