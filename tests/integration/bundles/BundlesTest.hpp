@@ -70,11 +70,19 @@ public:
     }
 
     // For a value that holds the text.
-    bool waitForOneWith(std::string const& text) const {
-        return waitUntil([&](auto const& values) {
-            return std::any_of(values.begin(), values.end(),
-                               [&](auto const& value) { return value.find(text) != std::string::npos; });
+    bool waitForOneWith(std::string const& text) const { return !waitForFirstWith(text).empty(); }
+
+    // The first such value; an empty one if there is none before the patience ends.
+    T waitForFirstWith(std::string const& text) const {
+        T first;
+        waitUntil([&](auto const& values) {
+            auto const found = std::find_if(values.begin(), values.end(), [&](auto const& value) {
+                return value.find(text) != std::string::npos;
+            });
+            first = found == values.end() ? T() : *found;
+            return found != values.end();
         });
+        return first;
     }
 
 private:

@@ -144,8 +144,7 @@ TEST_F(Connecting, WhatAPeerAnswersIsQuotedCutAndWithoutControlCharacters) {
 
     peer.sendFrame(R"({"type":"\u001b[31m\u007f)" + std::string(1000, 'x') + "\"}");
 
-    ASSERT_TRUE(statuses_.waitForOneWith("connecting: message: unknown type \"?[31m?xxx"));
-    auto const status = statuses_.values().back();
+    auto const status = statuses_.waitForFirstWith("connecting: message: unknown type \"?[31m?xxx");
     EXPECT_THAT(status, EndsWith("xxx..."));
     EXPECT_LT(status.size(), 400U);
 }
@@ -158,8 +157,7 @@ TEST_F(Connecting, APeerThatHasAnsweredIsNamedCutAndWithoutControlCharacters) {
     peer.sendFrame(R"({"type":"hello","protocol":1,"publisher":"b","agent":"\n\u001b[31m)" +
                    std::string(1000, 'x') + "\"}");
 
-    ASSERT_TRUE(statuses_.waitForOneWith(" connected: "));
-    auto const status = statuses_.values().back();
+    auto const status = statuses_.waitForFirstWith(" connected: ");
     EXPECT_THAT(status, HasSubstr(" connected: peer ??[31mxxx"));
     EXPECT_THAT(status, EndsWith("xxx..."));
     EXPECT_LT(status.size(), 400U);
