@@ -6,6 +6,7 @@
 #include <cppmicroservices/LDAPFilter.h>
 
 #include <cstddef>
+#include <new>
 #include <stdexcept>
 #include <string_view>
 
@@ -148,7 +149,7 @@ std::shared_future<void> ConfigurationStore::update(Record& record, AnyMap prope
 std::pair<bool, std::shared_future<void>> ConfigurationStore::updateIfDifferent(Record& record,
                                                                                 AnyMap properties) {
     auto stored = storeIfDifferent(record, std::make_shared<AnyMap const>(std::move(properties)));
-    return stored ? std::pair(true, std::move(stored->delivered)) : std::pair(false, readyFuture());
+    return stored ? std::pair(true, std::move(*stored)) : std::pair(false, readyFuture());
 }
 
 std::shared_future<void> ConfigurationStore::remove(Record& record) {
@@ -159,21 +160,26 @@ std::shared_future<void> ConfigurationStore::remove(Record& record) {
 
 std::optional<ConfigurationStore::Provided> ConfigurationStore::provide(std::string const& pid,
                                                                         AnyMap const& properties) {
-    auto provided = std::make_shared<AnyMap const>(properties);
+    auto const provided = std::make_shared<AnyMap const>(properties);
     std::shared_ptr<Record> record;
-    {
-        std::lock_guard lock{mutex_};
+    try {
+        std::unique_lock lock{mutex_};
         bool const isNew = records_.count(pid) == 0;
         record = recordWithLock(pid);
         if (isNew) { // also if there is nothing in the properties
-            storeWithLock(*record, provided);
-            return Provided{record, record->changeCount};
+            auto stored = provided;
+            storeWithLock(*record, stored);
+        } else {
+            lock.unlock();
+            storeIfDifferent(*record, provided);
         }
+    } catch (std::bad_alloc const&) {
+        // It may be stored all the same, and only nobody be told.
     }
-    if (auto const stored = storeIfDifferent(*record, std::move(provided))) {
-        return Provided{record, stored->changeCount};
-    }
-    return changeCount(*record) == 0 ? std::optional(Provided{record, 0}) : std::nullopt;
+    std::lock_guard lock{mutex_};
+    bool const isProvided =
+        record && !record->removed && (record->properties == provided || record->changeCount == 0);
+    return isProvided ? std::optional(Provided{record, record->changeCount}) : std::nullopt;
 }
 
 void ConfigurationStore::withdraw(Provided const& provided) {
@@ -291,7 +297,7 @@ std::string ConfigurationStore::unusedPidWithLock(std::string const& factoryPid)
 }
 
 // Nothing if the configuration has these properties.
-std::optional<ConfigurationStore::Stored>
+std::optional<std::shared_future<void>>
 ConfigurationStore::storeIfDifferent(Record& record, std::shared_ptr<AnyMap const> updated) {
     auto current = this->properties(record);
     for (;;) {
@@ -301,8 +307,7 @@ ConfigurationStore::storeIfDifferent(Record& record, std::shared_ptr<AnyMap cons
         std::lock_guard lock{mutex_};
         requirePresenceWithLock(record);
         if (record.properties == current) {
-            auto delivered = storeWithLock(record, updated);
-            return Stored{record.changeCount, std::move(delivered)};
+            return storeWithLock(record, updated);
         }
         current = record.properties;
     }

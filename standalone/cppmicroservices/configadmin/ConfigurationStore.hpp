@@ -98,17 +98,12 @@ private:
     template <class Service>
     using SubscribersByPid = std::unordered_map<std::string, Subscribers<Service>>;
 
-    struct Stored {
-        unsigned long changeCount;
-        std::shared_future<void> delivered;
-    };
-
     std::shared_ptr<Configuration> getWithLock(std::string const& pid);
     std::shared_ptr<Record> recordWithLock(std::string const& pid);
     std::shared_ptr<Configuration> handleWithLock(std::shared_ptr<Record> const& record);
     std::string unusedPidWithLock(std::string const& factoryPid);
-    std::optional<Stored> storeIfDifferent(Record& record,
-                                           std::shared_ptr<cppmicroservices::AnyMap const> updated);
+    std::optional<std::shared_future<void>>
+    storeIfDifferent(Record& record, std::shared_ptr<cppmicroservices::AnyMap const> updated);
     std::shared_future<void> storeWithLock(Record& record,
                                            std::shared_ptr<cppmicroservices::AnyMap const>& properties);
     std::shared_future<void> removeWithLock(Record& record);

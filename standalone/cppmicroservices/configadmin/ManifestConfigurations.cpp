@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -102,6 +103,7 @@ void ManifestConfigurations::provide(Bundle const& bundle) {
         return;
     }
     auto& provided = byBundle_[bundle.GetBundleId()];
+    provided.reserve(configurations->size()); // what is provided must not be forgotten for lack of memory
     for (auto const& configuration : *configurations) {
         if (auto one = provideOne(*store_, cppmicroservices::ref_any_cast<AnyMap>(configuration))) {
             provided.push_back(std::move(*one));
@@ -120,7 +122,11 @@ void ManifestConfigurations::withdraw(long bundleId) {
 
 void ManifestConfigurations::withdrawWithLock(Provided const& configurations) {
     for (auto const& configuration : configurations) {
-        store_->withdraw(configuration);
+        try {
+            store_->withdraw(configuration);
+        } catch (std::bad_alloc const&) {
+            // It is removed, but there is no memory to tell anybody.
+        }
     }
 }
 
