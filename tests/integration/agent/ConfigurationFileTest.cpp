@@ -184,6 +184,32 @@ TEST(ConfigurationFile, DuplicateMembersAreNamedAtAnyDepth) {
                 ElementsAre(problem("/serviceInterfaces/1/requestedProperties/x~1y", "duplicate member")));
 }
 
+TEST(ConfigurationFile, OfManyPublishersAnUnknownOneIsToldSome) {
+    std::string publishers;
+    for (auto id = 10; id < 22; ++id) {
+        publishers += (publishers.empty() ? "" : ", ") + (R"({"uniqueID": ")" + std::to_string(id)) +
+                      R"(", "name": "rpcservicepublisher"})";
+    }
+    EXPECT_THAT(
+        problemsOf(
+            R"({"configurationID": "c", "serviceInterfaces": [{"uniqueID": "i", "name": "n", "servicePublishers": ["x"]}],
+                "servicePublishers": [)" +
+            publishers + "]}"),
+        ElementsAre(problem("/serviceInterfaces/0/servicePublishers/0", R"("18", "19" and 2 others)")));
+}
+
+// Comparing each with each would take minutes.
+TEST(ConfigurationFile, AHundredThousandEndpointsAreReadAtOnce) {
+    std::string endpoints;
+    for (auto number = 0; number < 100000; ++number) {
+        endpoints += (endpoints.empty() ? "\"e" : ", \"e") + std::to_string(number) + '"';
+    }
+    EXPECT_THAT(problemsOf(R"({"configurationID": "c", "servicePublishers": [
+                    {"uniqueID": "p", "name": "rpcservicepublisher", "endpointsToBindTo": [)" +
+                           endpoints + "]}]}"),
+                IsEmpty());
+}
+
 TEST(ConfigurationFile, NestingIsLimited) {
     auto const nested = [](std::size_t levels) {
         return R"({"configurationID": "c", "serviceInterfaces": )" + std::string(levels - 1, '[') +
@@ -282,8 +308,18 @@ INSTANTIATE_TEST_SUITE_P(
                   "/servicePublishers/0/name", "found \"rpc\"; expected the publisher's kind"},
         Deviation{"EndpointTwice",
                   R"({"configurationID": "c", "servicePublishers": [
-                      {"uniqueID": "p", "name": "rpcservicepublisher", "endpointsToBindTo": ["a", "a"]}]})",
-                  "/servicePublishers/0/endpointsToBindTo", "each once"},
+                      {"uniqueID": "p", "name": "rpcservicepublisher", "endpointsToBindTo": ["a", "b", "a"]}]})",
+                  "/servicePublishers/0/endpointsToBindTo/2",
+                  R"(found "a", which is /servicePublishers/0/endpointsToBindTo/0, too)"},
+        Deviation{"EndpointToConnectToTwice",
+                  R"({"configurationID": "c", "servicePublishers": [
+                      {"uniqueID": "p", "name": "rpcservicepublisher", "endpointsToConnectTo": ["a", "a"]}]})",
+                  "/servicePublishers/0/endpointsToConnectTo/1", "expected each once"},
+        Deviation{"PublisherOfAnInterfaceTwice",
+                  R"({"configurationID": "c",
+                      "serviceInterfaces": [{"uniqueID": "i", "name": "n", "servicePublishers": ["p", "p"]}],
+                      "servicePublishers": [{"uniqueID": "p", "name": "rpcservicepublisher"}]})",
+                  "/serviceInterfaces/0/servicePublishers/1", "expected each once"},
         Deviation{"NoFilter",
                   R"({"configurationID": "c", "servicePublishers": [
                       {"uniqueID": "p", "name": "rpcservicepublisher", "exportFilter": "(a"}]})",

@@ -53,11 +53,14 @@ public:
     Problems run() && {
         forEachEntry(document_, "serviceInterfaces", [this](json const& entry, std::string const& pointer) {
             checkIdentity(entry, pointer, interfaces_);
+            checkThatEachIsThereOnce(entry, "servicePublishers", pointer);
             checkProperties(entry, pointer);
             checkLevelsOfNames(entry, pointer);
         });
         forEachEntry(document_, "servicePublishers", [this](json const& entry, std::string const& pointer) {
             checkIdentity(entry, pointer, publishers_);
+            checkThatEachIsThereOnce(entry, "endpointsToConnectTo", pointer);
+            checkThatEachIsThereOnce(entry, "endpointsToBindTo", pointer);
             checkFilter(entry, "importFilter", pointer);
             checkFilter(entry, "exportFilter", pointer);
         });
@@ -88,6 +91,25 @@ private:
         }
     }
 
+    void checkThatEachIsThereOnce(json const& entry, char const* name, std::string const& pointer) {
+        auto const* const list = memberOf(entry, name, json::value_t::array);
+        if (list == nullptr) {
+            return;
+        }
+        auto const listPointer = memberPointer(pointer, name);
+        std::map<json, std::size_t> indices; // from an element to where it is first
+        std::size_t index = 0;
+        for (auto const& element : *list) {
+            auto const [known, isNew] = indices.emplace(element, index);
+            if (!isNew) {
+                report(elementPointer(listPointer, index), "found " + excerpt(element) + ", which is " +
+                                                               elementPointer(listPointer, known->second) +
+                                                               ", too; expected each once");
+            }
+            ++index;
+        }
+    }
+
     void checkMappings(json const& entry, std::string const& pointer) {
         auto const* const publishers = memberOf(entry, "servicePublishers", json::value_t::array);
         if (publishers == nullptr || !publishers_.areAllKnown) {
@@ -104,10 +126,17 @@ private:
         }
     }
 
+    // Some of them, if there are many.
     std::string knownPublishers() const {
+        constexpr std::size_t shownAtMost = 10;
+        auto const count = publishers_.pointers.size();
         std::string list;
-        for (auto const& [id, pointer] : publishers_.pointers) {
-            list += (list.empty() ? "" : ", ") + shown(id);
+        auto publisher = publishers_.pointers.begin();
+        for (std::size_t index = 0; index < std::min(count, shownAtMost); ++index, ++publisher) {
+            list += (list.empty() ? "" : ", ") + shown(publisher->first);
+        }
+        if (count > shownAtMost) {
+            list += " and " + std::to_string(count - shownAtMost) + " others";
         }
         return list.empty() ? "the unique ID of a publisher, but the file has no publishers"
                             : "the unique ID of a publisher: one of " + list;
