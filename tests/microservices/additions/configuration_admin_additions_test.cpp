@@ -128,4 +128,19 @@ TEST_F(ConfigurationAdminAdditions, AStopDeliversWhatWasAcceptedAndThenTellsThat
     EXPECT_THAT(service->numbers(), ElementsAre(1, 2, none));
 }
 
+TEST_F(ConfigurationAdminAdditions, AStopTellsThatWhatManifestsBroughtIsRemoved) {
+    auto const listener = registerListener();
+    auto const service = registerService("brought");
+    context_.InstallBundles(SPF_TEST_BUNDLE_DIRECTORY "/test_brings_configurations.so").at(0).Start();
+    ASSERT_TRUE(service->updates.reaches(1));
+    ASSERT_TRUE(listener->events.reaches(2));
+    admin_.reset();
+    bundle_.Stop();
+    ASSERT_TRUE(listener->events.reaches(4));
+    auto const events = listener->events.values();
+    EXPECT_EQ(events.at(2).getType(), ConfigurationEventType::CM_DELETED);
+    EXPECT_EQ(events.at(3).getType(), ConfigurationEventType::CM_DELETED);
+    EXPECT_THAT(service->numbers(), ElementsAre(7, -1));
+}
+
 } // namespace configuration_admin_test
