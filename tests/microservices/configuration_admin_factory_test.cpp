@@ -7,6 +7,7 @@ namespace configuration_admin_test {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::StartsWith;
 using ::testing::UnorderedElementsAre;
 
 class ConfigurationAdminFactory : public ConfigurationAdminTest {
@@ -121,6 +122,31 @@ TEST_F(ConfigurationAdminFactory, MayPublishOtherFactoryConfigurationsInsideUpda
     admin_->GetFactoryConfiguration("outer", "one")->Update(numbered(1)).get();
     EXPECT_TRUE(inner->calls.reaches(1));
     EXPECT_THAT(inner->calls.values(), ElementsAre(Call{"inner~one", 2}));
+}
+
+// The PID of such a configuration reads as one of another factory.
+TEST_F(ConfigurationAdminFactory, WhosePidHoldsTheSeparatorIsThatOfTheConfigurationsCreatedForIt) {
+    auto const created = admin_->CreateFactoryConfiguration("a~b");
+    auto const pid = created->GetPid();
+    EXPECT_THAT(pid, StartsWith("a~b~"));
+    EXPECT_EQ(created->GetFactoryPid(), "a~b");
+    EXPECT_EQ(admin_->GetConfiguration(pid)->GetFactoryPid(), "a~b");
+    EXPECT_EQ(admin_->GetFactoryConfiguration("a~b", "named")->GetFactoryPid(), "a");
+    created->Remove().get();
+    EXPECT_EQ(admin_->GetConfiguration(pid)->GetFactoryPid(), "a");
+}
+
+TEST_F(ConfigurationAdminFactory, WhosePidHoldsTheSeparatorIsToldOfThoseThatItFindsAndTheOtherOfChanges) {
+    auto const created = admin_->CreateFactoryConfiguration("a~b");
+    auto const pid = created->GetPid();
+    created->Update(numbered(1)).get();
+    auto const outer = registerFactory("a");
+    auto const inner = registerFactory("a~b");
+    ASSERT_TRUE(inner->calls.reaches(1));
+    created->Update(numbered(2)).get();
+    created->Remove().get();
+    EXPECT_THAT(inner->calls.values(), ElementsAre(Call{pid, 1}));
+    EXPECT_THAT(outer->calls.values(), ElementsAre(Call{pid, 2}, Call{pid, removed}));
 }
 
 } // namespace configuration_admin_test

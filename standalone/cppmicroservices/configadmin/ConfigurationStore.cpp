@@ -43,7 +43,7 @@ void requirePresenceWithLock(Record const& record) {
 }
 
 Change removalOf(Record const& record) {
-    return {ConfigurationEventType::CM_DELETED, record.pid, record.factoryPid, noProperties()};
+    return {ConfigurationEventType::CM_DELETED, record.pid, noProperties()};
 }
 
 // What a filter sees. The PID hides a property of the same name.
@@ -82,7 +82,7 @@ ConfigurationStore::ConfigurationStore(std::shared_ptr<SerialQueues> queues,
 
 std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::get(std::string const& pid) {
     std::lock_guard lock{mutex_};
-    return getWithLock(pid);
+    return handleWithLock(recordWithLock(pid));
 }
 
 std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::get(std::string const& factoryPid,
@@ -92,7 +92,7 @@ std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::get(std::
 
 std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::create(std::string const& factoryPid) {
     std::lock_guard lock{mutex_};
-    return getWithLock(unusedPidWithLock(factoryPid));
+    return handleWithLock(newRecordWithLock(unusedPidWithLock(factoryPid), factoryPid));
 }
 
 std::vector<std::shared_ptr<ConfigurationStore::Configuration>>
@@ -258,18 +258,18 @@ void ConfigurationStore::stop() {
     }
 }
 
-std::shared_ptr<ConfigurationStore::Configuration> ConfigurationStore::getWithLock(std::string const& pid) {
-    return handleWithLock(recordWithLock(pid));
-}
-
 // The existing or a new one.
 std::shared_ptr<Record> ConfigurationStore::recordWithLock(std::string const& pid) {
     auto const found = records_.find(pid);
     if (found != records_.end()) {
         return found->second;
     }
-    auto record =
-        std::make_shared<Record>(Record{pid, factoryPidOf(pid), ++instanceCounts_[pid], noProperties()});
+    return newRecordWithLock(pid, factoryPidOf(pid));
+}
+
+std::shared_ptr<Record> ConfigurationStore::newRecordWithLock(std::string const& pid,
+                                                              std::string const& factoryPid) {
+    auto record = std::make_shared<Record>(Record{pid, factoryPid, ++instanceCounts_[pid], noProperties()});
     records_.emplace(pid, record);
     return record;
 }
@@ -318,8 +318,7 @@ std::shared_future<void> ConfigurationStore::storeWithLock(Record& record,
                                                            std::shared_ptr<AnyMap const>& properties) {
     record.properties.swap(properties);
     ++record.changeCount;
-    return announceWithLock(
-        {ConfigurationEventType::CM_UPDATED, record.pid, record.factoryPid, record.properties});
+    return announceWithLock({ConfigurationEventType::CM_UPDATED, record.pid, record.properties});
 }
 
 std::shared_future<void> ConfigurationStore::removeWithLock(Record& record) {
@@ -336,8 +335,10 @@ std::shared_future<void> ConfigurationStore::announceWithLock(Change change) {
 }
 
 Recipients ConfigurationStore::recipientsWithLock(Change const& change) const {
+    // By the PID's form, as the listeners are told, even if it was created for a factory of another PID.
+    auto const factoryPid = factoryPidOf(change.pid);
     return {listeners_, subscribersOf(managedServices_, change.pid),
-            change.factoryPid.empty() ? nullptr : subscribersOf(factories_, change.factoryPid)};
+            factoryPid.empty() ? nullptr : subscribersOf(factories_, factoryPid)};
 }
 
 template <class Service>
@@ -346,7 +347,7 @@ void ConfigurationStore::postInitialWithLock(Record const& record,
     if (record.changeCount == 0) {
         return;
     }
-    Change change{ConfigurationEventType::CM_UPDATED, record.pid, record.factoryPid, record.properties};
+    Change change{ConfigurationEventType::CM_UPDATED, record.pid, record.properties};
     queues_->post(record.pid, [change = std::move(change), subscriber] { deliver(change, *subscriber); });
 }
 

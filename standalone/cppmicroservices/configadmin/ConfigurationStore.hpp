@@ -28,7 +28,7 @@ namespace agent::configurationadmin {
 // One configuration. The constant members may be read at any time, the others are the store's.
 struct Record {
     std::string const pid;
-    std::string const factoryPid; // empty if it belongs to no factory
+    std::string const factoryPid; // that of create(), else the PID up to the separator; empty without one
     unsigned long const instanceCount;
 
     std::shared_ptr<cppmicroservices::AnyMap const> properties;
@@ -98,8 +98,8 @@ private:
     template <class Service>
     using SubscribersByPid = std::unordered_map<std::string, Subscribers<Service>>;
 
-    std::shared_ptr<Configuration> getWithLock(std::string const& pid);
     std::shared_ptr<Record> recordWithLock(std::string const& pid);
+    std::shared_ptr<Record> newRecordWithLock(std::string const& pid, std::string const& factoryPid);
     std::shared_ptr<Configuration> handleWithLock(std::shared_ptr<Record> const& record);
     std::string unusedPidWithLock(std::string const& factoryPid);
     std::optional<std::shared_future<void>>

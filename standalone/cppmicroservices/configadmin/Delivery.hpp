@@ -21,7 +21,6 @@ constexpr char factorySeparator = '~';
 struct Change {
     cppmicroservices::service::cm::ConfigurationEventType type;
     std::string pid;
-    std::string factoryPid; // empty if the configuration belongs to no factory
     std::shared_ptr<cppmicroservices::AnyMap const> properties;
 };
 
