@@ -21,6 +21,10 @@ public:
     SPFConfigurationImpl(std::string&& configurationID, std::int32_t previousModificationCount,
                          ServiceInterfaces&& interfaces, ServicePublishers&& publishers,
                          ServiceMappings&& mappings);
+    // As above, with copies of what the caller keeps.
+    SPFConfigurationImpl(std::string configurationID, std::int32_t previousModificationCount,
+                         ServiceInterfaces const& interfaces, ServicePublishers const& publishers,
+                         ServiceMappings mappings);
     SPFConfigurationImpl(SPFConfigurationImpl const&) = delete;
     SPFConfigurationImpl& operator=(SPFConfigurationImpl const&) = delete;
 

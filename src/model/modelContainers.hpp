@@ -26,6 +26,11 @@ struct ServiceMapping {
 // An interface, and whether it goes out through every publisher that the configuration holds when it is
 // published. No ServiceMapping stands for the latter.
 struct ServiceInterfaceEntry {
+    ServiceInterfaceEntry() = default;
+    ServiceInterfaceEntry(SPFServiceInterfaceConfiguration const& record, bool mappedToAll)
+        : configuration(record)
+        , mappedToAllServicePublishers(mappedToAll) {}
+
     // Takes the record over. Boost's property tree can be swapped but has no move constructor: moving the
     // record as a whole would copy the tree.
     ServiceInterfaceEntry(SPFServiceInterfaceConfiguration&& record, bool mappedToAll)
@@ -35,7 +40,7 @@ struct ServiceInterfaceEntry {
     }
 
     SPFServiceInterfaceConfiguration configuration;
-    bool mappedToAllServicePublishers;
+    bool mappedToAllServicePublishers = false;
 };
 
 // Finds the unique ID of an entry's record.

@@ -76,5 +76,24 @@ TEST(ServiceInterfaceEntryRecord, HoldsTheRecordAndTheFlag) {
     EXPECT_TRUE(entry.mappedToAllServicePublishers);
 }
 
+TEST(ServiceInterfaceEntryRecord, CopiesARecordThatIsNotHandedOver) {
+    SPFServiceInterfaceConfiguration record{"id", "name", {}};
+    record.requestedProperties.put("key", "value");
+    ServiceInterfaceEntry const entry{record, true};
+    EXPECT_EQ(entry.configuration.uniqueID, "id");
+    EXPECT_EQ(entry.configuration.name, "name");
+    EXPECT_EQ(entry.configuration.requestedProperties, record.requestedProperties);
+    EXPECT_TRUE(entry.mappedToAllServicePublishers);
+    EXPECT_EQ(record.requestedProperties.get<std::string>("key"), "value");
+}
+
+TEST(ServiceInterfaceEntryRecord, IsEmptyAndUnmappedByDefault) {
+    ServiceInterfaceEntry const entry;
+    EXPECT_EQ(entry.configuration.uniqueID, "");
+    EXPECT_EQ(entry.configuration.name, "");
+    EXPECT_TRUE(entry.configuration.requestedProperties.empty());
+    EXPECT_FALSE(entry.mappedToAllServicePublishers);
+}
+
 } // namespace
 } // namespace agent::spf::frameworksetup::test

@@ -124,6 +124,24 @@ TEST_F(SPFConfigurationImplConstruction, TakesTheContentAndAddsOneToTheCount) {
     EXPECT_NE(published.updateTracker, nullptr);
 }
 
+TEST_F(SPFConfigurationImplConstruction, CopiesContentThatIsNotHandedOver) {
+    auto const admin = provideConfigurationAdmin();
+    std::string const id = "id";
+    ServiceInterfaces interfaces;
+    interfaces.insert({{"i", "name", {}}, true});
+    auto const publishers = publisher();
+    ServiceMappings mappings;
+    mappings.insert({"i", "p"});
+    SPFConfigurationImpl const published(id, 6, interfaces, publishers, mappings);
+    EXPECT_EQ(published.name, "id");
+    EXPECT_EQ(published.modificationCount, 7);
+    EXPECT_EQ(describe(admin->updates().front().properties),
+              describe(encodeConfiguration(interfaces, publishers, mappings, 7)));
+    EXPECT_EQ(interfaces.size(), 1U);
+    EXPECT_EQ(publishers.size(), 1U);
+    EXPECT_EQ(mappings.size(), 1U);
+}
+
 TEST_F(SPFConfigurationImplConstruction, UpdatesWithTheEncodedContentAndTheNewCount) {
     auto const admin = provideConfigurationAdmin();
     ServiceInterfaces interfaces;
