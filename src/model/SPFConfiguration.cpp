@@ -140,15 +140,22 @@ bool SPFConfiguration::waitForAllServicesToBeUnpublished(std::chrono::millisecon
     if (!tracker) {
         return false;
     }
+    // Registering and withdrawing run foreign code, which may reset this handle or assign to it. What was
+    // held is withdrawn then, and what is held instead is none of this call's business.
+    auto const isStillHeld = [&] { return trackerOf(implementation) == tracker; };
     tracker->registerListenerForUnpublishing(); // before the withdrawal, or its events would be missed
     try {
-        removeFromConfigurationAdmin(implementation->name);
+        if (isStillHeld()) {
+            removeFromConfigurationAdmin(std::string(implementation->name)); // a copy, for the same reason
+        }
     } catch (...) {
         log(host::Severity::Failure, [](std::ostream& stream) {
             stream << "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw.";
         });
     }
-    implementation->name.clear(); // withdrawn, or past withdrawing: nobody tries again
+    if (isStillHeld()) {
+        implementation->name.clear(); // withdrawn, or past withdrawing: nobody tries again
+    }
     return tracker->waitForAllServicesToBeUnpublished(timeout, servicePublisherID);
 }
 

@@ -182,6 +182,55 @@ TEST_F(SPFConfigurationUnpublish, PassesWhatRegisteringTheListenerThrowsAndWithd
     EXPECT_THAT(admin->calls(), IsEmpty());
 }
 
+// Registering and withdrawing run other people's code on the client's thread, the client's own included.
+
+TEST_F(SPFConfigurationUnpublish, AHandleThatIsResetFromInsideRegisteringIsWithdrawnOnce) {
+    auto configuration = published();
+    deliverRemoved(); // completes the only publisher, which unregisters the listener
+    recordListenerRegistrations();
+    callLog().when("FrameworkListener registered", [&] { configuration.reset(); });
+    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
+    EXPECT_TRUE(configuration.empty());
+    EXPECT_THAT(admin->calls(), ElementsAre(get, remove));
+    EXPECT_EQ(registeredListeners(), 0U);
+}
+
+TEST_F(SPFConfigurationUnpublish, AHandleThatIsResetFromInsideWithdrawingStaysEmpty) {
+    auto configuration = published();
+    callLog().whenNth(1, remove, [&] { configuration.reset(); });
+    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
+    EXPECT_TRUE(configuration.empty());
+    EXPECT_EQ(registeredListeners(), 0U);
+}
+
+TEST_F(SPFConfigurationUnpublish, TheIDIsWholeWhenTheHandleIsResetWhileItsConfigurationIsLookedUp) {
+    std::string const id(100, 'i'); // too long to lie inside its string
+    auto configuration = published(id);
+    callLog().whenNth(1, "log About to remove spf configuration for " + id, [&] { configuration.reset(); });
+    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
+    EXPECT_THAT(admin->calls(),
+                ElementsAre("GetFactoryConfiguration qo.spf.framework " + id, "Remove qo.spf.framework~" + id,
+                            "GetFactoryConfiguration qo.spf.framework " + id,
+                            "Remove qo.spf.framework~" + id));
+}
+
+TEST_F(SPFConfigurationUnpublish, AConfigurationThatTheHandleIsAssignedFromInsideRegisteringStaysPublished) {
+    auto configuration = published();
+    deliverRemoved(); // completes the only publisher, which unregisters the listener
+    recordListenerRegistrations();
+    callLog().whenNth(1, "FrameworkListener registered", [&] { configuration = publish("other"); });
+    EXPECT_TRUE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
+    EXPECT_EQ(configuration.getConfigurationID(), "other");
+    EXPECT_EQ(callLog().count("Remove qo.spf.framework~other"), 0U);
+}
+
+TEST_F(SPFConfigurationUnpublish, AConfigurationThatTheHandleIsAssignedFromInsideWithdrawingKeepsItsID) {
+    auto configuration = published();
+    callLog().whenNth(1, remove, [&] { configuration = publish("other"); });
+    EXPECT_FALSE(configuration.waitForAllServicesToBeUnpublished(atOnce, "p"));
+    EXPECT_EQ(configuration.getConfigurationID(), "other");
+}
+
 TEST_F(SPFConfigurationUnpublish, WithoutAFrameworkWithdrawsNothingAndWaits) {
     auto configuration = published();
     fakeHost().setFramework(nullptr);

@@ -44,7 +44,9 @@ class SPFConfigurationImpl;
 // A handle of static storage duration must be reset before the process exits: withdrawal needs the library's
 // logger and the host, which may be gone when such a handle is destroyed.
 //
-// Not thread safe: one handle is used by one thread at a time; distinct handles are independent.
+// Not thread safe: one handle is used by one thread at a time; distinct handles are independent. What the
+// framework and ConfigurationAdmin run on that thread inside a call may reset the handle or assign to it; the
+// call goes on with the configuration that it began with.
 class AGENT_SPF_FRAMEWORKSETUP_EXPORT SPFConfiguration {
 public:
     SPFConfiguration();
