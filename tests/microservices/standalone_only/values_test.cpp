@@ -102,12 +102,20 @@ TEST(Constants, OfLocalisationAreDefined) {
 }
 
 // With the installed provider, a filter that is nested deeply enough overflows the stack.
-TEST(LDAPFilter, RefusesFiltersNestedTooDeeply) {
-    std::string filter;
-    for (int i = 0; i < 1000000; ++i) {
-        filter += "(!";
+TEST(LDAPFilter, MayBeNestedAThousandLevelsDeepAndNoDeeper) {
+    auto const nested = [](int levels) {
+        std::string filter;
+        for (int i = 0; i < levels; ++i) {
+            filter += "(!";
+        }
+        filter += "(a=b)";
+        return filter.append(static_cast<std::size_t>(levels), ')');
+    };
+    EXPECT_TRUE(
+        cppmicroservices::LDAPFilter(nested(1000)).Match(cppmicroservices::AnyMap{{"a", std::string("b")}}));
+    for (int const levels : {1001, 1000000}) {
+        EXPECT_THROW(cppmicroservices::LDAPFilter{nested(levels)}, std::invalid_argument) << levels;
     }
-    EXPECT_THROW(cppmicroservices::LDAPFilter{filter}, std::invalid_argument);
 }
 
 // The installed provider indents with zeros behind a control character.
