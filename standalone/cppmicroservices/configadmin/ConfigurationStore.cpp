@@ -161,32 +161,35 @@ std::shared_future<void> ConfigurationStore::remove(Record& record) {
 std::optional<ConfigurationStore::Provided> ConfigurationStore::provide(std::string const& pid,
                                                                         AnyMap const& properties) {
     auto const provided = std::make_shared<AnyMap const>(properties);
-    std::shared_ptr<Record> record;
-    try {
-        std::unique_lock lock{mutex_};
-        bool const isNew = records_.count(pid) == 0;
-        record = recordWithLock(pid);
-        if (isNew) { // also if there is nothing in the properties
-            auto stored = provided;
+    std::unique_lock lock{mutex_};
+    bool const isNew = records_.count(pid) == 0;
+    auto const record = recordWithLock(pid);
+    if (isNew) { // also if there is nothing in the properties
+        auto stored = provided;
+        try {
             storeWithLock(*record, stored);
-        } else {
-            lock.unlock();
-            storeIfDifferent(*record, provided);
+        } catch (std::bad_alloc const&) {
+            records_.erase(pid);
+            throw;
         }
-    } catch (std::bad_alloc const&) {
-        // It may be stored all the same, and only nobody be told.
+    } else {
+        lock.unlock();
+        storeIfDifferent(*record, provided);
+        lock.lock();
     }
-    std::lock_guard lock{mutex_};
-    bool const isProvided =
-        record && !record->removed && (record->properties == provided || record->changeCount == 0);
+    bool const isProvided = !record->removed && (record->properties == provided || record->changeCount == 0);
     return isProvided ? std::optional(Provided{record, record->changeCount}) : std::nullopt;
 }
 
-void ConfigurationStore::withdraw(Provided const& provided) {
+void ConfigurationStore::withdraw(Provided const& provided) noexcept {
     std::lock_guard lock{mutex_};
     auto& record = *provided.record;
     if (!record.removed && record.changeCount == provided.changeCount) {
-        removeWithLock(record);
+        try {
+            removeWithLock(record);
+        } catch (std::bad_alloc const&) {
+            forgetWithLock(record); // there is no memory to tell anybody
+        }
     }
 }
 
@@ -313,18 +316,25 @@ ConfigurationStore::storeIfDifferent(Record& record, std::shared_ptr<AnyMap cons
     }
 }
 
-// Leaves the former properties in `properties`, for the caller to destroy without the lock.
+// Leaves the former properties in `properties`, for the caller to destroy without the lock. Announces first:
+// if there is no memory for that, nothing is changed.
 std::shared_future<void> ConfigurationStore::storeWithLock(Record& record,
                                                            std::shared_ptr<AnyMap const>& properties) {
+    auto announced = announceWithLock({ConfigurationEventType::CM_UPDATED, record.pid, properties});
     record.properties.swap(properties);
     ++record.changeCount;
-    return announceWithLock({ConfigurationEventType::CM_UPDATED, record.pid, record.properties});
+    return announced;
 }
 
 std::shared_future<void> ConfigurationStore::removeWithLock(Record& record) {
+    auto announced = record.changeCount == 0 ? readyFuture() : announceWithLock(removalOf(record));
+    forgetWithLock(record);
+    return announced;
+}
+
+void ConfigurationStore::forgetWithLock(Record& record) noexcept {
     record.removed = true;
     records_.erase(record.pid);
-    return record.changeCount == 0 ? readyFuture() : announceWithLock(removalOf(record));
 }
 
 std::shared_future<void> ConfigurationStore::announceWithLock(Change change) {

@@ -79,7 +79,7 @@ public:
     std::optional<Provided> provide(std::string const& pid, cppmicroservices::AnyMap const& properties);
 
     // Removes the configuration, unless it was changed or removed meanwhile.
-    void withdraw(Provided const& provided);
+    void withdraw(Provided const& provided) noexcept;
 
     void add(std::shared_ptr<Subscriber<ConfigurationListener>> const& subscriber);
     void add(std::shared_ptr<Subscriber<ManagedService>> const& subscriber);
@@ -107,6 +107,7 @@ private:
     std::shared_future<void> storeWithLock(Record& record,
                                            std::shared_ptr<cppmicroservices::AnyMap const>& properties);
     std::shared_future<void> removeWithLock(Record& record);
+    void forgetWithLock(Record& record) noexcept;
     std::shared_future<void> announceWithLock(Change change);
     Recipients recipientsWithLock(Change const& change) const;
     template <class Service>

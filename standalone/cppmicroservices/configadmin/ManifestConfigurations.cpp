@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -122,11 +121,7 @@ void ManifestConfigurations::withdraw(long bundleId) {
 
 void ManifestConfigurations::withdrawWithLock(Provided const& configurations) {
     for (auto const& configuration : configurations) {
-        try {
-            store_->withdraw(configuration);
-        } catch (std::bad_alloc const&) {
-            // It is removed, but there is no memory to tell anybody.
-        }
+        store_->withdraw(configuration);
     }
 }
 

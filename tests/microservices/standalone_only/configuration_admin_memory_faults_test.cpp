@@ -39,6 +39,59 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsLaterOn
     EXPECT_GT(n, 5U);
 }
 
+TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsItChangesNothingOrIsDelivered) {
+    auto const service = registerService("pid");
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto expected = 0;
+    configuration->Update(numbered(expected)).get();
+    auto failed = true;
+    for (std::size_t n = 1; failed && !HasFailure(); ++n) {
+        SCOPED_TRACE(n);
+        auto const number = static_cast<int>(n);
+        auto const changes = configuration->GetChangeCount();
+        auto const properties = numbered(number);
+        {
+            AllocationFailure const failure(n);
+            try {
+                configuration->Update(properties);
+                expected = number;
+            } catch (std::bad_alloc const&) {
+                EXPECT_EQ(configuration->GetChangeCount(), changes);
+            }
+            failed = failure.happened();
+        }
+        EXPECT_EQ(numberIn(configuration->GetProperties()), expected);
+        EXPECT_TRUE(becomesReady(configuration->Update(numbered(expected)))); // behind what was delivered
+        EXPECT_EQ(service->numbers().size(), configuration->GetChangeCount());
+    }
+}
+
+TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfARemovalFailsItChangesNothingOrIsDelivered) {
+    auto const factory = registerFactory("factory");
+    auto failed = true;
+    for (std::size_t n = 1; failed && !HasFailure(); ++n) {
+        SCOPED_TRACE(n);
+        auto const configuration = admin_->CreateFactoryConfiguration("factory");
+        auto const pid = configuration->GetPid();
+        configuration->Update(numbered(1)).get();
+        std::shared_future<void> removal;
+        {
+            AllocationFailure const failure(n);
+            try {
+                removal = configuration->Remove();
+            } catch (std::bad_alloc const&) {
+            }
+            failed = failure.happened();
+        }
+        if (!removal.valid()) {
+            EXPECT_EQ(numberIn(configuration->GetProperties()), 1);
+            removal = configuration->Remove();
+        }
+        EXPECT_TRUE(becomesReady(removal));
+        EXPECT_EQ(factory->calls.values().back(), (RecordingFactory::Call{pid, RecordingFactory::removed}));
+    }
+}
+
 // What was stored before the memory ran out is not forgotten.
 TEST_F(ConfigurationAdminMemoryFaults,
        WhicheverAllocationOfAStartFailsTheManifestsConfigurationsGoWithTheBundle) {
