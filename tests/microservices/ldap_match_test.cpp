@@ -103,6 +103,22 @@ TEST(LDAPMatch, RefusesKeysThatDifferInCaseOnly) {
     }
 }
 
+TEST(LDAPMatch, OfManyKeysThatDifferInCaseOnlyTheFirstIsNamed) {
+    constexpr int count = 100;
+    AnyMap::ordered_any_map keys;
+    for (int i = 0; i < count; ++i) {
+        keys["key" + std::to_string(i)] = i;
+    }
+    EXPECT_TRUE(LDAPFilter("(KEY7=7)").Match(AnyMap(keys)));
+    EXPECT_TRUE(LDAPFilter("(key7=7)").MatchCase(AnyMap(keys)));
+    for (int i = count - 1; i >= 0; --i) {
+        auto const variant = "KEY" + std::to_string(i);
+        keys[variant] = i;
+        EXPECT_EQ(variantsError("(key7=7)", AnyMap(keys), false),
+                  "Properties contain case variants of the key: " + keys.begin()->first);
+    }
+}
+
 TEST(LDAPMatch, KeysWithNonAsciiLettersOfDifferentCaseAreDifferent) {
     AnyMap const map(AnyMap::ORDERED_MAP, {{"\xc3\x84", 1}, {"\xc3\xa4", 2}});
     EXPECT_TRUE(LDAPFilter("(\xc3\xa4=2)").Match(map));
@@ -194,6 +210,10 @@ TEST(LDAPMatchText, CharacterPointersAreText) {
     EXPECT_TRUE(matches(value, "=l*t"));
     EXPECT_TRUE(matches(value, "~=LI\\*T"));
     EXPECT_TRUE(matches(value, ">=a"));
+    EXPECT_FALSE(matches(value, "=li*x"));
+    EXPECT_FALSE(matches(value, "~=list"));
+    EXPECT_FALSE(matches(value, ">=m"));
+    EXPECT_FALSE(matches(static_cast<char const*>(nullptr), "="));
 }
 
 TEST(LDAPMatchText, CharIsATextOfOneCharacter) {

@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <iterator>
 #include <limits>
 #include <list>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace cppmicroservices::detail {
@@ -153,6 +156,18 @@ bool matchesValue(Operator operation, LDAPPattern const& pattern, Any const& val
     return result;
 }
 
+struct FoldedHash {
+    std::size_t operator()(std::string_view key) const noexcept { return hashFolded(key); }
+};
+
+struct FoldedEqual {
+    bool operator()(std::string_view left, std::string_view right) const noexcept {
+        return equalFolded(left, right);
+    }
+};
+
+using FoldedKeys = std::unordered_set<std::string_view, FoldedHash, FoldedEqual>;
+
 // Finds the values that a filter's attributes name.
 class Properties {
 public:
@@ -201,22 +216,20 @@ private:
         return nullptr;
     }
 
-    // Sorting by hash brings case variants together; being stable it lets the first one be reported.
     std::string const* findVariantAmongMany() const {
-        using HashedKey = std::pair<std::size_t, std::string const*>;
-        std::vector<HashedKey> keys;
-        keys.reserve(map_.size());
+        FoldedKeys seen(map_.size());
+        FoldedKeys repeated;
         for (auto const& entry : map_) {
-            keys.emplace_back(hashFolded(entry.first), &entry.first);
+            if (!seen.insert(entry.first).second) {
+                repeated.insert(entry.first);
+            }
         }
-        std::stable_sort(keys.begin(), keys.end(), [](HashedKey const& left, HashedKey const& right) {
-            return left.first < right.first;
-        });
-        auto const variant =
-            std::adjacent_find(keys.begin(), keys.end(), [](HashedKey const& left, HashedKey const& right) {
-                return left.first == right.first && equalFolded(*left.second, *right.second);
-            });
-        return variant == keys.end() ? nullptr : variant->second;
+        if (repeated.empty()) {
+            return nullptr;
+        }
+        auto const first = std::find_if(map_.begin(), map_.end(),
+                                        [&](auto const& entry) { return repeated.count(entry.first) != 0; });
+        return &first->first;
     }
 
     AnyMap const& map_;
