@@ -235,6 +235,15 @@ void requireSameFilter(LDAPFilter const& filter, std::string const& text) {
     }
 }
 
+// So many keys that a provider may look for case variants in another way than among few.
+AnyMap mapOfManyKeys(Random& random) {
+    AnyMap map(randomKind(random));
+    for (int i = 0; i < 40; ++i) {
+        map[randomKey(random) + std::to_string(random.below(20))] = i;
+    }
+    return map;
+}
+
 LDAPFilter makeFilter(FilterMaker& maker, bool byExpression, std::ostream& transcript) {
     LDAPFilter filter;
     if (byExpression) {
@@ -260,6 +269,9 @@ void runFilterCase(Random& random, std::ostream& transcript) {
     std::vector<AnyMap> maps{bundle.GetHeaders()};
     for (int i = 0; i < 3; ++i) {
         maps.push_back(randomMap(random, randomKind(random), 6));
+    }
+    if (random.percent(10)) {
+        maps.push_back(mapOfManyKeys(random));
     }
     FilterMaker maker(random, maps);
     auto const filter = makeFilter(maker, random.percent(15), transcript);
