@@ -3,6 +3,7 @@
 #include <atomic>
 #include <iterator>
 #include <map>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -26,31 +27,77 @@ struct Imported {
     cppmicroservices::ServiceRegistration<RemoteService> registration;
 };
 
-// A peer and the services made of its offers.
-struct ImportedPeer {
-    explicit ImportedPeer(std::shared_ptr<RemoteOffers> offersOfPeer)
-        : offers(std::move(offersOfPeer)) {}
+using Services = std::map<std::string, std::shared_ptr<ImportedService>>; // by unique ID
+using ImportedServices = std::map<std::string, Imported>;                 // by unique ID
 
-    std::shared_ptr<RemoteOffers> const offers;
+// A peer and the services made of its offers. Thread safe, so that whoever takes the peer away need not wait
+// for the worker, which may be in a listener of a service that waits in turn.
+class ImportedPeer {
+public:
+    explicit ImportedPeer(std::shared_ptr<RemoteOffers> offers)
+        : offers_(std::move(offers)) {}
+
+    std::shared_ptr<PeerOffers const> offers() const { return offers_->current(); }
+
     std::atomic<bool> isQueued{false}; // the worker is going to look at the offers
 
-    // Used on the worker only.
-    bool isGone = false;
-    std::map<std::string, Imported> services; // by unique ID
+    // Whether the service is to be made: the peer has not gone, and it has none of the ID.
+    bool lacks(std::string const& uniqueID) const {
+        std::lock_guard const lock(mutex_);
+        return !isGone_ && services_.count(uniqueID) == 0;
+    }
+
+    // Takes over the services, unless the peer has gone, and gives back those that it has not taken.
+    ImportedServices keep(ImportedServices imported) {
+        std::lock_guard const lock(mutex_);
+        if (!isGone_) {
+            services_.merge(imported);
+        }
+        return imported;
+    }
+
+    // Gives up the services that are not among those that are wanted.
+    ImportedServices takeUnwanted(Services const& wanted) {
+        ImportedServices unwanted;
+        std::lock_guard const lock(mutex_);
+        for (auto entry = services_.begin(); entry != services_.end();) {
+            auto const next = std::next(entry);
+            auto const same = wanted.find(entry->first);
+            if (same == wanted.end() || same->second->properties() != entry->second.service->properties()) {
+                unwanted.insert(services_.extract(entry));
+            }
+            entry = next;
+        }
+        return unwanted;
+    }
+
+    // The peer has gone: gives up its services and keeps none from now on.
+    ImportedServices takeAll() {
+        std::lock_guard const lock(mutex_);
+        isGone_ = true;
+        return std::exchange(services_, {});
+    }
+
+private:
+    std::shared_ptr<RemoteOffers> const offers_;
+    std::mutex mutable mutex_; // guards what follows
+    bool isGone_ = false;
+    ImportedServices services_;
 };
 
-void unregister(cppmicroservices::ServiceRegistration<RemoteService>& registration) {
-    try {
-        registration.Unregister();
-    } catch (std::exception const&) {
-        // The framework is stopping and has unregistered the service itself.
+void unregister(ImportedServices services) {
+    for (auto& [uniqueID, imported] : services) {
+        try {
+            imported.registration.Unregister();
+        } catch (std::exception const&) {
+            // The framework is stopping and has unregistered the service itself.
+        }
     }
 }
 
-// The services that the peer's offers call for, by unique ID.
-std::map<std::string, std::shared_ptr<ImportedService>>
-wantedServices(std::shared_ptr<PeerOffers const> const& peer) {
-    std::map<std::string, std::shared_ptr<ImportedService>> wanted;
+// The services that the peer's offers call for.
+Services wantedServices(std::shared_ptr<PeerOffers const> const& peer) {
+    Services wanted;
     for (auto const& offer : peer->offers) {
         auto const service = std::make_shared<ImportedService>(peer, offer);
         if (!peer->importFilter || peer->importFilter.Match(service->properties())) {
@@ -60,6 +107,8 @@ wantedServices(std::shared_ptr<PeerOffers const> const& peer) {
     return wanted;
 }
 
+thread_local bool isRemoving = false; // the thread is in a call of the tracker, and tells listeners
+
 } // namespace
 
 class RemoteServiceClient::PeerTracker
@@ -68,13 +117,18 @@ public:
     explicit PeerTracker(BundleContext const& context)
         : context_(context)
         , worker_("spf-clients")
-        , tracker_(context, this) {
-        tracker_.Open();
-    }
+        , tracker_(context, this) {}
 
-    ~PeerTracker() override {
+    void open() { tracker_.Open(); }
+
+    // A listener of the services may bring it about: in the middle of a task of the worker, for which `self`
+    // is kept then, or of a call of the tracker, which ends before the worker lets go of it.
+    void stop(std::shared_ptr<PeerTracker> self) {
+        if (isRemoving) {
+            return worker_.leave(std::move(self));
+        }
         tracker_.Close();
-        worker_.stop();
+        worker_.stop(self);
     }
 
 private:
@@ -94,12 +148,9 @@ private:
     void ModifiedService(Reference const&, Peer const& peer) override { queue(peer); }
 
     void RemovedService(Reference const&, Peer const& peer) override {
-        worker_.run([&peer] {
-            peer->isGone = true;
-            for (auto& [uniqueID, imported] : std::exchange(peer->services, {})) {
-                unregister(imported.registration);
-            }
-        });
+        auto const before = std::exchange(isRemoving, true);
+        unregister(peer->takeAll());
+        isRemoving = before;
     }
 
     // However often the offers change, the worker has them to look at once at most.
@@ -107,37 +158,19 @@ private:
         if (!peer->isQueued.exchange(true)) {
             worker_.post([this, peer] {
                 peer->isQueued = false;
-                if (!peer->isGone) {
-                    import(*peer);
-                }
+                import(*peer);
             });
         }
     }
 
     // The listeners of the services that come and go may take the peer itself away.
     void import(ImportedPeer& peer) {
-        auto const wanted = wantedServices(peer.offers->current());
-        removeUnwanted(peer.services, wanted);
+        auto const wanted = wantedServices(peer.offers());
+        unregister(peer.takeUnwanted(wanted));
         for (auto const& [uniqueID, service] : wanted) {
-            if (!peer.isGone && peer.services.count(uniqueID) == 0) {
+            if (peer.lacks(uniqueID)) {
                 add(peer, service);
             }
-        }
-    }
-
-    static void removeUnwanted(std::map<std::string, Imported>& services,
-                               std::map<std::string, std::shared_ptr<ImportedService>> const& wanted) {
-        std::map<std::string, Imported> unwanted;
-        for (auto entry = services.begin(); entry != services.end();) {
-            auto const next = std::next(entry);
-            auto const same = wanted.find(entry->first);
-            if (same == wanted.end() || same->second->properties() != entry->second.service->properties()) {
-                unwanted.insert(services.extract(entry));
-            }
-            entry = next;
-        }
-        for (auto& [uniqueID, imported] : unwanted) {
-            unregister(imported.registration);
         }
     }
 
@@ -147,12 +180,10 @@ private:
             properties.emplace(key, value);
         }
         try {
-            auto registration = context_.RegisterService<RemoteService>(service, properties);
-            if (peer.isGone) {
-                unregister(registration);
-            } else {
-                peer.services.emplace(service->uniqueID(), Imported{service, std::move(registration)});
-            }
+            ImportedServices imported;
+            auto& one = imported[service->uniqueID()];
+            one = {service, context_.RegisterService<RemoteService>(service, properties)};
+            unregister(peer.keep(std::move(imported)));
         } catch (std::exception const&) {
             // The registry refuses what the peer says about the interface, or the framework is stopping.
         }
@@ -164,8 +195,13 @@ private:
 };
 
 RemoteServiceClient::RemoteServiceClient(BundleContext const& context)
-    : peers_(std::make_unique<PeerTracker>(context)) {}
+    : peers_(std::make_shared<PeerTracker>(context)) {
+    peers_->open();
+}
 
-RemoteServiceClient::~RemoteServiceClient() = default;
+RemoteServiceClient::~RemoteServiceClient() {
+    auto& peers = *peers_;
+    peers.stop(std::move(peers_));
+}
 
 } // namespace agent::spf::bundles::client

@@ -8,9 +8,11 @@
 
 namespace agent::spf::bundles::client {
 
-// At work from its construction to its destruction, which unregisters every service. Services are registered
-// and unregistered on a thread of its own, where the listeners of the registry are called therefore. When the
-// offers of a peer are unregistered, the peer's services are gone before that call returns.
+// At work from its construction to its destruction, which unregisters every service, and which a listener of
+// the services may bring about. Services are registered on a thread of its own, where the listeners of the
+// registry are called therefore, and unregistered there when a peer stops to offer them. When the offers of a
+// peer are unregistered, so are the peer's services, on that thread, before the call returns; but for one
+// that is being registered at that moment, which goes as soon as its listeners have been told of it.
 class RemoteServiceClient {
 public:
     explicit RemoteServiceClient(cppmicroservices::BundleContext const& context);
@@ -20,7 +22,7 @@ public:
 
 private:
     class PeerTracker;
-    std::unique_ptr<PeerTracker> const peers_;
+    std::shared_ptr<PeerTracker> peers_;
 };
 
 } // namespace agent::spf::bundles::client

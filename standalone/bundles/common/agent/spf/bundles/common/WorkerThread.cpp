@@ -94,6 +94,7 @@ struct AwaitedRun {
 
 struct WorkerThread::Loop {
     boost::asio::io_context context{1};
+    std::shared_ptr<void> owner; // written before the thread is told to end
 };
 
 WorkerThread::WorkerThread(std::string const& name)
@@ -102,6 +103,7 @@ WorkerThread::WorkerThread(std::string const& name)
     , thread_([loop = loop_, name] {
         ::pthread_setname_np(::pthread_self(), name.substr(0, 15).c_str());
         loop->context.run();
+        loop->owner.reset();
     })
     , threadID_(thread_.get_id()) {}
 
@@ -139,24 +141,34 @@ bool WorkerThread::isCurrentThread() const noexcept {
     return std::this_thread::get_id() == threadID_;
 }
 
-void WorkerThread::stop(Task last) {
-    {
-        std::lock_guard lock(mutex_);
-        if (last && !stopping_) {
-            boost::asio::post(loop_->context, std::move(last));
-        }
-        stopping_ = true;
-        guard_.reset();
-    }
-    std::lock_guard lock(joinMutex_);
-    if (!thread_.joinable()) {
-        return;
-    }
+void WorkerThread::stop(std::shared_ptr<void> owner) {
     if (isCurrentThread()) {
-        thread_.detach();
-    } else {
+        return leave(std::move(owner));
+    }
+    endTasks({});
+    std::lock_guard lock(joinMutex_);
+    if (thread_.joinable()) {
         thread_.join();
     }
+}
+
+void WorkerThread::leave(std::shared_ptr<void> owner) {
+    {
+        std::lock_guard lock(joinMutex_);
+        if (thread_.joinable()) {
+            thread_.detach();
+        }
+    }
+    endTasks(std::move(owner));
+}
+
+void WorkerThread::endTasks(std::shared_ptr<void> owner) {
+    std::lock_guard lock(mutex_);
+    if (!stopping_) {
+        loop_->owner = std::move(owner);
+    }
+    stopping_ = true;
+    guard_.reset();
 }
 
 boost::asio::io_context& WorkerThread::context() noexcept {

@@ -3,6 +3,7 @@
 #define AGENT_SPF_BUNDLES_COMMON_WORKER_THREAD_HPP
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -34,15 +35,21 @@ public:
     bool isCurrentThread() const noexcept;
 
     // Ends the thread once the tasks posted so far have run and all asynchronous operations of context() have
-    // ended; whoever began them cancels them before. Idempotent. A task that calls it does not wait for the
-    // thread; `last`, if there is one, runs after all tasks, unless stop() has been called before.
-    void stop(Task last = {});
+    // ended; whoever began them cancels them before. Idempotent. A task that calls it does not wait, as with
+    // leave().
+    void stop(std::shared_ptr<void> owner = {});
+
+    // As stop(), but does not wait for the thread, which keeps `owner` until it ends: what the tasks refer
+    // to, this object included. Needs no memory.
+    void leave(std::shared_ptr<void> owner);
 
     // For timers and sockets, whose completion handlers are tasks of this worker.
     boost::asio::io_context& context() noexcept;
 
 private:
     struct Loop;
+
+    void endTasks(std::shared_ptr<void> owner);
 
     std::shared_ptr<Loop> const loop_; // shared with the thread, which may outlive this object
     std::mutex mutable mutex_;         // guards stopping_ and guard_

@@ -134,7 +134,7 @@ public:
         unregister(factoryRegistration_);
         unregister(withdrawalRegistration_);
         factories_.close();
-        worker_->stop(worker_->isCurrentThread() ? [self] {} : WorkerThread::Task());
+        worker_->stop(self);
         admins_.Close();
         events_.close();
     }

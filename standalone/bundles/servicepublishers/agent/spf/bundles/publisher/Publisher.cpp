@@ -1,16 +1,15 @@
 #include "agent/spf/bundles/publisher/Publisher.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 #include "agent/spf/bundles/publisher/OfferedInterface.hpp"
 
 namespace agent::spf::bundles::publisher {
 
-Publisher::Publisher(PublisherContext& context, PublisherConfiguration configuration)
-    : context_(context) {
-    reconfigure(std::move(configuration));
-}
+Publisher::Publisher(PublisherContext& context)
+    : context_(context) {}
 
 void Publisher::reconfigure(PublisherConfiguration configuration) {
     configuration_ = std::move(configuration);
@@ -38,6 +37,12 @@ void Publisher::tellStatus(EndpointStatusListener& listener) const {
     }
 }
 
+void Publisher::close() {
+    for (auto const& endpoint : endpoints_) {
+        endpoint->close();
+    }
+}
+
 Offers Publisher::offers() const {
     Offers result;
     for (auto const& interface : configuration_.interfaces) {
@@ -54,12 +59,12 @@ void Publisher::closeEndpointsNotConfigured() {
                                                                    : configuration_.endpointsToConnectTo;
         return std::find(texts.begin(), texts.end(), endpoint->text()) == texts.end();
     };
-    for (auto const& endpoint : endpoints_) {
-        if (isGone(endpoint)) {
-            endpoint->close();
-        }
+    auto const firstGone = std::stable_partition(endpoints_.begin(), endpoints_.end(), std::not_fn(isGone));
+    std::vector const gone(firstGone, endpoints_.end());
+    endpoints_.erase(firstGone, endpoints_.end());
+    for (auto const& endpoint : gone) {
+        endpoint->close();
     }
-    endpoints_.erase(std::remove_if(endpoints_.begin(), endpoints_.end(), isGone), endpoints_.end());
 }
 
 void Publisher::addEndpoints(EndpointRole role, std::vector<std::string> const& texts) {

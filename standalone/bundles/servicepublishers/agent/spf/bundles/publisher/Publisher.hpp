@@ -18,7 +18,7 @@ namespace agent::spf::bundles::publisher {
 // new modification count, as rebound or reconnected.
 class Publisher : private EndpointOwner {
 public:
-    Publisher(PublisherContext& context, PublisherConfiguration configuration);
+    explicit Publisher(PublisherContext& context);
 
     void reconfigure(PublisherConfiguration configuration);
 
@@ -26,6 +26,9 @@ public:
     void servicesChanged();
 
     void tellStatus(EndpointStatusListener& listener) const;
+
+    // Gives up its endpoints, without a report.
+    void close();
 
 private:
     std::string const& publisherID() const override { return configuration_.uniqueID; }

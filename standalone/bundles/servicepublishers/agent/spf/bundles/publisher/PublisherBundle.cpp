@@ -66,19 +66,22 @@ public:
         registration_ = registerFactory(context, factory_, factoryPID);
     }
 
-    ~Impl() {
-        worker_->run([this] {
-            stopping_ = true;
-            publishers_.clear();
-        });
-        if (registration_) {
-            registration_.Unregister();
+    ~Impl() { stop(); }
+
+    // Idempotent. A listener that a publisher calls may bring it about in the middle of a task, which then
+    // goes on, as do those that were posted before: `self` is kept until they have run.
+    void stop(std::shared_ptr<Impl> const& self = nullptr) {
+        worker_->run([this] { stopPublishing(); });
+        if (registration_) { // not if the start has failed before
+            std::exchange(registration_, {}).Unregister();
         }
-        discoveries_.close();
-        providers_.close();
-        serialisers_.close();
         reporter_.close();
-        worker_->stop();
+        if (!worker_->isCurrentThread()) { // for which somebody who takes a service away may be waiting
+            discoveries_.close();
+            providers_.close();
+            serialisers_.close();
+        }
+        worker_->stop(self);
         withdrawals_.Close();
     }
 
@@ -92,7 +95,8 @@ private:
             if (auto const found = publishers_.find(pid); found != publishers_.end()) {
                 found->second->reconfigure(std::move(configuration));
             } else {
-                publishers_.emplace(pid, std::make_unique<Publisher>(context_, std::move(configuration)));
+                auto const& publisher = publishers_[pid] = std::make_unique<Publisher>(context_);
+                publisher->reconfigure(std::move(configuration));
             }
         } catch (std::exception const& error) {
             reporter_.reportError(error.what(), stringOr(properties, keys::uniqueID),
@@ -101,10 +105,24 @@ private:
     }
 
     void removed(std::string const& pid) {
-        publishers_.erase(pid);
+        if (auto const gone = publishers_.extract(pid)) {
+            gone.mapped()->close();
+        }
         for (auto const& listener : withdrawals_.GetServices()) {
             listener->withdrawn(pid);
         }
+    }
+
+    // The publishers themselves stay: the task that this comes in the middle of may be one's.
+    void stopPublishing() {
+        stopping_ = true;
+        reporter_.silence();
+        for (auto const& [pid, publisher] : publishers_) {
+            publisher->close();
+        }
+        context_.serialiser.reset();
+        context_.provider.reset();
+        context_.discovery.reset();
     }
 
     template <class Service>
@@ -113,7 +131,7 @@ private:
         if (std::exchange(place, nullptr)) {
             servicesChanged();
         }
-        if (service) {
+        if (service && !stopping_) {
             place = service;
             servicesChanged();
         }
@@ -151,10 +169,12 @@ private:
 };
 
 PublisherBundle::PublisherBundle(BundleContext const& context, std::string const& factoryPID, Naming naming)
-    : impl_(std::make_unique<Impl>(context, naming)) {
+    : impl_(std::make_shared<Impl>(context, naming)) {
     impl_->start(context, factoryPID);
 }
 
-PublisherBundle::~PublisherBundle() = default;
+PublisherBundle::~PublisherBundle() {
+    impl_->stop(impl_);
+}
 
 } // namespace agent::spf::bundles::publisher

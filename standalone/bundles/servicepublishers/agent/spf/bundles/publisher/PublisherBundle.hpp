@@ -24,14 +24,15 @@ public:
     PublisherBundle(cppmicroservices::BundleContext const& context, std::string const& factoryPID,
                     Naming naming);
 
-    // Withdraws everything that is published: when it returns the sockets are closed.
+    // Withdraws everything that is published: when it returns the sockets are closed. May come in the middle
+    // of what a publisher tells a listener.
     ~PublisherBundle();
     PublisherBundle(PublisherBundle const&) = delete;
     PublisherBundle& operator=(PublisherBundle const&) = delete;
 
 private:
     class Impl;
-    std::unique_ptr<Impl> const impl_;
+    std::shared_ptr<Impl> const impl_;
 };
 
 } // namespace agent::spf::bundles::publisher

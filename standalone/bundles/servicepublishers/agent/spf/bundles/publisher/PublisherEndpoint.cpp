@@ -81,7 +81,9 @@ void PublisherEndpoint::open() {
         return;
     }
     isOpen_ = true;
-    setState(downState(), {});
+    if (!setState(downState(), {})) {
+        return;
+    }
     if (!isName()) {
         return openAddress(text_);
     }
@@ -121,8 +123,9 @@ void PublisherEndpoint::resolved(std::optional<std::string> const& address) {
     }
     auto const wasUp = isUp();
     closeAddress();
-    setDown(wasUp, address ? "found at " + *address : "no running process announces \"" + text_ + "\"");
-    if (address) {
+    auto const isStillOpen =
+        setDown(wasUp, address ? "found at " + *address : "no running process announces \"" + text_ + "\"");
+    if (isStillOpen && address) {
         openAddress(*address);
     }
 }
@@ -149,11 +152,8 @@ void PublisherEndpoint::lose(std::string const& reason) {
     setDown(wasUp, reason);
 }
 
-void PublisherEndpoint::setDown(bool wasUp, std::string const& reason) {
-    if (wasUp) {
-        setState(EndpointState::Lost, reason);
-    }
-    setState(downState(), reason);
+bool PublisherEndpoint::setDown(bool wasUp, std::string const& reason) {
+    return (!wasUp || setState(EndpointState::Lost, reason)) && setState(downState(), reason);
 }
 
 bool PublisherEndpoint::isUp() const noexcept {
@@ -191,13 +191,18 @@ void PublisherEndpoint::bound(std::string const& address) {
             return failed("cannot announce " + text_ + ": " + error.what());
         }
     }
-    setState(EndpointState::Bound, address == text_ ? std::string() : "listens at " + address);
-    reportUp();
-    owner_.endpointBound();
+    if (setState(EndpointState::Bound, address == text_ ? std::string() : "listens at " + address)) {
+        reportUp();
+        owner_.endpointBound();
+    }
 }
 
 void PublisherEndpoint::opened(std::shared_ptr<Connection> connection) {
+    auto const generation = generation_;
     makeRoomForPeer();
+    if (generation != generation_) {
+        return; // closed by a listener that was told of the peer that made room
+    }
     PeerOwner& owner = *this;
     auto const isBind = role_ == EndpointRole::Bind;
     auto const peer = std::make_shared<Peer>(context_, owner, std::move(connection),
@@ -245,8 +250,9 @@ void PublisherEndpoint::failed(std::string const& reason) {
 
 void PublisherEndpoint::peerEstablished(Peer& peer) {
     if (role_ == EndpointRole::Connect) {
-        setState(EndpointState::Connected, "peer " + peer.agent());
-        reportUp();
+        if (setState(EndpointState::Connected, "peer " + peer.agent())) {
+            reportUp();
+        }
     }
 }
 
@@ -264,13 +270,15 @@ void PublisherEndpoint::offersFailed(std::string const& reason) {
                                   owner_.publisherID(), owner_.modificationCount());
 }
 
-void PublisherEndpoint::setState(EndpointState state, std::string reason) {
+bool PublisherEndpoint::setState(EndpointState state, std::string reason) {
     if (state == state_ && reason == reason_ && !reason.empty()) {
-        return;
+        return true;
     }
+    auto const generation = generation_;
     state_ = state;
     reason_ = std::move(reason);
     context_.reporter.reportStatus(status());
+    return generation == generation_;
 }
 
 void PublisherEndpoint::reportUp() {

@@ -76,7 +76,7 @@ private:
     void resolved(std::optional<std::string> const& address);
     void closeAddress();
     void lose(std::string const& reason);
-    void setDown(bool wasUp, std::string const& reason);
+    bool setDown(bool wasUp, std::string const& reason); // as setState()
     bool isUp() const noexcept;
     EndpointState downState() const noexcept;
 
@@ -85,7 +85,10 @@ private:
     void makeRoomForPeer();
     void retrying(std::string const& reason);
     void failed(std::string const& reason);
-    void setState(EndpointState state, std::string reason);
+
+    // False if a listener that is told of the state has closed what was open.
+    bool setState(EndpointState state, std::string reason);
+
     void reportUp();
 
     PublisherContext& context_;

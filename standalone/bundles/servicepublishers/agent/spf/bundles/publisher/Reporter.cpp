@@ -28,27 +28,36 @@ void Reporter::open() {
 void Reporter::reportBound(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
                            bool again) {
     auto const kind = again ? RouterEvent::Kind::Rebound : RouterEvent::Kind::Bound;
-    events_.deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
+    deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
 }
 
 void Reporter::reportConnected(std::string const& endpoint, std::string const& publisherID,
                                std::uint32_t count, bool again) {
     auto const kind = again ? RouterEvent::Kind::Reconnected : RouterEvent::Kind::Connected;
-    events_.deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
+    deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
 }
 
 void Reporter::reportPublished(std::string const& publisherID, std::uint32_t count) {
-    events_.deliver(
-        std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::AllServicesPublished, publisherID, count));
+    deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::AllServicesPublished, publisherID, count));
 }
 
 void Reporter::reportError(std::string const& text, std::string const& publisherID, std::uint32_t count) {
-    events_.deliverError(text, publisherID, count);
+    if (!silent_) {
+        events_.deliverError(text, publisherID, count);
+    }
 }
 
 void Reporter::reportStatus(EndpointStatus const& status) {
     for (auto const& listener : std::vector(statusListeners_)) {
-        tell(*listener, status);
+        if (!silent_) {
+            tell(*listener, status);
+        }
+    }
+}
+
+void Reporter::deliver(std::shared_ptr<frameworklistener::Event> const& event) {
+    if (!silent_) {
+        events_.deliver(event);
     }
 }
 

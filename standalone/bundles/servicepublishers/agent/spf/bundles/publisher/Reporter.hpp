@@ -39,11 +39,16 @@ public:
     void reportError(std::string const& text, std::string const& publisherID, std::uint32_t count);
     void reportStatus(EndpointStatus const& status);
 
-    // Nothing is reported afterwards. Not to be called on the worker.
+    // Nothing is reported afterwards.
+    void silence() noexcept { silent_ = true; }
+
+    // To be called once it is silent.
     void close();
 
 private:
     using Reference = cppmicroservices::ServiceReference<EndpointStatusListener>;
+
+    void deliver(std::shared_ptr<frameworklistener::Event> const& event);
 
     std::shared_ptr<EndpointStatusListener> AddingService(Reference const& reference) override;
     void ModifiedService(Reference const&, std::shared_ptr<EndpointStatusListener> const&) override {}
@@ -53,6 +58,7 @@ private:
     cppmicroservices::BundleContext context_;
     std::shared_ptr<WorkerThread> const worker_;
     NewListener const newListener_;
+    bool silent_ = false;                                                  // used on the worker only
     std::vector<std::shared_ptr<EndpointStatusListener>> statusListeners_; // used on the worker only
     cppmicroservices::ServiceTracker<EndpointStatusListener> tracker_;
 };
