@@ -26,7 +26,7 @@ std::filesystem::path parentOfProgramDirectory() {
 } // namespace
 
 void setInstallationRoot(std::filesystem::path const& path) {
-    auto absolute = std::filesystem::absolute(path).lexically_normal();
+    auto absolute = std::filesystem::absolute(path); // as it is: ".." after a link leads elsewhere
     std::lock_guard const lock(root().mutex);
     root().path = std::move(absolute);
 }

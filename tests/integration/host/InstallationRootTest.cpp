@@ -1,5 +1,8 @@
 // Where the standalone host finds its installation.
 #include <filesystem>
+#include <string>
+
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -20,6 +23,18 @@ TEST(InstallationRoot, RelativePathsAreResolvedWhenTheyAreSet) {
     setInstallationRoot("some/root");
 
     EXPECT_EQ(installationRoot(), std::filesystem::current_path() / "some/root");
+}
+
+TEST(InstallationRoot, TheParentOfALinkIsThatOfWhatItLeadsTo) {
+    auto const directory =
+        std::filesystem::temp_directory_path() / ("installation-root-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(directory / "root/inner");
+    std::filesystem::create_directory_symlink("root/inner", directory / "link");
+
+    setInstallationRoot(directory / "link/..");
+
+    EXPECT_TRUE(std::filesystem::equivalent(installationRoot(), directory / "root"));
+    std::filesystem::remove_all(directory);
 }
 
 } // namespace
