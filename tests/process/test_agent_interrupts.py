@@ -92,6 +92,21 @@ class WhileStarting(GatedAgentTest):
         self.assertEqual(agent.end(), TERMINATED)
         self.assertEqual(agent.texts("failure"), [])
 
+    def test_of_two_changes_the_last_one_gets_ready(self):
+        agent = self.changed_while_starting()
+        content = configuration("c", bind=["unix:mine"])
+        content["servicePublishers"].append({"uniqueID": "r", "name": "rpcservicepublisher"})
+        self.write("c.json", content)
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="modifying")
+        self.open_gate()
+        agent.wait_for(event="services", publisher="r", state="published")
+        agent.wait_for(event="ready")
+        agent.send(signal.SIGTERM)
+        agent.wait_for(event="withdrawn")
+        self.assertEqual(agent.end(), TERMINATED)
+        self.assertEqual(agent.texts("failure"), [])
+
     def test_a_start_that_fails_after_a_change_is_told(self):
         agent = self.changed_while_starting()
         (self.directory / "root/bin/darwinarm64/spf").unlink()

@@ -6,7 +6,7 @@ import re
 import signal
 import subprocess
 
-from support import AGENT, INVALID, NOT_READY, PATIENCE, SUCCESS, AgentTest, configuration
+from support import AGENT, FAILED, INVALID, NOT_READY, PATIENCE, SUCCESS, AgentTest, configuration
 
 READY = configuration("c", bind=["unix:mine"])
 NEVER_READY = configuration("c", bind=["unix:mine"], connect=["unix:nobody"])
@@ -53,6 +53,22 @@ class JsonLines(ProgressTest):
         self.assertEqual(objects[1]["line"], 1)
         self.assertEqual(objects[2]["status"], INVALID)
         self.assertEqual(results, [])
+
+
+    def test_a_failure_before_anything_is_published_is_an_object_too(self):
+        gone = self.directory / "gone"
+        for verb in (["run", str(self.directory / self.write("c.json", READY))], ["legacy"]):
+            with self.subTest(verb=verb):
+                gone.mkdir()
+                done = subprocess.run(
+                    ["sh", "-c", 'rmdir ../gone; exec "$0" "$@"', AGENT, *verb, "--root", "x", "--progress", "json"],
+                    cwd=gone, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False,
+                )
+                self.assertEqual(done.returncode, FAILED)
+                objects = [json.loads(line) for line in done.stderr.splitlines()]
+                self.assertEqual([entry["event"] for entry in objects], ["version", "failure", "summary"])
+                self.assertIn("No such file or directory", objects[1]["reason"])
+                self.assertEqual(objects[2]["status"], FAILED)
 
 
 class PlainLines(ProgressTest):

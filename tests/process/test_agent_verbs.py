@@ -6,7 +6,7 @@ import signal
 import subprocess
 import unittest
 
-from support import AGENT, EXAMPLES, FAILED, INVALID, SUCCESS, AgentTest, configuration
+from support import AGENT, EXAMPLES, FAILED, INVALID, PATIENCE, SUCCESS, AgentTest, configuration
 
 
 class Verbs(AgentTest):
@@ -99,6 +99,22 @@ class Verbs(AgentTest):
         self.answer("show", "c.json", "--root", "nowhere", status=FAILED)
         self.assertEqual([entry.name for entry in self.directory.iterdir()], ["c.json"])
 
+    def test_show_leaves_nothing_behind_when_a_signal_ends_it(self):
+        self.write("c.json", configuration("c"))
+        temporary = self.directory / "temporary"
+        temporary.mkdir()
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(signal=number):
+                process = subprocess.Popen(
+                    [AGENT, "show", "c.json"], cwd=self.directory,
+                    env={**os.environ, "TMPDIR": str(temporary)}, stdout=subprocess.DEVNULL,
+                )
+                while not any(temporary.iterdir()) and process.poll() is None:
+                    pass
+                process.send_signal(number)
+                self.assertEqual(process.wait(timeout=PATIENCE), -number)
+                self.assertEqual(list(temporary.iterdir()), [])
+
     def test_show_of_an_invalid_file_and_without_an_installation(self):
         self.answer("show", self.write("bad.json", "{"), status=INVALID)
         done = self.answer("show", self.write("c.json", configuration("c")), "--root", "nowhere", status=FAILED)
@@ -129,10 +145,16 @@ class Verbs(AgentTest):
         self.assertIn("nowhere/bin/darwinarm64", agent.texts("failure")[0])
 
     def test_a_result_that_cannot_be_written_is_a_failure(self):
-        for arguments in (["schema"], ["--version"], ["run", "--help"]):
+        run = ["run", self.write("c.json", configuration("c")), "--once", "--progress"]
+        styles = ("plain", "json", "tty", "quiet")
+        for arguments in (["schema"], ["--version"], ["run", "--help"], *([*run, style] for style in styles)):
             with self.subTest(arguments=arguments), open("/dev/full", "w", encoding="utf-8") as full:
-                done = subprocess.run([AGENT, *arguments], stdout=full, stderr=subprocess.PIPE, timeout=60, check=False)
+                done = subprocess.run(
+                    [AGENT, *arguments], cwd=self.directory, stdout=full, stderr=subprocess.PIPE, timeout=60, check=False
+                )
                 self.assertEqual(done.returncode, FAILED)
+                if arguments[-1] != "--help" and arguments != ["--version"]:
+                    self.assertIn(b"cannot write the result to standard output", done.stderr)
 
 
 class UnusualFiles(AgentTest):

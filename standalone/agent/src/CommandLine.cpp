@@ -132,7 +132,7 @@ private:
     void addProgress(CLI::App& command) {
         command
             .add_option_function<std::string>(
-                "--progress", [this](std::string const& text) { line_.run.progress = parseStyle(text); },
+                "--progress", [this](std::string const& text) { line_.progress = parseStyle(text); },
                 "auto, tty, plain, json or quiet (default: auto)")
             ->type_name("STYLE");
     }

@@ -17,7 +17,8 @@ struct CommandLine {
     std::string installationRoot; // empty: the default
     std::string runtimeDirectory; // empty: the default
     bool watch = false;
-    RunOptions run; // of `legacy` only the progress
+    ProgressStyle progress = ProgressStyle::Automatic;
+    RunOptions run;
 };
 
 // The command line, or the exit status when it was answered here: help, the version, an error of usage.

@@ -89,21 +89,36 @@ void setUpHost(CommandLine const& line) {
     }
 }
 
+// Runs a session and returns its status. Of a failure to begin it, or to go on, the narrator tells.
+template <typename Session>
+int narrated(Narrator& narrator, Session const& session) {
+    try {
+        return session();
+    } catch (std::exception const& error) {
+        narrator.tellFailure(error.what());
+        narrator.tellSummary(exitstatus::failed);
+        return exitstatus::failed;
+    }
+}
+
 int run(CommandLine const& line) {
     ConfigurationSource const source(line.file);
     auto const identity = FileWatch::identityOf(source.path());
-    auto parsed = load(source, line.run.progress);
+    auto const parsed = load(source, line.progress);
     if (!parsed) {
         return exitstatus::invalid;
     }
-    MessageBox messages;
-    SignalThread const signals(messages); // before any other thread
-    std::optional<FileWatch> watch;
-    if (line.watch) {
-        watch.emplace(source.path(), identity, messages);
-    }
-    setUpHost(line);
-    return RunSession(source, std::move(parsed->configuration), line.run, messages).run();
+    Narrator narrator(parsed->configuration, line.progress);
+    return narrated(narrator, [&] {
+        MessageBox messages;
+        SignalThread const signals(messages); // before any other thread
+        std::optional<FileWatch> watch;
+        if (line.watch) {
+            watch.emplace(source.path(), identity, messages);
+        }
+        setUpHost(line);
+        return RunSession(source, parsed->configuration, line.run, narrator, messages).run();
+    });
 }
 
 int validate(CommandLine const& line) {
@@ -132,10 +147,13 @@ int schema() {
 }
 
 int legacy(CommandLine const& line) {
-    MessageBox messages;
-    SignalThread const signals(messages); // before any other thread
-    setUpHost(line);
-    return LegacySession(line.run.progress, messages).run();
+    Narrator narrator({}, line.progress);
+    return narrated(narrator, [&] {
+        MessageBox messages;
+        SignalThread const signals(messages); // before any other thread
+        setUpHost(line);
+        return LegacySession(narrator, messages).run();
+    });
 }
 
 int dispatch(CommandLine const& line) {

@@ -81,17 +81,17 @@ TEST_F(BoardTest, AnEndpointIsKnownByItsRole) {
 
 TEST_F(BoardTest, UnknownPublishersArePassedOver) {
     EXPECT_FALSE(board.apply(ServicesPublished{"other", count}));
-    EXPECT_FALSE(board.apply(PublisherRemoved{"other"}));
+    EXPECT_FALSE(board.apply(PublisherRemoved{"other", count}));
     EXPECT_FALSE(board.apply(PublisherFailed{"other", "why", count}));
     EXPECT_FALSE(board.apply({"other", "unix:b", EndpointRole::Bind, EndpointState::Bound, "", count}));
 }
 
 TEST_F(BoardTest, IsRemovedWhenEveryPublisherIs) {
-    EXPECT_TRUE(board.apply(PublisherRemoved{"rpc"}));
+    EXPECT_TRUE(board.apply(PublisherRemoved{"rpc", count}));
     EXPECT_FALSE(board.isRemoved());
-    EXPECT_FALSE(board.apply(PublisherRemoved{"rpc"}));
+    EXPECT_FALSE(board.apply(PublisherRemoved{"rpc", count}));
 
-    EXPECT_TRUE(board.apply(PublisherRemoved{"old"}));
+    EXPECT_TRUE(board.apply(PublisherRemoved{"old", count}));
 
     EXPECT_TRUE(board.isRemoved());
 }

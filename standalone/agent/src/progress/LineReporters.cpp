@@ -19,12 +19,6 @@ double secondsSince(Board::Clock::time_point start) {
     return std::chrono::duration<double>(Board::Clock::now() - start).count();
 }
 
-void writeLine(std::FILE* stream, std::string const& line) {
-    auto const text = line + '\n';
-    std::fwrite(text.data(), 1, text.size(), stream);
-    std::fflush(stream);
-}
-
 std::string missing(Board const& board) {
     std::string list;
     auto const add = [&list](std::string const& text) { list += (list.empty() ? "" : "; ") + text; };
@@ -55,19 +49,19 @@ void PlainReporter::timePassed(Board const& board, bool waiting) {
     }
 }
 
-void PlainReporter::result(std::string const& text) {
-    writeLine(stdout, printable(text));
+bool PlainReporter::result(std::string const& line) {
+    return write(stdout, printable(line) + '\n');
 }
 
 void PlainReporter::line(std::string const& text) {
     lastLine_ = Board::Clock::now();
-    writeLine(stderr, fmt::format("[{:8.3f}] {}", secondsSince(start_), printable(text)));
+    write(stderr, fmt::format("[{:8.3f}] {}\n", secondsSince(start_), printable(text)));
 }
 
 JsonReporter::JsonReporter() {
     nlohmann::ordered_json const version{
         {"event", "version"}, {"format", jsonFormatVersion}, {"program", programVersion()}};
-    writeLine(stderr, version.dump());
+    write(stderr, version.dump() + '\n');
 }
 
 void JsonReporter::changed(Change const& change, Board const&) {
@@ -78,21 +72,21 @@ void JsonReporter::changed(Change const& change, Board const&) {
         object[name] = value;
     }
     object["text"] = change.text;
-    writeLine(stderr, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    write(stderr, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
 }
 
-void JsonReporter::result(std::string const& line) {
-    writeLine(stdout, printable(line));
+bool JsonReporter::result(std::string const& line) {
+    return write(stdout, printable(line) + '\n');
 }
 
 void QuietReporter::changed(Change const& change, Board const&) {
     if (change.isFailure) {
-        writeLine(stderr, "spf-agent: " + printable(change.text));
+        write(stderr, "spf-agent: " + printable(change.text) + '\n');
     }
 }
 
-void QuietReporter::result(std::string const& line) {
-    writeLine(stdout, printable(line));
+bool QuietReporter::result(std::string const& line) {
+    return write(stdout, printable(line) + '\n');
 }
 
 } // namespace agent::program

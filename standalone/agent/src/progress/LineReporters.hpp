@@ -11,7 +11,7 @@ class PlainReporter : public Reporter {
 public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
-    void result(std::string const& text) override;
+    bool result(std::string const& line) override;
 
 private:
     Board::Clock::time_point const start_ = Board::Clock::now();
@@ -26,7 +26,7 @@ public:
     JsonReporter();
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const&, bool) override {}
-    void result(std::string const& line) override;
+    bool result(std::string const& line) override;
 
 private:
     Board::Clock::time_point const start_ = Board::Clock::now();
@@ -37,7 +37,7 @@ class QuietReporter : public Reporter {
 public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const&, bool) override {}
-    void result(std::string const& line) override;
+    bool result(std::string const& line) override;
 };
 
 } // namespace agent::program

@@ -131,6 +131,14 @@ void Narrator::tellFailure(std::string const& reason) {
                        board_);
 }
 
+bool Narrator::result(std::string const& line) {
+    auto const isWritten = reporter_->result(line);
+    if (!isWritten) {
+        tellFailure("cannot write the result to standard output");
+    }
+    return isWritten;
+}
+
 void Narrator::tellProblem(std::string const& text, Problem const& problem) {
     ordered_json details{{"where", problem.where}, {"what", problem.what}};
     if (problem.line != 0) {

@@ -45,7 +45,9 @@ public:
     // Any other step. `details` is an object for programs.
     void tell(std::string event, std::string text, nlohmann::ordered_json details = {});
 
-    void result(std::string const& line) { reporter_->result(line); }
+    // Whether the line of result was written; if not, that was told as a failure.
+    bool result(std::string const& line);
+
     void timePassed(bool waiting) { reporter_->timePassed(board_, waiting); }
     void terminalResized() { reporter_->terminalResized(board_); }
 

@@ -1,6 +1,7 @@
 // Which reporter is made.
 #include "progress/Reporter.hpp"
 
+#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 
@@ -25,6 +26,12 @@ bool canBeDrawnOn(int descriptor) {
 }
 
 } // namespace
+
+bool Reporter::write(std::FILE* stream, std::string const& text) {
+    errno = 0;
+    bool const isWritten = std::fwrite(text.data(), 1, text.size(), stream) == text.size();
+    return (std::fflush(stream) == 0 && isWritten) || errno == EPIPE;
+}
 
 std::unique_ptr<Reporter> makeReporter(ProgressStyle style) {
     if (style == ProgressStyle::Automatic) {

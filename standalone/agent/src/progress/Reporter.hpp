@@ -2,6 +2,7 @@
 #ifndef AGENT_PROGRAM_PROGRESS_REPORTER_HPP
 #define AGENT_PROGRAM_PROGRESS_REPORTER_HPP
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -36,8 +37,13 @@ public:
     // The terminal has another size.
     virtual void terminalResized(Board const&) {}
 
-    // A line of result, which other programs may wait for.
-    virtual void result(std::string const& line) = 0;
+    // A line of result, which other programs may wait for. Whether it has reached all who want it: not one
+    // who has stopped to read.
+    virtual bool result(std::string const& line) = 0;
+
+    // Writes the text in one call, so that nobody else's output comes between. Whether it could, or its
+    // reader has gone.
+    static bool write(std::FILE* stream, std::string const& text);
 
     // The last call: what was shown so far is left as it is.
     virtual void finish() {}

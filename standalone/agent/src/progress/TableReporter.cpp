@@ -24,12 +24,6 @@ TerminalSize terminalSize() {
     return {size.ws_col, size.ws_row};
 }
 
-// One call, so that nobody else's output comes between.
-void write(std::FILE* stream, std::string const& text) {
-    std::fwrite(text.data(), 1, text.size(), stream);
-    std::fflush(stream);
-}
-
 char const* colourOf(Tone tone) {
     switch (tone) {
     case Tone::Heading:
@@ -67,7 +61,7 @@ void TableReporter::terminalResized(Board const& board) {
     redraw({}, board);
 }
 
-void TableReporter::result(std::string const& line) {
+bool TableReporter::result(std::string const& line) {
     auto const size = terminalSize();
     if (fits(size)) {
         write(stderr, erasure());
@@ -77,11 +71,12 @@ void TableReporter::result(std::string const& line) {
         }
         write(stderr, freshScreen(size));
     }
-    write(stdout, printable(line) + '\n');
+    auto const isWritten = write(stdout, printable(line) + '\n');
     if (isatty(STDOUT_FILENO) != 0) {
         remember(printable(line));
     }
     write(stderr, drawing());
+    return isWritten;
 }
 
 // Writes a line above the table, and the table anew.

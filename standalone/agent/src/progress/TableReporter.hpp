@@ -21,7 +21,7 @@ public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
     void terminalResized(Board const& board) override;
-    void result(std::string const& line) override;
+    bool result(std::string const& line) override;
 
 private:
     void redraw(std::string const& line, Board const& board);

@@ -43,12 +43,14 @@ ConfigurationDriver::~ConfigurationDriver() {
 
 // Requests
 
-void ConfigurationDriver::apply(ConfigurationFile next, std::uint32_t modificationCount) {
-    {
-        std::lock_guard const lock(mutex_);
-        next_ = Version{std::move(next), modificationCount};
+std::uint32_t ConfigurationDriver::apply(ConfigurationFile next) {
+    std::lock_guard const lock(mutex_);
+    if (!next_) { // otherwise it takes the place, and the count, of one that is never published
+        ++lastCount_;
     }
+    next_ = Version{std::move(next), lastCount_};
     requestMade_.notify_all();
+    return lastCount_;
 }
 
 void ConfigurationDriver::request(Request request) {

@@ -41,8 +41,8 @@ public:
     ConfigurationDriver& operator=(ConfigurationDriver const&) = delete;
 
     // They do not block. Of versions that are given while another is being published, the last one counts.
-    // Thread safe.
-    void apply(ConfigurationFile next, std::uint32_t modificationCount);
+    // apply() returns the modification count with which the version is published. Thread safe.
+    std::uint32_t apply(ConfigurationFile next);
     void withdraw() { request(Request::Withdraw); }
     void finish() { request(Request::Finish); }
 
@@ -70,10 +70,11 @@ private:
     std::chrono::milliseconds const removalTimeout_;
     MessageBox& messages_;
 
-    std::mutex mutex_; // guards request_ and next_
+    std::mutex mutex_; // guards request_, next_ and lastCount_
     std::condition_variable requestMade_;
     Request request_ = Request::None;
     std::optional<Version> next_;
+    std::uint32_t lastCount_ = 1; // that a version was given
 
     std::thread thread_;
 };

@@ -76,7 +76,7 @@ private:
         if (event.kind == FrameworkEvent::Kind::AllServicesPublished) {
             messages_.put(ServicesPublished{event.name, event.modificationCount});
         } else if (event.kind == FrameworkEvent::Kind::ConfigurationRemoved) {
-            messages_.put(PublisherRemoved{event.name});
+            messages_.put(PublisherRemoved{event.name, event.modificationCount});
         }
     }
 

@@ -61,9 +61,9 @@ ConfigurationFile toConfiguration(std::string const& id, AnyMap const& map) {
 
 } // namespace
 
-LegacySession::LegacySession(ProgressStyle style, MessageBox& messages)
+LegacySession::LegacySession(Narrator& narrator, MessageBox& messages)
     : messages_(messages)
-    , narrator_({}, style)
+    , narrator_(narrator)
     , status_(exitstatus::success)
     , thread_([this] { drive(); }) {}
 
@@ -122,7 +122,9 @@ void LegacySession::handle(ConfigurationAdopted const& message) {
     narrator_.reconfigure(message.configuration);
     narrator_.tell("published", "configuration " + id + " handed to the service framework",
                    {{"configurationID", id}});
-    narrator_.result("published " + id);
+    if (!narrator_.result("published " + id)) {
+        fail();
+    }
     isAdopted_ = true;
     for (auto const& early : std::exchange(earlyMessages_, {})) {
         std::visit([this](auto const& content) { handle(content); }, early);

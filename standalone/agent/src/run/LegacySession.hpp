@@ -16,7 +16,7 @@ namespace agent::program {
 // legacy configuration for the life of the process: it ends with the framework.
 class LegacySession {
 public:
-    LegacySession(ProgressStyle style, MessageBox& messages);
+    LegacySession(Narrator& narrator, MessageBox& messages);
     ~LegacySession();
     LegacySession(LegacySession const&) = delete;
     LegacySession& operator=(LegacySession const&) = delete;
@@ -60,7 +60,7 @@ private:
     void stopTookTooLong();
 
     MessageBox& messages_;
-    Narrator narrator_;
+    Narrator& narrator_;
     Clock::time_point nextTick_ = Clock::now(); // when the reporter is told next that time passes
     bool isEnded_ = false;
     bool isAdopted_ = false;             // it is known which publishers there are

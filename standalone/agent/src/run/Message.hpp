@@ -21,6 +21,7 @@ struct ServicesPublished {
 };
 struct PublisherRemoved {
     std::string publisher;
+    std::uint32_t modificationCount;
 };
 struct PublisherFailed {
     std::string publisher;

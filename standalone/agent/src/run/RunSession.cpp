@@ -30,12 +30,12 @@ constexpr auto noDeadline = MessageBox::Clock::time_point::max();
 } // namespace
 
 RunSession::RunSession(ConfigurationSource source, ConfigurationFile configuration, RunOptions options,
-                       MessageBox& messages)
+                       Narrator& narrator, MessageBox& messages)
     : source_(std::move(source))
     , configuration_(std::move(configuration))
     , options_(std::move(options))
     , messages_(messages)
-    , narrator_(configuration_, options_.progress)
+    , narrator_(narrator)
     , driver_(configuration_, removalTimeout, messages)
     , status_(exitstatus::success) {}
 
@@ -73,7 +73,8 @@ void RunSession::handle(ServicesPublished const& message) {
 }
 
 void RunSession::handle(PublisherRemoved const& message) {
-    if (phase_ == Phase::Withdrawing) { // before that it is about a publisher that a modification left out
+    // Another count is that of a version from which a publisher was left out that has come back.
+    if (phase_ == Phase::Withdrawing && message.modificationCount == modificationCount_) {
         narrator_.tell(message);
     }
 }
@@ -188,7 +189,7 @@ void RunSession::advance() {
     } else if (phase_ == Phase::Withdrawing && driverHasWithdrawn_ && narrator_.board().isRemoved()) {
         narrator_.tell("withdrawn", "configuration " + configuration_.configurationID + " withdrawn",
                        identity());
-        narrator_.result("withdrawn " + configuration_.configurationID);
+        result("withdrawn " + configuration_.configurationID);
         enterStopping();
     }
 }
@@ -221,7 +222,7 @@ void RunSession::becomeReady() {
         stayUntil_ = Clock::now() + *options_.stay;
     }
     narrator_.tell("ready", "configuration " + configuration_.configurationID + " is ready", identity());
-    narrator_.result("ready " + configuration_.configurationID);
+    result("ready " + configuration_.configurationID);
 }
 
 void RunSession::waitFailed(int status) {
@@ -271,24 +272,29 @@ void RunSession::apply(ConfigurationFile next) {
     if (lines.empty()) {
         return narrator_.tell("unchanged", source_.name() + " is unchanged: nothing to apply", identity());
     }
+    configuration_ = next;
+    driverIsReady_ = false;
+    modificationCount_ = driver_.apply(std::move(next));
     narrator_.tell("modifying",
                    fmt::format("applying {} to configuration {}",
                                lines.size() == 1 ? "1 change" : fmt::format("{} changes", lines.size()),
                                configuration_.configurationID),
                    {{"configurationID", configuration_.configurationID},
-                    {"modificationCount", modificationCount_ + 1},
+                    {"modificationCount", modificationCount_},
                     {"changes", lines.size()}});
     for (auto const& line : lines) {
         narrator_.tell("difference", "  " + line, {{"difference", line}});
     }
-    configuration_ = next;
-    driverIsReady_ = false;
-    ++modificationCount_;
     narrator_.reconfigure(configuration_);
-    driver_.apply(std::move(next), modificationCount_);
     if (wasReady_) {
         enterWaiting();
     } // otherwise the first wait goes on, with its one deadline
+}
+
+void RunSession::result(std::string const& line) {
+    if (!narrator_.result(line) && status_ == exitstatus::success) {
+        status_ = exitstatus::failed;
+    }
 }
 
 void RunSession::refuse(Problems const& problems) {

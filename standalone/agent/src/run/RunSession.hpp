@@ -19,7 +19,6 @@ struct RunOptions {
     std::chrono::milliseconds timeout{30'000};     // until all is ready; zero: no limit
     std::optional<std::chrono::milliseconds> stay; // after all is ready; nothing: until interrupted
     std::vector<std::string> expectedInterfaces;   // of peers; ready means that they are seen, too
-    ProgressStyle progress = ProgressStyle::Automatic;
 };
 
 // The main thread's part: it alone knows what phase the run is in, and it alone writes. Other threads reach
@@ -32,8 +31,9 @@ struct RunOptions {
 class RunSession {
 public:
     // `configuration` is what was loaded from `source`, which is loaded again when a change is to be applied.
+    // `narrator` has been told of nothing but it.
     RunSession(ConfigurationSource source, ConfigurationFile configuration, RunOptions options,
-               MessageBox& messages);
+               Narrator& narrator, MessageBox& messages);
 
     // Returns the exit status. Ends the process itself when the framework does not stop in time.
     int run();
@@ -69,6 +69,7 @@ private:
     void enterStopping();
     void stopTookTooLong();
     void apply(ConfigurationFile next);
+    void result(std::string const& line);
     void refuse(Problems const& problems);
     nlohmann::ordered_json identity() const;
 
@@ -76,7 +77,7 @@ private:
     ConfigurationFile configuration_; // the version that was handed over last
     RunOptions const options_;
     MessageBox& messages_;
-    Narrator narrator_;
+    Narrator& narrator_;
     ConfigurationDriver driver_;
 
     Clock::time_point nextTick_ = Clock::now(); // when the reporter is told next that time passes

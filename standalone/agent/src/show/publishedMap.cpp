@@ -2,6 +2,7 @@
 #include "show/publishedMap.hpp"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -20,6 +21,26 @@ namespace agent::program {
 namespace {
 
 namespace filesystem = std::filesystem;
+
+// The signals that end the process arrive when this ends: not before what is to be removed has been. To be
+// made before any other thread.
+class SignalsHeldBack {
+public:
+    SignalsHeldBack() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (auto const signal : {SIGINT, SIGTERM, SIGHUP}) {
+            sigaddset(&signals, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &signals, &before_);
+    }
+    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsHeldBack(SignalsHeldBack const&) = delete;
+    SignalsHeldBack& operator=(SignalsHeldBack const&) = delete;
+
+private:
+    sigset_t before_{};
+};
 
 // An installation like another one, but with empty bundle directories: only Configuration Admin is the
 // other's.
@@ -76,6 +97,7 @@ public:
 } // namespace
 
 std::string publishedMap(ConfigurationFile const& configuration) {
+    SignalsHeldBack const signals;
     InertInstallation const installation(host::standalone::installationRoot());
     host::standalone::setInstallationRoot(installation.root());
     StoppedAtEnd const stopped;
