@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -127,6 +128,25 @@ TEST_P(AnyMapOfEachKind, KeysMayBeOfAnyLengthAndHoldNulCharacters) {
     EXPECT_EQ(any_cast<int>(map.at(std::string("x\0y", 3))), 101);
 }
 
+TEST_P(AnyMapOfEachKind, KeysAreToldApartByEachOfTheirCharacters) {
+    for (std::size_t length = 1; length <= 40; ++length) {
+        SCOPED_TRACE(length);
+        AnyMap keys(GetParam());
+        auto const keyWithout = [length](std::size_t position) {
+            return std::string(length, 'k').replace(position, 1, "x");
+        };
+        keys[std::string(length, 'k')];
+        for (std::size_t position = 0; position < length; ++position) {
+            EXPECT_EQ(keys.count(keyWithout(position)), 0u) << position;
+            keys[keyWithout(position)] = position;
+        }
+        EXPECT_EQ(keys.size(), length + 1);
+        for (std::size_t position = 0; position < length; ++position) {
+            EXPECT_EQ(keys.at(keyWithout(position)), position);
+        }
+    }
+}
+
 TEST_P(AnyMapOfEachKind, AtThrowsOutOfRangeForAMissingKey) {
     AnyMap const& constant = map;
     std::string const message = GetParam() == AnyMap::ORDERED_MAP ? "map::at" : "unordered_map::at";
@@ -172,6 +192,28 @@ TEST_P(AnyMapOfEachKind, EraseTellsHowManyEntriesItRemoved) {
     EXPECT_EQ(map.erase("key"), 1u);
     EXPECT_EQ(map.erase("key"), 0u);
     EXPECT_EQ(keysOf(map), std::vector<std::string>{"other"});
+}
+
+TEST_P(AnyMapOfEachKind, ValuesEndWhenTheyAreReplacedOrErasedOrClearedOrTheMapEnds) {
+    auto const value = std::make_shared<int>(7);
+    for (long const size : {3, 100}) {
+        SCOPED_TRACE(size);
+        {
+            AnyMap values(GetParam());
+            for (long i = 0; i < size; ++i) {
+                values[std::to_string(i)] = value;
+            }
+            EXPECT_EQ(value.use_count(), 1 + size);
+            values["0"] = 1;
+            EXPECT_EQ(value.use_count(), size);
+            values.erase("1");
+            EXPECT_EQ(value.use_count(), size - 1);
+            AnyMap cleared(values);
+            cleared.clear();
+            EXPECT_EQ(value.use_count(), size - 1);
+        }
+        EXPECT_EQ(value.use_count(), 1);
+    }
 }
 
 TEST_P(AnyMapOfEachKind, ClearRemovesEverythingAndKeepsTheKind) {

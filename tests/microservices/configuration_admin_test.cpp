@@ -12,7 +12,7 @@ namespace configuration_admin_test {
 using cppmicroservices::service::cm::ConfigurationException;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::StartsWith;
+using ::testing::MatchesRegex;
 using ::testing::ThrowsMessage;
 using ::testing::UnorderedElementsAre;
 
@@ -50,16 +50,19 @@ TEST_F(ConfigurationAdminConfiguration, FactoryPidEndsAtTheFirstTilde) {
     EXPECT_EQ(admin_->GetConfiguration("~a")->GetFactoryPid(), "");
 }
 
-TEST_F(ConfigurationAdminConfiguration, CreatedForAFactoryHasANameOfItsOwn) {
+TEST_F(ConfigurationAdminConfiguration, CreatedForAFactoryHasANameOfItsOwnOfSixLettersAndDigits) {
     std::set<std::string> pids;
-    for (int i = 0; i < 100; ++i) {
+    std::set<char> characters;
+    for (int i = 0; i < 1000; ++i) {
         auto const configuration = admin_->CreateFactoryConfiguration("factory");
         EXPECT_EQ(configuration->GetFactoryPid(), "factory");
-        EXPECT_THAT(configuration->GetPid(), StartsWith("factory~"));
-        EXPECT_GT(configuration->GetPid().size(), std::string{"factory~"}.size());
-        pids.insert(configuration->GetPid());
+        auto const pid = configuration->GetPid();
+        EXPECT_THAT(pid, MatchesRegex("factory~[0-9A-Za-z]{6}"));
+        pids.insert(pid);
+        characters.insert(pid.begin() + std::string{"factory~"}.size(), pid.end());
     }
-    EXPECT_EQ(pids.size(), 100U);
+    EXPECT_EQ(pids.size(), 1000U);
+    EXPECT_EQ(characters.size(), 62U); // that one is missing by chance is next to impossible
 }
 
 TEST_F(ConfigurationAdminConfiguration, UpdateReplacesThePropertiesAndCounts) {

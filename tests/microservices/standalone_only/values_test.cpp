@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -115,6 +117,22 @@ TEST(LDAPFilter, MayBeNestedAThousandLevelsDeepAndNoDeeper) {
         cppmicroservices::LDAPFilter(nested(1000)).Match(cppmicroservices::AnyMap{{"a", std::string("b")}}));
     for (int const levels : {1001, 1000000}) {
         EXPECT_THROW(cppmicroservices::LDAPFilter{nested(levels)}, std::invalid_argument) << levels;
+    }
+}
+
+// What the speed of maps of many keys rests on; the installed provider makes no such promise.
+TEST(AnyMap, KeysThatDifferInAnyPlaceHaveDifferentHashes) {
+    cppmicroservices::detail::any_map_cihash const hash;
+    for (std::size_t length = 1; length <= 40; ++length) {
+        std::set<std::size_t> lowBits{hash(std::string(length, 'k')) % 4096};
+        std::set<std::size_t> hashes{hash(std::string(length, 'k'))};
+        for (std::size_t position = 0; position < length; ++position) {
+            auto const key = std::string(length, 'k').replace(position, 1, "x");
+            hashes.insert(hash(key));
+            lowBits.insert(hash(key) % 4096);
+        }
+        EXPECT_EQ(hashes.size(), length + 1);
+        EXPECT_GE(lowBits.size(), length + 1 - length / 10) << "these choose the place in a table";
     }
 }
 
