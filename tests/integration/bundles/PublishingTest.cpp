@@ -49,6 +49,24 @@ TEST_F(Publishing, APublisherWithoutEndpointsToBindPublishesAtOnce) {
     EXPECT_TRUE(events_.waitFor("AllServicesPublished p 1"));
 }
 
+TEST_F(Publishing, WaitsForEachEndpointWhicheverIsBoundFirst) {
+    std::vector<std::string> endpoints;
+    for (int i = 0; i < 20; ++i) {
+        endpoints.push_back(i % 3 == 0 ? "tcp:127.0.0.1:0" : socketEndpoint(std::to_string(i)));
+    }
+    installation_.publish("one", ConfigurationMap(1).publisher("p", endpoints).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+    EXPECT_EQ(events_.values().back(), "AllServicesPublished p 1");
+    EXPECT_EQ(events_.values().size(), 15U); // one for each different endpoint, and the last
+
+    endpoints.erase(endpoints.begin() + 1);
+    endpoints.push_back(socketEndpoint("another"));
+    installation_.publish("one", ConfigurationMap(2).publisher("p", endpoints).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 2"));
+    EXPECT_EQ(events_.values().back(), "AllServicesPublished p 2");
+    EXPECT_EQ(events_.values().size(), 30U);
+}
+
 TEST_F(Publishing, EndpointsToConnectToDoNotHoldPublicationBack) {
     auto const bound = socketEndpoint("a.sock");
 

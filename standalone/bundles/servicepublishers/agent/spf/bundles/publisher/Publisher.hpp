@@ -2,6 +2,7 @@
 #ifndef AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_HPP
 #define AGENT_SPF_BUNDLES_PUBLISHER_PUBLISHER_HPP
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -39,11 +40,13 @@ private:
 
     void closeEndpointsNotConfigured();
     void addEndpoints(EndpointRole role, std::vector<std::string> const& texts);
+    bool isEveryEndpointBound();
     void reportIfPublished();
 
     PublisherContext& context_;
     PublisherConfiguration configuration_;
     std::vector<std::shared_ptr<PublisherEndpoint>> endpoints_;
+    std::ptrdiff_t awaited_ = 0;     // index of the first endpoint that was not bound the last time, or 0
     bool reportedPublished_ = false; // for the present configuration
 };
 

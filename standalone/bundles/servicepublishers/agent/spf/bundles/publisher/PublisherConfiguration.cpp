@@ -1,7 +1,8 @@
 #include "agent/spf/bundles/publisher/PublisherConfiguration.hpp"
 
-#include <algorithm>
+#include <set>
 #include <stdexcept>
+#include <string_view>
 
 #include "agent/spf/bundles/ConfigurationKeys.hpp"
 #include "agent/spf/bundles/common/Properties.hpp"
@@ -15,13 +16,14 @@ using cppmicroservices::AnyMap;
 
 std::vector<std::string> readEndpoints(AnyMap const& config, char const* key, std::string const& where) {
     std::vector<std::string> endpoints;
+    std::set<std::string_view> known;
     for (auto const& element : listAt(config, key, where)) {
         if (element.Type() != typeid(std::string)) {
             throw std::runtime_error(where + ": endpoint " + element.ToString() + " in \"" + key +
                                      "\" is not a string");
         }
         auto const& endpoint = cppmicroservices::ref_any_cast<std::string>(element);
-        if (std::find(endpoints.begin(), endpoints.end(), endpoint) == endpoints.end()) {
+        if (known.insert(endpoint).second) {
             endpoints.push_back(endpoint);
         }
     }
