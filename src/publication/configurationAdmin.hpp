@@ -9,7 +9,8 @@
 
 namespace agent::spf::frameworksetup {
 
-// The first ConfigurationAdmin service that the filter admits, or null when there is none or no framework.
+// The first ConfigurationAdmin service that the filter admits, or null when there is none or no framework. It
+// keeps the framework alive.
 // Throws std::runtime_error, "The bundle context is no longer valid", when the framework has been stopped.
 std::shared_ptr<cppmicroservices::service::cm::ConfigurationAdmin>
 getConfigurationAdmin(cppmicroservices::LDAPFilter const& filter);

@@ -68,6 +68,16 @@ TEST_F(GetConfigurationAdmin, ReturnsAServiceThatStaysUsableAfterTheFrameworkSto
     EXPECT_NE(admin->GetConfiguration("pid"), nullptr);
 }
 
+TEST_F(GetConfigurationAdmin, ReturnsAServiceThatKeepsItsFrameworkUntilItIsReleased) {
+    provideConfigurationAdmin();
+    std::weak_ptr<cppmicroservices::Framework> const observer = fakeHost().framework();
+    auto admin = getConfigurationAdmin({});
+    dropFrameworks();
+    EXPECT_FALSE(observer.expired());
+    admin.reset();
+    EXPECT_TRUE(observer.expired());
+}
+
 TEST_F(GetConfigurationAdmin, SaysThatTheContextOfAStoppedFrameworkIsNoLongerValid) {
     provideConfigurationAdmin();
     stopFramework();

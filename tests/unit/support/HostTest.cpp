@@ -48,10 +48,7 @@ HostTest::HostTest()
 HostTest::~HostTest() {
     callLog().reset();
     fakeHost().reset();
-    for (auto const& each : frameworks_) {
-        stop(*each);
-    }
-    frameworks_.clear();
+    dropFrameworks();
     std::error_code ignored;
     std::filesystem::remove_all(storage_, ignored);
 }
@@ -69,6 +66,14 @@ std::shared_ptr<Framework> HostTest::startFramework() {
 
 void HostTest::stopFramework() {
     stop(framework());
+}
+
+void HostTest::dropFrameworks() {
+    fakeHost().setFramework(nullptr);
+    for (auto const& each : frameworks_) {
+        stop(*each);
+    }
+    frameworks_.clear();
 }
 
 std::shared_ptr<RecordingConfigurationAdmin> HostTest::provideConfigurationAdmin() {

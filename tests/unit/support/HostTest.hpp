@@ -32,6 +32,9 @@ protected:
     // Stops it and waits until it is stopped.
     void stopFramework();
 
+    // Stops the frameworks and drops every reference to them that the host and the test have.
+    void dropFrameworks();
+
     // Registers a recording ConfigurationAdmin in the framework; by default in the host's first.
     std::shared_ptr<RecordingConfigurationAdmin> provideConfigurationAdmin();
     std::shared_ptr<RecordingConfigurationAdmin>
