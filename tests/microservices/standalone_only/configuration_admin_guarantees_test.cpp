@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <numeric>
 #include <ostream>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -112,6 +114,22 @@ TEST_F(ConfigurationAdminGuarantees, ListenerThatThrowsConcernsNeitherServicesNo
     EXPECT_NO_THROW(admin_->GetConfiguration("pid")->Update(numbered(1)).get());
     EXPECT_EQ(listener->events.values().size(), 1U);
     EXPECT_THAT(service->numbers(), ElementsAre(1));
+}
+
+TEST_F(ConfigurationAdminGuarantees, WhatAServiceThrowsIsToldOnStandardErrorWithAllThatIsNestedInIt) {
+    registerService("pid", [](AnyMap const&) {
+        try {
+            throw std::invalid_argument("the reason");
+        } catch (...) {
+            std::throw_with_nested(std::runtime_error("not now"));
+        }
+    });
+    testing::internal::CaptureStderr();
+    admin_->GetConfiguration("pid")->Update(numbered(1)).get();
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "Configuration Admin: ManagedService::Updated() threw for the configuration 'pid': not now: the "
+        "reason\n");
 }
 
 TEST_F(ConfigurationAdminGuarantees, ServiceThatLeftIsReleasedWhileItsUpdatesAreStillQueued) {
