@@ -102,6 +102,7 @@ TEST_F(BundleTest, BundlesAreOrderedByIdentifierAndInvalidOnesComeLast) {
     EXPECT_TRUE(framework_ < first);
     EXPECT_TRUE(first < second);
     EXPECT_FALSE(second < first);
+    EXPECT_FALSE(first < Bundle(first));
     EXPECT_TRUE(second < Bundle());
     EXPECT_FALSE(Bundle() < first);
     EXPECT_TRUE(first != second);
@@ -277,6 +278,8 @@ TEST_F(BundleTest, UninstalledBundleAnswersButDoesNothing) {
     EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Uninstall(); }),
               description + " is in BUNDLE_UNINSTALLED state");
     EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.GetRegisteredServices(); }),
+              description + " is in UNINSTALLED state");
+    EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.GetServicesInUse(); }),
               description + " is in UNINSTALLED state");
     EXPECT_NE(install("recorder").GetBundleId(), id);
 }
