@@ -1,11 +1,15 @@
 // Endpoints that cannot be bound: what is reported, and what is left alone.
 #include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
 
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
 #include "Unprivileged.hpp"
+#include "agent/spf/bundles/EndpointProvider.hpp"
 
 namespace {
 
@@ -13,6 +17,18 @@ using namespace bundles_test;
 using namespace testing;
 
 class EndpointFailures : public BundlesTest {};
+
+struct ThrowingProvider : agent::spf::bundles::EndpointProvider {
+    using Endpoint = agent::spf::bundles::Endpoint;
+    using Handler = std::shared_ptr<agent::spf::bundles::EndpointHandler>;
+
+    std::unique_ptr<Endpoint> bind(std::string const&, Handler) override {
+        throw std::runtime_error("cannot bind today");
+    }
+    std::unique_ptr<Endpoint> connect(std::string const&, Handler) override {
+        throw std::runtime_error("cannot connect today");
+    }
+};
 
 TEST_F(EndpointFailures, AnUnknownSchemeIsAnErrorThatDisturbsNothingElse) {
     auto const good = socketEndpoint("a.sock");
@@ -46,6 +62,26 @@ TEST_F(EndpointFailures, ATcpPortInUseIsAnErrorThatNamesIt) {
 
     ASSERT_TRUE(events_.waitForOneWith("Error q 1"));
     EXPECT_THAT(events_.values(), Contains(AllOf(HasSubstr(endpoint), HasSubstr("Address already in use"))));
+}
+
+// Whether the provider is there when the endpoints are published, or comes later.
+TEST_F(EndpointFailures, AnEndpointThatAProviderThrowsForFailsAndTheOthersAreLeftAlone) {
+    installation_.bundle("agent_spf_socketprovider").Stop();
+    installation_.publish("one", ConfigurationMap().publisher("early", {"b"}, {"c"}).build());
+    ASSERT_TRUE(statuses_.waitForOneWith("early c connecting"));
+
+    installation_.context().RegisterService<agent::spf::bundles::EndpointProvider>(
+        std::make_shared<ThrowingProvider>());
+    installation_.publish("two", ConfigurationMap().publisher("late", {"b"}, {"c"}).build());
+
+    for (std::string const publisher : {"early", "late"}) {
+        EXPECT_TRUE(events_.waitForOneWith("Error " + publisher + " 1: publisher \"" + publisher +
+                                           "\": b: cannot bind today"));
+        EXPECT_TRUE(events_.waitForOneWith("Error " + publisher + " 1: publisher \"" + publisher +
+                                           "\": c: cannot connect today"));
+        EXPECT_TRUE(statuses_.waitForOneWith(publisher + " b failed: b: cannot bind today"));
+        EXPECT_TRUE(statuses_.waitForOneWith(publisher + " c failed: c: cannot connect today"));
+    }
 }
 
 TEST_F(EndpointFailures, ASocketThatADeadProcessLeftIsReplaced) {

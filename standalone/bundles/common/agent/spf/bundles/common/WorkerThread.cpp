@@ -3,6 +3,7 @@
 #include <array>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdio>
 #include <exception>
 #include <new>
 #include <utility>
@@ -90,6 +91,26 @@ struct AwaitedRun {
     AwaitedTask* task;
 };
 
+void tellGivenUp(std::string const& worker, char const* reason) noexcept {
+    std::fprintf(stderr, "%s: a task is given up: %s\n", worker.c_str(),
+                 reason); // one call: lines stay whole
+}
+
+// Runs all tasks. Nobody waits for one that is only posted, so what it throws is told here, and the process
+// and the tasks behind it go on.
+void runAll(boost::asio::io_context& tasks, std::string const& worker) {
+    for (;;) {
+        try {
+            tasks.run();
+            return;
+        } catch (std::exception const& error) {
+            tellGivenUp(worker, error.what());
+        } catch (...) {
+            tellGivenUp(worker, "an exception of unknown type");
+        }
+    }
+}
+
 } // namespace
 
 struct WorkerThread::Loop {
@@ -102,7 +123,7 @@ WorkerThread::WorkerThread(std::string const& name)
     , guard_(boost::asio::make_work_guard(loop_->context))
     , thread_([loop = loop_, name] {
         ::pthread_setname_np(::pthread_self(), name.substr(0, 15).c_str());
-        loop->context.run();
+        runAll(loop->context, name);
         loop->owner.reset();
     })
     , threadID_(thread_.get_id()) {}

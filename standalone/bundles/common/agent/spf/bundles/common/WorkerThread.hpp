@@ -25,11 +25,11 @@ public:
     WorkerThread& operator=(WorkerThread const&) = delete;
 
     // Runs the task after those that were posted before. False, and the task is dropped, once stop() has
-    // begun.
+    // begun. What it throws is told on standard error.
     bool post(Task task);
 
     // Runs the task and returns when it has run; on the worker's own thread it runs at once. False, and the
-    // task is dropped, once stop() has begun. Needs no memory.
+    // task is dropped, once stop() has begun. Throws what the task throws. Needs no memory.
     bool run(Task const& task);
 
     bool isCurrentThread() const noexcept;

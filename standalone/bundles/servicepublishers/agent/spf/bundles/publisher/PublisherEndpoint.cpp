@@ -96,9 +96,13 @@ void PublisherEndpoint::open() {
 
 void PublisherEndpoint::openAddress(std::string const& address) {
     address_ = address;
-    auto handler = std::make_shared<Handler>(*this);
-    handle_ = role_ == EndpointRole::Bind ? context_.provider->bind(address, std::move(handler))
-                                          : context_.provider->connect(address, std::move(handler));
+    try {
+        auto handler = std::make_shared<Handler>(*this);
+        handle_ = role_ == EndpointRole::Bind ? context_.provider->bind(address, std::move(handler))
+                                              : context_.provider->connect(address, std::move(handler));
+    } catch (std::exception const& error) {
+        failed(address + ": " + error.what());
+    }
 }
 
 // A name to bind gets an address of the process's own, which is announced once it is bound. A name to connect
