@@ -37,6 +37,8 @@ TEST_F(BundleContextTest, ContextsAreEqualIfTheyAreOfTheSameRunOfTheSameBundle) 
     bundle.Stop();
     EXPECT_TRUE(own == BundleContext());
     EXPECT_TRUE(context() < own);
+    EXPECT_FALSE(own < context());
+    EXPECT_FALSE(own < BundleContext());
     bundle.Start();
     EXPECT_TRUE(own != bundle.GetBundleContext());
 }

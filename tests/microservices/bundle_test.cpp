@@ -8,12 +8,15 @@
 #include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/SharedLibraryException.h>
 
+#include <cstdint>
 #include <dlfcn.h>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 using namespace cppmicroservices;
 using testing::ElementsAre;
@@ -262,6 +265,24 @@ TEST_F(BundleTest, StopRemovesTheListenersOfTheBundle) {
     bundle.Stop();
     context().RegisterService<int>(std::make_shared<int>());
     EXPECT_EQ(calls, 1);
+}
+
+TEST_F(BundleTest, ListenersFindTheBundleInTheStateThatTheyAreToldOf) {
+    std::vector<std::pair<BundleEvent::Type, std::uint32_t>> events;
+    auto token = context().AddBundleListener([&events](BundleEvent const& event) {
+        events.emplace_back(event.GetType(), event.GetBundle().GetState());
+    });
+    auto bundle = start("manifest_only");
+    bundle.Uninstall();
+    context().RemoveListener(std::move(token));
+    EXPECT_THAT(events, ElementsAre(std::pair(BundleEvent::BUNDLE_INSTALLED, Bundle::STATE_INSTALLED),
+                                    std::pair(BundleEvent::BUNDLE_RESOLVED, Bundle::STATE_RESOLVED),
+                                    std::pair(BundleEvent::BUNDLE_STARTING, Bundle::STATE_STARTING),
+                                    std::pair(BundleEvent::BUNDLE_STARTED, Bundle::STATE_ACTIVE),
+                                    std::pair(BundleEvent::BUNDLE_STOPPING, Bundle::STATE_STOPPING),
+                                    std::pair(BundleEvent::BUNDLE_STOPPED, Bundle::STATE_RESOLVED),
+                                    std::pair(BundleEvent::BUNDLE_UNRESOLVED, Bundle::STATE_INSTALLED),
+                                    std::pair(BundleEvent::BUNDLE_UNINSTALLED, Bundle::STATE_UNINSTALLED)));
 }
 
 TEST_F(BundleTest, UninstalledBundleAnswersButDoesNothing) {
