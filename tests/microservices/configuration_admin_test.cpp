@@ -59,7 +59,8 @@ TEST_F(ConfigurationAdminConfiguration, CreatedForAFactoryHasANameOfItsOwnOfSixL
         auto const pid = configuration->GetPid();
         EXPECT_THAT(pid, MatchesRegex("factory~[0-9A-Za-z]{6}"));
         pids.insert(pid);
-        characters.insert(pid.begin() + std::string{"factory~"}.size(), pid.end());
+        auto const name = pid.substr(pid.find('~') + 1);
+        characters.insert(name.begin(), name.end());
     }
     EXPECT_EQ(pids.size(), 1000U);
     EXPECT_EQ(characters.size(), 62U); // that one is missing by chance is next to impossible
