@@ -2,6 +2,7 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
+#include <stdexcept>
 #include <tuple>
 #include <utility>
 
@@ -172,6 +173,14 @@ protected:
         return waitForRemoteServices(expected);
     }
 
+    void loseAService() {
+        try {
+            installation_.bundle(stoppedBundle() == provider ? serialiser : provider).Stop();
+        } catch (std::runtime_error const&) {
+            EXPECT_EQ(stoppedBundle(), framework) << "which may stop the bundle at the same time";
+        }
+    }
+
     void cause() {
         switch (occasion().cause) {
         case Occasion::Cause::Publication:
@@ -179,7 +188,7 @@ protected:
         case Occasion::Cause::Modification:
             return publishAll(2);
         case Occasion::Cause::LossOfAService:
-            return installation_.bundle(stoppedBundle() == provider ? serialiser : provider).Stop();
+            return loseAService();
         case Occasion::Cause::Withdrawal:
             for (auto const& name : names_) {
                 installation_.withdraw(name);
