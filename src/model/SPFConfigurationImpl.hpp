@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "model/modelContainers.hpp"
 
@@ -21,10 +22,14 @@ public:
     SPFConfigurationImpl(std::string&& configurationID, std::int32_t previousModificationCount,
                          ServiceInterfaces&& interfaces, ServicePublishers&& publishers,
                          ServiceMappings&& mappings);
-    // As above, with copies of what the caller keeps.
+    // As above, with copies of what the caller keeps. Inline, for the library itself hands its content over
+    // and need not carry the code that copies the containers.
     SPFConfigurationImpl(std::string configurationID, std::int32_t previousModificationCount,
                          ServiceInterfaces const& interfaces, ServicePublishers const& publishers,
-                         ServiceMappings mappings);
+                         ServiceMappings mappings)
+        : SPFConfigurationImpl(std::move(configurationID), previousModificationCount,
+                               ServiceInterfaces(interfaces), ServicePublishers(publishers),
+                               std::move(mappings)) {}
     SPFConfigurationImpl(SPFConfigurationImpl const&) = delete;
     SPFConfigurationImpl& operator=(SPFConfigurationImpl const&) = delete;
 

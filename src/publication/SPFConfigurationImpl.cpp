@@ -47,14 +47,6 @@ SPFConfigurationImpl::SPFConfigurationImpl(std::string&& configurationID,
     publishToConfigurationAdmin();
 }
 
-SPFConfigurationImpl::SPFConfigurationImpl(std::string configurationID,
-                                           std::int32_t previousModificationCount,
-                                           ServiceInterfaces const& interfaces,
-                                           ServicePublishers const& publishers, ServiceMappings mappings)
-    : SPFConfigurationImpl(std::move(configurationID), previousModificationCount,
-                           ServiceInterfaces(interfaces), ServicePublishers(publishers),
-                           std::move(mappings)) {}
-
 SPFConfigurationImpl::~SPFConfigurationImpl() {
     try {
         removeFromConfigurationAdmin(name);
