@@ -134,6 +134,16 @@ class AgentTest(unittest.TestCase):
             self.assertLess(time.monotonic(), deadline, f"there is no {name}")
             time.sleep(0.01)
 
+    def build_installation(self, bundle):
+        """Builds an installation with one bundle more, below "root"."""
+        installation = pathlib.Path(AGENT).parent
+        bundles = self.directory / "root/bin/darwinarm64"
+        (bundles / "microservices").mkdir(parents=True)
+        for file in (installation / "darwinarm64/microservices").iterdir():
+            (bundles / "microservices" / file.name).symlink_to(file)
+        (bundles / "microservices" / bundle.name).symlink_to(bundle)
+        (bundles / "spf").symlink_to(installation / "darwinarm64/spf")
+
     def start(self, configuration, *options):
         name = self.write(configuration["configurationID"] + ".json", configuration)
         return self.start_with("run", name, "--progress", "json", "--runtime-directory", "runtime", *options)

@@ -2,10 +2,12 @@
 
 import copy
 import os
+import pathlib
 import signal
 
 from support import INVALID, AgentTest, configuration
 
+LATE_REPORT = pathlib.Path(os.environ["SPF_TEST_LATE_REPORT_BUNDLE"])
 BEFORE = configuration("c", bind=["unix:first"], interfaces=["Lamp"])
 AFTER = configuration("c", bind=["unix:first", "unix:second"], interfaces=["Lamp", "Door"])
 
@@ -69,6 +71,26 @@ class Hangup(ChangeTest):
             if present:
                 self.assertTrue((self.directory / "second").exists())
         self.check_goes_on(agent)
+
+    def test_a_late_report_that_an_older_version_is_removed_does_not_count(self):
+        other = {"uniqueID": "other", "name": "rpcservicepublisher"}
+        before, after = copy.deepcopy(BEFORE), copy.deepcopy(AFTER)
+        for content in before, after:
+            content["servicePublishers"].append(other)
+        self.build_installation(LATE_REPORT)
+        agent = self.start_with(
+            "run", self.write("c.json", before), "--progress", "json", "--runtime-directory", "runtime",
+            "--root", "root", environment={"SPF_TEST_LATE_REPORT": "p"},
+        )
+        agent.wait_for(event="ready")
+        self.reload(agent, after)
+        agent.wait_for(event="ready")
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="failure", text="after the late report")
+        unpublished = [entry["publisher"] for entry in agent.seen_of("services") if entry["state"] == "unpublished"]
+        self.assertNotIn("p", unpublished)
+        agent.wait_for(event="services", publisher="p", state="unpublished")
+        agent.wait_for(event="withdrawn")
 
     def test_an_unchanged_file_says_so(self):
         agent = self.ready()

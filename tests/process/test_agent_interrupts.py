@@ -24,20 +24,11 @@ class GatedAgentTest(AgentTest):
     def start_gated_with(self, gate, *arguments):
         pipe = self.directory / "gate"
         os.mkfifo(pipe)
-        self.build_installation()
+        self.build_installation(GATE)
         return self.start_with(
             *arguments, "--progress", "json", "--runtime-directory", "runtime", "--root", "root",
             environment={gate: str(pipe)},
         )
-
-    def build_installation(self):
-        installation = pathlib.Path(AGENT).parent
-        bundles = self.directory / "root/bin/darwinarm64"
-        (bundles / "microservices").mkdir(parents=True)
-        for bundle in (installation / "darwinarm64/microservices").iterdir():
-            (bundles / "microservices" / bundle.name).symlink_to(bundle)
-        (bundles / "microservices" / GATE.name).symlink_to(GATE)
-        (bundles / "spf").symlink_to(installation / "darwinarm64/spf")
 
     def open_gate(self):
         """Waits for the bundle to come to its gate, and lets it pass."""

@@ -1,9 +1,11 @@
 // The socket provider alone: endpoints, connections and frames.
 #include <atomic>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,11 +17,13 @@
 #include "RawSocket.hpp"
 #include "SystemCalls.hpp"
 #include "agent/spf/bundles/sockets/HostResolver.hpp"
+#include "agent/spf/bundles/sockets/SocketConnector.hpp"
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
 namespace {
 
 using namespace agent::spf::bundles;
+using agent::spf::bundles::sockets::SocketConnector;
 using agent::spf::bundles::sockets::SocketProvider;
 using bundles_test::EndpointRecorder;
 using bundles_test::RawListener;
@@ -278,6 +282,40 @@ TEST_F(SocketProviderTest, AHostThatIsLookedUpForTooLongFailsTheAttempt) {
     auto const connected = provider_.connect("tcp:hanging.test:1", connector_);
 
     EXPECT_TRUE(connector_->reports.waitFor("retrying: no answer in 10 seconds"));
+}
+
+// The provider's thread is kept busy from the beginning of the attempt until its time is up, and then finds
+// both at once: that there is a connection, and that the time is up.
+TEST_F(SocketProviderTest, AnAttemptThatSucceedsAsItsTimeIsUpHasSucceeded) {
+    class Busy : public EndpointRecorder {
+    public:
+        explicit Busy(std::function<void()> work)
+            : work_(std::move(work)) {}
+        void failed(std::string const& reason) override {
+            EndpointRecorder::failed(reason);
+            work_();
+        }
+
+    private:
+        std::function<void()> const work_;
+    };
+    auto const bound = provider_.bind("tcp:127.0.0.1:0", listener_);
+    auto const address = listener_->reports.waitForFirstWith("bound ").substr(6);
+    std::promise<void> othersAreQueued;
+    auto const first = std::make_shared<Busy>([&] { othersAreQueued.get_future().wait(); });
+    auto const failed = provider_.bind("nonsense", first);
+    ASSERT_TRUE(first->reports.waitForOneWith("failed: "));
+    auto const connected = provider_.connect(address, connector_);
+    auto const failedToo = provider_.bind("nonsense", std::make_shared<Busy>([] {
+                                              std::this_thread::sleep_for(SocketConnector::attemptTimeout);
+                                          }));
+    othersAreQueued.set_value();
+    connector_->firstConnection()->start(frames_);
+
+    listener_->firstConnection()->close();
+
+    ASSERT_TRUE(connector_->reports.waitForOneWith("retrying: "));
+    EXPECT_EQ(connector_->reports.values().front(), "retrying: connection closed by the peer");
 }
 
 TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpTheEnd) {

@@ -93,7 +93,7 @@ void SocketConnector::resolve(TcpAddress const& address) {
     resolver_.resolve(
         address, {},
         [self = shared_from_this()](std::vector<tcp::endpoint> const& found, std::string const& reason) {
-            if (found.empty() || self->timedOut_) {
+            if (found.empty()) {
                 return self->retry(reason);
             }
             self->connect(Addresses(found.begin(), found.end()));
