@@ -256,6 +256,29 @@ TEST_F(Discovery, ALookOutIsToldItsFirstResultOnceWhoeverLooksFirst) {
     EXPECT_THAT(told_->values(), testing::ElementsAre("-", "-", "witness"));
 }
 
+// A look reads every file, and tries the lock of each.
+TEST_F(Discovery, ManyNamesThatAreLookedForTogetherTakeFewLooks) {
+    constexpr int count = 300;
+    std::vector<std::unique_ptr<agent::spf::bundles::DiscoveryService::Handle>> handles;
+    for (int i = 0; i < count; ++i) {
+        handles.push_back(discovery_.announce(std::to_string(i), "unix:/" + std::to_string(i)));
+    }
+    std::atomic<int> locksTried{0};
+    {
+        bundles_test::BeforeFlock const counting([&] {
+            ++locksTried;
+            return 0;
+        });
+        for (int i = 0; i < count; ++i) {
+            handles.push_back(lookOut(std::to_string(i)));
+        }
+        for (int i = 0; i < count; ++i) {
+            ASSERT_TRUE(told_->waitFor("unix:/" + std::to_string(i)));
+        }
+    }
+    EXPECT_LT(locksTried, count * count / 2);
+}
+
 TEST_F(Discovery, AnAnnouncementThatTakesThePlaceOfADeadOneWhileThatIsLookedAtIsNotRemoved) {
     write("a.json", R"({"name":"name","endpoint":"unix:/dead"})");
     write("b", R"({"name":"name","endpoint":"unix:/alive"})");

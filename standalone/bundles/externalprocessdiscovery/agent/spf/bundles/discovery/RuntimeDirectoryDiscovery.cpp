@@ -33,7 +33,8 @@ namespace {
 
 // A watch tells what is worth looking at, but an announcer's end a moment before the lock on its file is free
 // again, and nothing of a directory that has taken the place of the watched one. So the directory is looked
-// at again after each change, at once and then at growing intervals.
+// at after each change, soon and then at growing intervals. Soon, not at once: a look reads every file, and
+// of thousands of names that are announced or looked for together each would take one.
 constexpr std::chrono::milliseconds firstCheck{10};
 constexpr std::chrono::milliseconds longestCheck{5000};
 
@@ -66,8 +67,9 @@ public:
             }
             try {
                 watch();
+                checkSoon();
+                lookOuts_.emplace(lastID_ + 1, LookOut{name, std::move(resolved)});
                 id = ++lastID_;
-                lookOuts_.emplace(id, LookOut{name, std::move(resolved)});
             } catch (...) {
                 error = std::current_exception();
             }
@@ -75,7 +77,6 @@ public:
         if (error) {
             std::rethrow_exception(error);
         }
-        worker_.post([this] { tellChanges(); });
         return id;
     }
 
@@ -110,6 +111,8 @@ private:
         std::optional<std::string> endpoint{}; // told last
     };
 
+    using Endpoints = std::multimap<std::string, std::string>; // by name, in the order of the files
+
     // Watches the directory that is there now, unless it does so already.
     void watch() {
         prepareRuntimeDirectory(directory_);
@@ -137,15 +140,17 @@ private:
             if (error || stopped_) {
                 return;
             }
-            look();
             checkSoon();
             awaitChange();
         });
     }
 
     void checkSoon() {
-        checkInterval_ = firstCheck;
-        check();
+        if (!isCheckedSoon_) {
+            checkInterval_ = firstCheck;
+            check();
+            isCheckedSoon_ = true;
+        }
     }
 
     void check() {
@@ -154,6 +159,7 @@ private:
             if (error || stopped_) {
                 return;
             }
+            isCheckedSoon_ = false;
             checkInterval_ = std::min(2 * checkInterval_, longestCheck);
             try {
                 watch(); // another directory by now, perhaps
@@ -185,25 +191,20 @@ private:
         }
     }
 
-    static std::optional<std::string> choose(std::vector<Announcement> const& announcements,
-                                             LookOut const& lookOut) {
-        std::optional<std::string> first;
-        for (auto const& announcement : announcements) {
-            if (announcement.name != lookOut.name) {
-                continue;
-            }
-            if (announcement.endpoint == lookOut.endpoint) {
-                return lookOut.endpoint;
-            }
-            if (!first) {
-                first = announcement.endpoint;
-            }
+    static std::optional<std::string> choose(Endpoints const& announced, LookOut const& lookOut) {
+        auto const [first, end] = announced.equal_range(lookOut.name);
+        if (first == end) {
+            return std::nullopt;
         }
-        return first;
+        auto const isTold = [&](auto const& one) { return one.second == lookOut.endpoint; };
+        return std::any_of(first, end, isTold) ? lookOut.endpoint : first->second;
     }
 
     void tellChanges() {
-        auto const announcements = readAnnouncements(directory_);
+        Endpoints announced;
+        for (auto& announcement : readAnnouncements(directory_)) {
+            announced.emplace(std::move(announcement.name), std::move(announcement.endpoint));
+        }
         std::vector<std::uint64_t> ids;
         for (auto const& lookOut : lookOuts_) {
             ids.push_back(lookOut.first);
@@ -213,7 +214,7 @@ private:
             if (found == lookOuts_.end()) {
                 continue;
             }
-            auto const endpoint = choose(announcements, found->second);
+            auto const endpoint = choose(announced, found->second);
             if (!found->second.isTold || endpoint != found->second.endpoint) {
                 tell(found->second, endpoint);
             }
@@ -234,6 +235,7 @@ private:
     DirectoryID watched_{};
     boost::asio::steady_timer check_;
     std::chrono::milliseconds checkInterval_ = firstCheck;
+    bool isCheckedSoon_ = false;
     bool stopped_ = false;
     std::vector<std::weak_ptr<AnnouncementFile>> announcements_;
     std::map<std::uint64_t, LookOut> lookOuts_;
