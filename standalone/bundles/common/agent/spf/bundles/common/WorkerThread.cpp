@@ -1,11 +1,13 @@
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 
+#include <algorithm>
 #include <array>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include <pthread.h>
@@ -91,6 +93,16 @@ struct AwaitedRun {
     AwaitedTask* task;
 };
 
+// The workers that call listeners, each before those for which it may wait. Each bundle has this code of its
+// own, so workers know each other by what the system knows: the names of their threads.
+constexpr std::array<std::string_view, 4> workersInOrder{"spf-clients", "spf-framework", "spf-legacy",
+                                                         "spf-rpc"};
+
+std::size_t placeInOrder(std::string_view name) noexcept {
+    return static_cast<std::size_t>(std::find(workersInOrder.begin(), workersInOrder.end(), name) -
+                                    workersInOrder.begin());
+}
+
 void tellGivenUp(std::string const& worker, char const* reason) noexcept {
     std::fprintf(stderr, "%s: a task is given up: %s\n", worker.c_str(),
                  reason); // one call: lines stay whole
@@ -119,7 +131,8 @@ struct WorkerThread::Loop {
 };
 
 WorkerThread::WorkerThread(std::string const& name)
-    : loop_(std::make_shared<Loop>())
+    : name_(name)
+    , loop_(std::make_shared<Loop>())
     , guard_(boost::asio::make_work_guard(loop_->context))
     , thread_([loop = loop_, name] {
         ::pthread_setname_np(::pthread_self(), name.substr(0, 15).c_str());
@@ -162,8 +175,15 @@ bool WorkerThread::isCurrentThread() const noexcept {
     return std::this_thread::get_id() == threadID_;
 }
 
+bool WorkerThread::mayBeAwaited() const noexcept {
+    std::array<char, 16> current{};
+    ::pthread_getname_np(::pthread_self(), current.data(), current.size());
+    auto const place = placeInOrder(current.data());
+    return place == workersInOrder.size() || place < placeInOrder(name_);
+}
+
 void WorkerThread::stop(std::shared_ptr<void> owner) {
-    if (isCurrentThread()) {
+    if (isCurrentThread() || (owner && !mayBeAwaited())) {
         return leave(std::move(owner));
     }
     endTasks({});

@@ -34,9 +34,14 @@ public:
 
     bool isCurrentThread() const noexcept;
 
+    // Whether the current thread may wait for this one. Listeners on the threads of several bundles may stop
+    // each other's bundles at the same time: a worker waits only for those behind it in an order of all, so
+    // that no ring of them waits. What it does not wait for happens soon after. False on the own thread.
+    bool mayBeAwaited() const noexcept;
+
     // Ends the thread once the tasks posted so far have run and all asynchronous operations of context() have
-    // ended; whoever began them cancels them before. Idempotent. A task that calls it does not wait, as with
-    // leave().
+    // ended; whoever began them cancels them before. Idempotent. A task that calls it does not wait, nor does
+    // one of a worker that may not wait for this one if there is an owner, as with leave().
     void stop(std::shared_ptr<void> owner = {});
 
     // As stop(), but does not wait for the thread, which keeps `owner` until it ends: what the tasks refer
@@ -51,6 +56,7 @@ private:
 
     void endTasks(std::shared_ptr<void> owner);
 
+    std::string const name_;
     std::shared_ptr<Loop> const loop_; // shared with the thread, which may outlive this object
     std::mutex mutable mutex_;         // guards stopping_ and guard_
     bool stopping_ = false;

@@ -71,12 +71,16 @@ public:
     // Idempotent. A listener that a publisher calls may bring it about in the middle of a task, which then
     // goes on, as do those that were posted before: `self` is kept until they have run.
     void stop(std::shared_ptr<Impl> const& self = nullptr) {
-        worker_->run([this] { stopPublishing(); });
+        if (worker_->isCurrentThread() || worker_->mayBeAwaited()) {
+            worker_->run([this] { stopPublishing(); });
+        } else {
+            worker_->post([this] { stopPublishing(); });
+        }
         if (registration_) { // not if the start has failed before
             std::exchange(registration_, {}).Unregister();
         }
         reporter_.close();
-        if (!worker_->isCurrentThread()) { // for which somebody who takes a service away may be waiting
+        if (worker_->mayBeAwaited()) { // else somebody who takes a service away may be waiting for it
             discoveries_.close();
             providers_.close();
             serialisers_.close();

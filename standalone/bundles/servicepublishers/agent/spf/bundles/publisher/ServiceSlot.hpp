@@ -51,12 +51,18 @@ private:
 
     void ModifiedService(Reference const&, std::shared_ptr<Service> const&) override {}
 
-    // Waits, so that the service is out of use when its bundle goes on to stop.
+    // Waits if it may, so that the service is out of use when its bundle goes on to stop.
     void RemovedService(Reference const&, std::shared_ptr<Service> const& service) override {
-        worker_->run([this, &service] {
-            services_.erase(std::remove(services_.begin(), services_.end(), service), services_.end());
-            choose();
-        });
+        if (worker_->isCurrentThread() || worker_->mayBeAwaited()) {
+            worker_->run([this, &service] { remove(service); });
+        } else {
+            worker_->post([this, service] { remove(service); });
+        }
+    }
+
+    void remove(std::shared_ptr<Service> const& service) {
+        services_.erase(std::remove(services_.begin(), services_.end(), service), services_.end());
+        choose();
     }
 
     void choose() {
