@@ -1,8 +1,10 @@
 // The socket provider alone: endpoints, connections and frames.
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -204,6 +206,20 @@ TEST_F(SocketProviderTest, ClosingAnEndpointRemovesTheSocketAndKeepsItsConnectio
     EXPECT_FALSE(std::filesystem::exists(path()));
     peer.sendFrame("still here");
     EXPECT_TRUE(frames_->reports.waitFor("still here"));
+}
+
+TEST_F(SocketProviderTest, APeerThatCannotBeAcceptedIsTriedNowAndThenUntilItCan) {
+    auto const bound = bind();
+    std::optional<bundles_test::WithoutAccepting> tooManyFiles(std::in_place);
+    auto const begin = std::chrono::steady_clock::now();
+
+    RawSocket const peer(path());
+
+    tooManyFiles->waitForAttempts(4);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(300)) << "100 each between";
+    EXPECT_THAT(listener_->connections.values(), testing::IsEmpty());
+    tooManyFiles.reset();
+    EXPECT_NE(listener_->firstConnection(), nullptr);
 }
 
 TEST_F(SocketProviderTest, ASocketFileThatIsSomebodyElsesByNowIsNotRemoved) {

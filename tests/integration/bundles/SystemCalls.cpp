@@ -19,6 +19,9 @@ struct Steps {
     std::map<std::string, std::vector<std::string>> hosts;
     int missingFamily = AF_UNSPEC;
     bool connectsFromTheSamePort = false;
+    bool accepts = true;
+    int failedAccepts = 0;
+    std::condition_variable acceptFailed;
     std::string hangingHost;
     int lookUps = 0; // of the hanging host, that have begun
     int hanging = 0; // of these, that have not ended
@@ -81,6 +84,19 @@ extern "C" int socket(int family, int type, int protocol) noexcept {
         }
     }
     return systemCall(&::socket, "socket")(family, type, protocol);
+}
+
+extern "C" int accept4(int descriptor, sockaddr* address, socklen_t* size, int flags) {
+    {
+        std::lock_guard const lock(steps().mutex);
+        if (!steps().accepts) {
+            ++steps().failedAccepts;
+            steps().acceptFailed.notify_all();
+            errno = EMFILE;
+            return -1;
+        }
+    }
+    return systemCall(&::accept4, "accept4")(descriptor, address, size, flags);
 }
 
 extern "C" int connect(int descriptor, sockaddr const* address, socklen_t size) {
@@ -153,6 +169,22 @@ ConnectingFromTheSamePort::ConnectingFromTheSamePort() {
 ConnectingFromTheSamePort::~ConnectingFromTheSamePort() {
     std::lock_guard const lock(steps().mutex);
     steps().connectsFromTheSamePort = false;
+}
+
+WithoutAccepting::WithoutAccepting() {
+    std::lock_guard const lock(steps().mutex);
+    steps().accepts = false;
+    steps().failedAccepts = 0;
+}
+
+WithoutAccepting::~WithoutAccepting() {
+    std::lock_guard const lock(steps().mutex);
+    steps().accepts = true;
+}
+
+void WithoutAccepting::waitForAttempts(int count) const {
+    std::unique_lock lock(steps().mutex);
+    steps().acceptFailed.wait(lock, [&] { return steps().failedAccepts >= count; });
 }
 
 HangingHost::HangingHost(std::string name) {

@@ -47,6 +47,17 @@ public:
     ConnectingFromTheSamePort& operator=(ConnectingFromTheSamePort const&) = delete;
 };
 
+// While it lives, no connection is accepted: the process has too many open files. One at a time.
+class WithoutAccepting {
+public:
+    WithoutAccepting();
+    ~WithoutAccepting();
+    WithoutAccepting(WithoutAccepting const&) = delete;
+    WithoutAccepting& operator=(WithoutAccepting const&) = delete;
+
+    void waitForAttempts(int count) const;
+};
+
 // While it lives, looking up the host's name does not end; then it fails. One at a time.
 class HangingHost {
 public:

@@ -13,6 +13,7 @@
 #include <pthread.h>
 
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 namespace agent::spf::bundles {
 
@@ -214,6 +215,10 @@ void WorkerThread::endTasks(std::shared_ptr<void> owner) {
 
 boost::asio::io_context& WorkerThread::context() noexcept {
     return loop_->context;
+}
+
+void WorkerThread::prepareForTimersAndSockets() {
+    boost::asio::steady_timer const first(loop_->context);
 }
 
 } // namespace agent::spf::bundles

@@ -51,6 +51,10 @@ public:
     // For timers and sockets, whose completion handlers are tasks of this worker.
     boost::asio::io_context& context() noexcept;
 
+    // Opens the files that timers and sockets take beside their own, and which the first of them would open
+    // otherwise: to be called at the start of a bundle, so that none fails later for want of these.
+    void prepareForTimersAndSockets();
+
 private:
     struct Loop;
 

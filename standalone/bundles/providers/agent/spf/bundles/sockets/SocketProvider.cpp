@@ -39,7 +39,9 @@ startEndpoint(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObj
 
 SocketProvider::SocketProvider()
     : worker_(std::make_shared<WorkerThread>("spf-sockets"))
-    , objects_(std::make_shared<IoObjects>()) {}
+    , objects_(std::make_shared<IoObjects>()) {
+    worker_->prepareForTimersAndSockets();
+}
 
 SocketProvider::~SocketProvider() {
     stop();

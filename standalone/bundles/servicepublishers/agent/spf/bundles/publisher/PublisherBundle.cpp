@@ -54,7 +54,9 @@ public:
         , discoveries_(context, worker_, [this](auto const& service) { use(context_.discovery, service); })
         , factory_(std::make_shared<FactoryService>(
               worker_, [this](auto const& pid, auto const& properties) { updated(pid, properties); },
-              [this](auto const& pid) { removed(pid); })) {}
+              [this](auto const& pid) { removed(pid); })) {
+        worker_->prepareForTimersAndSockets();
+    }
 
     // The tasks that this brings about refer to the object, which must be whole to end them.
     void start(BundleContext const& context, std::string const& factoryPID) {
