@@ -166,6 +166,77 @@ TEST_F(Connecting, APeerThatHasAnsweredIsNamedCutAndWithoutControlCharacters) {
     EXPECT_LT(status.size(), 400U);
 }
 
+struct Mistake {
+    char const* name;
+    std::string bytes; // that the peer sends
+    char const* status;
+};
+
+class PeerThatErrs : public BundlesTest, public WithParamInterface<Mistake> {};
+
+TEST_P(PeerThatErrs, IsToldWithWhatItDoesWrong) {
+    RawListener const server(socketPath("a.sock"));
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {endpoint}).build());
+    auto peer = server.accept();
+
+    peer.send(GetParam().bytes);
+
+    EXPECT_THAT(statuses_.waitForFirstWith(std::string("p ") + endpoint + " " + GetParam().status),
+                EndsWith(GetParam().status));
+    EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+std::string frame(std::string const& text) {
+    return RawSocket::frame(text);
+}
+
+std::string offers(std::string const& interfaces) {
+    return frame(hello) + frame(R"({"type":"offers","interfaces":)" + interfaces + "}");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bundles, PeerThatErrs,
+    Values(Mistake{"EmptyFrame", std::string(4, '\0'),
+                   "connecting: the peer sent a frame of 0 bytes, allowed are 1 to 1048576"},
+           Mistake{"HugeFrame", std::string("\xff\xff\xff\xff", 4),
+                   "connecting: the peer sent a frame of 4294967295 bytes, allowed are 1 to 1048576"},
+           Mistake{"NoType", frame("{}"), R"(connecting: message: "type" is missing, expected a string)"},
+           Mistake{"UnknownType", frame(R"({"type":"x"})"), R"(connecting: message: unknown type "x")"},
+           Mistake{"NoVersion", frame(R"({"type":"hello"})"),
+                   R"(connecting: hello: "protocol" is missing, expected an integer)"},
+           Mistake{"AgentOfAnotherType", frame(R"({"type":"hello","protocol":1,"agent":2,"publisher":"r"})"),
+                   R"(connecting: hello: "agent" is not a string)"},
+           Mistake{"OffersBeforeHello", frame(R"({"type":"offers","interfaces":[]})"),
+                   "connecting: the peer offers before it greets"},
+           Mistake{"OffersThatAreNoList", offers("7"), R"(lost: offers: "interfaces" is not a list)"},
+           Mistake{"AnOfferThatIsNoMap", offers("[7]"), "lost: offers: an interface is not a map"},
+           Mistake{"AnOfferWithoutName", offers("[{}]"),
+                   R"(lost: offers: "name" is missing, expected a string)"},
+           Mistake{"AUniqueIDTwice",
+                   offers(R"([{"name":"n","uniqueID":"i","version":1,"properties":{}},)"
+                          R"({"name":"n","uniqueID":"i","version":1,"properties":{}}])"),
+                   R"(lost: offers: the unique ID "i" appears twice)"}),
+    [](auto const& mistake) { return std::string(mistake.param.name); });
+
+TEST_F(Connecting, APeerThatHasNotGreetedIsToldNothingOfAModification) {
+    auto const publish = [&](int count) {
+        installation_.publish("one",
+                              ConfigurationMap(count).publisher("p", {socketEndpoint("a.sock")}).build());
+        ASSERT_TRUE(events_.waitFor("AllServicesPublished p " + std::to_string(count)));
+    };
+    publish(1);
+    RawSocket silent(socketPath("a.sock"));
+    RawSocket later(socketPath("a.sock"));
+    later.sendFrame(hello);
+    later.readFrame(); // so the one before it has been accepted, too
+
+    publish(2);
+    silent.sendFrame(hello);
+
+    EXPECT_THAT(silent.readFrame(), HasSubstr(R"("hello")"));
+}
+
 TEST_F(Connecting, AttemptsAtAPeerThatNeverAnswersGrowApart) {
     RawListener const server(socketPath("a.sock"));
     auto const begin = std::chrono::steady_clock::now();
@@ -177,6 +248,24 @@ TEST_F(Connecting, AttemptsAtAPeerThatNeverAnswersGrowApart) {
 
     // Intervals of 50, 100, 200 and 400 milliseconds, less a quarter at most.
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(560));
+}
+
+TEST_F(Connecting, APeerThatHasAnsweredIsTriedAgainAsSoonAsAtFirst) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+    for (int attempt = 0; attempt < 6; ++attempt) { // the next interval is one of 3200 milliseconds
+        server.accept().close();
+    }
+    auto peer = server.accept();
+    peer.sendFrame(hello);
+    peer.readFrame(); // the greeting
+    peer.readFrame(); // what is offered, once the answer has been read
+
+    auto const end = std::chrono::steady_clock::now();
+    peer.close();
+    server.accept();
+
+    EXPECT_LT(std::chrono::steady_clock::now() - end, std::chrono::milliseconds(2400));
 }
 
 TEST_F(Connecting, ASocketThatMayNotBeUsedIsAnErrorThatNamesIt) {

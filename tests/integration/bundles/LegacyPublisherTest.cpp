@@ -4,6 +4,7 @@
 #include "BundlesTest.hpp"
 #include "ChildProcess.hpp"
 #include "RawSocket.hpp"
+#include "agent/spf/bundles/DiscoveryService.hpp"
 
 namespace {
 
@@ -39,6 +40,18 @@ TEST_F(LegacyPublisher, ALegacyPublisherSeesTheAnnouncementGo) {
     ASSERT_TRUE(events_.waitFor("ConfigurationRemoved server 1"));
     EXPECT_TRUE(statuses_.waitForOneWith("client name lost"));
     EXPECT_TRUE(statuses_.waitForOneWith("no running process announces \"name\""));
+}
+
+TEST_F(LegacyPublisher, AnAddressThatFailedIsTriedAgainByTheNextModification) {
+    auto const discovery = installation_.context().GetService(
+        installation_.context().GetServiceReference<agent::spf::bundles::DiscoveryService>());
+    auto const announcement = discovery->announce("name", "nonsense:");
+    for (auto const count : {1, 2}) {
+        installation_.publish("client", ConfigurationMap(count).legacyPublisher("p", {}, {"name"}).build());
+
+        EXPECT_TRUE(events_.waitForOneWith("Error p " + std::to_string(count) +
+                                           ": publisher \"p\": cannot connect to nonsense:"));
+    }
 }
 
 TEST_F(LegacyPublisher, AnAnnouncerThatIsKilledIsLookedForAgain) {

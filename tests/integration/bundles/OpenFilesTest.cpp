@@ -51,7 +51,9 @@ private:
 class OpenFiles : public BundlesTest {
 protected:
 #ifdef SANITIZER_OPENS_FILES
-    void SetUp() override { GTEST_SKIP() << "the sanitizer itself has to open files"; }
+    void SetUp() override {
+        GTEST_SKIP() << "the sanitizer itself has to open files";
+    }
 #endif
 
     // Connects a socket that is open already.
