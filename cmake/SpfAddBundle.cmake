@@ -10,8 +10,7 @@
 # Gives the existing shared library or program <target> the manifest <manifest.json>.
 function(spf_make_bundle target manifest)
     get_filename_component(manifest "${manifest}" ABSOLUTE)
-    file(READ "${manifest}" text)
-    string(JSON symbolic_name GET "${text}" "bundle.symbolic_name")
+    spf_read_symbolic_name(symbolic_name ${target} "${manifest}")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${manifest}")
     target_compile_definitions(${target} PRIVATE US_BUNDLE_NAME=${symbolic_name})
     target_link_libraries(${target} PRIVATE spf::microservices)
@@ -22,6 +21,24 @@ function(spf_make_bundle target manifest)
     else()
         spf_make_standalone_bundle(${target} "${manifest}" ${symbolic_name})
     endif()
+endfunction()
+
+# The symbolic name in the manifest of <target>. Stops where a bundle would be built that cannot be used.
+function(spf_read_symbolic_name variable target manifest)
+    if(NOT EXISTS "${manifest}" OR IS_DIRECTORY "${manifest}")
+        message(FATAL_ERROR "The manifest of ${target} is no file: ${manifest}")
+    endif()
+    file(READ "${manifest}" text)
+    string(JSON type ERROR_VARIABLE error TYPE "${text}" "bundle.symbolic_name")
+    if(error)
+        message(FATAL_ERROR "The manifest of ${target}, ${manifest}: ${error}")
+    endif()
+    string(JSON name GET "${text}" "bundle.symbolic_name")
+    if(NOT type STREQUAL STRING OR NOT name MATCHES "^[A-Za-z_][A-Za-z_0-9]*$")
+        message(FATAL_ERROR "The manifest of ${target}, ${manifest}: bundle.symbolic_name is '${name}', of type ${type}; "
+            "it must be a STRING that is a C identifier")
+    endif()
+    set(${variable} ${name} PARENT_SCOPE)
 endfunction()
 
 # A program as a bundle: the framework finds the functions of the bundle initialisation among the program's dynamic
@@ -43,6 +60,9 @@ function(spf_add_bundle target)
     if(NOT arg_MANIFEST)
         message(FATAL_ERROR "spf_add_bundle(${target}): MANIFEST is missing")
     endif()
+    if(arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "spf_add_bundle(${target}): unknown arguments: ${arg_UNPARSED_ARGUMENTS}")
+    endif()
     add_library(${target} SHARED ${arg_SOURCES})
     spf_make_bundle(${target} "${arg_MANIFEST}")
     target_link_libraries(${target} PRIVATE ${arg_LIBRARIES})
@@ -52,8 +72,10 @@ function(spf_add_bundle target)
     endif()
 endfunction()
 
-# With the installed provider: its own functions generate the initialisation and append the manifest.
+# With the installed provider: its own functions generate the initialisation and append the manifest. They read variables
+# of their package, which are known only where it was found: not in a project that has this one as a subdirectory.
 function(spf_make_installed_bundle target manifest symbolic_name)
+    find_package(CppMicroServices 3.8 QUIET REQUIRED COMPONENTS Framework)
     usFunctionGenerateBundleInit(TARGET ${target} OUT generated)
     usFunctionGetResourceSource(TARGET ${target} OUT generated)
     target_sources(${target} PRIVATE ${generated})

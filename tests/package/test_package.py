@@ -202,6 +202,29 @@ class FindPackage(InstalledTest):
         directory = self.build_consumer("standalone")
         self.assertEqual(run(directory / "greeted", directory / "greeter.so"), "Good day, stranger\n")
 
+    def test_a_wrong_bundle_is_refused_with_the_place_of_the_mistake(self):
+        good = '{"bundle.symbolic_name": "good"}'
+        for manifest, arguments, message in [
+                (good, "SOURCE greeter.cpp", "spf_add_bundle(wrong): unknown arguments: SOURCE;greeter.cpp"),
+                (None, "", "The manifest of wrong is no file: {place}"),
+                ("", "", "The manifest of wrong, {place}: "),
+                ('{"bundle.symbolic_name": "good",', "", "The manifest of wrong, {place}: "),
+                ("{}", "", "The manifest of wrong, {place}: member 'bundle.symbolic_name' not found"),
+                ('{"bundle.symbolic_name": ""}', "", "{place}: bundle.symbolic_name is '', of type STRING"),
+                ('{"bundle.symbolic_name": "no-name"}', "", "{place}: bundle.symbolic_name is 'no-name', of type STRING"),
+                ('{"bundle.symbolic_name": 7}', "", "{place}: bundle.symbolic_name is '7', of type NUMBER")]:
+            with self.subTest(manifest=manifest, arguments=arguments):
+                directory = pathlib.Path(tempfile.mkdtemp(prefix="wrong-", dir=self.scratch))
+                place = directory / "manifest.json"
+                if manifest is not None:
+                    place.write_text(manifest)
+                (directory / "CMakeLists.txt").write_text(
+                    "cmake_minimum_required(VERSION 3.25)\nproject(wrong LANGUAGES CXX)\n"
+                    "find_package(spf-frameworksetup REQUIRED)\n"
+                    f"spf_add_bundle(wrong MANIFEST manifest.json {arguments})\n")
+                output = configure(directory, directory / "build", prefix_path(self.root), expect_failure=True)
+                self.assertIn("".join(message.format(place=place).split()), "".join(output.split()))  # CMake breaks lines
+
     def find(self, arguments, *, prefix=None, expect_failure=False):
         """Configures a project that consists of one find_package()."""
         directory = pathlib.Path(tempfile.mkdtemp(prefix="find-", dir=self.scratch))
@@ -246,6 +269,10 @@ class AddSubdirectory(InstalledTest):
     def test_with_the_standalone_host(self):
         directory = self.build_consumer("standalone", None, "spf-bundles", "spf-configuration-admin")
         self.run_consumer(directory / "consumer")
+
+    def test_builds_bundles(self):
+        directory = self.build_consumer("standalone", None, "greeter", "greeted")
+        self.assertEqual(run(directory / "greeted", directory / "greeter.so"), "Good day, stranger\n")
 
     def test_the_names_of_the_examples_are_the_parents(self):
         directory = self.build_consumer("standalone", None)
