@@ -283,10 +283,22 @@ class AddSubdirectory(InstalledTest):
         self.assertFalse((directory / "spf-frameworksetup/standalone/host").exists())
         self.run_consumer(directory / "consumer")
 
+    def test_without_a_host_the_parent_is_told(self):
+        self.assertIn("set SPF_HOST", configure(
+            CONSUMER, self.scratch / "sub-none", prefix_path(), "-DCONSUMER_HOST=standalone",
+            f"-DCONSUMER_SOURCE={SOURCE}", f"-DSPF_MICROSERVICES={provider()}", "-DSPF_BUILD_STANDALONE=OFF",
+            expect_failure=True))
+
     def test_a_parent_project_installs_nothing_of_this_one(self):
         directory = self.build_consumer("own", self.root, "all")
         run("cmake", "--install", directory, "--prefix", self.scratch / "parent")
         self.assertFalse((self.scratch / "parent").exists())
+
+
+class LibraryAlone(unittest.TestCase):
+    def test_needs_no_host(self):
+        configure(SOURCE, scratch / "alone", prefix_path(), f"-DSPF_MICROSERVICES={provider()}",
+                  "-DSPF_BUILD_STANDALONE=OFF")
 
 
 class PkgConfig(InstalledTest):
