@@ -301,6 +301,19 @@ class LibraryAlone(unittest.TestCase):
                   "-DSPF_BUILD_STANDALONE=OFF")
 
 
+class SeveralConfigurations(unittest.TestCase):
+    def test_each_has_an_installation_root(self):
+        directory = scratch / "several"
+        run("cmake", "-G", "Ninja Multi-Config", "-S", SOURCE, "-B", directory, prefix_path(),
+            f"-DSPF_MICROSERVICES={provider()}", "-DSPF_BUILD_TESTS=OFF")
+        targets = run("ninja", "-C", directory, "-f", "build-Release.ninja", "-t", "targets", "all")
+        bundles = set(re.findall(r"^(?:\S*/)?(root/\S*darwinarm64/\S*\.so): ", targets, re.MULTILINE))
+        self.assertEqual({os.path.dirname(bundle) for bundle in bundles},
+                         {f"root/Release/bin/darwinarm64/{name}"
+                          for name in ["microservices", *(f"spf/{name}" for name in BUNDLE_DIRECTORIES)]})
+        self.assertIn("\nroot/Release/bin/spf-agent: ", targets)
+
+
 class PkgConfig(InstalledTest):
     def flags(self, package):
         environment = {**os.environ, "PKG_CONFIG_PATH": str(self.root / "lib/pkgconfig")}
