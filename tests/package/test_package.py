@@ -225,12 +225,13 @@ class FindPackage(InstalledTest):
                 output = configure(directory, directory / "build", prefix_path(self.root), expect_failure=True)
                 self.assertIn("".join(message.format(place=place).split()), "".join(output.split()))  # CMake breaks lines
 
-    def find(self, arguments, *, prefix=None, expect_failure=False):
+    def find(self, arguments, *, prefix=None, minimum="3.25", expect_failure=False):
         """Configures a project that consists of one find_package()."""
         directory = pathlib.Path(tempfile.mkdtemp(prefix="find-", dir=self.scratch))
         (directory / "CMakeLists.txt").write_text(
-            "cmake_minimum_required(VERSION 3.25)\nproject(finder LANGUAGES CXX)\n"
+            f"cmake_minimum_required(VERSION {minimum})\nproject(finder LANGUAGES CXX)\n"
             f"find_package(spf-frameworksetup {arguments})\n"
+            "get_property(targets DIRECTORY PROPERTY IMPORTED_TARGETS)\nmessage(STATUS targets=${targets})\n"
             "if(TARGET spf::agent)\n get_target_property(agent spf::agent LOCATION)\n message(STATUS agent=${agent})\n"
             "endif()\nmessage(STATUS root=${SPF_INSTALLATION_ROOT})\n")
         return configure(directory, directory / "build", prefix_path(prefix or self.root),
@@ -247,6 +248,13 @@ class FindPackage(InstalledTest):
 
     def test_an_unknown_component_is_refused_by_name(self):
         self.assertIn("nonsense", self.find("REQUIRED COMPONENTS nonsense", expect_failure=True))
+
+    def test_where_a_component_is_missing_nothing_is_found(self):
+        self.assertNotIn("spf::", self.find("QUIET COMPONENTS nonsense library"))
+        self.assertIn("spf::", self.find("REQUIRED COMPONENTS library OPTIONAL_COMPONENTS nonsense"))
+
+    def test_the_policies_of_the_consumer_do_not_matter(self):
+        self.find("REQUIRED COMPONENTS agent", minimum="3.1")
 
     def test_a_component_can_be_installed_and_found_alone(self):
         prefix = self.scratch / "library-only"
