@@ -119,7 +119,10 @@ class Agent:
 
 class AgentTest(unittest.TestCase):
     def setUp(self):
-        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="spf-process-test-"))
+        # The path of a socket below it has 107 bytes at most.
+        configured = tempfile.gettempdir()
+        parent = configured if len(os.fsencode(configured)) <= 50 else "/tmp"
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="spf-process-test-", dir=parent))
         self.addCleanup(shutil.rmtree, self.directory, ignore_errors=True)
 
     def write(self, name, content):

@@ -58,7 +58,11 @@ std::string textOf(FrameworkErrorEvent const& event) {
 } // namespace
 
 TemporaryDirectory::TemporaryDirectory() {
-    auto name = (std::filesystem::temp_directory_path() / "bundles-test-XXXXXX").string();
+    // The path of a socket below it has 107 bytes at most.
+    constexpr std::size_t longest = 50;
+    auto const configured = std::filesystem::temp_directory_path();
+    auto const parent = configured.native().size() <= longest ? configured : std::filesystem::path("/tmp");
+    auto name = (parent / "bundles-test-XXXXXX").string();
     if (::mkdtemp(name.data()) == nullptr) {
         throw std::runtime_error("cannot make a directory " + name);
     }
