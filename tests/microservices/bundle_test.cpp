@@ -363,6 +363,9 @@ TEST_F(BundleTest, EventsKnowBundleAndOrigin) {
     EXPECT_EQ(textOf(events[0]), "INSTALLED #" + std::to_string(bundle.GetBundleId()) +
                                      " (test_recorder at " + bundle.GetLocation() + ")");
     EXPECT_FALSE(BundleEvent());
+    EXPECT_TRUE(BundleEvent() == BundleEvent());
+    EXPECT_FALSE(BundleEvent() == BundleEvent(BundleEvent::BUNDLE_STARTED, framework_));
+    EXPECT_FALSE(BundleEvent(BundleEvent::BUNDLE_STARTED, framework_) == BundleEvent());
     EXPECT_EQ(textOf(BundleEvent()), "NONE");
 }
 

@@ -32,7 +32,14 @@ TEST(FrameworkLifeCycle, FrameworkIsTheSystemBundle) {
     EXPECT_EQ(framework.GetBundleId(), 0);
     EXPECT_EQ(framework.GetLocation(), Constants::SYSTEM_BUNDLE_LOCATION);
     EXPECT_EQ(framework.GetSymbolicName(), Constants::SYSTEM_BUNDLE_SYMBOLICNAME);
-    EXPECT_EQ(framework.GetHeaders().at(Constants::BUNDLE_NAME).ToString(), "System Bundle");
+    auto const headers = framework.GetHeaders();
+    EXPECT_EQ(headers.at(Constants::BUNDLE_SYMBOLICNAME).ToString(), Constants::SYSTEM_BUNDLE_SYMBOLICNAME);
+    EXPECT_EQ(headers.at(Constants::BUNDLE_VERSION).ToString(), framework.GetVersion().ToString());
+    EXPECT_EQ(headers.at(Constants::BUNDLE_NAME).ToString(), "System Bundle");
+    EXPECT_EQ(headers.at(Constants::BUNDLE_DESCRIPTION).ToString(), "C++ Micro Services System Bundle");
+    EXPECT_EQ(headers.at(Constants::BUNDLE_VENDOR).ToString(), "C++ Micro Services");
+    EXPECT_EQ(headers.at(Constants::BUNDLE_MANIFESTVERSION).ToString(), "2");
+    EXPECT_EQ(headers.size(), 6U);
 }
 
 TEST(FrameworkLifeCycle, InitMakesItStartingWithAContext) {

@@ -3,10 +3,12 @@
 
 #include <cppmicroservices/Constants.h>
 
+#include <future>
 #include <memory>
 #include <stdexcept>
 
 using namespace cppmicroservices;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -71,6 +73,23 @@ TEST_F(ServiceListenerTest, RemovedListenerHearsNothing) {
     context().RemoveListener(std::move(token));
     auto const registration = context().RegisterService<First>(std::make_shared<First>());
     EXPECT_THAT(serviceEvents_.take(), IsEmpty());
+}
+
+TEST_F(ServiceListenerTest, ListenerThatAnotherRemovesDuringADeliveryHearsNothing) {
+    // Who is told first is not said, so each removes the other.
+    int told = 0;
+    ListenerToken first;
+    ListenerToken second;
+    first = context().AddServiceListener([&](ServiceEvent const&) {
+        ++told;
+        context().RemoveListener(std::move(second));
+    });
+    second = context().AddServiceListener([&](ServiceEvent const&) {
+        ++told;
+        context().RemoveListener(std::move(first));
+    });
+    auto const registration = context().RegisterService<First>(std::make_shared<First>());
+    EXPECT_EQ(told, 1);
 }
 
 TEST_F(ServiceListenerTest, StoppingBundleDoesNotHearOfTheEndOfItsServices) {
@@ -197,6 +216,36 @@ TEST_F(ServiceListenerTest, RegistrationGivesReferencesInsideItsUnregisteringEve
     });
     registration.Unregister();
     EXPECT_TRUE(same);
+}
+
+TEST_F(ServiceListenerTest, UnregisteringAgainInsideTheUnregisteringEventDoesNothing) {
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    context().AddServiceListener([&](ServiceEvent const&) {
+        registration.Unregister();
+        std::async(std::launch::async, [&] { registration.Unregister(); }).get();
+    });
+    recordServiceEvents();
+    recordFrameworkEvents();
+    registration.Unregister();
+    EXPECT_THAT(serviceEvents_.take(), ElementsAre("UNREGISTERING 1"));
+    EXPECT_THAT(frameworkEvents_.take(), IsEmpty()) << "what a listener threw";
+    EXPECT_THROW(registration.Unregister(), std::logic_error);
+}
+
+TEST_F(ServiceListenerTest, PropertiesMayBeSetInsideTheUnregisteringEvent) {
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    auto const reference = registration.GetReference();
+    context().AddServiceListener([&](ServiceEvent const& event) {
+        if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING) {
+            registration.SetProperties({{"x", 2}, {Constants::SERVICE_RANKING, 3}});
+        }
+    });
+    recordServiceEvents();
+    registration.Unregister();
+    EXPECT_THAT(serviceEvents_.take(), Contains("MODIFIED 2"));
+    EXPECT_EQ(any_cast<int>(reference.GetProperty("x")), 2);
+    EXPECT_THAT(context().GetServiceReferences<First>(), IsEmpty());
+    EXPECT_THROW(registration.SetProperties({}), std::logic_error);
 }
 
 TEST_F(ServiceListenerTest, ListenerMayRegisterAndUnregisterServices) {

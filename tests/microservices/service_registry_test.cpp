@@ -202,6 +202,8 @@ TEST_F(ServiceRegistryTest, HigherRankingThenEarlierRegistrationIsPreferred) {
     EXPECT_TRUE(registrations[3].GetReference() < registrations[1].GetReference());
     EXPECT_FALSE(registrations[1].GetReference() < registrations[1].GetReference());
     EXPECT_TRUE(registrations[2] < registrations[0]);
+    EXPECT_FALSE(registrations[0] < registrations[2]);
+    EXPECT_FALSE(registrations[0] < registrations[0]);
 }
 
 TEST_F(ServiceRegistryTest, ChangedRankingChangesThePreference) {
@@ -227,7 +229,12 @@ TEST_F(ServiceRegistryTest, InvalidReferencesAndRegistrationsComeFirst) {
     EXPECT_FALSE(invalid == reference);
     EXPECT_EQ(textOf(invalid), "Invalid service reference");
     EXPECT_TRUE(ServiceRegistration<First>() < registration);
+    EXPECT_FALSE(registration < ServiceRegistration<First>());
     EXPECT_FALSE(ServiceRegistration<First>() == registration);
+    ServiceReferenceU assigned = reference;
+    assigned = nullptr;
+    EXPECT_FALSE(assigned);
+    EXPECT_TRUE(assigned == ServiceReferenceU());
 }
 
 TEST_F(ServiceRegistryTest, SetPropertiesReplacesAllButTheFrameworksOwn) {

@@ -239,6 +239,24 @@ TEST_F(ForeignCode, ServiceFactoryWhoseServiceIsUnregisteredRunsUnlocked) {
     registration.Unregister();
 }
 
+TEST_F(ForeignCode, ServiceFactoryWhoseServiceIsUnregisteredWhileItGivesRunsUnlocked) {
+    ServiceRegistration<int> registration;
+    auto const factory = std::make_shared<Factory>([&registration] { registration.Unregister(); },
+                                                   [this] { waitForOthers(); });
+    registration = context_.RegisterService<int>(ToFactory(factory));
+    leaving_ = registration.GetReference();
+    EXPECT_EQ(context_.GetService(registration.GetReference()), nullptr);
+}
+
+TEST_F(ForeignCode, FrameworkListenerThatIsToldOfAFactoryWithinItselfRunsUnlocked) {
+    ServiceRegistration<int> registration;
+    context_.AddFrameworkListener([this](FrameworkEvent const&) { waitForOthers(); });
+    auto const factory = std::make_shared<Factory>(
+        [&] { EXPECT_EQ(context_.GetService(registration.GetReference()), nullptr); }, [] {});
+    registration = context_.RegisterService<int>(ToFactory(factory));
+    EXPECT_NE(context_.GetService(registration.GetReference()), nullptr);
+}
+
 TEST_F(ForeignCode, DestructorOfAnUnregisteredServiceRunsUnlocked) {
     auto registration =
         context_.RegisterService<int>(std::shared_ptr<int>(new int(1), [this](int const* value) {

@@ -56,7 +56,24 @@ TEST(Manifest, ThatIsNoJsonObjectIsRefusedWithThePlace) {
     EXPECT_EQ(refusal("[]"), "its manifest is no JSON object");
 }
 
-TEST(Manifest, ThatIsNestedTooDeeplyIsRefused) {
-    std::string const deep = "{\"x\": " + std::string(100000, '[') + std::string(100000, ']') + "}";
-    EXPECT_EQ(refusal(deep), "the manifest is nested too deeply");
+TEST(Manifest, MayBeNestedSixtyFourLevelsDeepAndNoDeeper) {
+    auto const nested = [](std::string const& open, std::string const& close, int levels) {
+        std::string text = R"({"bundle.symbolic_name": "x", "x": )";
+        for (int level = 1; level < levels; ++level) {
+            text += open;
+        }
+        text += open.substr(0, 1);
+        for (int level = 0; level < levels; ++level) {
+            text += close;
+        }
+        return text + "}";
+    };
+    auto const lists = [&](int levels) { return nested("[", "]", levels); };
+    auto const maps = [&](int levels) { return nested(R"({"x": )", "}", levels); };
+    EXPECT_EQ(refusal(lists(64)), "accepted");
+    EXPECT_EQ(refusal(maps(64)), "accepted");
+    for (int const levels : {65, 100000}) {
+        EXPECT_EQ(refusal(lists(levels)), "the manifest is nested too deeply") << levels;
+        EXPECT_EQ(refusal(maps(levels)), "the manifest is nested too deeply") << levels;
+    }
 }

@@ -16,6 +16,11 @@
 
 namespace cppmicroservices {
 
+namespace detail {
+template <class S, class T>
+class TrackedServices;
+} // namespace detail
+
 class Bundle;
 
 /// Names one registration of a service, and possibly one of its interfaces. Use ServiceReference<S> instead
@@ -61,6 +66,8 @@ public:
 
 private:
     friend struct detail::Access;
+    template <class S, class T>
+    friend class detail::TrackedServices;
     friend class BundleContext;
     template <class S>
     friend class ServiceReference;
@@ -72,6 +79,8 @@ private:
                          std::string const& interfaceId);
 
     std::size_t Hash() const;
+    /// Whether the service is registered and its unregistration has not begun.
+    bool IsToStay() const;
     /// Names the interface instead of the present one; becomes invalid if the service does not have it.
     void BindTo(std::string const& interfaceId);
 

@@ -35,15 +35,16 @@ public:
     ServiceReferenceBase GetReference(std::string const& interfaceId = std::string()) const;
 
     /// Replaces all properties but those that the framework sets, then delivers SERVICE_MODIFIED, or
-    /// SERVICE_MODIFIED_ENDMATCH to listeners whose filter matched only before.
+    /// SERVICE_MODIFIED_ENDMATCH to listeners whose filter matched only before; also while the service is
+    /// being unregistered, until that has been delivered.
     /// \throws std::logic_error if this object is invalid or the service unregistered
     /// \throws std::runtime_error if two keys differ in case only
     void SetProperties(ServiceProperties const& properties);
     void SetProperties(ServiceProperties&& properties);
 
     /// Takes the service out of the registry, delivers SERVICE_UNREGISTERING, then releases the objects that
-    /// bundles still use. Of several calls one succeeds. \throws std::logic_error if this object is invalid
-    /// or the service unregistered
+    /// bundles still use. Does nothing while another call does this, be it on this thread.
+    /// \throws std::logic_error if this object is invalid or the service unregistered
     void Unregister();
 
     /// An invalid object comes first; others are ordered as their references.

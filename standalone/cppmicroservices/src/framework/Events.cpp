@@ -47,9 +47,6 @@ Bundle BundleEvent::GetOrigin() const {
 }
 
 bool BundleEvent::operator==(BundleEvent const& evt) const {
-    if (!data_ || !evt.data_) {
-        return data_ == evt.data_;
-    }
     return GetType() == evt.GetType() && GetBundle() == evt.GetBundle() && GetOrigin() == evt.GetOrigin();
 }
 

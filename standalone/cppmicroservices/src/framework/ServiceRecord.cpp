@@ -155,19 +155,6 @@ void ServiceRecord::requireAvailable() const {
     }
 }
 
-void ServiceRecord::requireRegistered() const {
-    if (state_.load(std::memory_order_acquire) != State::Registered) {
-        throwUnregistered();
-    }
-}
-
-void ServiceRecord::beginUnregistration() {
-    // Under the lock, so that no change of the properties is announced after the unregistration has begun.
-    std::lock_guard const lock(mutex_);
-    requireRegistered();
-    state_.store(State::Unregistering, std::memory_order_release);
-}
-
 int rankingOf(AnyMap const& properties) {
     auto const found = properties.find(Constants::SERVICE_RANKING);
     if (found == properties.end()) {

@@ -82,9 +82,14 @@ public:
     /// \throws std::logic_error unless available
     void requireAvailable() const;
 
-    /// \throws std::logic_error if the service is unregistered, which includes that this was called before
-    void beginUnregistration();
-    void requireRegistered() const;
+    /// Whether the service's unregistration has not begun.
+    bool registered() const noexcept { return state_.load(std::memory_order_acquire) == State::Registered; }
+
+    /// Has `leave` called under this record's lock, so that no change of the properties comes between, unless
+    /// the service is being unregistered already. Returns whether it was. \throws std::logic_error unless
+    /// available
+    template <class Leave>
+    bool beginUnregistration(Leave const& leave);
     void endUnregistration() noexcept { state_.store(State::Unregistered, std::memory_order_release); }
     /// Lets go of the service object, which references to an unregistered service must not keep.
     void dropService();
@@ -112,13 +117,25 @@ private:
 
 int rankingOf(AnyMap const& properties);
 
+template <class Leave>
+bool ServiceRecord::beginUnregistration(Leave const& leave) {
+    std::lock_guard const lock(mutex_);
+    requireAvailable();
+    if (!registered()) {
+        return false;
+    }
+    leave();
+    state_.store(State::Unregistering, std::memory_order_release);
+    return true;
+}
+
 template <class Adopt>
 ServiceRecord::Change ServiceRecord::replaceProperties(ServiceProperties const& properties,
                                                        Adopt const& adopt) {
     Change change;
     change.after = complete(properties);
     std::lock_guard const lock(mutex_);
-    requireRegistered();
+    requireAvailable();
     change.before = properties_;
     change.oldRank = rank();
     change.newRank = {rankingOf(*change.after), id_};

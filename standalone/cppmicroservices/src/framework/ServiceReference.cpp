@@ -87,6 +87,11 @@ bool ServiceReferenceBase::IsConvertibleTo(std::string const& interfaceid) const
            target.record->findInterface(interfaceid) != nullptr;
 }
 
+bool ServiceReferenceBase::IsToStay() const {
+    auto const target = link_.load();
+    return target.record && target.record->registered();
+}
+
 void ServiceReferenceBase::BindTo(std::string const& interfaceId) {
     auto target = link_.load();
     if (!target.record || (target.interfaceId && *target.interfaceId == interfaceId)) {

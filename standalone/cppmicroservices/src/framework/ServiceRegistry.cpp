@@ -69,8 +69,9 @@ void ServiceRegistry::setProperties(ServiceRecord& record, ServiceProperties con
 
 void ServiceRegistry::unregister(ServiceRecord& record) {
     auto const self = record.shared_from_this();
-    record.beginUnregistration();
-    remove(record);
+    if (!record.beginUnregistration([&] { remove(record); })) {
+        return; // a listener that is told of it does so again, or another thread does
+    }
     try {
         listeners_.deliver(ServiceEvent::SERVICE_UNREGISTERING, self);
     } catch (...) {
@@ -82,11 +83,12 @@ void ServiceRegistry::unregister(ServiceRecord& record) {
 
 void ServiceRegistry::withdraw(ServiceRecord& record) {
     try {
-        record.beginUnregistration();
+        if (!record.beginUnregistration([&] { remove(record); })) {
+            return; // another thread is unregistering it
+        }
     } catch (std::logic_error const&) {
-        return; // another thread is unregistering it
+        return; // another thread has unregistered it
     }
-    remove(record);
     end(record);
 }
 
@@ -104,7 +106,7 @@ void ServiceRegistry::unregisterAllOf(BundleRecord const& registrant) {
         try {
             unregister(record);
         } catch (std::exception const&) {
-            // Another thread is unregistering it. If there is no memory to say so, that is another exception.
+            // Another thread has unregistered it. If there is no memory to say so, that is another exception.
         }
     });
 }

@@ -232,10 +232,12 @@ private:
         }
     }
 
-    /// Whether the calling thread is to add the service.
+    /// Whether the calling thread is to add the service. One that is being unregistered is not added: it may
+    /// have been untracked already, and its properties may be changed after that.
     bool beginAdding(Reference const& reference, bool found) {
         std::lock_guard const lock(mutex_);
-        if (closed_ || objects_.count(reference) > 0 || (found && gone_.count(reference) > 0)) {
+        if (closed_ || !reference.IsToStay() || objects_.count(reference) > 0 ||
+            (found && gone_.count(reference) > 0)) {
             return false;
         }
         makeRoomWithLock();
