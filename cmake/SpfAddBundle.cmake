@@ -72,17 +72,23 @@ function(spf_add_bundle target)
     endif()
 endfunction()
 
-# With the installed provider: its own functions generate the initialisation and append the manifest. They read variables
-# of their package, which are known only where it was found: not in a project that has this one as a subdirectory.
+# With the installed provider: its own functions generate the initialisation and embed the manifest, linked where the linker
+# can, for what is appended does not survive stripping. They read variables of their package, which are known only where it
+# was found: not in a project that has this one as a subdirectory.
 function(spf_make_installed_bundle target manifest symbolic_name)
     find_package(CppMicroServices 3.8 QUIET REQUIRED COMPONENTS Framework)
     usFunctionGenerateBundleInit(TARGET ${target} OUT generated)
-    usFunctionGetResourceSource(TARGET ${target} OUT generated)
+    set(mode APPEND)
+    if(US_RESOURCE_LINKING_AVAILABLE)
+        set(mode LINK)
+    endif()
+    usFunctionGetResourceSource(TARGET ${target} OUT generated ${mode})
     target_sources(${target} PRIVATE ${generated})
     set(directory "${CMAKE_CURRENT_BINARY_DIR}/${target}-manifest")
     configure_file("${manifest}" "${directory}/manifest.json" COPYONLY)
-    usFunctionEmbedResources(TARGET ${target} BUNDLE_NAME ${symbolic_name}
+    usFunctionEmbedResources(TARGET ${target} BUNDLE_NAME ${symbolic_name} ${mode}
         WORKING_DIRECTORY "${directory}" FILES manifest.json)
+    target_link_options(${target} PRIVATE LINKER:-z,noexecstack) # the linked manifest does not say that it needs none
 endfunction()
 
 # With the standalone provider: a generated source puts the manifest's bytes into an ELF section of their own, which the

@@ -105,6 +105,12 @@ class InstalledTest(unittest.TestCase):
 
 
 class Layout(InstalledTest):
+    def own_elf_files(self):
+        """Without the Configuration Admin of an installed provider, which is as it came."""
+        for path in elf_files(self.root):
+            if provider() == "standalone" or path.name != "ConfigurationAdmin.so":
+                yield path
+
     def test_every_public_header_is_installed(self):
         for root in ("include", "host", "standalone/host/include", "standalone/bundles/interface"):
             for header in files_below(SOURCE / root):
@@ -137,14 +143,16 @@ class Layout(InstalledTest):
 
     def test_programs_libraries_and_bundles_find_their_libraries_from_where_they_are(self):
         foreign = {str(pathlib.Path(prefix) / "lib") for prefix in cache("CMAKE_PREFIX_PATH").split(";") if prefix}
-        for path in elf_files(self.root):
-            if provider() == "installed" and path.name == "ConfigurationAdmin.so":
-                continue  # the installed provider's own, as it came: who loads it has loaded what it needs
+        for path in self.own_elf_files():  # who loads another's has loaded what it needs
             with self.subTest(path.name):
                 self.assertNotIn("not found", run("ldd", path))
                 for runpath in dynamic_section(path, "RUNPATH"):
                     entries = [entry for entry in runpath.split(":") if entry not in foreign]
                     self.assertTrue(all(entry.startswith("$ORIGIN") for entry in entries), runpath)
+
+    def test_nothing_wants_an_executable_stack(self):
+        for path in self.own_elf_files():
+            self.assertRegex(run("readelf", "-lW", path), r"GNU_STACK .* RW +0x", path.name)
 
     def test_the_library_is_linked_to_no_host(self):
         needed = dynamic_section(self.root / "lib/libagent_spf_frameworksetup.so", "NEEDED")
@@ -156,15 +164,15 @@ class Layout(InstalledTest):
 
 
 class Agent(InstalledTest):
-    def agent(self, *arguments):
+    def agent(self, *arguments, root=None):
         with tempfile.TemporaryDirectory(prefix="run-", dir=scratch) as directory:
-            return run(self.root / "bin/spf-agent", *arguments, cwd=directory)
+            return run((root or self.root) / "bin/spf-agent", *arguments, cwd=directory)
 
     def test_validates_the_examples(self):
         for example in sorted(self.examples.glob("*.json")):
             self.agent("validate", example)
 
-    def test_publishes_a_configuration(self):
+    def publish(self, root):
         configuration = self.scratch / "agent.json"
         configuration.write_text("""{
             "configurationID": "moved",
@@ -172,8 +180,16 @@ class Agent(InstalledTest):
             "servicePublishers": [{"uniqueID": "rpc", "name": "rpcservicepublisher",
                                    "endpointsToBindTo": ["unix:moved.socket"]}]}""")
         runtime = self.scratch / "runtime"
-        runtime.mkdir(mode=0o700)
-        self.agent("run", configuration, "--once", "--progress", "plain", "--runtime-directory", runtime)
+        runtime.mkdir(mode=0o700, exist_ok=True)
+        self.agent("run", configuration, "--once", "--progress", "plain", "--runtime-directory", runtime, root=root)
+
+    def test_publishes_a_configuration(self):
+        self.publish(self.root)
+
+    def test_publishes_a_configuration_when_everything_was_stripped(self):
+        stripped = self.scratch / "stripped"
+        run("cmake", "--install", build, "--strip", "--prefix", stripped)
+        self.publish(stripped)
 
 
 class FindPackage(InstalledTest):
