@@ -72,7 +72,7 @@ class Hangup(ChangeTest):
                 self.assertTrue((self.directory / "second").exists())
         self.check_goes_on(agent)
 
-    def test_a_late_report_that_an_older_version_is_removed_does_not_count(self):
+    def test_late_reports_that_an_older_version_is_removed_do_not_count(self):
         other = {"uniqueID": "other", "name": "rpcservicepublisher"}
         before, after = copy.deepcopy(BEFORE), copy.deepcopy(AFTER)
         for content in before, after:
@@ -80,16 +80,15 @@ class Hangup(ChangeTest):
         self.build_installation(LATE_REPORT)
         agent = self.start_with(
             "run", self.write("c.json", before), "--progress", "json", "--runtime-directory", "runtime",
-            "--root", "root", environment={"SPF_TEST_LATE_REPORT": "p"},
+            "--root", "root", environment={"SPF_TEST_LATE_REPORT": "yes"},
         )
         agent.wait_for(event="ready")
         self.reload(agent, after)
         agent.wait_for(event="ready")
         agent.send(signal.SIGINT)
-        agent.wait_for(event="failure", text="after the late report")
-        unpublished = [entry["publisher"] for entry in agent.seen_of("services") if entry["state"] == "unpublished"]
-        self.assertNotIn("p", unpublished)
-        agent.wait_for(event="services", publisher="p", state="unpublished")
+        agent.wait_for(event="failure", text="after the late reports")
+        removed = [entry["publisher"] for entry in agent.seen_of("services") if entry["state"] == "unpublished"]
+        self.assertLess(len(removed), 2, removed)  # by then only one can be
         agent.wait_for(event="withdrawn")
 
     def test_an_unchanged_file_says_so(self):

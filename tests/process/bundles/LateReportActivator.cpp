@@ -1,8 +1,11 @@
-// A bundle that brings the agent a report from before: as soon as another publisher than the one that the
-// environment names is removed, it reports that the version before of the named one is, and then an error of
-// the present version, by which a test sees that the report has been read.
+// A bundle that brings the agent reports from before: as soon as one publisher is removed it reports that the
+// version before of every publisher is, and then an error of the present version, by which a test sees that
+// the reports have been read. Without the environment's variable it does nothing.
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -19,24 +22,38 @@ using namespace agent::spf::frameworklistener;
 
 class LateReporter : public FrameworkListener {
 public:
-    LateReporter(cppmicroservices::BundleContext context, std::string publisher)
-        : context_(std::move(context))
-        , publisher_(std::move(publisher)) {}
+    explicit LateReporter(cppmicroservices::BundleContext context)
+        : context_(std::move(context)) {}
 
     void handleEvent(std::shared_ptr<Event> event) override {
         if (event->eventType != EventType::FrameworkEvent) {
             return;
         }
         auto const& report = static_cast<FrameworkEvent const&>(*event);
-        if (report.kind == FrameworkEvent::Kind::ConfigurationRemoved && report.name != publisher_) {
-            auto const count = report.modificationCount;
-            deliver(std::make_shared<FrameworkEvent>(report.kind, publisher_, count - 1));
+        if (report.kind == FrameworkEvent::Kind::AllServicesPublished) {
+            std::lock_guard const lock(mutex_);
+            publishers_.insert(report.name);
+        } else {
+            reportRemovals(report.modificationCount - 1);
             deliver(std::make_shared<FrameworkErrorEvent>(
-                std::make_exception_ptr(std::runtime_error("after the late report")), publisher_, count));
+                std::make_exception_ptr(std::runtime_error("after the late reports")), report.name,
+                report.modificationCount));
         }
     }
 
 private:
+    void reportRemovals(std::uint32_t count) {
+        std::set<std::string> publishers;
+        {
+            std::lock_guard const lock(mutex_);
+            publishers.swap(publishers_); // once
+        }
+        for (auto const& publisher : publishers) {
+            deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::ConfigurationRemoved, publisher,
+                                                     count));
+        }
+    }
+
     void deliver(std::shared_ptr<Event> const& event) {
         for (auto const& reference : context_.GetServiceReferences<FrameworkListener>()) {
             if (auto const listener = context_.GetService(reference); listener.get() != this) {
@@ -46,14 +63,15 @@ private:
     }
 
     cppmicroservices::BundleContext context_;
-    std::string const publisher_;
+    std::mutex mutex_;                 // guards publishers_
+    std::set<std::string> publishers_; // that have published
 };
 
 class LateReportActivator : public cppmicroservices::BundleActivator {
 public:
     void Start(cppmicroservices::BundleContext context) override {
-        if (auto const* const publisher = std::getenv("SPF_TEST_LATE_REPORT")) {
-            context.RegisterService<FrameworkListener>(std::make_shared<LateReporter>(context, publisher));
+        if (std::getenv("SPF_TEST_LATE_REPORT") != nullptr) {
+            context.RegisterService<FrameworkListener>(std::make_shared<LateReporter>(context));
         }
     }
     void Stop(cppmicroservices::BundleContext) override {}
