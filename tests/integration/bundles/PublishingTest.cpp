@@ -148,6 +148,26 @@ TEST_F(Publishing, AModificationAddsAndRemovesEndpointsInterfacesAndPublishers) 
     EXPECT_FALSE(std::filesystem::exists(socketPath("a.sock")));
 }
 
+TEST_F(Publishing, AModificationMayGiveToOnePublisherWhatItTakesFromAnother) {
+    auto const tcp = "tcp:127.0.0.1:" + std::to_string(freeTcpPort());
+    auto const path = socketEndpoint("a.sock");
+    auto const publish = [&](int count, std::string const& first, std::string const& second) {
+        installation_.publish(
+            "one", ConfigurationMap(count).publisher("p", {first}).publisher("q", {second}).build());
+    };
+    publish(1, tcp, path);
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished q 1"));
+
+    publish(2, path, tcp);
+
+    EXPECT_TRUE(events_.waitFor("Bound " + path + " p 2"));
+    EXPECT_TRUE(events_.waitFor("Bound " + tcp + " q 2"));
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 2"));
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished q 2"));
+    EXPECT_THAT(events_.values(), Not(Contains(HasSubstr("Error"))));
+}
+
 TEST_F(Publishing, AConfigurationThatComesAgainIsAppliedAfterItsRemovalWasReported) {
     auto const endpoint = socketEndpoint("a.sock");
     auto const configuration = ConfigurationMap(1).publisher("server", {endpoint}).build();

@@ -208,6 +208,58 @@ TEST_F(SocketProviderTest, ClosingAnEndpointRemovesTheSocketAndKeepsItsConnectio
     EXPECT_TRUE(frames_->reports.waitFor("still here"));
 }
 
+TEST_F(SocketProviderTest, AnAddressInUseIsBoundToWhenItIsGivenUpSoon) {
+    Record<int> attempts; // each takes the lock of the directory
+    bundles_test::BeforeFlock const counting([&] {
+        attempts.add(0);
+        return 0;
+    });
+    std::optional<RawListener> other(path());
+
+    auto const bound = provider_.bind(endpoint(), listener_);
+    ASSERT_TRUE(attempts.waitFor(0, 2));
+    other.reset();
+
+    EXPECT_TRUE(listener_->reports.waitFor("bound " + endpoint()));
+}
+
+TEST_F(SocketProviderTest, AnEndpointThatWaitsForAnAddressInUseCanBeClosed) {
+    RawListener const other(path());
+    Record<int> attempts;
+    bundles_test::BeforeFlock const counting([&] {
+        attempts.add(0);
+        return 0;
+    });
+    auto bound = provider_.bind(endpoint(), listener_);
+    ASSERT_TRUE(attempts.waitFor(0));
+
+    bound.reset();
+    provider_.stop();
+
+    EXPECT_THAT(listener_->reports.values(), testing::IsEmpty());
+}
+
+TEST_F(SocketProviderTest, OfAHostThatThisMachineHasOneAddressOfThatIsBoundTo) {
+    bundles_test::HostWithAddresses const host("two.test", {"192.0.2.1", "127.0.0.1"});
+    auto const port = std::to_string(bundles_test::freeTcpPort());
+
+    auto const bound = provider_.bind("tcp:two.test:" + port, listener_);
+
+    EXPECT_TRUE(listener_->reports.waitFor("bound tcp:two.test:" + port));
+}
+
+TEST_F(SocketProviderTest, AHostOfWhichOneAddressIsInUseIsNotBoundToAtAnother) {
+    bundles_test::HostWithAddresses const host("two.test", {"127.0.0.2", "127.0.0.1"});
+    auto const endpoint = "tcp:two.test:" + std::to_string(bundles_test::freeTcpPort());
+    auto const bound = provider_.bind(endpoint, listener_);
+    ASSERT_TRUE(listener_->reports.waitFor("bound " + endpoint));
+
+    auto const second = std::make_shared<EndpointRecorder>();
+    auto const boundAgain = provider_.bind(endpoint, second);
+
+    EXPECT_TRUE(second->reports.waitFor("failed: cannot bind " + endpoint + ": Address already in use"));
+}
+
 TEST_F(SocketProviderTest, APeerThatCannotBeAcceptedIsTriedNowAndThenUntilItCan) {
     auto const bound = bind();
     std::optional<bundles_test::WithoutAccepting> tooManyFiles(std::in_place);

@@ -105,7 +105,7 @@ TEST_F(UnixSocketFile, OfAProcessThatIsAboutToListenIsLeftAlone) {
 
 TEST_F(UnixSocketFile, OfManyStartersAtADeadOneOneIsServed) {
     constexpr std::size_t starters = 4;
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 10; ++round) {
         { RawListener const dead(path()); }
         auto const recorder = std::make_shared<EndpointRecorder>();
         std::array<SocketProvider, starters> providers;

@@ -19,6 +19,12 @@ using boost::system::error_code;
 // many open files.
 constexpr std::chrono::milliseconds acceptPause{100};
 
+// An address in use may be about to be given up: by another publisher, to which the same modification gives
+// another one, or by a process that this one takes the place of. So it is tried again a few times, at growing
+// intervals.
+constexpr std::chrono::milliseconds firstPatience{10};
+constexpr std::chrono::milliseconds lastPatience{160};
+
 std::uint16_t portOf(Acceptor const& acceptor) {
     tcp::endpoint result;
     auto const address = acceptor.local_endpoint();
@@ -50,7 +56,8 @@ SocketListener::SocketListener(std::shared_ptr<WorkerThread> const& worker,
     , handler_(std::move(handler))
     , resolver_(worker)
     , acceptor_(worker->context())
-    , pause_(worker->context()) {}
+    , pause_(worker->context())
+    , patience_(firstPatience) {}
 
 void SocketListener::start() {
     objects_->add(weak_from_this());
@@ -66,7 +73,11 @@ void SocketListener::start() {
 
 void SocketListener::listen(UnixAddress const& address) {
     openAcceptor(acceptor_, AF_UNIX);
-    file_.emplace(acceptor_.native_handle(), address.path);
+    try {
+        file_.emplace(acceptor_.native_handle(), address.path);
+    } catch (AddressInUse const& error) {
+        return waitForAddress(error.what(), [this, address] { listen(address); });
+    }
     reportBound(endpoint_);
 }
 
@@ -85,6 +96,7 @@ void SocketListener::listen(TcpAddress const& address) {
 }
 
 // Listens on the first address that it can: a host's name may stand for some that this machine does not have.
+// One in use is as good as any: at another nobody would find what this one is looked for.
 void SocketListener::listen(std::vector<tcp::endpoint> const& candidates, std::string const& host) {
     std::string reason;
     for (auto const& candidate : candidates) {
@@ -94,10 +106,33 @@ void SocketListener::listen(std::vector<tcp::endpoint> const& candidates, std::s
         } catch (boost::system::system_error const& error) {
             error_code ignored;
             acceptor_.close(ignored);
+            if (error.code() == boost::asio::error::address_in_use) {
+                return waitForAddress(error.code().message(),
+                                      [this, candidates, host] { listen(candidates, host); });
+            }
             reason = reason.empty() ? error.code().message() : reason;
         }
     }
     fail(reason);
+}
+
+void SocketListener::waitForAddress(std::string const& reason, std::function<void()> listenAgain) {
+    if (patience_ > lastPatience) {
+        return fail(reason);
+    }
+    error_code ignored;
+    acceptor_.close(ignored);
+    pause_.expires_after(std::exchange(patience_, 2 * patience_));
+    pause_.async_wait([self = shared_from_this(), listenAgain = std::move(listenAgain)](error_code const&) {
+        if (!self->handler_) {
+            return;
+        }
+        try {
+            listenAgain();
+        } catch (std::exception const& error) {
+            self->fail(error.what());
+        }
+    });
 }
 
 void SocketListener::open(tcp::endpoint const& address) {

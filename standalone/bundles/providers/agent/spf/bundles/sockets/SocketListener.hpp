@@ -2,7 +2,9 @@
 #ifndef AGENT_SPF_BUNDLES_SOCKETS_SOCKET_LISTENER_HPP
 #define AGENT_SPF_BUNDLES_SOCKETS_SOCKET_LISTENER_HPP
 
+#include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -45,6 +47,7 @@ private:
     void listen(TcpAddress const& address);
     void listen(std::vector<Tcp::endpoint> const& candidates, std::string const& host);
     void open(Tcp::endpoint const& address);
+    void waitForAddress(std::string const& reason, std::function<void()> listenAgain);
     void reportBound(std::string const& address);
     void accept();
     void acceptWaiting();
@@ -59,8 +62,9 @@ private:
     HostResolver resolver_;
     Acceptor acceptor_;
     std::optional<UnixSocketFile> file_;
-    boost::asio::steady_timer pause_;
+    boost::asio::steady_timer pause_;    // before it listens again, or accepts again
     std::multiset<std::string> origins_; // one for each open connection
+    std::chrono::milliseconds patience_; // before the next look whether an address in use is free
     bool accepting_ = false;             // or pausing before it accepts again
 };
 

@@ -96,10 +96,10 @@ void removeStaleSocket(std::string const& path) {
         ::unlink(path.c_str());
         return;
     }
-    bool const somebodyListens = error == 0 || error == EAGAIN; // who has a full queue listens, too
-    throw std::runtime_error(errorText(EADDRINUSE) +
-                             (somebodyListens ? " (a running process listens there)"
-                                              : " (cannot tell who uses it: " + errorText(error) + ")"));
+    if (error == 0 || error == EAGAIN) { // who has a full queue listens, too
+        throw AddressInUse(errorText(EADDRINUSE) + " (a running process listens there)");
+    }
+    throw std::runtime_error(errorText(EADDRINUSE) + " (cannot tell who uses it: " + errorText(error) + ")");
 }
 
 int bindSocket(int descriptor, std::string const& path) {

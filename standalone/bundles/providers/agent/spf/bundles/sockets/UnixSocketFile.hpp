@@ -3,18 +3,25 @@
 #ifndef AGENT_SPF_BUNDLES_SOCKETS_UNIX_SOCKET_FILE_HPP
 #define AGENT_SPF_BUNDLES_SOCKETS_UNIX_SOCKET_FILE_HPP
 
+#include <stdexcept>
 #include <string>
 
 #include <sys/types.h>
 
 namespace agent::spf::bundles::sockets {
 
+// Somebody listens at the address now, and may not soon.
+class AddressInUse : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 // Processes that use the same directory take turns at making and removing socket files, by a lock on the
 // directory, so that nobody takes a socket for stale between its owner's bind and listen.
 class UnixSocketFile {
 public:
     // Binds the socket `descriptor` to `path`, mode 0600 from the first instant, and makes it listen. Throws
-    // std::runtime_error with the reason.
+    // AddressInUse or another std::runtime_error with the reason.
     UnixSocketFile(int descriptor, std::string path);
 
     // Removes the file if it is still this socket's, which must listen until then.
