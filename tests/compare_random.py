@@ -12,7 +12,7 @@ import os
 import subprocess
 import sys
 
-AREAS = ["anys", "bundles", "configurations", "filters", "maps", "services"]
+AREAS = ["anys", "bundles", "callbacks", "configurations", "filters", "maps", "services"]
 PROGRAM = os.path.join("tests", "microservices", "random", "spf-random-operations")
 CASES_PER_RUN = 5000  # whose transcripts are held in memory
 

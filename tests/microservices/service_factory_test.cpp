@@ -96,6 +96,33 @@ TEST_F(ServiceFactoryTest, UnregisteringTakesTheObjectsBack) {
     EXPECT_THAT(factory_->calls.take(), IsEmpty());
 }
 
+TEST_F(ServiceFactoryTest, ReferenceIsValidUntilTheObjectsOfItsServiceAreTakenBack) {
+    auto registration = registerFactory();
+    auto const reference = registration.GetReference();
+    auto const held = context().GetService(reference);
+    bool valid = false;
+    factory_->onUnget = [&] {
+        valid = reference && reference.GetBundle() && reference.IsConvertibleTo("factorytest::Service");
+        EXPECT_THROW(registration.GetReference(), std::logic_error);
+        EXPECT_THROW(registration.SetProperties({}), std::logic_error);
+    };
+    registration.Unregister();
+    EXPECT_TRUE(valid);
+    EXPECT_FALSE(reference);
+}
+
+TEST_F(ServiceFactoryTest, BundleUsesTheServiceWhileItsObjectIsMade) {
+    auto const reference = registerFactory().GetReference();
+    factory_->make = [&]() -> InterfaceMapConstPtr {
+        EXPECT_THAT(reference.GetUsingBundles(), ElementsAre(framework_));
+        EXPECT_THAT(framework_.GetServicesInUse(), ElementsAre(reference));
+        return MakeInterfaceMap<Service>(std::make_shared<Service>());
+    };
+    EXPECT_NE(context().GetService(reference), nullptr);
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+    EXPECT_THAT(framework_.GetServicesInUse(), IsEmpty());
+}
+
 TEST_F(ServiceFactoryTest, StopOfTheUserTakesItsObjectBack) {
     auto const reference = registerFactory().GetReference();
     auto bundle = start("manifest_only");

@@ -10,6 +10,7 @@ namespace randomised {
 /// Each runs one case, which follows from `random` alone, and writes its transcript.
 void runAnyCase(Random& random, std::ostream& transcript);
 void runBundleCase(Random& random, std::ostream& transcript);
+void runCallbackCase(Random& random, std::ostream& transcript);
 void runConfigurationCase(Random& random, std::ostream& transcript);
 void runFilterCase(Random& random, std::ostream& transcript);
 void runMapCase(Random& random, std::ostream& transcript);

@@ -25,11 +25,9 @@ struct Area {
 };
 
 constexpr Area areas[] = {
-    {"anys", randomised::runAnyCase},
-    {"bundles", randomised::runBundleCase},
-    {"configurations", randomised::runConfigurationCase},
-    {"filters", randomised::runFilterCase},
-    {"maps", randomised::runMapCase},
+    {"anys", randomised::runAnyCase},           {"bundles", randomised::runBundleCase},
+    {"callbacks", randomised::runCallbackCase}, {"configurations", randomised::runConfigurationCase},
+    {"filters", randomised::runFilterCase},     {"maps", randomised::runMapCase},
     {"services", randomised::runServiceCase},
 };
 

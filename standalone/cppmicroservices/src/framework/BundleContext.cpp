@@ -35,7 +35,7 @@ ListenerTokenId nextListenerId() noexcept {
 
 detail::ServiceLink::Target requireService(ServiceReferenceBase const& reference) {
     auto target = detail::Access::target(reference);
-    if (!target.record || !target.record->available()) {
+    if (!target.record || !target.record->present()) {
         throw std::invalid_argument(
             "Default constructed ServiceReference is not a valid input to GetService()");
     }

@@ -78,18 +78,23 @@ public:
     Change replaceProperties(ServiceProperties const& properties, Adopt const& adopt);
 
     /// Whether the service can be got: from its registration until its unregistration has been announced.
-    bool available() const noexcept { return state_.load(std::memory_order_acquire) != State::Unregistered; }
+    bool available() const noexcept { return state_.load(std::memory_order_acquire) <= State::Unregistering; }
+    /// Whether references to the service are valid: until its unregistration is over.
+    bool present() const noexcept { return state_.load(std::memory_order_acquire) != State::Unregistered; }
     /// \throws std::logic_error unless available
     void requireAvailable() const;
+    /// \throws std::logic_error unless present
+    void requirePresent() const;
 
     /// Whether the service's unregistration has not begun.
     bool registered() const noexcept { return state_.load(std::memory_order_acquire) == State::Registered; }
 
     /// Has `leave` called under this record's lock, so that no change of the properties comes between, unless
     /// the service is being unregistered already. Returns whether it was. \throws std::logic_error unless
-    /// available
+    /// present
     template <class Leave>
     bool beginUnregistration(Leave const& leave);
+    void beginRelease() noexcept { state_.store(State::Releasing, std::memory_order_release); }
     void endUnregistration() noexcept { state_.store(State::Unregistered, std::memory_order_release); }
     /// Lets go of the service object, which references to an unregistered service must not keep.
     void dropService();
@@ -97,7 +102,7 @@ public:
     ServiceUses& uses() noexcept { return uses_; }
 
 private:
-    enum class State { Registered, Unregistering, Unregistered };
+    enum class State { Registered, Unregistering, Releasing, Unregistered };
 
     Properties complete(ServiceProperties const& properties) const;
 
@@ -120,7 +125,7 @@ int rankingOf(AnyMap const& properties);
 template <class Leave>
 bool ServiceRecord::beginUnregistration(Leave const& leave) {
     std::lock_guard const lock(mutex_);
-    requireAvailable();
+    requirePresent();
     if (!registered()) {
         return false;
     }

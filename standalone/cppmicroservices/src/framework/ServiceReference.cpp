@@ -27,7 +27,7 @@ ServiceReferenceBase& ServiceReferenceBase::operator=(std::nullptr_t) {
 
 ServiceReferenceBase::operator bool() const {
     auto const target = link_.load();
-    return target.record && target.record->available();
+    return target.record && target.record->present();
 }
 
 Any ServiceReferenceBase::GetProperty(std::string const& key) const {
@@ -57,7 +57,7 @@ std::vector<std::string> ServiceReferenceBase::GetPropertyKeys() const {
 
 Bundle ServiceReferenceBase::GetBundle() const {
     auto const target = link_.load();
-    if (!target.record || !target.record->available()) {
+    if (!target.record || !target.record->present()) {
         return {};
     }
     auto const core = target.record->core();
@@ -83,8 +83,7 @@ std::string ServiceReferenceBase::GetInterfaceId() const {
 
 bool ServiceReferenceBase::IsConvertibleTo(std::string const& interfaceid) const {
     auto const target = link_.load();
-    return target.record && target.record->available() &&
-           target.record->findInterface(interfaceid) != nullptr;
+    return target.record && target.record->present() && target.record->findInterface(interfaceid) != nullptr;
 }
 
 bool ServiceReferenceBase::IsToStay() const {
@@ -97,7 +96,7 @@ void ServiceReferenceBase::BindTo(std::string const& interfaceId) {
     if (!target.record || (target.interfaceId && *target.interfaceId == interfaceId)) {
         return;
     }
-    target.interfaceId = target.record->available() ? target.record->findInterface(interfaceId) : nullptr;
+    target.interfaceId = target.record->present() ? target.record->findInterface(interfaceId) : nullptr;
     link_.store(target.interfaceId ? std::move(target) : detail::ServiceLink::Target());
 }
 

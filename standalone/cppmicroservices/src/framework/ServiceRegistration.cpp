@@ -21,7 +21,7 @@ detail::ServiceRecord& required(std::shared_ptr<detail::ServiceRecord> const& re
 }
 
 std::shared_ptr<detail::FrameworkCore> requiredCore(detail::ServiceRecord const& record) {
-    record.requireAvailable();
+    record.requirePresent();
     auto core = record.core();
     if (!core) {
         throw std::logic_error("Service is unregistered");

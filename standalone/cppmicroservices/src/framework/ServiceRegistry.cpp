@@ -93,8 +93,9 @@ void ServiceRegistry::withdraw(ServiceRecord& record) {
 }
 
 void ServiceRegistry::end(ServiceRecord& record) noexcept {
-    record.endUnregistration();
+    record.beginRelease();
     record.uses().releaseAll();
+    record.endUnregistration();
     record.dropService();
 }
 

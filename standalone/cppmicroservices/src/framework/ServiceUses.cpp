@@ -128,7 +128,7 @@ std::shared_ptr<ServiceUse> ServiceUses::acquireMade(ContextRecord const& contex
         ++use->holders;
         return use;
     }
-    making_.push_back({user.get(), std::this_thread::get_id()});
+    making_.push_back({user, std::this_thread::get_id()});
     auto const factory = service_.factory();
     lock.unlock();
     auto const object = makeObject(*factory, user);
@@ -218,18 +218,27 @@ std::shared_ptr<ServiceUse> ServiceUses::takeOneOf(BundleRecord const& user) {
 }
 
 bool ServiceUses::usedBy(BundleRecord const& user) const {
+    auto const isOfUser = [&user](auto const& one) { return one.user.get() == &user; };
     std::lock_guard const lock(mutex_);
-    return std::any_of(uses_.begin(), uses_.end(),
-                       [&user](auto const& use) { return use->user.get() == &user; });
+    return std::any_of(making_.begin(), making_.end(), isOfUser) ||
+           std::any_of(uses_.begin(), uses_.end(), [&](auto const& use) { return isOfUser(*use); });
 }
 
 std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
     std::vector<std::shared_ptr<BundleRecord>> users;
+    auto const add = [&users](std::shared_ptr<BundleRecord> const& user) {
+        if (std::find(users.begin(), users.end(), user) == users.end()) {
+            users.push_back(user);
+        }
+    };
     std::lock_guard const lock(mutex_);
     for (auto const& use : uses_) {
-        if (!use->prototype && std::find(users.begin(), users.end(), use->user) == users.end()) {
-            users.push_back(use->user);
+        if (!use->prototype) {
+            add(use->user);
         }
+    }
+    for (auto const& making : making_) {
+        add(making.user);
     }
     return users;
 }
@@ -243,7 +252,7 @@ std::shared_ptr<ServiceUse> ServiceUses::findWithLock(BundleRecord const& user) 
 
 ServiceUses::Making const* ServiceUses::findMakingWithLock(BundleRecord const& user) const {
     auto const found = std::find_if(making_.begin(), making_.end(),
-                                    [&user](Making const& making) { return making.user == &user; });
+                                    [&user](Making const& making) { return making.user.get() == &user; });
     return found == making_.end() ? nullptr : &*found;
 }
 

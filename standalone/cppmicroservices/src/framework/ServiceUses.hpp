@@ -54,15 +54,17 @@ public:
     /// Gives the bundle's objects back to the factory, but for those that it gets meanwhile.
     void releaseAllOf(BundleRecord const& user);
 
+    /// Whether the bundle holds an object, or one is being made for it.
     bool usedBy(BundleRecord const& user) const;
-    /// The bundles that hold an object of their own, each once; those made for a single holder do not count.
+    /// The bundles that hold an object of their own or for which one is being made, each once; those made for
+    /// a single holder do not count.
     std::vector<std::shared_ptr<BundleRecord>> users() const;
 
 private:
     using Uses = std::vector<std::shared_ptr<ServiceUse>>;
     enum class EndOfUse { Released, ServiceUnregistered };
     struct Making {
-        BundleRecord const* user;
+        std::shared_ptr<BundleRecord> user;
         std::thread::id thread;
     };
 
