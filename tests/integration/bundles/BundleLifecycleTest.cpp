@@ -215,6 +215,31 @@ TEST_F(StopOfTheFramework, MayComeWhileItReportsAnErrorAndMakesRoomForANewStart)
     EXPECT_TRUE(events_.waitFor("AllServicesPublished p 2"));
 }
 
+class WithoutAService : public BundlesTest, public WithParamInterface<char const*> {};
+
+// The publisher has nothing to bind, and so nothing else to wait for.
+TEST_P(WithoutAService, NothingIsPublishedUntilThereIsOne) {
+    auto const endpoint = socketEndpoint("nobody.sock");
+    auto const publish = [&](int count) {
+        installation_.publish("one", ConfigurationMap(count).publisher("p", {}, {endpoint}).build());
+    };
+    installation_.bundle(GetParam()).Stop();
+    publish(1);
+    ASSERT_TRUE(statuses_.waitForOneWith("p " + endpoint + " connecting: waits for the "));
+    publish(2); // once its first status is told, all that the first version causes has been
+    ASSERT_TRUE(statuses_.waitUntil([](auto const& all) { return all.size() >= 2; }));
+    EXPECT_THAT(events_.values(), IsEmpty());
+
+    installation_.bundle(GetParam()).Start();
+
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 2"));
+    EXPECT_THAT(events_.values(), ElementsAre("AllServicesPublished p 2"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Bundles, WithoutAService,
+                         Values("agent_spf_socketprovider", "agent_spf_jsonserialiser"),
+                         [](auto const& bundle) { return std::string(bundle.param); });
+
 TEST_F(BundleLifecycle, AStoppedPublisherWithdrawsAndPublishesAgainWhenStarted) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());

@@ -10,6 +10,9 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
@@ -192,6 +195,65 @@ TEST_F(SocketProviderTest, APeerThatDoesNotReadIsClosed) {
     }
 
     EXPECT_TRUE(frames_->reports.waitFor("closed: the peer does not read what is sent to it"));
+}
+
+TEST_F(SocketProviderTest, APeerThatReadsMayBeSentAnyAmount) {
+    auto const bound = bind();
+    RawSocket peer(path());
+    auto const connection = listener_->firstConnection();
+    connection->start(frames_);
+    std::string const large(maximumFrameSize, 'x');
+
+    for (int i = 0; i < 12; ++i) {
+        connection->send(large);
+        ASSERT_EQ(peer.readFrame(), large);
+    }
+
+    EXPECT_THAT(frames_->reports.values(), testing::IsEmpty());
+}
+
+TEST_F(SocketProviderTest, AConnectionThatNobodyHoldsIsClosed) {
+    class Dropping : public EndpointRecorder {
+    public:
+        void opened(std::shared_ptr<Connection> connection) override {
+            connection->start(std::make_shared<Frames>());
+        }
+    };
+    auto const dropping = std::make_shared<Dropping>();
+    auto const bound = provider_.bind(endpoint(), dropping);
+    ASSERT_TRUE(dropping->reports.waitFor("bound " + endpoint()));
+
+    EXPECT_TRUE(RawSocket(path()).isClosedByPeer());
+}
+
+TEST_F(SocketProviderTest, TheSystemWatchesOverTcpConnections) {
+    auto const before = openSockets();
+    auto const bound = provider_.bind("tcp:127.0.0.1:0", listener_);
+    auto const address = listener_->reports.waitForFirstWith("bound ").substr(6);
+    auto const connected = provider_.connect(address, connector_);
+    connector_->firstConnection();
+    listener_->firstConnection();
+    auto const option = [](int descriptor, int level, int name) {
+        int value = 0;
+        socklen_t size = sizeof(value);
+        EXPECT_EQ(::getsockopt(descriptor, level, name, &value, &size), 0);
+        return value;
+    };
+
+    auto connections = 0;
+    for (auto const descriptor : openSockets()) {
+        if (before.count(descriptor) == 0 && option(descriptor, SOL_SOCKET, SO_ACCEPTCONN) == 0) {
+            ++connections;
+            EXPECT_NE(option(descriptor, SOL_SOCKET, SO_KEEPALIVE), 0);
+            EXPECT_NE(option(descriptor, IPPROTO_TCP, TCP_NODELAY), 0);
+            auto const keepAlive =
+                option(descriptor, IPPROTO_TCP, TCP_KEEPIDLE) +
+                option(descriptor, IPPROTO_TCP, TCP_KEEPINTVL) * option(descriptor, IPPROTO_TCP, TCP_KEEPCNT);
+            EXPECT_EQ(keepAlive, 25) << "seconds";
+            EXPECT_EQ(option(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT), 30000) << "milliseconds";
+        }
+    }
+    EXPECT_EQ(connections, 2);
 }
 
 TEST_F(SocketProviderTest, ClosingAnEndpointRemovesTheSocketAndKeepsItsConnections) {
