@@ -3,12 +3,15 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include <cppmicroservices/AnyMap.h>
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
 #include "Unprivileged.hpp"
+#include "agent/spf/bundles/ConfigurationKeys.hpp"
 #include "agent/spf/bundles/EndpointProvider.hpp"
 
 namespace {
@@ -39,6 +42,25 @@ TEST_F(EndpointFailures, AnUnknownSchemeIsAnErrorThatDisturbsNothingElse) {
     ASSERT_TRUE(events_.waitForOneWith("Error bad 1"));
     EXPECT_THAT(events_.values(), Contains(AllOf(HasSubstr("pipe:x"), HasSubstr("unknown scheme \"pipe\""))));
     EXPECT_TRUE(statuses_.waitForOneWith("bad pipe:x failed"));
+}
+
+TEST_F(EndpointFailures, AnEndpointThatIsNoTextIsAnErrorThatNamesIt) {
+    auto configuration = ConfigurationMap().publisher("p", {}).build();
+    namespace keys = agent::spf::bundles::keys;
+    using List = std::vector<cppmicroservices::Any>;
+    auto publishers =
+        cppmicroservices::any_cast<List>(configuration.at(keys::servicePublisherConfigurations));
+    auto entry = cppmicroservices::any_cast<cppmicroservices::AnyMap>(publishers[0]);
+    auto config = cppmicroservices::any_cast<cppmicroservices::AnyMap>(entry.at(keys::config));
+    config[keys::endpointsToBindTo] = List{cppmicroservices::Any(7)};
+    entry[keys::config] = config;
+    configuration[keys::servicePublisherConfigurations] = List{cppmicroservices::Any(entry)};
+
+    installation_.publish("one", configuration);
+
+    EXPECT_TRUE(events_.waitForOneWith("Error p 1"));
+    EXPECT_THAT(events_.values(),
+                ElementsAre(HasSubstr("endpoint 7 in \"endpointsToBindTo\" is not a string")));
 }
 
 TEST_F(EndpointFailures, AnAddressInUseIsAnErrorThatNamesIt) {

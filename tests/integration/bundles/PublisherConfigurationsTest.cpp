@@ -217,6 +217,21 @@ TEST(PublisherEntries, AUniqueIDThatStandsForTwoPublishersIsAnError) {
     EXPECT_THAT(read.errors[0].text, HasSubstr("two publishers"));
 }
 
+TEST(PublisherEntries, WhatIsWrongWithTheWholeIsToldOfEachPublisher) {
+    auto configuration = ConfigurationMap().publisher("p", {}).publisher("q", {}).build();
+    configuration.erase(keys::servicePublisherMappings);
+
+    auto const read = publisherEntries("c", configuration);
+
+    EXPECT_THAT(read.entries, IsEmpty());
+    std::vector<std::string> told;
+    for (auto const& error : read.errors) {
+        told.push_back(error.name);
+        EXPECT_THAT(error.text, HasSubstr(keys::servicePublisherMappings));
+    }
+    EXPECT_THAT(told, ElementsAre("c", "p", "q"));
+}
+
 TEST(PublisherEntries, InstanceNamesAreUnambiguous) {
     EXPECT_NE(publisherInstanceName("a", "b:c"), publisherInstanceName("a:b", "c"));
     EXPECT_NE(publisherInstanceName("", "1::a"), publisherInstanceName("1:", "a"));
