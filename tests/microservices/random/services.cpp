@@ -71,7 +71,7 @@ std::string randomServiceFilter(Random& random) {
                                           "(!(objectclass=randomised::First))",
                                           "(service.ranking>=1)",
                                           "(service.scope=prototype)",
-                                          "(x=1"};
+                                          std::string(malformedServiceFilter)};
     return random.oneOf(filters);
 }
 

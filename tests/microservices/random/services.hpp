@@ -42,6 +42,8 @@ bool mayFail(cppmicroservices::ServiceReferenceU const& reference);
 
 cppmicroservices::ServiceProperties randomServiceProperties(Random& random, std::string const& name);
 
+inline constexpr std::string_view malformedServiceFilter = "(x=1";
+
 /// Of the interfaces and of what randomServiceProperties() gives; possibly empty or malformed.
 std::string randomServiceFilter(Random& random);
 
