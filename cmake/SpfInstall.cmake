@@ -12,6 +12,12 @@ set(SPF_CMAKE_DIRECTORY "${CMAKE_INSTALL_LIBDIR}/cmake/spf-frameworksetup")
 set(SPF_EXAMPLE_DIRECTORY "${CMAKE_INSTALL_DATADIR}/spf-frameworksetup/examples")
 set(SPF_STANDALONE_INCLUDE_DIRECTORY "${CMAKE_INSTALL_INCLUDEDIR}/spf-frameworksetup/standalone-microservices")
 
+foreach(directory IN ITEMS CMAKE_INSTALL_BINDIR CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
+    if(SPF_INSTALL AND IS_ABSOLUTE "${${directory}}")
+        message(FATAL_ERROR "${directory} is ${${directory}}; it must be relative to the installation's prefix")
+    endif()
+endforeach()
+
 # Lets <target>, which is installed in <directory>, find the libraries of the installation.
 function(spf_set_install_rpath target directory)
     file(RELATIVE_PATH libraries "/${directory}" "/${CMAKE_INSTALL_LIBDIR}")

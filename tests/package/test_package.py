@@ -325,6 +325,13 @@ class LibraryAlone(unittest.TestCase):
                   "-DSPF_BUILD_STANDALONE=OFF")
 
 
+class AbsoluteDirectories(unittest.TestCase):
+    def test_are_refused_as_what_lies_in_them_cannot_be_moved(self):
+        self.assertIn("CMAKE_INSTALL_LIBDIR is /usr/lib", configure(
+            SOURCE, scratch / "absolute", prefix_path(), f"-DSPF_MICROSERVICES={provider()}",
+            "-DCMAKE_INSTALL_LIBDIR=/usr/lib", expect_failure=True))
+
+
 class SeveralConfigurations(unittest.TestCase):
     def test_each_has_an_installation_root(self):
         directory = scratch / "several"
