@@ -21,9 +21,17 @@ NodePool::~NodePool() {
     }
 }
 
+// Few for the nodes of a small map, which otherwise take longer to allocate; many for those of a large one,
+// which lie closer together then.
+std::size_t NodePool::slotsAtOnce(std::size_t wanted, std::size_t headerSize) noexcept {
+    constexpr std::size_t ofLargeMap = 1024;
+    auto const most = wanted <= largestInCache ? (largestQuickBlock - headerSize) / sizeof(Slot) : ofLargeMap;
+    return std::clamp(wanted, std::size_t{1}, most);
+}
+
 // As many slots as there are nodes, so that small maps take little memory and large ones few allocations.
 void NodePool::addChunk(std::size_t used) {
-    auto const count = std::clamp(used, std::size_t{1}, largestCount);
+    auto const count = slotsAtOnce(used, sizeof(Chunk));
     void* const memory = ::operator new(sizeof(Chunk) + count * sizeof(Slot));
     chunks_ = ::new (memory) Chunk{chunks_};
     free_ = ::new (static_cast<void*>(chunks_ + 1)) FreeSlots{nullptr, count};
@@ -55,7 +63,7 @@ std::unique_ptr<AnyMapStorage> AnyMapStorage::copy(AnyMapStorage const& other) {
 
 std::unique_ptr<AnyMapStorage> AnyMapStorage::allocate(any_map::map_type kind, std::size_t capacity) {
     static_assert(alignof(AnyMapStorage) % alignof(NodePool::Slot) == 0);
-    Capacity const room{std::clamp(capacity, std::size_t{1}, NodePool::largestCount)};
+    Capacity const room{NodePool::slotsAtOnce(capacity, sizeof(AnyMapStorage))};
     return std::unique_ptr<AnyMapStorage>(new (room) AnyMapStorage(kind, room));
 }
 
@@ -102,10 +110,6 @@ bool AnyMapStorage::eraseHashed(std::string const& key) {
     return true;
 }
 
-bool AnyMapStorage::isSameKey(std::string const& left, std::string const& right) const {
-    return kind_ == any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS ? equalFolded(left, right) : left == right;
-}
-
 AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
     if (index_) {
         auto const position = index_->sorted.lowerBound(key);
@@ -126,23 +130,6 @@ AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
         }
     }
     return {};
-}
-
-// Both hashed kinds hash without regard to case; they differ in which keys are the same.
-std::size_t AnyMapStorage::hashIfIndexed(std::string const& key) const {
-    return index_ ? hashFolded(key) : 0;
-}
-
-AnyMapNode* AnyMapStorage::findHashed(std::string const& key, std::size_t hash) const {
-    if (index_) {
-        return index_->hashed.find(hash,
-                                   [&](AnyMapNode const& node) { return isSameKey(node.entry.first, key); });
-    }
-    AnyMapNode* node = first_;
-    while (node && !isSameKey(node->entry.first, key)) {
-        node = node->next;
-    }
-    return node;
 }
 
 void AnyMapStorage::destroyNode(AnyMapNode* node) noexcept {
@@ -178,24 +165,6 @@ void AnyMapStorage::keepOrdered(Place const& place, AnyMapNode* node) {
         index_->sorted.insert(index_->sorted.lowerBound(node->entry.first), node);
     }
     link(node, place.node);
-}
-
-void AnyMapStorage::keepHashed(std::size_t hash, AnyMapNode* node) {
-    if (index_) {
-        index_->hashed.insert(hash, node);
-    } else if (size_ == largestWithoutIndex) {
-        index_ = makeIndex();
-        index_->hashed.insert(hashFolded(node->entry.first), node);
-    }
-    link(node, nullptr);
-}
-
-void AnyMapStorage::link(AnyMapNode* node, AnyMapNode* successor) noexcept {
-    node->next = successor;
-    node->previous = successor ? successor->previous : last_;
-    (node->previous ? node->previous->next : first_) = node;
-    (successor ? successor->previous : last_) = node;
-    ++size_;
 }
 
 void AnyMapStorage::unlink(AnyMapNode* node) noexcept {

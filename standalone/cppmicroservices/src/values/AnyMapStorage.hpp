@@ -3,8 +3,10 @@
 #define CPPMICROSERVICES_SRC_VALUES_ANYMAPSTORAGE_HPP
 
 #include "HashedIndex.hpp"
+#include "KeyText.hpp"
 #include "SortedIndex.hpp"
 #include "cppmicroservices/AnyMap.h"
+#include "quickBlock.hpp"
 
 #include <array>
 #include <cstddef>
@@ -22,7 +24,9 @@ public:
     struct Slot {
         alignas(AnyMapNode) std::array<std::byte, sizeof(AnyMapNode)> memory;
     };
-    static constexpr std::size_t largestCount = 1024; // slots that are allocated at once
+
+    /// How many slots are allocated at once, beside an object of `headerSize` bytes, for `wanted` nodes.
+    static std::size_t slotsAtOnce(std::size_t wanted, std::size_t headerSize) noexcept;
 
     NodePool(void* slots, std::size_t count) noexcept
         : free_(::new (slots) FreeSlots{nullptr, count}) {}
@@ -61,6 +65,9 @@ private:
     Chunk* chunks_ = nullptr;
 };
 
+/// Up to this many entries, a processor's cache holds all nodes, so that it does not matter where they lie.
+inline constexpr std::size_t largestInCache = 1000;
+
 /// Nodes never move, so that references to entries stay valid. A map of a few entries has no index: walking
 /// along them is faster, and spares it all memory but this object.
 class AnyMapStorage {
@@ -69,10 +76,6 @@ public:
 
     /// Up to this many entries, an index is slower than comparing keys one after the other.
     static constexpr std::size_t largestWithoutIndex = 8;
-
-    /// Up to this many entries, a processor's cache holds all nodes, so that it does not matter where they
-    /// lie.
-    static constexpr std::size_t largestInCache = 1000;
 
     /// Room for `capacity` entries, or for as many of them as are allocated at once, lies in the same block
     /// of memory as the object.
@@ -186,6 +189,45 @@ private:
     std::unique_ptr<Index> index_; // null: there are so few entries that walking along them is faster
     NodePool pool_;
 };
+
+inline bool AnyMapStorage::isSameKey(std::string const& left, std::string const& right) const {
+    return kind_ == any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS ? equalFolded(left, right) : left == right;
+}
+
+// Both hashed kinds hash without regard to case; they differ in which keys are the same.
+inline std::size_t AnyMapStorage::hashIfIndexed(std::string const& key) const {
+    return index_ ? hashFolded(key) : 0;
+}
+
+inline AnyMapNode* AnyMapStorage::findHashed(std::string const& key, std::size_t hash) const {
+    if (index_) {
+        return index_->hashed.find(hash,
+                                   [&](AnyMapNode const& node) { return isSameKey(node.entry.first, key); });
+    }
+    AnyMapNode* node = first_;
+    while (node && !isSameKey(node->entry.first, key)) {
+        node = node->next;
+    }
+    return node;
+}
+
+inline void AnyMapStorage::keepHashed(std::size_t hash, AnyMapNode* node) {
+    if (index_) {
+        index_->hashed.insert(hash, node);
+    } else if (size_ == largestWithoutIndex) {
+        index_ = makeIndex();
+        index_->hashed.insert(hashFolded(node->entry.first), node);
+    }
+    link(node, nullptr);
+}
+
+inline void AnyMapStorage::link(AnyMapNode* node, AnyMapNode* successor) noexcept {
+    node->next = successor;
+    node->previous = successor ? successor->previous : last_;
+    (node->previous ? node->previous->next : first_) = node;
+    (successor ? successor->previous : last_) = node;
+    ++size_;
+}
 
 template <typename Visitor>
 void AnyMapStorage::visit(Visitor const& visitor) const {

@@ -20,54 +20,49 @@ void HashedIndex::reserve(std::size_t count) {
     while (size < count) {
         size *= 2;
     }
-    links_.reserve(size);
-    heads_ = std::vector<Number>(size, none);
-    for (std::size_t number = 0; number < links_.size(); ++number) {
-        prepend(static_cast<Number>(number));
-    }
+    growTo(size);
 }
 
-void HashedIndex::insert(std::size_t hash, AnyMapNode* node) {
-    if (unused_ != none) {
-        Number const number = unused_;
-        unused_ = links_[number].next;
-        links_[number] = {shortened(hash), none, node};
-        prepend(number);
-        return;
-    }
-    if (links_.size() == none) {
+void HashedIndex::grow() {
+    growTo(heads_.empty() ? smallestTable : growth * heads_.size());
+}
+
+void HashedIndex::growTo(std::size_t size) {
+    if (size > none) {
         throw std::length_error("a map has too many entries");
     }
-    if (links_.size() == heads_.size()) {
-        reserve(growth * links_.size());
+    std::vector<Number> heads(size, none);
+    links_.resize(size);
+    nodes_.resize(size);
+    auto const used = static_cast<Number>(std::exchange(heads_, std::move(heads)).size());
+    for (Number number = 0; number < used; ++number) {
+        prepend(number);
     }
-    Number& head = heads_[headOf(hash)];
-    links_.emplace_back(shortened(hash), head, node);
-    head = static_cast<Number>(links_.size() - 1);
+    unused_ = used;
+    for (Number number = used; number + 1 < size; ++number) {
+        links_[number].next = number + 1;
+    }
 }
 
 void HashedIndex::erase(std::size_t hash, AnyMapNode const* node) noexcept {
     Number* place = &heads_[headOf(hash)];
-    while (links_[*place].node != node) {
+    while (nodes_[*place] != node) {
         place = &links_[*place].next;
     }
     Number const number = *place;
     *place = links_[number].next;
-    links_[number] = {0, std::exchange(unused_, number), nullptr};
+    links_[number] = {0, std::exchange(unused_, number)};
+    nodes_[number] = nullptr;
     isInOrder_ = false;
 }
 
 HashedIndex HashedIndex::copyFor(AnyMapNode* first) const {
     HashedIndex copy(*this);
-    AnyMapNode* node = first;
-    for (auto& link : copy.links_) {
-        link.node = std::exchange(node, node->next);
+    auto replaced = copy.nodes_.begin();
+    for (AnyMapNode* node = first; node; node = node->next) {
+        *replaced++ = node;
     }
     return copy;
-}
-
-void HashedIndex::prepend(Number number) noexcept {
-    links_[number].next = std::exchange(heads_[headOf(links_[number].hash)], number);
 }
 
 } // namespace cppmicroservices::detail

@@ -7,28 +7,26 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace cppmicroservices::detail {
 
-/// Nodes are numbered as they come, and what is known of them lies in the order of their numbers. So a table
-/// grows, and is copied for a map with the same entries, without a look at any key.
+/// Nodes are numbered as they come, and they and what is known of them lie in the order of their numbers. So
+/// a table grows, and is copied for a map with the same entries, without a look at any key.
 class HashedIndex {
 public:
-    /// Makes room for that many nodes, of which there are fewer. If there is no memory for it, nothing is
+    /// Makes room for that many nodes, of which there are none. If there is no memory for it, nothing is
     /// changed.
     void reserve(std::size_t count);
 
-    /// The node with this hash that `isMeant`, null if there is none.
+    /// The node with this hash that `isMeant`, null if there is none. Requires that there is room for one.
     template <typename Predicate>
     AnyMapNode* find(std::size_t hash, Predicate const& isMeant) const {
-        if (heads_.empty()) {
-            return nullptr;
-        }
         for (Number number = heads_[headOf(hash)]; number != none; number = links_[number].next) {
             auto const& link = links_[number];
-            if (link.hash == shortened(hash) && isMeant(*link.node)) {
-                return link.node;
+            if (link.hash == shortened(hash) && isMeant(*nodes_[number])) {
+                return nodes_[number];
             }
         }
         return nullptr;
@@ -36,7 +34,16 @@ public:
 
     /// If there is no memory for it, nothing is changed.
     /// \throws std::length_error if there are too many nodes to be numbered
-    void insert(std::size_t hash, AnyMapNode* node);
+    void insert(std::size_t hash, AnyMapNode* node) {
+        if (unused_ == none) {
+            grow();
+        }
+        Number const number = unused_;
+        unused_ = links_[number].next;
+        links_[number].hash = shortened(hash);
+        nodes_[number] = node;
+        prepend(number);
+    }
 
     /// Requires that the node is here.
     void erase(std::size_t hash, AnyMapNode const* node) noexcept;
@@ -52,23 +59,26 @@ private:
     static constexpr Number none = UINT32_MAX;
 
     struct Link {
-        Link(std::uint32_t shortHash, Number following, AnyMapNode* linked) noexcept
-            : hash(shortHash)
-            , next(following)
-            , node(linked) {}
-
-        std::uint32_t hash;
-        Number next; // with a hash that leads to the same head, or unused; none: the last one
-        AnyMapNode* node;
+        std::uint32_t hash = 0;
+        Number next = none; // with a hash that leads to the same head, or unused; none: the last one
     };
 
     static std::uint32_t shortened(std::size_t hash) noexcept { return static_cast<std::uint32_t>(hash); }
     std::size_t headOf(std::uint64_t hash) const noexcept { return shortened(hash) & (heads_.size() - 1); }
-    void prepend(Number number) noexcept;
+    void grow();
 
-    std::vector<Number> heads_; // where the chains begin; a power of two
-    std::vector<Link> links_;
-    Number unused_ = none; // the first one whose node was erased
+    /// Makes a full table larger.
+    void growTo(std::size_t size);
+
+    void prepend(Number number) noexcept {
+        Number& head = heads_[headOf(links_[number].hash)];
+        links_[number].next = std::exchange(head, number);
+    }
+
+    std::vector<Number> heads_;      // where the chains begin; a power of two
+    std::vector<Link> links_;        // as many
+    std::vector<AnyMapNode*> nodes_; // as many; null where the link is unused
+    Number unused_ = none;           // the first link that is
     bool isInOrder_ = true;
 };
 

@@ -44,12 +44,16 @@ inline std::uint64_t loadShort(char const* text, std::size_t length) noexcept {
     return byteAt(0) | byteAt(length / 2) << 8 | byteAt(length - 1) << 16;
 }
 
-/// All bits of the hash depend on all bytes, so that its low bits can choose a place in a table.
+/// The same for texts that are equal but for case. All bits of the hash depend on all bytes, so that its low
+/// bits can choose a place in a table.
 inline std::size_t hashFolded(std::string_view key) noexcept {
     constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15U;
+    // In which the cases of a letter differ. What else it makes equal, such as '_' and the delete character,
+    // hardly stands in the same place of two keys.
+    constexpr std::uint64_t caseBits = 0x2020202020202020U;
     // A product's low bits depend on low bits only; the rotation brings the others down.
     auto const mix = [](std::uint64_t hash, std::uint64_t word) {
-        return ((hash << 26 | hash >> 38) ^ foldCase(word)) * multiplier;
+        return ((hash << 26 | hash >> 38) ^ (word | caseBits)) * multiplier;
     };
     std::uint64_t hash = key.size();
     if (key.size() < wordSize) {

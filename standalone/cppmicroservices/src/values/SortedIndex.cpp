@@ -2,6 +2,7 @@
 #include "SortedIndex.hpp"
 
 #include "KeyText.hpp"
+#include "quickBlock.hpp"
 
 #include <algorithm>
 #include <string_view>
@@ -11,7 +12,7 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-constexpr std::size_t blockCapacity = 128;
+constexpr std::size_t blockCapacity = largestQuickBlock / sizeof(AnyMapNode*);
 
 std::ptrdiff_t offset(std::size_t index) {
     return static_cast<std::ptrdiff_t>(index);
@@ -37,9 +38,15 @@ std::size_t countCommonBytes(std::string const& left, std::string const& right) 
 
 } // namespace
 
+SortedNodes::SortedNodes(std::size_t capacity) {
+    prefixes_.reserve(capacity);
+    nodes_.reserve(capacity);
+}
+
 SortedNodes::SortedNodes(SortedNodes const& others, std::size_t first, std::size_t capacity)
     : SortedNodes(capacity) {
-    slots_.assign(others.slots_.begin() + offset(first), others.slots_.end());
+    prefixes_.assign(others.prefixes_.begin() + offset(first), others.prefixes_.end());
+    nodes_.assign(others.nodes_.begin() + offset(first), others.nodes_.end());
     commonBytes_ = others.commonBytes_;
     skipCommonBytes();
 }
@@ -48,52 +55,59 @@ SortedNodes::SortedNodes(SortedNodes const& others, std::size_t first, std::size
 // needs that node anyway.
 std::size_t SortedNodes::lowerBound(std::string const& key) const noexcept {
     auto const prefix = prefixOf(key);
-    auto const place = std::partition_point(slots_.begin(), slots_.end(), [&](Slot const& slot) {
-        return slot.prefix != prefix ? slot.prefix < prefix : keyOf(slot.node) < key;
-    });
+    auto const isLess = [&](std::uint64_t const& other) {
+        auto const slot = static_cast<std::size_t>(&other - prefixes_.data());
+        return other != prefix ? other < prefix : keyOf(nodes_[slot]) < key;
+    };
+    auto const place = static_cast<std::size_t>(
+        std::partition_point(prefixes_.begin(), prefixes_.end(), isLess) - prefixes_.begin());
     if (commonBytes_ != 0) {
-        std::string_view const near(keyOf(place != slots_.end() ? place->node : back()));
+        std::string_view const near(keyOf(place < size() ? nodes_[place] : back()));
         auto const order =
             std::string_view(key).substr(0, commonBytes_).compare(near.substr(0, commonBytes_));
         if (order != 0) {
             return order < 0 ? 0 : size();
         }
     }
-    return static_cast<std::size_t>(place - slots_.begin());
+    return place;
 }
 
 void SortedNodes::makeRoom() {
-    growIfFull(slots_);
+    growIfFull(prefixes_);
+    growIfFull(nodes_);
 }
 
 void SortedNodes::insert(std::size_t slot, AnyMapNode* node) {
-    slots_.emplace_back();
-    std::copy_backward(slots_.begin() + offset(slot), slots_.end() - 1, slots_.end());
-    slots_[slot] = {prefixOf(keyOf(node)), node};
+    makeRoom();
+    prefixes_.insert(prefixes_.begin() + offset(slot), prefixOf(keyOf(node)));
+    nodes_.insert(nodes_.begin() + offset(slot), node);
     skipCommonBytesWith(slot);
 }
 
 void SortedNodes::replace(std::size_t slot, AnyMapNode* node) noexcept {
-    slots_[slot] = {prefixOf(keyOf(node)), node};
+    prefixes_[slot] = prefixOf(keyOf(node));
+    nodes_[slot] = node;
     skipCommonBytesWith(slot);
 }
 
 void SortedNodes::erase(std::size_t slot) noexcept {
-    slots_.erase(slots_.begin() + offset(slot));
-    if (slots_.empty()) {
+    prefixes_.erase(prefixes_.begin() + offset(slot));
+    nodes_.erase(nodes_.begin() + offset(slot));
+    if (nodes_.empty()) {
         commonBytes_ = 0;
     }
 }
 
 void SortedNodes::truncate(std::size_t size) noexcept {
-    slots_.erase(slots_.begin() + offset(size), slots_.end());
+    prefixes_.erase(prefixes_.begin() + offset(size), prefixes_.end());
+    nodes_.erase(nodes_.begin() + offset(size), nodes_.end());
     skipCommonBytes();
 }
 
 AnyMapNode* SortedNodes::replaceAll(AnyMapNode* first) noexcept {
     AnyMapNode* node = first;
-    for (auto& slot : slots_) {
-        slot.node = std::exchange(node, node->next);
+    for (auto& replaced : nodes_) {
+        replaced = std::exchange(node, node->next);
     }
     return node;
 }
@@ -104,11 +118,11 @@ std::uint64_t SortedNodes::prefixOf(std::string const& key) const noexcept {
 
 // Keys in order have in common what the first and the last one have.
 void SortedNodes::skipCommonBytes() noexcept {
-    auto const common = countCommonBytes(keyOf(slots_.front().node), keyOf(back()));
+    auto const common = countCommonBytes(keyOf(nodes_.front()), keyOf(back()));
     if (common != commonBytes_) {
         commonBytes_ = common;
-        for (auto& slot : slots_) {
-            slot.prefix = prefixOf(keyOf(slot.node));
+        for (std::size_t slot = 0; slot < size(); ++slot) {
+            prefixes_[slot] = prefixOf(keyOf(nodes_[slot]));
         }
     }
 }

@@ -16,14 +16,14 @@ namespace cppmicroservices::detail {
 /// search looks at few of the nodes.
 class SortedNodes {
 public:
-    explicit SortedNodes(std::size_t capacity = 0) { slots_.reserve(capacity); }
+    explicit SortedNodes(std::size_t capacity = 0);
 
     /// The nodes of `others` from `first` on.
     SortedNodes(SortedNodes const& others, std::size_t first, std::size_t capacity);
 
-    std::size_t size() const noexcept { return slots_.size(); }
-    AnyMapNode* operator[](std::size_t slot) const noexcept { return slots_[slot].node; }
-    AnyMapNode* back() const noexcept { return slots_.back().node; }
+    std::size_t size() const noexcept { return nodes_.size(); }
+    AnyMapNode* operator[](std::size_t slot) const noexcept { return nodes_[slot]; }
+    AnyMapNode* back() const noexcept { return nodes_.back(); }
 
     /// The first node whose key is not less than `key`; size() if there is none.
     std::size_t lowerBound(std::string const& key) const noexcept;
@@ -50,13 +50,13 @@ public:
         constexpr std::size_t nodeDistance = 2 * keyDistance;
         for (std::size_t slot = 0; slot < size(); ++slot) {
             if (slot + nodeDistance < size()) {
-                fetch(slots_[slot + nodeDistance].node, sizeof(AnyMapNode));
+                fetch(nodes_[slot + nodeDistance], sizeof(AnyMapNode));
             }
             if (slot + keyDistance < size()) {
-                auto const& key = slots_[slot + keyDistance].node->entry.first;
+                auto const& key = nodes_[slot + keyDistance]->entry.first;
                 fetch(key.data(), key.size() + 1);
             }
-            visitor(slots_[slot].node);
+            visitor(nodes_[slot]);
         }
     }
 
@@ -65,11 +65,6 @@ public:
     AnyMapNode* replaceAll(AnyMapNode* first) noexcept;
 
 private:
-    struct Slot {
-        std::uint64_t prefix;
-        AnyMapNode* node;
-    };
-
     static void fetch(void const* memory, std::size_t size) noexcept {
         __builtin_prefetch(memory);
         __builtin_prefetch(static_cast<std::byte const*>(memory) + size - 1);
@@ -79,7 +74,8 @@ private:
     void skipCommonBytes() noexcept;
     void skipCommonBytesWith(std::size_t slot) noexcept;
 
-    std::vector<Slot> slots_;
+    std::vector<std::uint64_t> prefixes_; // of the keys of `nodes_`
+    std::vector<AnyMapNode*> nodes_;
     std::size_t commonBytes_ = 0; // at the beginning of all keys
 };
 
