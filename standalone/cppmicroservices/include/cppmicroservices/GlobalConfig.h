@@ -37,6 +37,16 @@
 #define US_DEPRECATED __attribute__((deprecated))
 #define US_UNUSED(x) (void)(x)
 
+// Switch a warning off and on again; `wn` is its number or its name without "-W". One compiler's macros say
+// nothing to the other.
+#define US_MSVC_PUSH_DISABLE_WARNING(wn)
+#define US_MSVC_DISABLE_WARNING(wn)
+#define US_MSVC_POP_WARNING
+#define us_gcc_pragma_expand(x) _Pragma(#x)
+#define US_GCC_PUSH_DISABLE_WARNING(wn)                                                                      \
+    _Pragma("GCC diagnostic push") us_gcc_pragma_expand(GCC diagnostic ignored "-W" #wn)
+#define US_GCC_POP_WARNING _Pragma("GCC diagnostic pop")
+
 // Opens and closes a specialisation of std::hash; the function body stands between the two and uses `arg`.
 #define US_HASH_FUNCTION_BEGIN(type)                                                                         \
     namespace std {                                                                                          \
