@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -149,6 +150,29 @@ TEST(AnyMap, TakesOverStandardMapsByMove) {
     EXPECT_EQ(cppmicroservices::ref_any_cast<std::vector<int>>(map.at("a")).data(), data);
     EXPECT_EQ(AnyMap(AnyMap::unordered_any_map{{"a", 1}}).size(), 1u);
     EXPECT_EQ(AnyMap(AnyMap::unordered_any_cimap{{"a", 1}}).size(), 1u);
+}
+
+template <typename Map>
+void expectAllEntriesOfALargeMap() {
+    constexpr int count = 5000;
+    Map standard;
+    for (int i = 0; i < count; ++i) {
+        standard["key." + std::to_string(i)] = i;
+    }
+    AnyMap const copied(standard);
+    AnyMap const moved(std::move(standard));
+    EXPECT_TRUE(copied == moved);
+    ASSERT_EQ(copied.size(), static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        ASSERT_EQ(any_cast<int>(copied.at("key." + std::to_string(i))), i);
+    }
+    EXPECT_EQ(copied.count("key." + std::to_string(count)), 0u);
+}
+
+TEST(AnyMap, FindsEveryEntryOfALargeStandardMap) {
+    expectAllEntriesOfALargeMap<AnyMap::ordered_any_map>();
+    expectAllEntriesOfALargeMap<AnyMap::unordered_any_map>();
+    expectAllEntriesOfALargeMap<AnyMap::unordered_any_cimap>();
 }
 
 TEST(AnyMap, RefusesAnUnknownKind) {
