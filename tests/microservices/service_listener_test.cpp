@@ -6,6 +6,9 @@
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 using namespace cppmicroservices;
 using testing::Contains;
@@ -90,6 +93,51 @@ TEST_F(ServiceListenerTest, ListenerThatAnotherRemovesDuringADeliveryHearsNothin
     });
     auto const registration = context().RegisterService<First>(std::make_shared<First>());
     EXPECT_EQ(told, 1);
+}
+
+// With many listeners the installed provider keeps to no order.
+TEST_F(ServiceListenerTest, AFewAreToldLatestFirstAndThoseForAnInterfaceBeforeTheOthers) {
+    std::string order;
+    std::vector<ListenerToken> tokens;
+    auto const listen = [&](char name, std::string const& filter) {
+        tokens.push_back(
+            context().AddServiceListener([&order, name](ServiceEvent const&) { order += name; }, filter));
+    };
+    std::string const interface = "(objectclass=listenertest::First)";
+    listen('a', "");
+    listen('b', interface);
+    listen('c', "(&" + interface + "(x=1))");
+    listen('d', "(x=1)");
+    listen('e', interface);
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    EXPECT_EQ(std::exchange(order, ""), "ebdca");
+    registration.SetProperties({{"x", 1}});
+    EXPECT_EQ(std::exchange(order, ""), "ebdca");
+    registration.Unregister();
+    EXPECT_EQ(order, "ebdca");
+    for (auto& token : tokens) {
+        context().RemoveListener(std::move(token));
+    }
+}
+
+TEST_F(ServiceListenerTest, AFewListenersToBundlesAndTheFrameworkAreToldLatestFirst) {
+    std::string order;
+    std::vector<ListenerToken> tokens;
+    for (char const name : {'a', 'b', 'c'}) {
+        tokens.push_back(context().AddBundleListener([&order, name](BundleEvent const&) {
+            order += name;
+            throw std::runtime_error("for the framework's listeners");
+        }));
+    }
+    for (char const name : {'x', 'y', 'z'}) {
+        tokens.push_back(
+            context().AddFrameworkListener([&order, name](FrameworkEvent const&) { order += name; }));
+    }
+    install("manifest_only");
+    EXPECT_EQ(order, "czyxbzyxazyx");
+    for (auto& token : tokens) {
+        context().RemoveListener(std::move(token));
+    }
 }
 
 TEST_F(ServiceListenerTest, StoppingBundleDoesNotHearOfTheEndOfItsServices) {

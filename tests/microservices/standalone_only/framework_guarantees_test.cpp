@@ -186,9 +186,10 @@ TEST_F(FrameworkGuarantees, ServiceThatIsUnregisteredWhileItIsAddedIsNotTracked)
 
 // The installed one tracks it until the tracker is closed.
 TEST_F(FrameworkGuarantees, ServiceThatIsModifiedWhileItIsUnregisteredIsNotTrackedAgain) {
-    // A listener like that of a tracker, which is told after it and before the other one.
+    // A listener like that of a tracker, which is told after the tracker that is opened later.
+    ServiceTracker<int> after(context());
+    after.Open();
     ServiceTracker<int> before(context());
-    before.Open();
     ServiceRegistration<int> registration;
     context().AddServiceListener(
         [&](ServiceEvent const& event) {
@@ -198,8 +199,7 @@ TEST_F(FrameworkGuarantees, ServiceThatIsModifiedWhileItIsUnregisteredIsNotTrack
             }
         },
         "(objectclass=int)");
-    ServiceTracker<int> after(context());
-    after.Open();
+    before.Open();
     registration = context().RegisterService<int>(std::make_shared<int>());
     EXPECT_EQ(before.Size(), 1);
     EXPECT_EQ(after.Size(), 1);

@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -16,7 +15,7 @@
 
 namespace cppmicroservices::detail {
 
-/// Thread safe. Listeners are called with no lock held. To remove them takes no memory.
+/// Thread safe. Listeners are called with no lock held, the latest first. To remove them takes no memory.
 template <class Event>
 class EventListeners {
 public:
@@ -73,7 +72,7 @@ private:
         Listener listener;
         std::atomic<bool> removed{false};
     };
-    using Entries = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>>;
+    using Entries = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>, std::greater<>>;
 
     std::shared_ptr<typename Entries::Values const> snapshot() {
         std::lock_guard const lock(mutex_);
@@ -83,7 +82,7 @@ private:
     template <class Predicate>
     void removeIf(Predicate const& predicate) {
         // Declared before the lock, so that what a listener captured is destroyed without it.
-        std::map<ListenerTokenId, std::shared_ptr<Entry>> removed;
+        typename Entries::Map removed;
         std::lock_guard const lock(mutex_);
         removed = entries_.extractIf([&](auto const& entry) { return predicate(*entry); });
         for (auto const& [id, entry] : removed) {

@@ -8,6 +8,7 @@
 #include "InterfaceHint.hpp"
 #include "cppmicroservices/FrameworkEvent.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -16,24 +17,27 @@ namespace cppmicroservices::detail {
 void ServiceListeners::add(ListenerTokenId id, std::shared_ptr<ContextRecord> const& context,
                            ServiceListener listener, std::string const& filter) {
     auto const entry = std::make_shared<Entry>();
+    entry->turn = {true, id};
     entry->context = context;
     entry->listener = std::move(listener);
     if (!filter.empty()) {
         LDAPFilter expression(filter);
         auto hint = interfaceHint(filter);
         entry->interfaceId = std::move(hint.interfaceId);
-        if (!hint.complete) {
+        if (hint.complete) {
+            entry->turn.asksForMore = false;
+        } else {
             entry->filter = std::move(expression);
         }
     }
     std::lock_guard const lock(mutex_);
     context->requireValid();
     auto& listeners = entry->interfaceId.empty() ? general_ : byInterface_[entry->interfaceId];
-    listeners.insert(id, entry);
+    listeners.insert(entry->turn, entry);
     try {
         entries_.emplace(id, entry);
     } catch (...) {
-        listeners.erase(id);
+        listeners.erase(entry->turn);
         throw;
     }
 }
@@ -45,7 +49,7 @@ void ServiceListeners::remove(ListenerTokenId id, ContextRecord const& context) 
     std::lock_guard const lock(mutex_);
     auto const found = entries_.find(id);
     if (found != entries_.end() && found->second->context.get() == &context) {
-        disconnectWithLock(id, *found->second);
+        disconnectWithLock(*found->second);
         removed = entries_.extract(found);
     }
 }
@@ -60,24 +64,47 @@ void ServiceListeners::removeAllOf(ContextRecord const& context,
     std::lock_guard const lock(mutex_);
     for (auto next = entries_.begin(); next != entries_.end();) {
         auto const current = next++;
-        auto& [id, entry] = *current;
+        auto& entry = current->second;
         if (entry->context.get() == &context && isMeant(entry->listener)) {
-            disconnectWithLock(id, *entry);
+            disconnectWithLock(*entry);
             removed.insert(removed.end(), entries_.extract(current));
         }
     }
 }
 
-void ServiceListeners::disconnectWithLock(ListenerTokenId id, Entry& entry) {
+void ServiceListeners::disconnectWithLock(Entry& entry) {
     entry.removed.store(true, std::memory_order_release);
     if (entry.interfaceId.empty()) {
-        general_.erase(id);
+        general_.erase(entry.turn);
         return;
     }
     auto const bucket = byInterface_.find(entry.interfaceId);
-    bucket->second.erase(id);
+    bucket->second.erase(entry.turn);
     if (bucket->second.empty()) {
         byInterface_.erase(bucket);
+    }
+}
+
+// Each of the few lists is in order.
+template <class Visitor>
+void ServiceListeners::visit(std::vector<Entries> const& listeners, Visitor const& visitor) {
+    struct Walk {
+        Bucket::Values::const_iterator next;
+        Bucket::Values::const_iterator end;
+    };
+    std::vector<Walk> walks;
+    walks.reserve(listeners.size());
+    for (auto const& entries : listeners) {
+        walks.push_back({entries->begin(), entries->end()}); // none is empty
+    }
+    while (!walks.empty()) {
+        auto const first = std::min_element(walks.begin(), walks.end(), [](Walk const& a, Walk const& b) {
+            return (*a.next)->turn < (*b.next)->turn;
+        });
+        visitor(**first->next);
+        if (++first->next == first->end) {
+            walks.erase(first);
+        }
     }
 }
 
@@ -114,11 +141,9 @@ void ServiceListeners::deliver(ServiceEvent::Type type, std::shared_ptr<ServiceR
     }
     ServiceEvent const event(type, Access::reference(record));
     auto const properties = record->properties();
-    for (auto const& entries : listeners) {
-        for (auto const& entry : *entries) {
-            call(*entry, [&] { return entry->matches(*properties) ? &event : nullptr; });
-        }
-    }
+    visit(listeners, [&](Entry const& entry) {
+        call(entry, [&] { return entry.matches(*properties) ? &event : nullptr; });
+    });
 }
 
 void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& record,
@@ -130,16 +155,14 @@ void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& rec
     auto const reference = Access::reference(record);
     ServiceEvent const modified(ServiceEvent::SERVICE_MODIFIED, reference);
     ServiceEvent const endMatch(ServiceEvent::SERVICE_MODIFIED_ENDMATCH, reference);
-    for (auto const& entries : listeners) {
-        for (auto const& entry : *entries) {
-            call(*entry, [&]() -> ServiceEvent const* {
-                if (entry->matches(*change.after)) {
-                    return &modified;
-                }
-                return entry->matches(*change.before) ? &endMatch : nullptr;
-            });
-        }
-    }
+    visit(listeners, [&](Entry const& entry) {
+        call(entry, [&]() -> ServiceEvent const* {
+            if (entry.matches(*change.after)) {
+                return &modified;
+            }
+            return entry.matches(*change.before) ? &endMatch : nullptr;
+        });
+    });
 }
 
 std::vector<ServiceListeners::Entries> ServiceListeners::listenersFor(ServiceRecord const& record) {

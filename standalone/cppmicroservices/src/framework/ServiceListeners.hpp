@@ -25,6 +25,10 @@ class ContextRecord;
 
 /// Thread safe. Listeners that ask for one interface are told only of services with it, without a look at the
 /// others. To remove listeners takes no memory.
+///
+/// Those that ask for an interface and nothing else, such as most trackers, are told first, and then the
+/// others; of either, the latest first. Programs should not rely on it, but see what they would see with
+/// CppMicroServices, as long as there are a few listeners.
 class ServiceListeners {
 public:
     /// \throws std::invalid_argument if `filter` is neither empty nor an expression
@@ -41,7 +45,16 @@ public:
     void deliverModified(std::shared_ptr<ServiceRecord> const& record, ServiceRecord::Change const& change);
 
 private:
+    struct Turn {
+        bool asksForMore; ///< than for an interface
+        ListenerTokenId id;
+
+        bool operator<(Turn const& other) const noexcept {
+            return asksForMore != other.asksForMore ? other.asksForMore : id > other.id;
+        }
+    };
     struct Entry {
+        Turn turn;
         std::shared_ptr<ContextRecord> context;
         ServiceListener listener;
         std::string interfaceId;          ///< the only interface asked for; empty if there is not one
@@ -51,12 +64,15 @@ private:
         bool matches(AnyMap const& properties) const { return !filter || filter->Match(properties); }
     };
     using EntryMap = std::map<ListenerTokenId, std::shared_ptr<Entry>>;
-    using Bucket = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>>;
+    using Bucket = SnapshotMap<Turn, std::shared_ptr<Entry>>;
     using Entries = std::shared_ptr<Bucket::Values const>;
 
     /// Takes the listener out of all but entries_.
-    void disconnectWithLock(ListenerTokenId id, Entry& entry);
+    void disconnectWithLock(Entry& entry);
     std::vector<Entries> listenersFor(ServiceRecord const& record);
+    /// Calls `visitor` with each listener, as it is its turn.
+    template <class Visitor>
+    static void visit(std::vector<Entries> const& listeners, Visitor const& visitor);
     /// Tells the listener of the event that `eventFor()` returns, if it returns one. What that or the
     /// listener throws is reported.
     template <class Choose>

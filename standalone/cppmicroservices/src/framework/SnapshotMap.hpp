@@ -3,6 +3,7 @@
 #define SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <utility>
@@ -13,9 +14,10 @@ namespace cppmicroservices::detail {
 /// The list is made at the first request after a change and shared until the next change, so that a run of
 /// changes costs nothing beyond the map's own, and neither does a run of requests. Not thread safe; the lists
 /// are.
-template <class Key, class Value>
+template <class Key, class Value, class Compare = std::less<Key>>
 class SnapshotMap {
 public:
+    using Map = std::map<Key, Value, Compare>;
     using Values = std::vector<Value>;
 
     bool contains(Key const& key) const { return values_.count(key) > 0; }
@@ -33,8 +35,8 @@ public:
 
     /// Moves the values for which `isMeant` is true out of the map, without need of memory.
     template <class Predicate>
-    std::map<Key, Value> extractIf(Predicate const& isMeant) {
-        std::map<Key, Value> extracted;
+    Map extractIf(Predicate const& isMeant) {
+        Map extracted;
         for (auto next = values_.begin(); next != values_.end();) {
             auto const current = next++;
             if (isMeant(current->second)) {
@@ -45,7 +47,7 @@ public:
         return extracted;
     }
 
-    /// The first value whose key is greater than `key` and for which `isMeant` is true; null if there is
+    /// The first value whose key comes after `key` and for which `isMeant` is true; null if there is
     /// none.
     template <class Predicate>
     Value const* findAfter(Key const& key, Predicate const& isMeant) const {
@@ -56,7 +58,7 @@ public:
 
     bool empty() const { return values_.empty(); }
 
-    /// The value with the least key. The map must not be empty.
+    /// The value with the first key. The map must not be empty.
     Value const& front() const { return values_.begin()->second; }
 
     /// All values in the order of their keys.
@@ -73,7 +75,7 @@ public:
     }
 
 private:
-    std::map<Key, Value> values_;
+    Map values_;
     std::shared_ptr<Values const> snapshot_; // null if it does not hold values_
 };
 
