@@ -1,16 +1,26 @@
-// Bundles whose start or stop runs out of memory.
+// Bundles that run out of memory: as they start or stop, and at work.
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <memory>
+#include <mutex>
 #include <new>
+#include <stdexcept>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "BundlesTest.hpp"
+#include "RawSocket.hpp"
 #include "support/AllocationFailure.hpp"
 
 namespace {
 
 using namespace bundles_test;
 using agent::spf::frameworksetup::test::AllocationFailure;
+using agent::spf::frameworksetup::test::AllocationFailureOfThread;
 
 class BundleFaults : public BundlesTest, public testing::WithParamInterface<char const*> {};
 
@@ -69,5 +79,180 @@ INSTANTIATE_TEST_SUITE_P(Bundles, BundleFaults,
                                          "agent_spf_rpcservicepublisher", "agent_spf_legacyservicepublisher",
                                          "agent_spf_remoteserviceclient"),
                          [](auto const& bundle) { return std::string(bundle.param); });
+
+std::string const hello = R"({"type":"hello","protocol":1,"agent":"raw","publisher":"r"})";
+std::string const offers =
+    R"({"type":"offers","interfaces":[{"name":"clock","uniqueID":"i","version":1,"properties":{}}]})";
+
+// Bundles of which a thread has no memory at one moment while they work.
+class BundlesAtWork : public BundlesTest {
+protected:
+    // Does the first thing once for each of the thread's allocations, which fails, and then the other.
+    template <class During, class After>
+    void forEachAllocation(char const* thread, During const& during, After const& after) {
+        std::size_t n = 0;
+        bool happened = true;
+        while (happened && !HasFailure()) {
+            SCOPED_TRACE(testing::Message() << thread << ", allocation " << ++n);
+            {
+                AllocationFailureOfThread const failure(thread, n);
+                during();
+                happened = failure.happened();
+            }
+            after();
+        }
+    }
+
+    // Whether the publisher at `endpoint_` answers the peer, hands on what it offers, and takes that back.
+    // False if it closes the connection instead.
+    bool serves(RawSocket peer) {
+        try {
+            peer.sendFrame(hello);
+            peer.readFrame();
+            peer.readFrame();
+        } catch (std::runtime_error const&) {
+            return false;
+        }
+        peer.sendFrame(offers);
+        for (auto const end = std::chrono::steady_clock::now() + patience; remoteServices().empty();) {
+            if (peer.hasInput()) {
+                return false;
+            }
+            if (std::chrono::steady_clock::now() > end) {
+                ADD_FAILURE() << "the peer is neither served nor closed";
+                return false;
+            }
+            std::this_thread::yield();
+        }
+        peer.close();
+        return waitForRemoteServices({});
+    }
+
+    std::string const endpoint_ = socketEndpoint("a.sock");
+};
+
+class PeersOfBundlesAtWork : public BundlesAtWork, public testing::WithParamInterface<char const*> {};
+
+TEST_P(PeersOfBundlesAtWork, AreServedOrClosedAndLaterOnesServed) {
+    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint_}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+
+    forEachAllocation(
+        GetParam(), [this] { serves(RawSocket(socketPath("a.sock"))); },
+        [this] {
+            EXPECT_TRUE(waitForRemoteServices({})) << "what a peer that was closed has offered is left";
+            EXPECT_TRUE(serves(RawSocket(socketPath("a.sock"))));
+        });
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, PeersOfBundlesAtWork, testing::Values("spf-sockets", "spf-clients"),
+                         [](auto const& thread) { return std::string(thread.param).substr(4); });
+
+TEST_F(BundlesAtWork, ConnectAgainWhicheverAllocationFails) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("client", {}, {endpoint_}).build());
+
+    auto const connects = [&server] {
+        auto peer = server.accept();
+        peer.sendFrame(hello);
+        try {
+            peer.readFrame();
+            peer.readFrame();
+        } catch (std::runtime_error const&) {
+            return false; // closed
+        }
+        return true;
+    };
+
+    ASSERT_TRUE(connects());
+
+    forEachAllocation("spf-sockets", connects, [&] { EXPECT_TRUE(connects()); });
+}
+
+// What a publisher reports last, kept without memory of its own.
+class LastReport : public agent::spf::frameworklistener::FrameworkListener {
+public:
+    enum class Kind { None, Published, Removed, Error };
+
+    void handleEvent(std::shared_ptr<agent::spf::frameworklistener::Event> event) override {
+        using namespace agent::spf::frameworklistener;
+        std::lock_guard const lock(mutex_);
+        if (event->eventType == EventType::FrameworkErrorEvent) {
+            set(Kind::Error, static_cast<FrameworkErrorEvent const&>(*event).modificationCount);
+        } else if (event->eventType == EventType::FrameworkEvent) {
+            auto const& ofFramework = static_cast<FrameworkEvent const&>(*event);
+            auto const isRemoval = ofFramework.kind == FrameworkEvent::Kind::ConfigurationRemoved;
+            set(isRemoval ? Kind::Removed : Kind::Published, ofFramework.modificationCount);
+        }
+    }
+
+    // Of this modification; waits for it.
+    Kind of(std::uint32_t count, Kind other = Kind::None) const {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, patience, [&] { return count_ == count && kind_ != other; });
+        return count_ == count && kind_ != other ? kind_ : Kind::None;
+    }
+
+private:
+    void set(Kind kind, std::uint32_t count) {
+        kind_ = kind;
+        count_ = count;
+        changed_.notify_all();
+    }
+
+    std::mutex mutable mutex_; // guards what follows
+    std::condition_variable mutable changed_;
+    Kind kind_ = Kind::None;
+    std::uint32_t count_ = 0;
+};
+
+class ModificationsOfBundlesAtWork : public BundlesAtWork, public testing::WithParamInterface<char const*> {
+protected:
+    using Kind = LastReport::Kind;
+
+    ModificationsOfBundlesAtWork() {
+        installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(report_);
+    }
+
+    // What the publisher reports of the next modification, in which it has these endpoints.
+    Kind modify(std::vector<std::string> const& endpoints) {
+        installation_.publish("one", ConfigurationMap(++count_).publisher("server", endpoints).build());
+        return report_->of(static_cast<std::uint32_t>(count_));
+    }
+
+    std::shared_ptr<LastReport> const report_ = std::make_shared<LastReport>();
+    std::string const second_ = socketEndpoint("b.sock");
+    int count_ = 0;
+};
+
+TEST_P(ModificationsOfBundlesAtWork, ArePublishedOrAnErrorAndLaterOnesPublished) {
+    forEachAllocation(
+        GetParam(),
+        [this] {
+            EXPECT_NE(modify({endpoint_, second_}), Kind::None);
+        },
+        [this] {
+            EXPECT_EQ(modify({endpoint_}), Kind::Published);
+            EXPECT_EQ(modify({endpoint_, second_}), Kind::Published) << "the second was not given up";
+            EXPECT_EQ(modify({endpoint_}), Kind::Published);
+        });
+}
+
+TEST_P(ModificationsOfBundlesAtWork, AreWithdrawnAndReportedSo) {
+    modify({endpoint_});
+    forEachAllocation(
+        GetParam(),
+        [this] {
+            installation_.withdraw("one");
+            EXPECT_EQ(report_->of(static_cast<std::uint32_t>(count_), Kind::Published), Kind::Removed);
+        },
+        [this] {
+            EXPECT_FALSE(std::filesystem::exists(socketPath("a.sock")));
+            EXPECT_EQ(modify({endpoint_}), Kind::Published);
+        });
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, ModificationsOfBundlesAtWork, testing::Values("spf-sockets", "spf-rpc"),
+                         [](auto const& thread) { return std::string(thread.param).substr(4); });
 
 } // namespace

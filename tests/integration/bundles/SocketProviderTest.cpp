@@ -22,13 +22,17 @@
 #include "RawSocket.hpp"
 #include "SystemCalls.hpp"
 #include "agent/spf/bundles/sockets/HostResolver.hpp"
+#include "agent/spf/bundles/sockets/IoObject.hpp"
 #include "agent/spf/bundles/sockets/SocketConnector.hpp"
+#include "agent/spf/bundles/sockets/SocketListener.hpp"
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
 namespace {
 
 using namespace agent::spf::bundles;
+using agent::spf::bundles::sockets::IoObjects;
 using agent::spf::bundles::sockets::SocketConnector;
+using agent::spf::bundles::sockets::SocketListener;
 using agent::spf::bundles::sockets::SocketProvider;
 using bundles_test::EndpointRecorder;
 using bundles_test::RawListener;
@@ -37,6 +41,7 @@ using bundles_test::Record;
 using bundles_test::TemporaryDirectory;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 class Frames : public ConnectionHandler {
 public:
@@ -571,6 +576,27 @@ TEST_F(SocketProviderTest, StoppingRemovesSocketsAndLeavesHandlesHarmless) {
     connection->send("nobody listens");
     connection->close();
     connected->close();
+}
+
+// As when somebody binds while the provider stops.
+template <class Object>
+void startAfterTheEnd(std::string const& endpoint, std::shared_ptr<EndpointHandler> const& handler) {
+    auto const worker = std::make_shared<WorkerThread>("worker");
+    auto const objects = std::make_shared<IoObjects>();
+    auto const object = std::make_shared<Object>(worker, objects, endpoint, handler);
+    worker->run([&] {
+        objects->closeAll();
+        object->start();
+    });
+}
+
+TEST_F(SocketProviderTest, AnEndpointThatStartsAfterTheEndOfTheProviderIsClosed) {
+    startAfterTheEnd<SocketListener>(endpoint(), listener_);
+    startAfterTheEnd<SocketConnector>(endpoint(), connector_);
+
+    EXPECT_THAT(listener_->reports.values(), IsEmpty());
+    EXPECT_THAT(connector_->reports.values(), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(path()));
 }
 
 TEST_F(SocketProviderTest, ClosingWhileEverythingIsUnderWayIsClean) {

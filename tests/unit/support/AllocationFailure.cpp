@@ -4,6 +4,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <string_view>
+
+#include <pthread.h>
 
 namespace agent::spf::frameworksetup::test {
 
@@ -14,6 +17,24 @@ thread_local bool failing = false;            // the n-th has failed
 thread_local bool lasting = false;
 
 std::atomic<std::size_t> live{0};
+
+std::atomic<char const*> failingThread{nullptr};
+std::atomic<std::size_t> allocationsLeftOfThread{0}; // as allocationsLeft
+std::atomic<bool> failingOfThread{false};
+
+bool isTimeToFailOfThread() {
+    char const* const expected = failingThread;
+    if (!expected) {
+        return false;
+    }
+    char name[16] = "";
+    ::pthread_getname_np(::pthread_self(), name, sizeof(name));
+    if (std::string_view(name) != expected || failingOfThread || --allocationsLeftOfThread != 0) {
+        return false;
+    }
+    failingOfThread = true;
+    return true;
+}
 
 } // namespace
 
@@ -27,7 +48,7 @@ static bool isTimeToFail() {
 }
 
 static void* allocate(std::size_t size) {
-    if (isTimeToFail()) {
+    if (isTimeToFail() || isTimeToFailOfThread()) {
         throw std::bad_alloc();
     }
     auto* const memory = std::malloc(size == 0 ? 1 : size);
@@ -57,6 +78,20 @@ AllocationFailure::~AllocationFailure() {
 
 bool AllocationFailure::happened() const {
     return failing;
+}
+
+AllocationFailureOfThread::AllocationFailureOfThread(char const* thread, std::size_t n) {
+    allocationsLeftOfThread = n;
+    failingOfThread = false;
+    failingThread = thread;
+}
+
+AllocationFailureOfThread::~AllocationFailureOfThread() {
+    failingThread = nullptr;
+}
+
+bool AllocationFailureOfThread::happened() const {
+    return failingOfThread;
 }
 
 std::size_t liveAllocations() {

@@ -21,6 +21,17 @@ public:
     bool happened() const;
 };
 
+// The same for the one allocation of whichever thread has this name, and whoever made it. One at a time.
+class AllocationFailureOfThread {
+public:
+    AllocationFailureOfThread(char const* thread, std::size_t n);
+    ~AllocationFailureOfThread();
+    AllocationFailureOfThread(AllocationFailureOfThread const&) = delete;
+    AllocationFailureOfThread& operator=(AllocationFailureOfThread const&) = delete;
+
+    bool happened() const;
+};
+
 // The blocks that operator new has given to any thread and that are not deleted.
 std::size_t liveAllocations();
 

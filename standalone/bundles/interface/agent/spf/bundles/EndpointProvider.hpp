@@ -17,6 +17,8 @@ inline constexpr std::size_t maximumFrameSize = std::size_t{1024} * 1024; // byt
 class ConnectionHandler {
 public:
     virtual ~ConnectionHandler() = default;
+
+    // May throw for want of memory: that ends the connection.
     virtual void received(std::string frame) = 0;
 
     // The connection has ended, not by the user's close(). The last call that the handler gets.

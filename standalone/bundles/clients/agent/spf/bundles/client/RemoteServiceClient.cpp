@@ -14,6 +14,7 @@
 #include "agent/spf/bundles/client/ImportedService.hpp"
 #include "agent/spf/bundles/common/ServiceAccess.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/common/persistently.hpp"
 
 namespace agent::spf::bundles::client {
 
@@ -88,7 +89,8 @@ private:
 void unregister(ImportedServices services) {
     for (auto& [uniqueID, imported] : services) {
         try {
-            imported.registration.Unregister();
+            auto& registration = imported.registration;
+            persistently([&registration] { registration.Unregister(); });
         } catch (std::exception const&) {
             // The framework is stopping and has unregistered the service itself.
         }
@@ -156,9 +158,11 @@ private:
     // However often the offers change, the worker has them to look at once at most.
     void queue(Peer const& peer) {
         if (!peer->isQueued.exchange(true)) {
-            worker_.post([this, peer] {
-                peer->isQueued = false;
-                import(*peer);
+            persistently([&] {
+                worker_.post([this, peer] {
+                    peer->isQueued = false;
+                    persistently([&] { import(*peer); });
+                });
             });
         }
     }
@@ -184,6 +188,8 @@ private:
             auto& one = imported[service->uniqueID()];
             one = {service, context_.RegisterService<RemoteService>(service, properties)};
             unregister(peer.keep(std::move(imported)));
+        } catch (std::bad_alloc const&) {
+            throw;
         } catch (std::exception const&) {
             // The registry refuses what the peer says about the interface, or the framework is stopping.
         }

@@ -4,6 +4,8 @@
 
 #include <cppmicroservices/Constants.h>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles {
 
 using cppmicroservices::AnyMap;
@@ -15,11 +17,11 @@ FactoryService::FactoryService(std::shared_ptr<WorkerThread> worker, UpdatedTask
     , removed_(std::move(removed)) {}
 
 void FactoryService::Updated(std::string const& pid, AnyMap const& properties) {
-    worker_->post([task = updated_, pid, properties] { task(pid, properties); });
+    persistently([&] { worker_->post([task = updated_, pid, properties] { task(pid, properties); }); });
 }
 
 void FactoryService::Removed(std::string const& pid) {
-    worker_->post([task = removed_, pid] { task(pid); });
+    persistently([&] { worker_->post([task = removed_, pid] { task(pid); }); });
 }
 
 cppmicroservices::ServiceRegistration<ManagedServiceFactory>

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles {
 
 using namespace frameworklistener;
@@ -12,7 +14,7 @@ FrameworkEvents::FrameworkEvents(cppmicroservices::BundleContext const& context)
 }
 
 void FrameworkEvents::deliver(std::shared_ptr<Event> const& event) const {
-    for (auto const& listener : tracker_->GetServices()) {
+    for (auto const& listener : persistently([this] { return tracker_->GetServices(); })) {
         try {
             listener->handleEvent(event);
         } catch (...) {
@@ -23,8 +25,10 @@ void FrameworkEvents::deliver(std::shared_ptr<Event> const& event) const {
 
 void FrameworkEvents::deliverError(std::string const& text, std::string const& publisherID,
                                    std::uint32_t count) const {
-    deliver(std::make_shared<FrameworkErrorEvent>(std::make_exception_ptr(std::runtime_error(text)),
-                                                  publisherID, count));
+    deliver(persistently([&] {
+        return std::make_shared<FrameworkErrorEvent>(std::make_exception_ptr(std::runtime_error(text)),
+                                                     publisherID, count);
+    }));
 }
 
 void FrameworkEvents::close() {

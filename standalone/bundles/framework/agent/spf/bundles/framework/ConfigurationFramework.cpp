@@ -17,6 +17,7 @@
 #include "agent/spf/bundles/common/FrameworkEvents.hpp"
 #include "agent/spf/bundles/common/ServiceAccess.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/common/persistently.hpp"
 #include "agent/spf/bundles/framework/PublisherConfigurations.hpp"
 
 namespace agent::spf::bundles::framework {
@@ -154,7 +155,7 @@ private:
             : worker_(std::move(worker))
             , publishers_(publishers) {}
         void withdrawn(std::string const& pid) override {
-            worker_->post([this, pid] { publishers_.withdrawn(pid); });
+            persistently([&] { worker_->post([this, pid] { publishers_.withdrawn(pid); }); });
         }
 
     private:
@@ -206,8 +207,9 @@ private:
     }
 
     void reportRemoved(std::string const& publisherID, std::uint32_t modificationCount) override {
-        events_.deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::ConfigurationRemoved,
-                                                         publisherID, modificationCount));
+        auto const kind = FrameworkEvent::Kind::ConfigurationRemoved;
+        events_.deliver(persistently(
+            [&] { return std::make_shared<FrameworkEvent>(kind, publisherID, modificationCount); }));
     }
 
     void reportError(std::string const& publisherID, std::uint32_t modificationCount,

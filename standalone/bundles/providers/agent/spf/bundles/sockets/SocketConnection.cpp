@@ -1,6 +1,7 @@
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
 
 #include <array>
+#include <exception>
 #include <stdexcept>
 #include <utility>
 
@@ -10,6 +11,8 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
+
+#include "agent/spf/bundles/common/persistently.hpp"
 
 namespace agent::spf::bundles::sockets {
 
@@ -27,6 +30,16 @@ std::string reasonOf(error_code const& error) {
 
 bool isNotNow(error_code const& error) {
     return error == boost::asio::error::would_block || error == boost::asio::error::try_again;
+}
+
+// Neither of those who are told of an end keeps the other from it.
+template <class Call>
+void tell(Call const& call) noexcept {
+    try {
+        call();
+    } catch (std::exception const&) {
+        // No memory came in time.
+    }
 }
 
 void setOption(int descriptor, int level, int name, int value) {
@@ -67,13 +80,23 @@ void SocketConnection::start(std::shared_ptr<ConnectionHandler> handler) {
         return;
     }
     handler_ = std::move(handler);
-    awaitBytes();
+    guarded([this] { awaitBytes(); });
+}
+
+// What goes wrong, as for want of memory, ends the connection: one that stayed would never go on.
+template <class Action>
+void SocketConnection::guarded(Action const& action) {
+    try {
+        action();
+    } catch (std::exception const& error) {
+        finish(error.what());
+    }
 }
 
 void SocketConnection::awaitBytes() {
     socket_.async_wait(Socket::wait_read, [self = shared_from_this()](error_code const&) {
         if (!self->ended_) {
-            self->readBytes();
+            self->guarded([&] { self->readBytes(); });
         }
     });
 }
@@ -93,16 +116,12 @@ void SocketConnection::readBytes() {
 }
 
 void SocketConnection::decode(std::string_view bytes) {
-    try {
-        auto const handler = handler_; // a call may end the connection
-        while (auto frame = decoder_.take(bytes)) {
-            handler->received(*std::move(frame));
-            if (ended_) {
-                return;
-            }
+    auto const handler = handler_; // a call may end the connection
+    while (auto frame = decoder_.take(bytes)) {
+        handler->received(*std::move(frame));
+        if (ended_) {
+            return;
         }
-    } catch (std::runtime_error const& error) {
-        return finish(error.what());
     }
     awaitBytes();
 }
@@ -111,12 +130,14 @@ void SocketConnection::send(std::string const& frame) {
     if (ended_) {
         return;
     }
-    queue_.push_back(encodeFrame(frame));
-    queued_ += queue_.back().size();
-    if (queued_ > maximumQueue) {
-        return finish("the peer does not read what is sent to it");
-    }
-    flush();
+    guarded([&] {
+        queue_.push_back(encodeFrame(frame));
+        queued_ += queue_.back().size();
+        if (queued_ > maximumQueue) {
+            return finish("the peer does not read what is sent to it");
+        }
+        flush();
+    });
 }
 
 void SocketConnection::flush() {
@@ -128,7 +149,7 @@ void SocketConnection::flush() {
     socket_.async_wait(Socket::wait_write, [self = shared_from_this()](error_code const&) {
         self->awaitingWrite_ = false;
         if (!self->ended_) {
-            self->flush();
+            self->guarded([&] { self->flush(); });
         }
     });
 }
@@ -164,16 +185,16 @@ void SocketConnection::close() {
     reject("connection closed");
 }
 
-void SocketConnection::reject(std::string const& reason) {
+void SocketConnection::reject(std::string_view reason) {
     if (ended_) {
         return;
     }
     handler_.reset();
-    writeWhatTheSystemTakes();
+    guarded([this] { writeWhatTheSystemTakes(); });
     finish(reason);
 }
 
-void SocketConnection::finish(std::string const& reason) {
+void SocketConnection::finish(std::string_view reason) noexcept {
     if (std::exchange(ended_, true)) {
         return;
     }
@@ -183,10 +204,10 @@ void SocketConnection::finish(std::string const& reason) {
     queue_.clear();
     // The handler before the owner, which goes on to the next attempt and reports that.
     if (auto const handler = std::exchange(handler_, nullptr)) {
-        handler->closed(reason);
+        tell([&] { persistently([&] { handler->closed(std::string(reason)); }); });
     }
     if (auto const owner = std::exchange(owner_, {}); owner.ended) {
-        owner.ended(reason);
+        tell([&] { owner.ended(reason); });
     }
 }
 

@@ -25,7 +25,7 @@ public:
     // What the maker of the connection wants to know; either may be empty.
     struct Owner {
         std::function<void()> confirmed;
-        std::function<void(std::string const& reason)> ended;
+        std::function<void(std::string_view reason)> ended;
     };
 
     SocketConnection(Socket socket, Owner owner);
@@ -36,16 +36,18 @@ public:
     void confirm() const;
 
     // Ends the connection without a call to the handler; the owner gets the reason.
-    void reject(std::string const& reason);
+    void reject(std::string_view reason);
     void close() override;
 
 private:
+    template <class Action>
+    void guarded(Action const& action);
     void awaitBytes();
     void readBytes();
     void decode(std::string_view bytes);
     void flush();
     void writeWhatTheSystemTakes();
-    void finish(std::string const& reason); // ends the connection, tells the handler, then the owner
+    void finish(std::string_view reason) noexcept; // ends the connection, tells the handler, then the owner
 
     Socket socket_;
     std::string const origin_;

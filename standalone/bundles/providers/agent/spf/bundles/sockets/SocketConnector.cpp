@@ -6,6 +6,8 @@
 #include <boost/asio/error.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles::sockets {
 
 namespace {
@@ -55,16 +57,23 @@ SocketConnector::SocketConnector(std::shared_ptr<WorkerThread> const& worker,
     , pause_(worker->context()) {}
 
 void SocketConnector::start() {
-    objects_->add(weak_from_this());
-    if (!handler_) {
-        return;
-    }
     try {
+        objects_->add(weak_from_this()); // may close it
         address_ = parsePeerEndpoint(endpoint_);
     } catch (std::exception const& error) {
         return fail(error.what());
     }
-    attempt();
+    guarded([this] { attempt(); });
+}
+
+// What goes wrong in an attempt, as for want of memory, ends the attempt only.
+template <class Action>
+void SocketConnector::guarded(Action const& action) {
+    try {
+        action();
+    } catch (std::exception const& error) {
+        retry(error.what());
+    }
 }
 
 void SocketConnector::attempt() {
@@ -78,9 +87,9 @@ void SocketConnector::attempt() {
             return; // the attempt has ended, perhaps at the very moment when its time was up
         }
         self->timedOut_ = true;
-        self->resolver_.cancel();
         error_code ignored;
         self->socket_.close(ignored);
+        self->guarded([&] { self->resolver_.cancel(); });
     });
     std::visit([this](auto const& address) { resolve(address); }, address_);
 }
@@ -96,7 +105,7 @@ void SocketConnector::resolve(TcpAddress const& address) {
             if (found.empty()) {
                 return self->retry(reason);
             }
-            self->connect(Addresses(found.begin(), found.end()));
+            self->guarded([&] { self->connect(Addresses(found.begin(), found.end())); });
         });
 }
 
@@ -118,14 +127,18 @@ void SocketConnector::connectToNext() {
         return notConnected(error);
     }
     socket_.async_connect(address, [self = shared_from_this()](error_code const& error) {
-        if (error) {
-            return self->notConnected(error);
-        }
-        if (isConnectedToItself(self->socket_)) {
-            return self->notConnected(boost::asio::error::connection_refused);
-        }
-        self->hand();
+        self->guarded([&] { self->ended(error); });
     });
+}
+
+void SocketConnector::ended(error_code const& error) {
+    if (error) {
+        return notConnected(error);
+    }
+    if (isConnectedToItself(socket_)) {
+        return notConnected(boost::asio::error::connection_refused);
+    }
+    hand();
 }
 
 void SocketConnector::notConnected(error_code const& error) {
@@ -151,7 +164,7 @@ void SocketConnector::hand() {
             self->backoff_.reset();
         }
     };
-    owner.ended = [weak](std::string const& reason) {
+    owner.ended = [weak](std::string_view reason) {
         if (auto const self = weak.lock()) {
             self->retry(reason);
         }
@@ -172,7 +185,7 @@ void SocketConnector::retryOrFail(error_code const& error) {
     }
 }
 
-void SocketConnector::retry(std::string const& reason) {
+void SocketConnector::retry(std::string_view reason) {
     deadline_.expires_at(noDeadline);
     error_code ignored;
     socket_.close(ignored);
@@ -180,14 +193,16 @@ void SocketConnector::retry(std::string const& reason) {
         return;
     }
     pause_.expires_after(backoff_.next());
-    pause_.async_wait([self = shared_from_this()](error_code const& error) {
-        if (!error) {
-            self->attempt();
-        }
+    persistently([this] {
+        pause_.async_wait([self = shared_from_this()](error_code const& error) {
+            if (!error) {
+                self->guarded([&] { self->attempt(); });
+            }
+        });
     });
     auto const handler = handler_; // the call may close the connector
     handler->retrying(timedOut_ ? "no answer in " + std::to_string(attemptTimeout.count()) + " seconds"
-                                : reason);
+                                : std::string(reason));
     timedOut_ = false;
 }
 

@@ -5,6 +5,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <boost/asio/steady_timer.hpp>
 
@@ -35,15 +36,18 @@ public:
 private:
     using Addresses = std::deque<boost::asio::generic::stream_protocol::endpoint>;
 
+    template <class Action>
+    void guarded(Action const& action);
     void attempt();
     void resolve(UnixAddress const& address);
     void resolve(TcpAddress const& address);
     void connect(Addresses addresses);
     void connectToNext();
     void notConnected(boost::system::error_code const& error);
+    void ended(boost::system::error_code const& error);
     void hand();
     void retryOrFail(boost::system::error_code const& error);
-    void retry(std::string const& reason);
+    void retry(std::string_view reason);
     void fail(std::string const& reason);
 
     std::weak_ptr<WorkerThread> const worker_;

@@ -8,6 +8,8 @@
 
 #include <boost/asio/error.hpp>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles::sockets {
 
 namespace {
@@ -60,12 +62,18 @@ SocketListener::SocketListener(std::shared_ptr<WorkerThread> const& worker,
     , patience_(firstPatience) {}
 
 void SocketListener::start() {
-    objects_->add(weak_from_this());
-    if (!handler_) {
-        return;
-    }
+    guarded([this] {
+        objects_->add(weak_from_this()); // may close it
+        if (handler_) {
+            std::visit([this](auto const& address) { listen(address); }, parseEndpoint(endpoint_));
+        }
+    });
+}
+
+template <class Action>
+void SocketListener::guarded(Action const& action) {
     try {
-        std::visit([this](auto const& address) { listen(address); }, parseEndpoint(endpoint_));
+        action();
     } catch (std::exception const& error) {
         fail(error.what());
     }
@@ -91,7 +99,7 @@ void SocketListener::listen(TcpAddress const& address) {
                           if (found.empty()) {
                               return self->fail(reason);
                           }
-                          self->listen(found, host);
+                          self->guarded([&] { self->listen(found, host); });
                       });
 }
 
@@ -124,13 +132,8 @@ void SocketListener::waitForAddress(std::string const& reason, std::function<voi
     acceptor_.close(ignored);
     pause_.expires_after(std::exchange(patience_, 2 * patience_));
     pause_.async_wait([self = shared_from_this(), listenAgain = std::move(listenAgain)](error_code const&) {
-        if (!self->handler_) {
-            return;
-        }
-        try {
-            listenAgain();
-        } catch (std::exception const& error) {
-            self->fail(error.what());
+        if (self->handler_) {
+            self->guarded(listenAgain);
         }
     });
 }
@@ -152,30 +155,39 @@ void SocketListener::accept() {
     if (!handler_ || accepting_ || origins_.size() == maximumConnections) {
         return;
     }
-    accepting_ = true;
-    acceptor_.async_wait(Acceptor::wait_read, [self = shared_from_this()](error_code const&) {
-        if (self->handler_) {
-            self->acceptWaiting();
-        }
+    persistently([this] {
+        acceptor_.async_wait(Acceptor::wait_read, [self = shared_from_this()](error_code const&) {
+            if (self->handler_) {
+                self->acceptWaiting();
+            }
+        });
     });
+    accepting_ = true;
 }
 
 void SocketListener::acceptWaiting() {
-    Socket socket(acceptor_.get_executor());
-    auto const error = acceptSocket(acceptor_, socket);
-    if (error && !isNobodyThere(error)) {
-        pause_.expires_after(acceptPause);
-        pause_.async_wait([self = shared_from_this()](error_code const&) {
-            self->accepting_ = false;
-            self->accept();
-        });
-        return;
+    try {
+        Socket socket(acceptor_.get_executor());
+        auto const error = acceptSocket(acceptor_, socket);
+        if (error && !isNobodyThere(error)) {
+            return pauseAccepting();
+        }
+        if (!error) {
+            hand(std::move(socket));
+        }
+    } catch (std::exception const&) {
+        // There was no memory for this peer. There may be some for the next.
     }
     accepting_ = false;
-    if (!error) {
-        hand(std::move(socket));
-    }
     accept();
+}
+
+void SocketListener::pauseAccepting() {
+    pause_.expires_after(acceptPause);
+    pause_.async_wait([self = shared_from_this()](error_code const&) {
+        self->accepting_ = false;
+        self->accept();
+    });
 }
 
 void SocketListener::hand(Socket socket) {
@@ -185,16 +197,21 @@ void SocketListener::hand(Socket socket) {
         return;
     }
     SocketConnection::Owner owner;
-    owner.ended = [weak = weak_from_this(), origin](std::string const&) {
+    owner.ended = [weak = weak_from_this(), origin](std::string_view) {
         if (auto const self = weak.lock()) {
             self->connectionEnded(origin);
         }
     };
     auto const connection = std::make_shared<SocketConnection>(std::move(socket), std::move(owner));
     origins_.insert(origin);
-    objects_->add(connection);
-    auto const handler = handler_; // the call may close the listener
-    handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
+    try {
+        objects_->add(connection);
+        auto const handler = handler_; // the call may close the listener
+        handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
+    } catch (std::exception const&) {
+        connection->close();
+        throw;
+    }
 }
 
 void SocketListener::connectionEnded(std::string const& origin) {

@@ -43,6 +43,8 @@ public:
 private:
     using Tcp = boost::asio::ip::tcp;
 
+    template <class Action>
+    void guarded(Action const& action);
     void listen(UnixAddress const& address);
     void listen(TcpAddress const& address);
     void listen(std::vector<Tcp::endpoint> const& candidates, std::string const& host);
@@ -51,6 +53,7 @@ private:
     void reportBound(std::string const& address);
     void accept();
     void acceptWaiting();
+    void pauseAccepting();
     void hand(Socket socket);
     void connectionEnded(std::string const& origin);
     void fail(std::string const& reason);

@@ -31,8 +31,10 @@ std::unique_ptr<Endpoint>
 startEndpoint(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> const& objects,
               std::string const& endpoint, std::shared_ptr<EndpointHandler> handler) {
     auto const object = std::make_shared<Object>(worker, objects, endpoint, std::move(handler));
+    auto handle =
+        std::make_unique<EndpointHandle>(worker, object); // first: nobody else would close the object
     worker->post([object] { object->start(); });
-    return std::make_unique<EndpointHandle>(worker, object);
+    return handle;
 }
 
 } // namespace

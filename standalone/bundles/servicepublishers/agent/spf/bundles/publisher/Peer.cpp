@@ -7,6 +7,8 @@
 #include <utility>
 #include <variant>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles::publisher {
 
 using cppmicroservices::Any;
@@ -118,17 +120,19 @@ Peer::~Peer() {
 }
 
 void Peer::start() {
-    handshakeDeadline_.expires_after(handshakeTimeout);
-    handshakeDeadline_.async_wait([weak = weak_from_this()](boost::system::error_code const& error) {
-        if (auto const self = weak.lock(); self && !error && !self->established_) {
-            self->reject("no answer to the handshake in " + std::to_string(handshakeTimeout.count()) +
-                         " seconds");
+    guarded([this] {
+        handshakeDeadline_.expires_after(handshakeTimeout);
+        handshakeDeadline_.async_wait([weak = weak_from_this()](boost::system::error_code const& error) {
+            if (auto const self = weak.lock(); self && !error && !self->established_) {
+                self->reject("no answer to the handshake in " + std::to_string(handshakeTimeout.count()) +
+                             " seconds");
+            }
+        });
+        connection_->start(std::make_shared<Handler>(context_.worker, weak_from_this(), connection_));
+        if (side_ == Side::Connecting) {
+            greet();
         }
     });
-    connection_->start(std::make_shared<Handler>(context_.worker, weak_from_this(), connection_));
-    if (side_ == Side::Connecting) {
-        guarded([this] { greet(); });
-    }
 }
 
 // Does what a peer gives cause to. What goes wrong ends the connection, and nothing else.
@@ -265,7 +269,7 @@ void Peer::release() {
 void Peer::unregister() {
     if (auto registration = std::exchange(registration_, {})) {
         try {
-            registration.Unregister();
+            persistently([&] { registration.Unregister(); });
         } catch (std::exception const&) {
             // The framework is stopping and has unregistered the service itself.
         }

@@ -11,6 +11,7 @@
 #include "agent/spf/bundles/WithdrawalListener.hpp"
 #include "agent/spf/bundles/common/FactoryService.hpp"
 #include "agent/spf/bundles/common/Properties.hpp"
+#include "agent/spf/bundles/common/persistently.hpp"
 #include "agent/spf/bundles/publisher/Publisher.hpp"
 #include "agent/spf/bundles/publisher/PublisherConfiguration.hpp"
 #include "agent/spf/bundles/publisher/ServiceSlot.hpp"
@@ -114,7 +115,7 @@ private:
         if (auto const gone = publishers_.extract(pid)) {
             gone.mapped()->close();
         }
-        for (auto const& listener : withdrawals_.GetServices()) {
+        for (auto const& listener : persistently([this] { return withdrawals_.GetServices(); })) {
             listener->withdrawn(pid);
         }
     }

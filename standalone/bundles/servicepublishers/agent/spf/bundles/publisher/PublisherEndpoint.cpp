@@ -4,6 +4,8 @@
 #include <set>
 #include <utility>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles::publisher {
 
 // Carries what the provider reports from its thread to the worker.
@@ -24,7 +26,7 @@ public:
         post([reason](auto& endpoint) { endpoint.retrying(reason); });
     }
     void failed(std::string const& reason) override {
-        post([reason](auto& endpoint) { endpoint.failed(reason); });
+        persistently([&] { post([reason](auto& endpoint) { endpoint.failed(reason); }); });
     }
 
 private:
@@ -281,7 +283,7 @@ bool PublisherEndpoint::setState(EndpointState state, std::string reason) {
     auto const generation = generation_;
     state_ = state;
     reason_ = std::move(reason);
-    context_.reporter.reportStatus(status());
+    context_.reporter.reportStatus(persistently([this] { return status(); }));
     return generation == generation_;
 }
 

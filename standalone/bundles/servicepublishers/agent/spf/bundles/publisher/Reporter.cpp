@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "agent/spf/bundles/common/ServiceAccess.hpp"
+#include "agent/spf/bundles/common/persistently.hpp"
 
 namespace agent::spf::bundles::publisher {
 
@@ -25,20 +26,28 @@ void Reporter::open() {
     tracker_.Open();
 }
 
+template <class MakeEvent>
+void Reporter::deliver(MakeEvent const& makeEvent) {
+    if (!silent_) {
+        events_.deliver(persistently(makeEvent));
+    }
+}
+
 void Reporter::reportBound(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
                            bool again) {
     auto const kind = again ? RouterEvent::Kind::Rebound : RouterEvent::Kind::Bound;
-    deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
+    deliver([&] { return std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count); });
 }
 
 void Reporter::reportConnected(std::string const& endpoint, std::string const& publisherID,
                                std::uint32_t count, bool again) {
     auto const kind = again ? RouterEvent::Kind::Reconnected : RouterEvent::Kind::Connected;
-    deliver(std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count));
+    deliver([&] { return std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count); });
 }
 
 void Reporter::reportPublished(std::string const& publisherID, std::uint32_t count) {
-    deliver(std::make_shared<FrameworkEvent>(FrameworkEvent::Kind::AllServicesPublished, publisherID, count));
+    auto const kind = FrameworkEvent::Kind::AllServicesPublished;
+    deliver([&] { return std::make_shared<FrameworkEvent>(kind, publisherID, count); });
 }
 
 void Reporter::reportError(std::string const& text, std::string const& publisherID, std::uint32_t count) {
@@ -48,16 +57,10 @@ void Reporter::reportError(std::string const& text, std::string const& publisher
 }
 
 void Reporter::reportStatus(EndpointStatus const& status) {
-    for (auto const& listener : std::vector(statusListeners_)) {
+    for (auto const& listener : persistently([this] { return statusListeners_; })) {
         if (!silent_) {
             tell(*listener, status);
         }
-    }
-}
-
-void Reporter::deliver(std::shared_ptr<frameworklistener::Event> const& event) {
-    if (!silent_) {
-        events_.deliver(event);
     }
 }
 

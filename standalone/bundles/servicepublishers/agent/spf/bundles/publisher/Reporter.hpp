@@ -48,7 +48,8 @@ public:
 private:
     using Reference = cppmicroservices::ServiceReference<EndpointStatusListener>;
 
-    void deliver(std::shared_ptr<frameworklistener::Event> const& event);
+    template <class MakeEvent>
+    void deliver(MakeEvent const& makeEvent);
 
     std::shared_ptr<EndpointStatusListener> AddingService(Reference const& reference) override;
     void ModifiedService(Reference const&, std::shared_ptr<EndpointStatusListener> const&) override {}
