@@ -215,6 +215,9 @@ cppmicroservices::Bundle Installation::bundle(std::string const& symbolicName) c
 std::shared_ptr<cppmicroservices::service::cm::Configuration>
 Installation::configuration(std::string const& instance) {
     auto const admin = context().GetService(context().GetServiceReference<ConfigurationAdmin>());
+    if (!admin) {
+        throw std::runtime_error("Configuration Admin has gone");
+    }
     return admin->GetFactoryConfiguration(pids::framework, instance);
 }
 

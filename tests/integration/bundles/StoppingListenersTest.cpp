@@ -159,9 +159,19 @@ protected:
         return map.build();
     }
 
+    // The listener may stop the framework meanwhile, which then does not do what it is asked for.
+    template <class Action>
+    void unlessStopped(Action const& action) {
+        try {
+            action();
+        } catch (std::exception const& error) {
+            EXPECT_EQ(stoppedBundle(), framework) << error.what();
+        }
+    }
+
     void publishAll(int count) {
         for (auto const& name : names_) {
-            installation_.publish(name, configuration(name, count));
+            unlessStopped([&] { installation_.publish(name, configuration(name, count)); });
         }
     }
 
@@ -174,11 +184,8 @@ protected:
     }
 
     void loseAService() {
-        try {
-            installation_.bundle(stoppedBundle() == provider ? serialiser : provider).Stop();
-        } catch (std::runtime_error const&) {
-            EXPECT_EQ(stoppedBundle(), framework) << "which may stop the bundle at the same time";
-        }
+        unlessStopped(
+            [this] { installation_.bundle(stoppedBundle() == provider ? serialiser : provider).Stop(); });
     }
 
     void cause() {
@@ -191,7 +198,7 @@ protected:
             return loseAService();
         case Occasion::Cause::Withdrawal:
             for (auto const& name : names_) {
-                installation_.withdraw(name);
+                unlessStopped([&] { installation_.withdraw(name); });
             }
         }
     }
