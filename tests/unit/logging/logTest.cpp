@@ -1,8 +1,12 @@
 // The logger accessor and the helper through which every message goes.
 #include "logging/log.hpp"
 
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
+#include <boost/log/attributes/constant.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -40,13 +44,30 @@ int timesFormatted(Severity severity) {
     return count;
 }
 
+struct SaysThatItIsGone {
+    ~SaysThatItIsGone() { std::fputs("the logger is gone", stderr); }
+};
+
+// An attribute goes with the logger's source to which it was added.
+[[noreturn]] void exitWhileTheLoggerHoldsAnAttribute() {
+    getLogger().source().add_attribute(
+        "held", boost::log::attributes::make_constant(std::make_shared<SaysThatItIsGone>()));
+    std::exit(EXIT_SUCCESS);
+}
+
 } // namespace
 
 TEST_F(LogTest, TheLibraryHasOneLoggerOnItsChannelMadeOnFirstUse) {
+    EXPECT_THAT(fakeHost().loggerChannels(), IsEmpty());
     auto& logger = getLogger();
     timesFormatted(Severity::Progress);
     EXPECT_EQ(&logger, &getLogger());
     EXPECT_THAT(fakeHost().loggerChannels(), ElementsAre("agent::spf::frameworksetup"));
+}
+
+TEST_F(LogTest, TheLoggerIsGoneAtProcessExit) {
+    EXPECT_EXIT(exitWhileTheLoggerHoldsAnAttribute(), ::testing::ExitedWithCode(EXIT_SUCCESS),
+                "the logger is gone");
 }
 
 TEST_F(LogTest, ARecordHasTheChannelTheSeverityAndTheText) {

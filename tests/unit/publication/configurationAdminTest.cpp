@@ -7,6 +7,7 @@
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Constants.h>
+#include <cppmicroservices/PrototypeServiceFactory.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,6 +29,20 @@ protected:
         framework().GetBundleContext().RegisterService<ConfigurationAdmin>(admin, properties);
         return admin;
     }
+};
+
+// Makes a service for each caller.
+class Prototype : public cppmicroservices::PrototypeServiceFactory {
+public:
+    cppmicroservices::InterfaceMapConstPtr
+    GetService(cppmicroservices::Bundle const& /*bundle*/,
+               cppmicroservices::ServiceRegistrationBase const& /*registration*/) override {
+        return cppmicroservices::MakeInterfaceMap<ConfigurationAdmin>(
+            std::make_shared<RecordingConfigurationAdmin>());
+    }
+    void UngetService(cppmicroservices::Bundle const& /*bundle*/,
+                      cppmicroservices::ServiceRegistrationBase const& /*registration*/,
+                      cppmicroservices::InterfaceMapConstPtr const& /*service*/) override {}
 };
 
 TEST_F(GetConfigurationAdmin, ReturnsTheService) {
@@ -59,6 +74,16 @@ TEST_F(GetConfigurationAdmin, ReturnsAServiceThatTheFilterAdmits) {
     auto const other = provide({{"kind", Any(std::string("other"))}});
     EXPECT_EQ(getConfigurationAdmin(LDAPFilter("(kind=other)")), other);
     EXPECT_EQ(getConfigurationAdmin(LDAPFilter("(kind=none)")), nullptr);
+}
+
+TEST_F(GetConfigurationAdmin, ReturnsAServiceOfItsOwnEachTimeWhereAFactoryMakesThem) {
+    framework().GetBundleContext().RegisterService<ConfigurationAdmin>(
+        cppmicroservices::ToFactory(std::make_shared<Prototype>()));
+    auto const first = getConfigurationAdmin({});
+    auto const second = getConfigurationAdmin({});
+    EXPECT_NE(first, nullptr);
+    EXPECT_NE(second, nullptr);
+    EXPECT_NE(first, second);
 }
 
 TEST_F(GetConfigurationAdmin, ReturnsAServiceThatStaysUsableAfterTheFrameworkStopped) {

@@ -195,6 +195,28 @@ TEST_F(FrameworkSetupListenerCompletionTest, NoLockIsHeldWhileTheCallbackRuns) {
     EXPECT_TRUE(finishedInTime);
 }
 
+TEST_F(FrameworkSetupListenerCompletionTest, ARemovalIsRecordedBeforeTheCallbackRuns) {
+    std::unique_ptr<FrameworkSetupListener> listener;
+    auto wasRecorded = false;
+    listener = std::make_unique<FrameworkSetupListener>(
+        [&] { wasRecorded = listener->waitForAllServicesToBeUnpublished(now, "p"); },
+        configurationMap(1, {publisherEntry("p")}));
+    listener->handleEvent(configurationRemoved("p"));
+    EXPECT_TRUE(wasRecorded);
+}
+
+TEST_F(FrameworkSetupListenerCompletionTest, AnErrorIsRecordedBeforeTheCallbackRuns) {
+    std::unique_ptr<FrameworkSetupListener> listener;
+    listener = std::make_unique<FrameworkSetupListener>(
+        [&] {
+            ++completions;
+            EXPECT_THROW(listener->waitForAllServices(now, "p"), std::runtime_error);
+        },
+        configurationMap(1, {publisherEntry("p")}));
+    listener->handleEvent(errored(errorWith("port in use"), "p"));
+    EXPECT_EQ(completions, 1);
+}
+
 TEST_F(FrameworkSetupListenerCompletionTest, TheCallbackMayDeliverTheNextEvent) {
     std::shared_ptr<FrameworkSetupListener> listener;
     auto depth = 0;
