@@ -281,6 +281,13 @@ TEST_F(SPFConfigurationUpdateTrackerTest, AnUnpublishWaitThatThrowsLeavesTheRegi
     EXPECT_THAT(registrations(), ElementsAre(registered));
 }
 
+TEST_F(SPFConfigurationUpdateTrackerTest, AnUnpublishWaitAloneLeavesItToCompletionToUnregister) {
+    auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
+    EXPECT_THROW(tracker->waitForAllServicesToBeUnpublished(longTime, "unknown"), std::out_of_range);
+    complete(registeredListener());
+    EXPECT_THAT(registrations(), ElementsAre(registered, unregistering));
+}
+
 TEST_F(SPFConfigurationUpdateTrackerTest, TheOtherWaitsLeaveTheRegistrationAsItIs) {
     auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
     tracker->waitForAllEndpoints(now, "p");
