@@ -74,7 +74,7 @@ std::shared_ptr<EndpointStatusListener> Reporter::AddingService(Reference const&
     if (listener) {
         worker_->post([this, listener] {
             newListener_(listener);
-            statusListeners_.push_back(listener);
+            persistently([&] { statusListeners_.push_back(listener); });
         });
     }
     return listener;

@@ -13,6 +13,7 @@
 
 #include "agent/spf/bundles/common/ServiceAccess.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/common/persistently.hpp"
 
 namespace agent::spf::bundles::publisher {
 
@@ -42,7 +43,7 @@ private:
         auto service = serviceOrNull(context_, reference);
         if (service) {
             worker_->post([this, service] {
-                services_.push_back(service);
+                persistently([&] { services_.push_back(service); });
                 choose();
             });
         }
