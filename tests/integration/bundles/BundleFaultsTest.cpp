@@ -252,7 +252,8 @@ TEST_P(ModificationsOfBundlesAtWork, AreWithdrawnAndReportedSo) {
         });
 }
 
-INSTANTIATE_TEST_SUITE_P(Threads, ModificationsOfBundlesAtWork, testing::Values("spf-sockets", "spf-rpc"),
+INSTANTIATE_TEST_SUITE_P(Threads, ModificationsOfBundlesAtWork,
+                         testing::Values("spf-sockets", "spf-rpc", "spf-framework"),
                          [](auto const& thread) { return std::string(thread.param).substr(4); });
 
 } // namespace

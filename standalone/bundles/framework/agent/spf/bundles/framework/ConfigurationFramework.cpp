@@ -175,9 +175,9 @@ private:
         return std::make_shared<FactoryService>(
             worker_,
             [this](std::string const& pid, AnyMap const& properties) {
-                publishers_.updated(instanceOf(pid), properties);
+                persistently([&] { publishers_.updated(instanceOf(pid), properties); });
             },
-            [this](std::string const& pid) { publishers_.removed(instanceOf(pid)); });
+            [this](std::string const& pid) { persistently([&] { publishers_.removed(instanceOf(pid)); }); });
     }
 
     void update(PublisherEntry const& entry) override {
@@ -191,7 +191,7 @@ private:
     }
 
     bool remove(PublisherEntry const& entry) override {
-        auto const found = configurations_.find(pidOf(entry));
+        auto const found = persistently([&] { return configurations_.find(pidOf(entry)); });
         if (found == configurations_.end()) {
             return false;
         }
@@ -199,7 +199,7 @@ private:
         configurations_.erase(found);
         auto const hasPublisher = factories_.has(entry.factoryPID);
         try {
-            configuration->Remove();
+            persistently([&] { configuration->Remove(); });
         } catch (std::exception const&) {
             return false; // removed already, by somebody else
         }

@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/bundles/common/persistently.hpp"
+
 namespace agent::spf::bundles::framework {
 
 std::string pidOf(PublisherEntry const& entry) {
@@ -45,11 +47,12 @@ void PublisherConfigurations::removed(std::string const& instance) {
     if (found == pidsOfConfigurations_.end()) {
         return;
     }
-    auto const pids = std::move(found->second);
-    pidsOfConfigurations_.erase(found);
-    for (auto const& pid : pids) {
-        withdraw(pid);
+    auto& pids = found->second;
+    while (!pids.empty()) { // one that could not be withdrawn is there when this is called again
+        withdraw(*pids.begin());
+        pids.erase(pids.begin());
     }
+    pidsOfConfigurations_.erase(found);
 }
 
 void PublisherConfigurations::withdrawn(std::string const& pid) {
@@ -81,7 +84,7 @@ void PublisherConfigurations::apply(PublisherEntry const& entry) {
 }
 
 void PublisherConfigurations::takeEffect(PublisherEntry const& entry) {
-    managed_.insert_or_assign(pidOf(entry), Managed{entry, {}, {}});
+    persistently([&] { managed_.insert_or_assign(pidOf(entry), Managed{entry, {}, {}}); });
     try {
         environment_.update(entry);
     } catch (std::exception const& error) {

@@ -1,6 +1,7 @@
 #include "agent/spf/bundles/framework/PublisherEntries.hpp"
 
 #include <map>
+#include <new>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -39,6 +40,8 @@ private:
     void guarded(std::string const& name, Step step) {
         try {
             step();
+        } catch (std::bad_alloc const&) {
+            throw; // the configuration is not to blame
         } catch (std::exception const& error) {
             result_.errors.push_back({name, error.what()});
             failed_.insert(name);
