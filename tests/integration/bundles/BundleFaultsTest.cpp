@@ -206,11 +206,11 @@ private:
     std::uint32_t count_ = 0;
 };
 
-class ModificationsOfBundlesAtWork : public BundlesAtWork, public testing::WithParamInterface<char const*> {
+class ModificationsAtWork : public BundlesAtWork {
 protected:
     using Kind = LastReport::Kind;
 
-    ModificationsOfBundlesAtWork() {
+    ModificationsAtWork() {
         installation_.context().RegisterService<agent::spf::frameworklistener::FrameworkListener>(report_);
     }
 
@@ -225,6 +225,9 @@ protected:
     int count_ = 0;
 };
 
+class ModificationsOfBundlesAtWork : public ModificationsAtWork,
+                                     public testing::WithParamInterface<char const*> {};
+
 TEST_P(ModificationsOfBundlesAtWork, ArePublishedOrAnErrorAndLaterOnesPublished) {
     forEachAllocation(
         GetParam(),
@@ -236,6 +239,12 @@ TEST_P(ModificationsOfBundlesAtWork, ArePublishedOrAnErrorAndLaterOnesPublished)
             EXPECT_EQ(modify({endpoint_, second_}), Kind::Published) << "the second was not given up";
             EXPECT_EQ(modify({endpoint_}), Kind::Published);
         });
+}
+
+TEST_F(ModificationsAtWork, ArePublishedOrAnErrorWhicheverAllocationOfItsLookUpFails) {
+    forEachAllocation(
+        "spf-resolver", [this] { EXPECT_NE(modify({"tcp:localhost:0"}), Kind::None); },
+        [this] { EXPECT_EQ(modify({}), Kind::Published); });
 }
 
 TEST_P(ModificationsOfBundlesAtWork, AreWithdrawnAndReportedSo) {

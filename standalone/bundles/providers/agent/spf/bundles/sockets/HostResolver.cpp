@@ -1,5 +1,7 @@
 #include "agent/spf/bundles/sockets/HostResolver.hpp"
 
+#include <exception>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -8,6 +10,8 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/address.hpp>
+
+#include "agent/spf/bundles/common/persistently.hpp"
 
 namespace agent::spf::bundles::sockets {
 
@@ -22,7 +26,7 @@ struct Found {
     std::string reason;
 };
 
-Found lookUpNow(std::string const& host, std::string const& port, tcp::resolver::flags flags) {
+Found lookUpNow(std::string const& host, std::string const& port, tcp::resolver::flags flags) try {
     boost::asio::io_context context;
     tcp::resolver resolver(context);
     error_code error;
@@ -31,6 +35,8 @@ Found lookUpNow(std::string const& host, std::string const& port, tcp::resolver:
         return {{}, "no such host \"" + host + "\" (" + error.message() + ")"};
     }
     return {{results.begin(), results.end()}, {}};
+} catch (std::exception const& error) {
+    return {{}, error.what()}; // on a thread of its own, where nobody else catches it
 }
 
 } // namespace
@@ -64,14 +70,20 @@ void HostResolver::startLookUp(std::string const& host, std::string const& port,
     auto lookUp = std::make_shared<LookUp>();
     std::thread([weakWorker = worker_, lookUp, host, port, flags] {
         ::pthread_setname_np(::pthread_self(), "spf-resolver");
-        auto found = lookUpNow(host, port, flags);
+        auto const found = lookUpNow(host, port, flags);
         if (auto const worker = weakWorker.lock()) {
-            worker->post([lookUp, found = std::move(found)] {
-                lookUp->isOver = true;
-                if (auto const done = std::exchange(lookUp->done, nullptr)) {
-                    done(found.addresses, found.reason);
-                }
-            });
+            try {
+                persistently([&] {
+                    worker->post([lookUp, found] {
+                        lookUp->isOver = true;
+                        if (auto const done = std::exchange(lookUp->done, nullptr)) {
+                            done(found.addresses, found.reason);
+                        }
+                    });
+                });
+            } catch (std::bad_alloc const&) {
+                // The look-up does not end. Who connects gives it up in time; who binds waits.
+            }
         }
     }).detach();
     lookUp_ = std::move(lookUp);
