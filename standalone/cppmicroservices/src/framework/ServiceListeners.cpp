@@ -85,24 +85,16 @@ void ServiceListeners::disconnectWithLock(Entry& entry) {
     }
 }
 
-// Each of the few lists is in order.
 template <class Visitor>
-void ServiceListeners::visit(std::vector<Entries> const& listeners, Visitor const& visitor) {
-    struct Walk {
-        Bucket::Values::const_iterator next;
-        Bucket::Values::const_iterator end;
-    };
-    std::vector<Walk> walks;
-    walks.reserve(listeners.size());
-    for (auto const& entries : listeners) {
-        walks.push_back({entries->begin(), entries->end()}); // none is empty
-    }
+void ServiceListeners::visit(std::vector<Walk> walks, Visitor const& visitor) {
+    auto const nextOf = [](Walk const& walk) -> Entry const& { return *(*walk.listeners)[walk.next]; };
     while (!walks.empty()) {
-        auto const first = std::min_element(walks.begin(), walks.end(), [](Walk const& a, Walk const& b) {
-            return (*a.next)->turn < (*b.next)->turn;
-        });
-        visitor(**first->next);
-        if (++first->next == first->end) {
+        auto const first =
+            std::min_element(walks.begin(), walks.end(), [&](Walk const& left, Walk const& right) {
+                return nextOf(left).turn < nextOf(right).turn;
+            });
+        visitor(nextOf(*first));
+        if (++first->next == first->listeners->size()) {
             walks.erase(first);
         }
     }
@@ -135,27 +127,27 @@ void ServiceListeners::reportFailureOf(BundleRecord& bundle, std::exception_ptr 
 }
 
 void ServiceListeners::deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record) {
-    auto const listeners = listenersFor(*record);
-    if (listeners.empty()) {
+    auto walks = listenersFor(*record);
+    if (walks.empty()) {
         return;
     }
     ServiceEvent const event(type, Access::reference(record));
     auto const properties = record->properties();
-    visit(listeners, [&](Entry const& entry) {
+    visit(std::move(walks), [&](Entry const& entry) {
         call(entry, [&] { return entry.matches(*properties) ? &event : nullptr; });
     });
 }
 
 void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& record,
                                        ServiceRecord::Change const& change) {
-    auto const listeners = listenersFor(*record);
-    if (listeners.empty()) {
+    auto walks = listenersFor(*record);
+    if (walks.empty()) {
         return;
     }
     auto const reference = Access::reference(record);
     ServiceEvent const modified(ServiceEvent::SERVICE_MODIFIED, reference);
     ServiceEvent const endMatch(ServiceEvent::SERVICE_MODIFIED_ENDMATCH, reference);
-    visit(listeners, [&](Entry const& entry) {
+    visit(std::move(walks), [&](Entry const& entry) {
         call(entry, [&]() -> ServiceEvent const* {
             if (entry.matches(*change.after)) {
                 return &modified;
@@ -165,21 +157,21 @@ void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& rec
     });
 }
 
-std::vector<ServiceListeners::Entries> ServiceListeners::listenersFor(ServiceRecord const& record) {
-    std::vector<Entries> listeners;
+std::vector<ServiceListeners::Walk> ServiceListeners::listenersFor(ServiceRecord const& record) {
+    std::vector<Walk> walks;
     std::lock_guard const lock(mutex_);
     if (!general_.empty()) {
-        listeners.push_back(general_.snapshot());
+        walks.push_back({general_.snapshot(), 0});
     }
     if (!byInterface_.empty()) {
         for (auto const& interfaceId : record.interfaces()) {
             auto const found = byInterface_.find(interfaceId);
             if (found != byInterface_.end()) {
-                listeners.push_back(found->second.snapshot());
+                walks.push_back({found->second.snapshot(), 0});
             }
         }
     }
-    return listeners;
+    return walks;
 }
 
 } // namespace cppmicroservices::detail

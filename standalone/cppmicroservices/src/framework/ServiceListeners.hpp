@@ -10,6 +10,7 @@
 #include "cppmicroservices/ServiceEvent.h"
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -65,14 +66,19 @@ private:
     };
     using EntryMap = std::map<ListenerTokenId, std::shared_ptr<Entry>>;
     using Bucket = SnapshotMap<Turn, std::shared_ptr<Entry>>;
-    using Entries = std::shared_ptr<Bucket::Values const>;
+
+    /// A walk along the listeners of one bucket; there is a next one.
+    struct Walk {
+        std::shared_ptr<Bucket::Values const> listeners;
+        std::size_t next;
+    };
 
     /// Takes the listener out of all but entries_.
     void disconnectWithLock(Entry& entry);
-    std::vector<Entries> listenersFor(ServiceRecord const& record);
+    std::vector<Walk> listenersFor(ServiceRecord const& record);
     /// Calls `visitor` with each listener, as it is its turn.
     template <class Visitor>
-    static void visit(std::vector<Entries> const& listeners, Visitor const& visitor);
+    static void visit(std::vector<Walk> walks, Visitor const& visitor);
     /// Tells the listener of the event that `eventFor()` returns, if it returns one. What that or the
     /// listener throws is reported.
     template <class Choose>
