@@ -46,8 +46,9 @@ void setOption(int descriptor, int level, int name, int value) {
     ::setsockopt(descriptor, level, name, &value, sizeof(value)); // what the system refuses is not needed
 }
 
-// Lets the system notice a TCP peer whose machine or network is gone: after about 25 seconds of silence, and
-// 30 seconds after sending something that is not acknowledged.
+// Lets the system notice a TCP peer whose machine or network is gone: after 30 seconds in which it answers
+// neither what is sent nor, in a silent connection, the probes. The user time-out, not a number of probes,
+// says when to give up on either.
 void watchOverTcp(Socket& socket) {
     error_code error;
     auto const family = socket.local_endpoint(error).protocol().family();
@@ -59,7 +60,6 @@ void watchOverTcp(Socket& socket) {
     setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, 10);        // seconds
     setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, 5);        // seconds
-    setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, 3);          // probes
     setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, 30000); // milliseconds
 }
 
