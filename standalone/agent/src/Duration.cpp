@@ -22,7 +22,8 @@ std::chrono::milliseconds parseDuration(std::string const& text) {
     auto const unit = millisecondsPerUnit.find(std::string_view(rest, static_cast<std::size_t>(end - rest)));
     if (error != std::errc() || unit == millisecondsPerUnit.end() || !(number >= 0) ||
         number * unit->second > aYear) {
-        throw std::invalid_argument("'" + text + "' is no duration; expected one such as 500ms, 30s or 2m");
+        throw std::invalid_argument(
+            "'" + text + "' is no duration; expected one such as 500ms, 30s or 2m, of a year at most");
     }
     auto const milliseconds = std::chrono::milliseconds(std::llround(number * unit->second));
     return number > 0 ? std::max(milliseconds, std::chrono::milliseconds(1))
