@@ -15,7 +15,8 @@
 
 namespace agent::host {
 
-// The process's running framework, or null when the host has none. Thread safe.
+// The process's running framework, or null when the host has none. What it throws goes to the client, but is
+// dropped where a withdrawal drops exceptions. Thread safe.
 AGENT_HOST_EXPORT std::shared_ptr<cppmicroservices::Framework> getFramework();
 
 // Installs and starts the bundles of one directory, given relative to the installation, and returns them in

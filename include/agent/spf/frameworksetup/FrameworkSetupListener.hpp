@@ -49,7 +49,7 @@ public:
     FrameworkSetupListener& operator=(FrameworkSetupListener const&) = delete;
 
     // Called by the framework, on any thread. Throws what the callback throws; with an empty callback
-    // std::bad_function_call.
+    // std::bad_function_call; without memory std::bad_alloc.
     void handleEvent(std::shared_ptr<frameworklistener::Event> event) override;
     ~FrameworkSetupListener() override;
 

@@ -39,7 +39,8 @@ class SPFConfigurationImpl;
 //
 // The framework reports a removal some time after the withdrawal, by the IDs of the publishers. A
 // configuration that is built meanwhile, not with modify(), and has a publisher of the same ID takes that
-// report for its own and hears no more: wait with waitForAllServicesToBeUnpublished() first.
+// report for its own and hears no more: wait with waitForAllServicesToBeUnpublished() first. For a publisher
+// that has reported an error that wait throws at once; only modify() helps there.
 //
 // A handle of static storage duration must be reset before the process exits: withdrawal needs the library's
 // logger and the host, which may be gone when such a handle is destroyed.
@@ -111,8 +112,9 @@ public:
     // Withdraws the configuration, if that has not happened yet, and blocks until the framework reports the
     // publisher's configuration as removed. Result and exceptions as of the other waits, and what
     // unregistering the listener at the end throws; a failure of the withdrawal itself is logged and not
-    // thrown. The handle is detached, whatever comes of it; only when the framework fails to register the
-    // listener again for the reports of the removal, that is thrown and nothing is withdrawn.
+    // thrown. Whatever comes of it, an unknown ID included, the configuration is withdrawn and the handle
+    // detached; only when the framework fails to register the listener again for the reports of the removal,
+    // that is thrown and nothing is withdrawn.
     //
     // With the return, unless it throws, the configuration ceases to listen until the next call: a removal
     // of another publisher that is reported in between is not seen, and a wait for it lasts as long as its

@@ -105,10 +105,10 @@ public:
     // Ends what addServiceInterfaceToAllServicePublishers() began; the interface and its own mappings stay.
     SPFConfigurationBuilder& undoMappingOfServiceInterfaceToAllServicePublishers(std::string const& uniqueID);
 
-    // Checks that every mapping names an interface and a publisher of the configuration, starts the
-    // framework's bundles if this process has not done so, and publishes. The builder is empty afterwards,
-    // but keeps its modification count, and may be used again. May block while bundles are installed; does
-    // not wait until the framework acts on the configuration.
+    // Checks that every mapping names an interface and a publisher of the configuration, installs and starts
+    // the framework's bundles unless the framework has them, starts again those that were stopped, and
+    // publishes. The builder is empty afterwards, but keeps its modification count, and may be used again.
+    // May block while bundles are installed; does not wait until the framework acts on the configuration.
     //
     // Throws std::runtime_error for a mapping that names an unknown interface or publisher; the message ends
     // in the ID, the builder is unchanged and can be corrected. Throws what starting and publishing throw;

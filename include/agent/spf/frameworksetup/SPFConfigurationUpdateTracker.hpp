@@ -30,8 +30,9 @@ class FrameworkSetupListener;
 // host: getFramework(); without a framework nothing is registered and no event arrives.
 //
 // Thread safe. Registering and unregistering run other people's service listeners on the calling thread; no
-// lock is held meanwhile, so they may deliver events, call the tracker and drop it. Owned by a shared
-// pointer; a call keeps what it uses alive until it returns.
+// lock is held meanwhile, so they may deliver events, call the tracker and drop it. Other threads that
+// enable, disable or prepare for unpublishing meanwhile, or end an unpublish wait, are kept waiting until
+// they are done. Owned by a shared pointer; a call keeps what it uses alive until it returns.
 class AGENT_SPF_FRAMEWORKSETUP_EXPORT SPFConfigurationUpdateTracker
     : public std::enable_shared_from_this<SPFConfigurationUpdateTracker> {
 public:

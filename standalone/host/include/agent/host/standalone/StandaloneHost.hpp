@@ -42,6 +42,10 @@ AGENT_HOST_EXPORT void setInstallationRoot(std::filesystem::path const& root);
 AGENT_HOST_EXPORT std::filesystem::path installationRoot();
 
 // The framework's launching properties, for the framework that is started next; a running one keeps its own.
+// Beside those of CppMicroServices the standalone bundles read two, both texts: "qo.spf.runtimedirectory",
+// the directory in which agents of one user find each other by name (default: $XDG_RUNTIME_DIR/spf or, if
+// that variable holds no absolute path, /tmp/spf-<user ID>), and "qo.spf.agent", by which peers know this
+// agent (default: <host name>/<process ID>).
 AGENT_HOST_EXPORT void setFrameworkProperties(cppmicroservices::FrameworkConfiguration properties);
 
 // Starts the framework unless it runs, and returns it; after a stop this is a new framework, without bundles
