@@ -1,6 +1,7 @@
 // Legacy: one call sets up the service framework with the fixed legacy configuration, which stays published
-// for the life of the process. What was published can be looked at in Configuration Admin. usage: legacy
-// [ENDPOINT]        the argument, which all examples have, is not used
+// until the framework stops. What was published can be looked at in Configuration Admin.
+//
+// usage: legacy [ENDPOINT]        the argument, which all examples have, is not used
 #include <exception>
 #include <iostream>
 

@@ -1,6 +1,7 @@
 // Modify: turn a published configuration back into a builder, change it, and publish the next version of it.
-// What both versions share stays as it is: the first endpoint is not closed in between. usage: modify
-// ENDPOINT        such as unix:/tmp/modify.sock; a second one ends in "-2"
+// What both versions share stays as it is: the first endpoint is not closed in between.
+//
+// usage: modify ENDPOINT        such as unix:/tmp/modify.sock; a second one ends in "-2"
 #include <chrono>
 #include <exception>
 #include <iostream>

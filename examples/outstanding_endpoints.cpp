@@ -1,6 +1,7 @@
 // Outstanding endpoints: wait in short turns, say what is still missing, and go on. The endpoint to connect
-// to is bound only after the first turn, by a second configuration of the same process. usage:
-// outstanding_endpoints ENDPOINT        such as unix:/tmp/outstanding.sock
+// to is bound only after the first turn, by a second configuration of the same process.
+//
+// usage: outstanding_endpoints ENDPOINT        such as unix:/tmp/outstanding.sock
 #include <chrono>
 #include <exception>
 #include <iostream>

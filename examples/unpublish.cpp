@@ -1,5 +1,7 @@
 // Unpublish: withdraw a configuration and wait until the framework reports that its services are gone. The
-// same endpoint can be bound again at once. usage: unpublish ENDPOINT        such as unix:/tmp/unpublish.sock
+// same endpoint can be bound again at once.
+//
+// usage: unpublish ENDPOINT        such as unix:/tmp/unpublish.sock
 #include <chrono>
 #include <exception>
 #include <iostream>
@@ -40,7 +42,7 @@ int main(int argc, char* argv[]) try {
 
     // Without a wait: going out of scope, or reset(), withdraws as well, and returns at once.
     SPFConfiguration second = publish("second", argv[1]);
-    if (!second.waitForAllServices(10s, "rpc")) {
+    if (!second.waitForAllEndpoints(10s, "rpc")) {
         std::cerr << "the endpoint could not be bound again\n";
         return 1;
     }

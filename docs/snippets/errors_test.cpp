@@ -44,8 +44,11 @@ std::string publishAndWait(SPFConfigurationBuilder& builder, std::chrono::millis
     }
     std::ostringstream text;
     text << "not ready in time:";
-    for (auto const& endpoint : configuration.listOutstandingEndpoints("rpc").first) {
-        text << ' ' << endpoint.ToString();
+    auto const [toConnect, toBind] = configuration.listOutstandingEndpoints("rpc");
+    for (auto const* endpoints : {&toConnect, &toBind}) {
+        for (auto const& endpoint : *endpoints) {
+            text << ' ' << endpoint.ToString();
+        }
     }
     return text.str();
 }
