@@ -10,8 +10,9 @@ namespace agent::spf::bundles {
 
 // Keys of the service properties under which a RemoteService is registered. Their values are strings, but for
 // the version, which is an int (the interface's major version). Beside them the service carries the required
-// runtime properties of the interface, each under its own name. The requested properties of the interface
-// that are not required ones stand there too, unless their key is one of these.
+// runtime properties of the interface, each under its own name, and the requested ones. Those whose key is,
+// but for letter case, one of these or one of the registry's own (objectclass, service.id, service.scope,
+// service.ranking) are left out, required or not.
 namespace remoteservice {
 inline constexpr char const* interfaceKey = "interface"; // the interface's name
 inline constexpr char const* uniqueIDKey = "uniqueID";   // the interface's unique ID at the peer
