@@ -26,7 +26,7 @@ void setupFramework() {
     publishers.insert(std::move(publisher));
 
     SPFConfigurationImpl legacy(legacyID, legacyModificationCount, {}, std::move(publishers), {});
-    legacy.name.clear(); // so that it is not withdrawn here: it stays for the life of the process
+    legacy.name.clear(); // so that it is not withdrawn here: it stays until the framework stops
 }
 
 } // namespace agent::spf::frameworksetup

@@ -13,7 +13,7 @@
 namespace agent::program {
 
 // Calls setupFramework() on a thread of its own and shows what becomes of it. The library publishes the
-// legacy configuration for the life of the process: it ends with the framework.
+// legacy configuration for good: it ends with the framework.
 class LegacySession {
 public:
     LegacySession(Narrator& narrator, MessageBox& messages);
