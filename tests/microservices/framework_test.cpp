@@ -246,6 +246,36 @@ TEST_F(FrameworkTest, BundleThatFailedToStartBeforeTheFrameworkIsTriedAgainByIts
     EXPECT_EQ(events[1].GetType(), FrameworkEvent::FRAMEWORK_STARTED);
 }
 
+TEST_F(FrameworkTest, BundleThatFailedToStartBeforeTheFrameworkIsNotTriedAgainOnceItIsStopped) {
+    auto framework = FrameworkFactory().NewFramework();
+    framework.Init();
+    auto initialContext = framework.GetBundleContext();
+    auto failing = initialContext.InstallBundles(locationOf("throws_on_start")).at(0);
+    EXPECT_THROW(failing.Start(), std::runtime_error);
+    failing.Stop();
+    std::vector<FrameworkEvent::Type> events;
+    initialContext.AddFrameworkListener(
+        [&events](FrameworkEvent const& event) { events.push_back(event.GetType()); });
+    framework.Start();
+    EXPECT_THAT(events, ElementsAre(FrameworkEvent::FRAMEWORK_STARTED));
+}
+
+TEST_F(FrameworkTest, TransientOptionsLeaveItAsItWasWhetherTheFrameworkStartsTheBundle) {
+    auto framework = FrameworkFactory().NewFramework();
+    framework.Init();
+    auto startedForGood = framework.GetBundleContext().InstallBundles(locationOf("recorder")).at(0);
+    startedForGood.Start(Bundle::START_ACTIVATION_POLICY);
+    startedForGood.Stop(Bundle::STOP_TRANSIENT);
+    auto startedForNow = framework.GetBundleContext().InstallBundles(locationOf("manifest_only")).at(0);
+    startedForNow.Start(Bundle::START_TRANSIENT);
+    EXPECT_EQ(startedForNow.GetState(), Bundle::STATE_ACTIVE);
+    startedForNow.Stop(Bundle::STOP_TRANSIENT);
+    EXPECT_EQ(startedForNow.GetState(), Bundle::STATE_RESOLVED);
+    framework.Start();
+    EXPECT_EQ(startedForGood.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_EQ(startedForNow.GetState(), Bundle::STATE_RESOLVED);
+}
+
 TEST_F(FrameworkTest, BundlesThatFailedToStartBeforeTheFrameworkAreTriedInTheOrderOfTheirIdentifiers) {
     auto framework = FrameworkFactory().NewFramework();
     framework.Init();

@@ -50,7 +50,7 @@ public:
         STATE_ACTIVE = 0x00000020
     };
 
-    /// Accepted and without effect, as are StopOptions: bundles do not outlive a framework's run.
+    /// Transient: without a say in whether the framework's start starts the bundle. The policy has no effect.
     enum StartOptions : uint32_t { START_TRANSIENT = 0x00000001, START_ACTIVATION_POLICY = 0x00000002 };
     enum StopOptions : uint32_t { STOP_TRANSIENT = 0x00000001 };
 

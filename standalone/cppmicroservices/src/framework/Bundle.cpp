@@ -155,16 +155,16 @@ Bundle::TimeStamp Bundle::GetLastModified() const {
     return Record().lastModified();
 }
 
-void Bundle::Start(uint32_t) {
-    Record().start(*core_);
+void Bundle::Start(uint32_t options) {
+    Record().start(*core_, options);
 }
 
 void Bundle::Start() {
     Start(0);
 }
 
-void Bundle::Stop(uint32_t) {
-    Record().stop(*core_);
+void Bundle::Stop(uint32_t options) {
+    Record().stop(*core_, options);
 }
 
 void Bundle::Stop() {

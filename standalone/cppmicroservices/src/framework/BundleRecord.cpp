@@ -45,13 +45,15 @@ std::shared_ptr<ContextRecord> BundleRecord::context() const {
     return context_;
 }
 
-void BundleRecord::start(FrameworkCore& core) {
+void BundleRecord::start(FrameworkCore& core, std::uint32_t options) {
     BundleChanges::Right const right(core.changes(), *this);
     if (!core.startsBundles()) {
         throwStoppedFramework();
     }
     requireInstalled();
-    autoStart_.store(true, std::memory_order_release);
+    if ((options & Bundle::START_TRANSIENT) == 0) {
+        autoStart_.store(true, std::memory_order_release);
+    }
     if (state() == Bundle::STATE_ACTIVE) {
         return;
     }
@@ -80,10 +82,12 @@ bool BundleRecord::mayRun() const noexcept {
            (state() & (Bundle::STATE_STARTING | Bundle::STATE_ACTIVE | Bundle::STATE_STOPPING)) != 0;
 }
 
-void BundleRecord::stop(FrameworkCore& core) {
+void BundleRecord::stop(FrameworkCore& core, std::uint32_t options) {
     BundleChanges::Right const right(core.changes(), *this);
     requireInstalled();
-    autoStart_.store(false, std::memory_order_release);
+    if ((options & Bundle::STOP_TRANSIENT) == 0) {
+        autoStart_.store(false, std::memory_order_release);
+    }
     if (state() == Bundle::STATE_ACTIVE) {
         rethrowStopFailure(deactivate(core));
     }

@@ -7,6 +7,7 @@
 #include "cppmicroservices/Bundle.h"
 
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -47,8 +48,8 @@ public:
     /// Whether the framework is to start the bundle when it starts.
     bool autoStart() const noexcept { return autoStart_.load(std::memory_order_acquire); }
 
-    virtual void start(FrameworkCore& core);
-    virtual void stop(FrameworkCore& core);
+    virtual void start(FrameworkCore& core, std::uint32_t options);
+    virtual void stop(FrameworkCore& core, std::uint32_t options);
     virtual void uninstall(FrameworkCore& core);
 
     /// Stops the bundle because its framework stops.

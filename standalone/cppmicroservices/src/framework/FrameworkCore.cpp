@@ -19,11 +19,11 @@ SystemBundleRecord::SystemBundleRecord(std::weak_ptr<FrameworkCore> core)
                    interpretHeaders(Constants::SYSTEM_BUNDLE_SYMBOLICNAME, Constants::SYSTEM_BUNDLE_LOCATION,
                                     systemBundleHeaders())) {}
 
-void SystemBundleRecord::start(FrameworkCore& core) {
+void SystemBundleRecord::start(FrameworkCore& core, std::uint32_t) {
     core.start();
 }
 
-void SystemBundleRecord::stop(FrameworkCore& core) {
+void SystemBundleRecord::stop(FrameworkCore& core, std::uint32_t) {
     core.stop();
 }
 
@@ -118,7 +118,7 @@ void FrameworkCore::startMarkedBundles() {
     for (auto const& bundle : bundles) {
         if (bundle->autoStart() && bundle != system_) {
             try {
-                bundle->start(*this);
+                bundle->start(*this, Bundle::START_TRANSIENT);
             } catch (...) {
                 report(FrameworkEvent::FRAMEWORK_ERROR, bundle, std::string(), std::current_exception());
             }

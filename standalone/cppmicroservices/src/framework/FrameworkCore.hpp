@@ -31,8 +31,8 @@ class SystemBundleRecord : public BundleRecord {
 public:
     explicit SystemBundleRecord(std::weak_ptr<FrameworkCore> core);
 
-    void start(FrameworkCore& core) override;
-    void stop(FrameworkCore& core) override;
+    void start(FrameworkCore& core, std::uint32_t options) override;
+    void stop(FrameworkCore& core, std::uint32_t options) override;
     void uninstall(FrameworkCore& core) override;
 
 protected:
