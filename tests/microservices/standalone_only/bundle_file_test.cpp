@@ -2,6 +2,11 @@
 // end.
 #include "BundleFile.hpp"
 
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/FrameworkEvent.h>
+#include <cppmicroservices/FrameworkFactory.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,11 +14,16 @@
 #include <cstdint>
 #include <cstring>
 #include <elf.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 using cppmicroservices::detail::findElfSection;
 using cppmicroservices::detail::readManifestText;
@@ -91,11 +101,73 @@ std::string messageOfRead(std::string const& path) {
     return "accepted";
 }
 
+/// A file with these bytes.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(std::string const& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
+    TemporaryFile(TemporaryFile const&) = delete;
+    TemporaryFile& operator=(TemporaryFile const&) = delete;
+    ~TemporaryFile() { std::filesystem::remove(path_); }
+    std::string const& path() const { return path_; }
+
+private:
+    std::string const path_ =
+        (std::filesystem::temp_directory_path() / ("spf-bundle-file-test-" + std::to_string(getpid())))
+            .string();
+};
+
+/// What a framework says of the image after its path.
+std::string refusalByFramework(std::string const& image) {
+    TemporaryFile const file(image);
+    auto framework = cppmicroservices::FrameworkFactory().NewFramework();
+    framework.Start();
+    std::string message = "accepted";
+    try {
+        framework.GetBundleContext().InstallBundles(file.path());
+    } catch (std::runtime_error const& error) {
+        message = error.what();
+        EXPECT_THAT(message, testing::StartsWith(file.path()));
+        message.erase(0, file.path().size());
+    }
+    framework.Stop();
+    framework.WaitForStop(std::chrono::milliseconds::zero());
+    return message;
+}
+
+std::ptrdiff_t openFiles() {
+    std::filesystem::directory_iterator const files("/proc/self/fd");
+    return std::distance(begin(files), end(files));
+}
+
+std::string mappedFiles() {
+    std::ifstream maps("/proc/self/maps");
+    return {std::istreambuf_iterator<char>(maps), {}};
+}
+
 } // namespace
 
 TEST(ElfSection, IsFoundByItsName) {
     EXPECT_EQ(findIn(makeImage(sectionName, R"({"a": 1})")), R"({"a": 1})");
     EXPECT_EQ(findIn(makeImage(sectionName, "")), "");
+    EXPECT_EQ(findIn(withSection(2,
+                                 [](Elf64_Shdr& section) {
+                                     section.sh_offset = makeImage(sectionName, "{}").size();
+                                     section.sh_size = 0;
+                                 })),
+              "");
+}
+
+TEST(ElfSection, IsFoundInAnImageWhoseNumbersAreInItsFirstSectionHeader) {
+    auto const image = withSection(0, [](Elf64_Shdr& section) {
+        section.sh_size = 3;
+        section.sh_link = 1;
+    });
+    EXPECT_EQ(findIn(with<Elf64_Ehdr>(image, 0,
+                                      [](Elf64_Ehdr& header) {
+                                          header.e_shnum = 0;
+                                          header.e_shstrndx = SHN_XINDEX;
+                                      })),
+              "{}");
 }
 
 TEST(ElfSection, ImageWithoutItHasNone) {
@@ -137,6 +209,12 @@ TEST(ElfSection, NumbersThatPointOutsideTheFileAreRefused) {
                 HasSubstr("truncated"));
     EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_size = ~std::uint64_t{0}; })),
                 HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withSection(2,
+                                    [](Elf64_Shdr& section) {
+                                        section.sh_size =
+                                            makeImage(sectionName, "{}").size() - section.sh_offset + 1;
+                                    })),
+                HasSubstr("truncated"));
 }
 
 TEST(ElfSection, CountInTheFirstSectionHeaderIsCheckedToo) {
@@ -163,4 +241,28 @@ TEST(ElfSection, ImagesWithChangedBytesAreReadOrRefusedButNeverReadBeyondTheirEn
 TEST(BundleFile, ErrorNamesPathAndReason) {
     EXPECT_EQ(messageOfRead("/nowhere/x.so"), "/nowhere/x.so is no bundle: No such file or directory");
     EXPECT_EQ(messageOfRead("/dev/null"), "/dev/null is no bundle: it is no regular file");
+}
+
+TEST(BundleFile, ThatIsEmptyIsRefused) {
+    TemporaryFile const file("");
+    EXPECT_EQ(messageOfRead(file.path()),
+              file.path() + " is no bundle: it is neither a shared library nor a program");
+}
+
+TEST(BundleFile, IsNeitherOpenNorMappedOnceItIsRead) {
+    TemporaryFile const file(makeImage(sectionName, "{}"));
+    auto const before = openFiles();
+    EXPECT_EQ(readManifestText(file.path()), "{}");
+    EXPECT_EQ(messageOfRead("/dev/null"), "/dev/null is no bundle: it is no regular file");
+    EXPECT_EQ(openFiles(), before);
+    EXPECT_THAT(mappedFiles(), testing::Not(HasSubstr(file.path())));
+}
+
+TEST(BundleFile, WithoutAUsableManifestIsRefusedForTheReason) {
+    EXPECT_EQ(refusalByFramework(makeImage("another", "{}")), " is no bundle: it carries no manifest");
+    EXPECT_THAT(refusalByFramework(makeImage(sectionName, "{")),
+                testing::StartsWith(" is no bundle: its manifest is no JSON: "));
+    EXPECT_EQ(refusalByFramework(makeImage(sectionName, "{}")),
+              " is no bundle: its manifest has no \"bundle.symbolic_name\"");
+    EXPECT_EQ(refusalByFramework(makeImage(sectionName, R"({"bundle.symbolic_name": "x"})")), "accepted");
 }

@@ -115,7 +115,6 @@ BundleTable::Installed BundleTable::install(FrameworkCore& core, std::string con
         throw std::runtime_error("Failed to install bundle library at " + location + ": " + error.what());
     }
     insert(location, contents.names, installed.added);
-    learnNames(location, file);
     installed.bundles = std::move(contents.bundles);
     installed.bundles.insert(installed.bundles.end(), installed.added.begin(), installed.added.end());
     return installed;
