@@ -34,6 +34,8 @@ TEST_F(BundleContextTest, ContextsAreEqualIfTheyAreOfTheSameRunOfTheSameBundle) 
     EXPECT_TRUE(own == bundle.GetBundleContext());
     EXPECT_TRUE(own != context());
     EXPECT_TRUE(own < context() || context() < own);
+    EXPECT_TRUE(own < BundleContext());
+    EXPECT_FALSE(BundleContext() < own);
     bundle.Stop();
     EXPECT_TRUE(own == BundleContext());
     EXPECT_TRUE(context() < own);
@@ -215,6 +217,19 @@ TEST_F(BundleContextTest, RemovedListenersAreNotCalled) {
     context().RemoveListener(ListenerToken());
     auto const failing = install("throws_on_start");
     EXPECT_THROW(Bundle(failing).Start(), std::runtime_error);
+    context().AddBundleListener([](BundleEvent const&) { throw std::runtime_error("no events today"); });
+    install("recorder");
+}
+
+TEST_F(BundleContextTest, TokenThatWasMovedFromIsEmpty) {
+    auto token = context().AddBundleListener([](BundleEvent const&) {});
+    ListenerToken assigned;
+    assigned = std::move(token);
+    EXPECT_FALSE(token);
+    EXPECT_TRUE(assigned);
+    ListenerToken const made(std::move(assigned));
+    EXPECT_FALSE(assigned);
+    EXPECT_TRUE(made);
 }
 
 TEST_F(BundleContextTest, ListenerThatRemovesItselfIsCalledOnce) {

@@ -3,11 +3,13 @@
 #include "bundleInMessages.hpp"
 #include "bundles/Script.hpp"
 #include "bundles/TestService.hpp"
+#include "givenManifests.hpp"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/SharedLibraryException.h>
 
+#include <chrono>
 #include <cstdint>
 #include <dlfcn.h>
 #include <functional>
@@ -108,6 +110,7 @@ TEST_F(BundleTest, BundlesAreOrderedByIdentifierAndInvalidOnesComeLast) {
     EXPECT_FALSE(first < Bundle(first));
     EXPECT_TRUE(second < Bundle());
     EXPECT_FALSE(Bundle() < first);
+    EXPECT_FALSE(Bundle() < Bundle());
     EXPECT_TRUE(first != second);
 }
 
@@ -142,6 +145,7 @@ TEST_F(BundleTest, StartOfAnActiveAndStopOfAStoppedBundleDoNothing) {
     auto bundle = start("recorder");
     recordBundleEvents();
     bundle.Start();
+    EXPECT_THAT(bundleEvents_.take(), IsEmpty());
     bundle.Stop();
     bundleEvents_.take();
     bundle.Stop();
@@ -193,6 +197,23 @@ TEST_F(BundleTest, StartThatFailsWithASystemErrorThrowsASharedLibraryException) 
     EXPECT_THAT(events.take(), ElementsAre("RESOLVED", "STARTING", "STOPPING", "STOPPED"));
     framework.Stop();
     framework.WaitForStop(failureTimeout);
+}
+
+TEST_F(BundleTest, StartThatCannotLoadTheLibraryThrowsASharedLibraryException) {
+    auto headers = givenHeaders("given");
+    headers[Constants::BUNDLE_ACTIVATOR] = true;
+    auto manifests = givenManifests({});
+    manifests["given"] = std::move(headers);
+    auto bundle = context().InstallBundles("/dev/null", manifests).at(0);
+    try {
+        bundle.Start();
+        ADD_FAILURE() << "nothing was thrown";
+    } catch (SharedLibraryException const& error) {
+        EXPECT_EQ(error.code().value(), 0);
+        EXPECT_THAT(error.what(), StartsWith("Error loading /dev/null. "));
+        EXPECT_EQ(error.GetBundle(), bundle);
+    }
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
 }
 
 TEST_F(BundleTest, StartFailsWithWhatTheActivatorsConstructorThrows) {
@@ -283,6 +304,52 @@ TEST_F(BundleTest, ListenersFindTheBundleInTheStateThatTheyAreToldOf) {
                                     std::pair(BundleEvent::BUNDLE_STOPPED, Bundle::STATE_RESOLVED),
                                     std::pair(BundleEvent::BUNDLE_UNRESOLVED, Bundle::STATE_INSTALLED),
                                     std::pair(BundleEvent::BUNDLE_UNINSTALLED, Bundle::STATE_UNINSTALLED)));
+}
+
+TEST_F(BundleTest, ListenersFindABundleThatFailsToStartStopping) {
+    auto bundle = install("throws_on_start");
+    std::vector<std::uint32_t> states;
+    auto token = context().AddBundleListener(
+        [&states](BundleEvent const& event) { states.push_back(event.GetBundle().GetState()); });
+    EXPECT_THROW(bundle.Start(), std::runtime_error);
+    context().RemoveListener(std::move(token));
+    EXPECT_THAT(states, ElementsAre(Bundle::STATE_RESOLVED, Bundle::STATE_STARTING, Bundle::STATE_STOPPING,
+                                    Bundle::STATE_RESOLVED));
+}
+
+TEST_F(BundleTest, IsLastModifiedWhenItIsInstalledAndWhenItIsUninstalled) {
+    auto const now = [] {
+        return std::chrono::floor<std::chrono::milliseconds>(Bundle::TimeStamp::clock::now());
+    };
+    auto const before = now();
+    auto bundle = install("recorder");
+    auto const installed = bundle.GetLastModified();
+    EXPECT_GE(installed, before);
+    bundle.Start();
+    bundle.Stop();
+    EXPECT_EQ(bundle.GetLastModified(), installed);
+    while (now() <= installed) {
+        std::this_thread::yield();
+    }
+    bundle.Uninstall();
+    EXPECT_GT(bundle.GetLastModified(), installed);
+}
+
+TEST_F(BundleTest, HeadersGoWithTheLastHandleToAnUninstalledBundle) {
+    auto const value = std::make_shared<int>(1);
+    auto bundle = [&] {
+        auto headers = givenHeaders("test_recorder");
+        headers[Constants::BUNDLE_ACTIVATOR] = true;
+        headers["value"] = value;
+        auto manifests = givenManifests({});
+        manifests["test_recorder"] = std::move(headers);
+        return context().InstallBundles(locationOf("recorder"), manifests).at(0);
+    }();
+    bundle.Start();
+    EXPECT_THAT(records_.take(), ElementsAre("test_recorder start"));
+    bundle.Uninstall();
+    bundle = nullptr;
+    EXPECT_EQ(value.use_count(), 1);
 }
 
 TEST_F(BundleTest, UninstalledBundleAnswersButDoesNothing) {

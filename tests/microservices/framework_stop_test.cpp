@@ -54,6 +54,20 @@ TEST_F(FrameworkStopTest, StopsABundleThatIsStartedWhenTheStopBegins) {
                 ElementsAre("test_recorder start", "test_recorder stop", "test_recorder destroyed"));
 }
 
+TEST_F(FrameworkStopTest, WaitsForNoBundleThatDoesNotRun) {
+    auto bundle = start("recorder");
+    bundle.Stop();
+    FrameworkEvent stopped;
+    context().AddBundleListener([this, &stopped](BundleEvent const& event) {
+        if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
+            framework_.Stop();
+            stopped = framework_.WaitForStop(failureTimeout);
+        }
+    });
+    bundle.Uninstall();
+    EXPECT_EQ(stopped.GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
 TEST_F(FrameworkStopTest, BundleThatFailsToStopIsReportedAndTheOthersAreStopped) {
     start("recorder");
     auto const failing = start("throws_on_stop");

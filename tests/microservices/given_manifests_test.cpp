@@ -159,6 +159,14 @@ TEST_F(GivenManifestsTest, InstallAgainWhatWasUninstalledFromALocationWithOtherB
                 ElementsAre("d"));
 }
 
+TEST_F(GivenManifestsTest, OfALocationThatHasNoBundleLeftAreForgotten) {
+    for (auto bundle : context().InstallBundles(locationOf("manifest_only"), givenManifests({"a", "b"}))) {
+        bundle.Uninstall();
+    }
+    auto const bundles = context().InstallBundles(locationOf("manifest_only"), givenManifests({"c"}));
+    EXPECT_EQ(context().InstallBundles(locationOf("manifest_only"), givenManifests({"a"})), bundles);
+}
+
 TEST_F(GivenManifestsTest, ThatAreEmptyStandForTheFilesOwn) {
     auto manifests = givenManifests({"a"});
     manifests["test_recorder"] = AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);

@@ -168,7 +168,8 @@ struct Receiver {
 };
 
 int plainCalls = 0;
-void plainListener(ServiceEvent const&) {
+template <class Event>
+void plainListener(Event const&) {
     ++plainCalls;
 }
 
@@ -207,11 +208,26 @@ TEST_F(ServiceListenerTest, MemberFunctionsOfOtherReceiversStay) {
 
 TEST_F(ServiceListenerTest, PlainFunctionIsCalledUntilItIsRemoved) {
     plainCalls = 0;
-    context().AddServiceListener(plainListener);
+    context().AddServiceListener(plainListener<ServiceEvent>);
     auto const heard = context().RegisterService<First>(std::make_shared<First>());
-    context().RemoveServiceListener(plainListener);
+    context().RemoveServiceListener(plainListener<ServiceEvent>);
     auto const unheard = context().RegisterService<First>(std::make_shared<First>());
     EXPECT_EQ(plainCalls, 1);
+}
+
+TEST_F(ServiceListenerTest, PlainFunctionsListenToBundlesAndTheFrameworkToo) {
+    plainCalls = 0;
+    context().AddBundleListener(plainListener<BundleEvent>);
+    install("recorder");
+    EXPECT_EQ(plainCalls, 1);
+    context().RemoveBundleListener(plainListener<BundleEvent>);
+    context().AddFrameworkListener(plainListener<FrameworkEvent>);
+    context().AddBundleListener([](BundleEvent const&) { throw std::runtime_error("no events today"); });
+    install("manifest_only");
+    EXPECT_EQ(plainCalls, 2);
+    context().RemoveFrameworkListener(plainListener<FrameworkEvent>);
+    install("scripted_one");
+    EXPECT_EQ(plainCalls, 2);
 }
 
 TEST_F(ServiceListenerTest, MemberFunctionsListenToBundlesAndTheFrameworkToo) {

@@ -7,12 +7,15 @@
 
 #include <unistd.h>
 
-/// Returns when the thread sleeps, as it does while it waits.
+/// Returns when the thread sleeps, as it does while it waits, or has ended.
 inline void waitUntilAsleep(pid_t thread) {
     auto const path = "/proc/self/task/" + std::to_string(thread) + "/stat";
     std::string text;
     do {
         std::this_thread::yield();
-        std::getline(std::ifstream(path), text);
+        std::ifstream stat(path);
+        if (!std::getline(stat, text)) {
+            return;
+        }
     } while (text.find(") S ") == std::string::npos);
 }

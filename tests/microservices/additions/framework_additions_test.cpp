@@ -1,5 +1,6 @@
 // Bundles end with the run of the framework that they were installed in; a stopped framework starts none.
 #include "FrameworkFixture.hpp"
+#include "waitUntilAsleep.hpp"
 
 #include <future>
 #include <stdexcept>
@@ -16,6 +17,15 @@ TEST_F(FrameworkAdditions, BundlesAreNotCarriedOverIntoTheNextRun) {
               "Bundle test_recorder (location=" + bundle.GetLocation() + ") belongs to a stopped framework");
     framework_.Start();
     EXPECT_THAT(context().GetBundles(), testing::ElementsAre(framework_));
+}
+
+TEST_F(FrameworkAdditions, IdentifiersOfBundlesStartAnewWithEachRun) {
+    auto const old = install("recorder");
+    stopFramework();
+    framework_.Start();
+    auto const bundle = install("manifest_only");
+    EXPECT_EQ(bundle.GetBundleId(), old.GetBundleId());
+    EXPECT_EQ(bundle, old); // no more than framework and identifier counts
 }
 
 TEST_F(FrameworkAdditions, StoppedFrameworkThatIsOnlyInitialisedStartsNoBundle) {
@@ -52,6 +62,24 @@ TEST_F(FrameworkAdditions, StartOfAnUninstalledBundleBlamesTheFrameworkIfThatHas
     EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
               name + " belongs to a stopped framework");
     EXPECT_EQ(messageOf<std::logic_error>([&bundle] { bundle.Stop(); }), name + " is uninstalled");
+}
+
+TEST_F(FrameworkAdditions, StopWaitsForABundleThatIsAboutToStart) {
+    auto bundle = install("recorder");
+    std::promise<pid_t> stopping;
+    context().AddBundleListener([this, &stopping](BundleEvent const& event) {
+        if (event.GetType() == BundleEvent::BUNDLE_RESOLVED) {
+            framework_.Stop();
+            waitUntilAsleep(stopping.get_future().get());
+        } else if (event.GetBundle() == framework_) {
+            stopping.set_value(gettid());
+        }
+    });
+    EXPECT_NO_THROW(bundle.Start());
+    stopFramework();
+    EXPECT_NE(bundle.GetState(), Bundle::STATE_ACTIVE);
+    EXPECT_THAT(records_.take(),
+                testing::ElementsAre("test_recorder start", "test_recorder stop", "test_recorder destroyed"));
 }
 
 TEST_F(FrameworkAdditions, BundlesThatStartWhileTheFrameworkStopsAreNotLeftActive) {

@@ -1,5 +1,6 @@
 // What the standalone provider promises where the installed one waits without end, crashes or leaves it open.
 #include "FrameworkFixture.hpp"
+#include "bundles/TestService.hpp"
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceFactory.h>
@@ -408,3 +409,54 @@ TEST_F(FrameworkGuarantees, BundleOfAStoppedFrameworkCannotBeStartedInItsNextRun
     EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
               "Bundle test_recorder (location=" + bundle.GetLocation() + ") belongs to a stopped framework");
 }
+
+TEST_F(FrameworkGuarantees, BundleOfAStoppedFrameworkThatIsUninstalledInItsNextRunLeavesTheBundlesOfThat) {
+    auto bundle = install("recorder");
+    auto other = install("manifest_only");
+    stopFramework();
+    framework_.Start();
+    auto const again = install("recorder");
+    EXPECT_EQ(again.GetBundleId(), bundle.GetBundleId());
+    bundle.Uninstall();
+    other.Uninstall();
+    EXPECT_EQ(other.GetState(), Bundle::STATE_UNINSTALLED);
+    EXPECT_EQ(context().GetBundle(again.GetBundleId()), again);
+    EXPECT_EQ(context().GetBundles(again.GetLocation()), std::vector{again});
+}
+
+TEST_F(FrameworkGuarantees, ActivatorWhoseStartThrowsIsDestroyedAtOnce) {
+    std::weak_ptr<void> service; // held by the activator
+    context().AddServiceListener([&](ServiceEvent const& event) {
+        if (event.GetType() == ServiceEvent::SERVICE_REGISTERED) {
+            service = context().GetService(event.GetServiceReference())->begin()->second;
+        }
+    });
+    auto bundle = install("throws_on_start");
+    EXPECT_THROW(bundle.Start(), std::runtime_error);
+    EXPECT_TRUE(service.expired());
+}
+
+// Removal by function is the form of earlier releases.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+namespace {
+
+int plainCalls = 0;
+void plainListener(BundleEvent const&) {
+    ++plainCalls;
+}
+
+} // namespace
+
+TEST_F(FrameworkGuarantees, RemovalOfAPlainFunctionLeavesTheOtherListeners) {
+    plainCalls = 0;
+    context().AddBundleListener(plainListener);
+    recordBundleEvents();
+    context().RemoveBundleListener(+[](BundleEvent const&) {});
+    install("recorder");
+    EXPECT_EQ(plainCalls, 1);
+    EXPECT_THAT(bundleEvents_.take(), ElementsAre("INSTALLED test_recorder"));
+}
+
+#pragma GCC diagnostic pop
