@@ -326,6 +326,13 @@ TEST_P(AnyMapOfEachKind, CopiesKeepTheKindAndAreIndependent) {
     EXPECT_EQ(copy.count("KEY5"), ignoresCase() ? 1u : 0u);
 }
 
+TEST_P(AnyMapOfEachKind, CopiesOfSmallMapsOfEverySizeAreEqual) {
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_TRUE(AnyMap(map) == map) << i;
+        map["key" + std::to_string(i)] = i;
+    }
+}
+
 TEST_P(AnyMapOfEachKind, CopiesOfLargeMapsFindTheirOwnEntries) {
     auto const keyOf = [](int i) { return "key" + std::to_string(i); };
     for (int const step : {1, 3, 2}) { // fills the map, then makes gaps and fills them in another order

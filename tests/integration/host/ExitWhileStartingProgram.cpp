@@ -4,9 +4,12 @@
 #include <string>
 #include <thread>
 
+#include "Farewell.hpp"
 #include "HostTest.hpp"
 #include "agent/host/FrameworkAccess.hpp"
 #include "agent/host/standalone/StandaloneHost.hpp"
+
+host_test::Farewell const farewell{"static objects go"};
 
 int main() {
     host_test::TemporaryInstallation const installation;

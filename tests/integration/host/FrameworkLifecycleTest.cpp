@@ -3,6 +3,8 @@
 #include <future>
 #include <stdexcept>
 
+#include <unistd.h>
+
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/FrameworkEvent.h>
@@ -11,6 +13,7 @@
 #include "HostTest.hpp"
 #include "agent/host/FrameworkAccess.hpp"
 #include "agent/host/standalone/StandaloneHost.hpp"
+#include "waitUntilAsleep.hpp"
 
 namespace {
 
@@ -46,7 +49,7 @@ TEST_F(FrameworkLifecycle, ActivatorThatIsStartedWithTheFrameworkGetsTheFramewor
 
 TEST_F(FrameworkLifecycle, OtherThreadsWaitUntilTheBundlesOfTheStartAreStarted) {
     installation.addMicroservice("host_test_alpha");
-    std::promise<void> otherThreadAsks;
+    std::promise<pid_t> otherThreadAsks;
     std::atomic<bool> activatorReturned{false};
     std::future<bool> other;
     probe.onReport([&](std::string const& event) {
@@ -54,11 +57,11 @@ TEST_F(FrameworkLifecycle, OtherThreadsWaitUntilTheBundlesOfTheStartAreStarted) 
             return;
         }
         other = std::async(std::launch::async, [&] {
-            otherThreadAsks.set_value();
+            otherThreadAsks.set_value(::gettid());
             auto const framework = getFramework();
             return framework != nullptr && activatorReturned;
         });
-        otherThreadAsks.get_future().wait();
+        waitUntilAsleep(otherThreadAsks.get_future().get());
         activatorReturned = true;
     });
 
@@ -79,6 +82,25 @@ TEST_F(FrameworkLifecycle, FailedStartLeavesNoFramework) {
     EXPECT_EQ(getFramework(), nullptr);
 }
 
+TEST_F(FrameworkLifecycle, FailedStartStopsTheFrameworkThatABundleHolds) {
+    installation.addMicroservice("host_test_alpha");
+    installation.addMicroservice("host_test_beta");
+    std::shared_ptr<cppmicroservices::Framework> held;
+    probe.onReport([&held](std::string const& event) {
+        if (event == "start host_test_alpha") {
+            held = getFramework();
+        } else if (event == "start host_test_beta") {
+            throw std::runtime_error("not today");
+        }
+    });
+
+    EXPECT_THAT(messageOf([] { startFramework(); }), HasSubstr("host_test_beta"));
+
+    EXPECT_NE(held->GetState(), cppmicroservices::Bundle::STATE_ACTIVE);
+    EXPECT_THAT(probe.events(),
+                ElementsAre("start host_test_alpha", "start host_test_beta", "stop host_test_alpha"));
+}
+
 TEST_F(FrameworkLifecycle, MissingMicroservicesDirectoryIsAnErrorThatNamesIt) {
     auto const directory = installation.root() / "bin/darwinarm64/microservices";
     std::filesystem::remove_all(directory);
@@ -97,6 +119,14 @@ TEST_F(FrameworkLifecycle, StopFrameworkStopsTheBundlesAndLeavesNone) {
     EXPECT_NE(framework->GetState(), cppmicroservices::Bundle::STATE_ACTIVE);
     EXPECT_EQ(getFramework(), nullptr);
     EXPECT_NO_THROW(stopFramework());
+}
+
+TEST_F(FrameworkLifecycle, StoppedFrameworkIsLetGo) {
+    std::weak_ptr<cppmicroservices::Framework> const framework = startFramework();
+
+    stopFramework();
+
+    EXPECT_TRUE(framework.expired());
 }
 
 TEST_F(FrameworkLifecycle, StartAfterStopGivesANewFrameworkWithItsBundles) {
