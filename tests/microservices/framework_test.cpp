@@ -269,6 +269,7 @@ TEST_F(FrameworkTest, TransientOptionsLeaveItAsItWasWhetherTheFrameworkStartsThe
     auto startedForNow = framework.GetBundleContext().InstallBundles(locationOf("manifest_only")).at(0);
     startedForNow.Start(Bundle::START_TRANSIENT);
     EXPECT_EQ(startedForNow.GetState(), Bundle::STATE_ACTIVE);
+    startedForNow.Start(); // does nothing, as it is active
     startedForNow.Stop(Bundle::STOP_TRANSIENT);
     EXPECT_EQ(startedForNow.GetState(), Bundle::STATE_RESOLVED);
     framework.Start();

@@ -424,6 +424,16 @@ TEST_F(FrameworkGuarantees, BundleOfAStoppedFrameworkThatIsUninstalledInItsNextR
     EXPECT_EQ(context().GetBundles(again.GetLocation()), std::vector{again});
 }
 
+TEST_F(FrameworkGuarantees, StopOfAFrameworkThatIsOnlyInitialisedStopsItsBundles) {
+    auto framework = FrameworkFactory().NewFramework();
+    framework.Init();
+    auto bundle = framework.GetBundleContext().InstallBundles(locationOf("manifest_only")).at(0);
+    bundle.Start();
+    framework.Stop();
+    framework.WaitForStop(failureTimeout);
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_INSTALLED);
+}
+
 TEST_F(FrameworkGuarantees, ActivatorWhoseStartThrowsIsDestroyedAtOnce) {
     std::weak_ptr<void> service; // held by the activator
     context().AddServiceListener([&](ServiceEvent const& event) {

@@ -51,11 +51,11 @@ void BundleRecord::start(FrameworkCore& core, std::uint32_t options) {
         throwStoppedFramework();
     }
     requireInstalled();
-    if ((options & Bundle::START_TRANSIENT) == 0) {
-        autoStart_.store(true, std::memory_order_release);
-    }
     if (state() == Bundle::STATE_ACTIVE) {
         return;
+    }
+    if ((options & Bundle::START_TRANSIENT) == 0) {
+        autoStart_.store(true, std::memory_order_release);
     }
     aboutToStart_.store(true);
     try {
