@@ -186,17 +186,15 @@ class ComingAndGoing(SocketTest):
 
     def test_one_of_two_peers_is_killed_and_the_other_goes_on(self):
         server = self.start_ready(configuration("server", bind=["unix:meeting"]))
-        killed, other = (
-            self.start_ready(configuration(name, connect=["unix:meeting"], interfaces=[name]))
-            for name in ("killed", "other")
-        )
+        clients = {}
         for name in ("killed", "other"):
+            clients[name] = self.start_ready(configuration(name, connect=["unix:meeting"], interfaces=[name]))
             server.wait_for(event="remote", interface=name, state="available")
-        self.kill(killed)
+        self.kill(clients["killed"])
         server.wait_for(event="remote", interface="killed", state="gone")
-        other.send(signal.SIGINT)
-        other.wait_for(event="withdrawn")
-        self.assertNotIn("lost", [progress.get("state") for progress in other.seen])
+        clients["other"].send(signal.SIGINT)
+        clients["other"].wait_for(event="withdrawn")
+        self.assertNotIn("lost", [progress.get("state") for progress in clients["other"].seen])
 
     def test_late_peer(self):
         client = self.start(CLIENT, "--expect", "Clock")
