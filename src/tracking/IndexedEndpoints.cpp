@@ -48,7 +48,7 @@ void IndexedEndpoints::indexRange(std::size_t begin, std::size_t end) {
         texts[i] = asString(endpoints[begin + i]);
         if (texts[i] != nullptr) {
             hashes[i] = hashOfEndpoint(*texts[i]);
-            __builtin_prefetch(&slots[hashes[i] & (slots.size() - 1)], 1);
+            __builtin_prefetch(&slots[firstPlaceOf(hashes[i])], 1);
         }
     }
     for (std::size_t i = 0; begin + i < end; ++i) {
@@ -77,7 +77,7 @@ IndexedEndpoints::Slot& IndexedEndpoints::slotOf(std::string const& text, std::u
     auto const endsAt = [&](Slot const& slot) {
         return slot.positionPlusOne == 0 || (slot.tag == tag && holds(slot, text));
     };
-    auto place = hash & mask;
+    auto place = firstPlaceOf(hash);
     while (!endsAt(slots[place])) {
         place = (place + 1) & mask;
     }

@@ -45,6 +45,10 @@ private:
 
     void indexRange(std::size_t begin, std::size_t end);
     void indexString(Position position, std::string const& text, std::uint64_t hash);
+    // Where the search for a string of that hash begins.
+    std::size_t firstPlaceOf(std::uint64_t hash) const noexcept {
+        return static_cast<std::size_t>(hash) & (slots.size() - 1);
+    }
     Slot& slotOf(std::string const& text, std::uint64_t hash) noexcept;
     // Whether a slot with the text's tag holds the text. On nearly all of its way a search does not come
     // here.

@@ -11,12 +11,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <elf.h>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <limits>
+#include <link.h>
 #include <optional>
 #include <random>
 #include <stdexcept>
@@ -33,19 +34,26 @@ namespace {
 
 constexpr char const* sectionName = "cppmicroservices_manifest";
 
-/// An ELF64 image with the sections "", the names, and `name` with `contents`, in this order.
+using FileHeader = ElfW(Ehdr);
+using SectionHeader = ElfW(Shdr);
+
+constexpr unsigned char nativeClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
+constexpr unsigned char otherClass = sizeof(void*) == 8 ? ELFCLASS32 : ELFCLASS64;
+constexpr auto largest = std::numeric_limits<ElfW(Off)>::max();
+
+/// An ELF image with the sections "", the names, and `name` with `contents`, in this order.
 std::string makeImage(std::string const& name, std::string const& contents) {
     std::string const names = std::string(1, '\0') + ".shstrtab" + '\0' + name + '\0';
-    Elf64_Ehdr header{};
+    FileHeader header{};
     std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
+    header.e_ident[EI_CLASS] = nativeClass;
     header.e_ident[EI_DATA] = ELFDATA2LSB;
     header.e_ident[EI_VERSION] = EV_CURRENT;
-    header.e_shentsize = sizeof(Elf64_Shdr);
+    header.e_shentsize = sizeof(SectionHeader);
     header.e_shnum = 3;
     header.e_shstrndx = 1;
     header.e_shoff = sizeof(header) + names.size() + contents.size();
-    Elf64_Shdr sections[3]{};
+    SectionHeader sections[3]{};
     sections[1].sh_name = 1;
     sections[1].sh_type = SHT_STRTAB;
     sections[1].sh_offset = sizeof(header);
@@ -74,13 +82,13 @@ std::string with(std::string image, std::size_t offset, void (*change)(Header&))
     return image;
 }
 
-std::string withHeader(void (*change)(Elf64_Ehdr&)) {
-    return with<Elf64_Ehdr>(makeImage(sectionName, "{}"), 0, change);
+std::string withHeader(void (*change)(FileHeader&)) {
+    return with<FileHeader>(makeImage(sectionName, "{}"), 0, change);
 }
 
-std::string withSection(std::size_t index, void (*change)(Elf64_Shdr&)) {
+std::string withSection(std::size_t index, void (*change)(SectionHeader&)) {
     auto const image = makeImage(sectionName, "{}");
-    return with<Elf64_Shdr>(image, image.size() - (3 - index) * sizeof(Elf64_Shdr), change);
+    return with<SectionHeader>(image, image.size() - (3 - index) * sizeof(SectionHeader), change);
 }
 
 std::string refusal(std::string const& image) {
@@ -150,7 +158,7 @@ TEST(ElfSection, IsFoundByItsName) {
     EXPECT_EQ(findIn(makeImage(sectionName, R"({"a": 1})")), R"({"a": 1})");
     EXPECT_EQ(findIn(makeImage(sectionName, "")), "");
     EXPECT_EQ(findIn(withSection(2,
-                                 [](Elf64_Shdr& section) {
+                                 [](SectionHeader& section) {
                                      section.sh_offset = makeImage(sectionName, "{}").size();
                                      section.sh_size = 0;
                                  })),
@@ -158,12 +166,12 @@ TEST(ElfSection, IsFoundByItsName) {
 }
 
 TEST(ElfSection, IsFoundInAnImageWhoseNumbersAreInItsFirstSectionHeader) {
-    auto const image = withSection(0, [](Elf64_Shdr& section) {
+    auto const image = withSection(0, [](SectionHeader& section) {
         section.sh_size = 3;
         section.sh_link = 1;
     });
-    EXPECT_EQ(findIn(with<Elf64_Ehdr>(image, 0,
-                                      [](Elf64_Ehdr& header) {
+    EXPECT_EQ(findIn(with<FileHeader>(image, 0,
+                                      [](FileHeader& header) {
                                           header.e_shnum = 0;
                                           header.e_shstrndx = SHN_XINDEX;
                                       })),
@@ -173,15 +181,15 @@ TEST(ElfSection, IsFoundInAnImageWhoseNumbersAreInItsFirstSectionHeader) {
 TEST(ElfSection, ImageWithoutItHasNone) {
     EXPECT_EQ(findIn(makeImage("another", "{}")), std::nullopt);
     EXPECT_EQ(findIn(makeImage("cppmicroservices_manifest_", "{}")), std::nullopt);
-    EXPECT_EQ(findIn(withHeader([](Elf64_Ehdr& header) { header.e_shoff = 0; })), std::nullopt);
+    EXPECT_EQ(findIn(withHeader([](FileHeader& header) { header.e_shoff = 0; })), std::nullopt);
 }
 
 TEST(ElfSection, OtherFilesAreRefused) {
     EXPECT_THAT(refusal(""), HasSubstr("neither a shared library nor a program"));
     EXPECT_THAT(refusal("#!/bin/sh\n"), HasSubstr("neither a shared library nor a program"));
-    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_ident[EI_CLASS] = ELFCLASS32; })),
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_ident[EI_CLASS] = otherClass; })),
                 HasSubstr("another kind of machine"));
-    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_ident[EI_DATA] = ELFDATA2MSB; })),
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_ident[EI_DATA] = ELFDATA2MSB; })),
                 HasSubstr("another kind of machine"));
 }
 
@@ -193,24 +201,24 @@ TEST(ElfSection, EveryPrefixOfAnImageIsRefused) {
 }
 
 TEST(ElfSection, NumbersThatPointOutsideTheFileAreRefused) {
-    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shoff = ~std::uint64_t{0}; })),
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_shoff = largest; })),
                 HasSubstr("truncated"));
-    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shnum = 4; })), HasSubstr("truncated"));
-    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shentsize = 1; })),
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_shnum = 4; })), HasSubstr("truncated"));
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_shentsize = 1; })),
                 HasSubstr("too small"));
-    EXPECT_THAT(refusal(withHeader([](Elf64_Ehdr& header) { header.e_shstrndx = 3; })),
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_shstrndx = 3; })),
                 HasSubstr("no section names"));
-    EXPECT_THAT(refusal(withSection(0, [](Elf64_Shdr&) {})), HasSubstr("accepted"));
-    EXPECT_THAT(refusal(withSection(1, [](Elf64_Shdr& section) { section.sh_size = 1 << 20; })),
+    EXPECT_THAT(refusal(withSection(0, [](SectionHeader&) {})), HasSubstr("accepted"));
+    EXPECT_THAT(refusal(withSection(1, [](SectionHeader& section) { section.sh_size = 1 << 20; })),
                 HasSubstr("truncated"));
-    EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_name = 1 << 20; })),
+    EXPECT_THAT(refusal(withSection(2, [](SectionHeader& section) { section.sh_name = 1 << 20; })),
                 HasSubstr("truncated"));
-    EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_offset = ~std::uint64_t{0}; })),
+    EXPECT_THAT(refusal(withSection(2, [](SectionHeader& section) { section.sh_offset = largest; })),
                 HasSubstr("truncated"));
-    EXPECT_THAT(refusal(withSection(2, [](Elf64_Shdr& section) { section.sh_size = ~std::uint64_t{0}; })),
+    EXPECT_THAT(refusal(withSection(2, [](SectionHeader& section) { section.sh_size = largest; })),
                 HasSubstr("truncated"));
     EXPECT_THAT(refusal(withSection(2,
-                                    [](Elf64_Shdr& section) {
+                                    [](SectionHeader& section) {
                                         section.sh_size =
                                             makeImage(sectionName, "{}").size() - section.sh_offset + 1;
                                     })),
@@ -218,10 +226,10 @@ TEST(ElfSection, NumbersThatPointOutsideTheFileAreRefused) {
 }
 
 TEST(ElfSection, CountInTheFirstSectionHeaderIsCheckedToo) {
-    auto image = withHeader([](Elf64_Ehdr& header) { header.e_shnum = 0; });
+    auto image = withHeader([](FileHeader& header) { header.e_shnum = 0; });
     EXPECT_NE(refusal(image), "accepted");
-    image = with<Elf64_Shdr>(image, image.size() - 3 * sizeof(Elf64_Shdr),
-                             [](Elf64_Shdr& section) { section.sh_size = ~std::uint64_t{0}; });
+    image = with<SectionHeader>(image, image.size() - 3 * sizeof(SectionHeader),
+                                [](SectionHeader& section) { section.sh_size = largest; });
     EXPECT_NE(refusal(image), "accepted");
 }
 

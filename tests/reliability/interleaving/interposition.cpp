@@ -129,8 +129,8 @@ INTERPOSED int clock_gettime(::clockid_t clock, ::timespec* time) noexcept {
         return static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
     }
     auto const now = scheduler().now();
-    time->tv_sec = now / nanosecondsPerSecond;
-    time->tv_nsec = now % nanosecondsPerSecond;
+    time->tv_sec = static_cast<::time_t>(now / nanosecondsPerSecond);
+    time->tv_nsec = static_cast<long>(now % nanosecondsPerSecond);
     return 0;
 }
 

@@ -58,7 +58,12 @@ ServiceInterfaceEntry entry(std::string uniqueID, bool mappedToAll, std::string 
 }
 
 ServiceInterfaces interfaces(std::initializer_list<ServiceInterfaceEntry> list) {
-    return ServiceInterfaces(list.begin(), list.end());
+    // One by one, as builders insert them: of a range each is put where a hint says, equal keys included.
+    ServiceInterfaces container;
+    for (auto const& interface : list) {
+        container.insert(interface);
+    }
+    return container;
 }
 
 void setFlag(ServiceInterfaces& container, std::string const& uniqueID, bool flag) {

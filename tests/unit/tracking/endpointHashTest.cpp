@@ -58,7 +58,7 @@ double placesSearched(Family const& family, int count, std::size_t size) {
     std::vector<bool> taken(size);
     std::size_t searched = 0;
     for (int i = 0; i < count; ++i) {
-        auto place = hashOfEndpoint(family.text(i)) & (size - 1);
+        auto place = static_cast<std::size_t>(hashOfEndpoint(family.text(i))) & (size - 1);
         for (++searched; taken[place]; ++searched) {
             place = (place + 1) & (size - 1);
         }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <elf.h>
 #include <fcntl.h>
+#include <link.h>
 #include <stdexcept>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -20,12 +21,15 @@ namespace {
 /// The section that the build functions put a manifest into.
 constexpr std::string_view manifestSection = "cppmicroservices_manifest";
 
+using FileHeader = ElfW(Ehdr); // of this machine's programs: of 32 or of 64 bits
+using SectionHeader = ElfW(Shdr);
+
 /// The bytes [offset, offset + size) of the image.
 std::string_view slice(std::string_view image, std::uint64_t offset, std::uint64_t size, char const* what) {
     if (offset > image.size() || size > image.size() - offset) {
         throw std::runtime_error(std::string("it is truncated: ") + what + " lies outside the file");
     }
-    return image.substr(offset, size);
+    return image.substr(static_cast<std::size_t>(offset), static_cast<std::size_t>(size));
 }
 
 template <class Header>
@@ -35,29 +39,30 @@ Header readHeader(std::string_view image, std::uint64_t offset, char const* what
     return header;
 }
 
-Elf64_Ehdr readElfHeader(std::string_view image) {
+FileHeader readElfHeader(std::string_view image) {
     if (image.substr(0, SELFMAG) != std::string_view(ELFMAG, SELFMAG)) {
         throw std::runtime_error("it is neither a shared library nor a program");
     }
-    auto const header = readHeader<Elf64_Ehdr>(image, 0, "the ELF header");
+    auto const header = readHeader<FileHeader>(image, 0, "the ELF header");
+    constexpr auto nativeClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
     constexpr auto nativeOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ELFDATA2LSB : ELFDATA2MSB;
-    if (header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != nativeOrder) {
+    if (header.e_ident[EI_CLASS] != nativeClass || header.e_ident[EI_DATA] != nativeOrder) {
         throw std::runtime_error("it is built for another kind of machine");
     }
     return header;
 }
 
 /// The index is 0, or below a count of headers that fit into the image.
-Elf64_Shdr readSectionHeader(std::string_view image, Elf64_Ehdr const& header, std::uint64_t index) {
-    return readHeader<Elf64_Shdr>(image, header.e_shoff + index * header.e_shentsize, "a section header");
+SectionHeader readSectionHeader(std::string_view image, FileHeader const& header, std::uint64_t index) {
+    return readHeader<SectionHeader>(image, header.e_shoff + index * header.e_shentsize, "a section header");
 }
 
 /// Files with very many sections keep the two numbers in the first section header.
-std::uint64_t sectionCount(std::string_view image, Elf64_Ehdr const& header) {
+std::uint64_t sectionCount(std::string_view image, FileHeader const& header) {
     return header.e_shnum != 0 ? header.e_shnum : readSectionHeader(image, header, 0).sh_size;
 }
 
-std::uint64_t nameTableIndex(std::string_view image, Elf64_Ehdr const& header) {
+std::uint64_t nameTableIndex(std::string_view image, FileHeader const& header) {
     return header.e_shstrndx != SHN_XINDEX ? header.e_shstrndx : readSectionHeader(image, header, 0).sh_link;
 }
 
@@ -117,7 +122,7 @@ std::optional<std::string_view> findElfSection(std::string_view image, std::stri
     if (header.e_shoff == 0) {
         return std::nullopt;
     }
-    if (header.e_shentsize < sizeof(Elf64_Shdr)) {
+    if (header.e_shentsize < sizeof(SectionHeader)) {
         throw std::runtime_error("its section headers are too small");
     }
     auto const count = sectionCount(image, header);

@@ -64,7 +64,7 @@ private:
     };
 
     static std::uint32_t shortened(std::size_t hash) noexcept { return static_cast<std::uint32_t>(hash); }
-    std::size_t headOf(std::uint64_t hash) const noexcept { return shortened(hash) & (heads_.size() - 1); }
+    std::size_t headOf(std::size_t hash) const noexcept { return shortened(hash) & (heads_.size() - 1); }
     void grow();
 
     /// Makes a full table larger.
