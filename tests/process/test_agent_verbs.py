@@ -33,7 +33,7 @@ class Verbs(AgentTest):
                 self.assertRegex(self.answer(verb, "--help").stdout, rf"Examples?:\n(.*\n)*  .*spf-agent {verb}")
 
     def test_no_verb_and_unknown_verbs_are_usage_errors(self):
-        self.assertIn("A subcommand is required", self.answer(status=INVALID).stderr)
+        self.assertIn("VERB is required", self.answer(status=INVALID).stderr)
         self.assertIn("nonsense", self.answer("nonsense", status=INVALID).stderr)
 
     def test_an_unknown_style_of_progress_is_refused_with_those_that_there_are(self):

@@ -76,8 +76,10 @@ public:
             return line_;
         } catch (CLI::RequiredError const& error) {
             // The parser misses the verb before it looks at what stands in its place.
-            auto const unknown = program_.remaining();
-            return unknown.empty() ? exit(error) : exit(CLI::ExtrasError(unknown));
+            if (auto const unknown = program_.remaining(); !unknown.empty()) {
+                return exit(CLI::ExtrasError(unknown));
+            }
+            return exit(program_.get_subcommands().empty() ? CLI::RequiredError("VERB") : error);
         } catch (CLI::ParseError const& error) {
             return exit(error);
         }

@@ -30,16 +30,14 @@ std::filesystem::path microservicesDirectory() {
     return installationRoot() / toFilesystemPath(Path(SPF_MICROSERVICES_BUNDLE_DIRECTORY));
 }
 
-constexpr auto withoutLimit = std::chrono::milliseconds::zero(); // as WaitForStop() takes it
-
 std::atomic<pid_t> frameworkProcess{0}; // in which bundles were started last
 
 // How long exit() waits for the framework.
-constexpr std::chrono::milliseconds patienceAtExit = std::chrono::seconds(2);
+constexpr auto patienceAtExit = std::chrono::seconds(2);
 
 void stopAndWait(Framework& framework) {
     framework.Stop();
-    framework.WaitForStop(withoutLimit);
+    framework.WaitForStop(std::chrono::milliseconds::zero()); // without limit
 }
 
 // Whoever started the framework is told why the start failed; that it cannot be stopped either would hide it.
@@ -53,11 +51,11 @@ void stopAfterFailedStart(Framework& framework) noexcept {
 
 // Whether the framework stops in time. Another thread waits for it, because a wait of the framework's own can
 // outlast its time; when that happens the framework must stay as long as the process.
-bool stopsWithin(std::chrono::milliseconds timeout, Framework& framework) {
+bool stopsBy(std::chrono::steady_clock::time_point deadline, Framework& framework) {
     std::packaged_task<void()> task([&framework] { stopAndWait(framework); });
     auto stopped = task.get_future();
     std::thread(std::move(task)).detach();
-    if (stopped.wait_for(timeout) != std::future_status::ready) {
+    if (stopped.wait_until(deadline) != std::future_status::ready) {
         return false;
     }
     stopped.get();
@@ -66,7 +64,7 @@ bool stopsWithin(std::chrono::milliseconds timeout, Framework& framework) {
 
 bool isStoppedAtExit() {
     try {
-        return FrameworkLifecycle::instance().stop(patienceAtExit);
+        return FrameworkLifecycle::instance().stop(std::chrono::steady_clock::now() + patienceAtExit);
     } catch (std::exception const&) {
         return false; // exit() was called by a bundle that was being started with the framework
     }
@@ -119,13 +117,13 @@ std::shared_ptr<Framework> FrameworkLifecycle::start() {
         }
         auto const stopping = framework_;
         lock.unlock();
-        stopAndRelease(stopping, withoutLimit);
+        stopAndRelease(stopping);
     }
 }
 
-bool FrameworkLifecycle::stop(std::chrono::milliseconds timeout) {
+bool FrameworkLifecycle::stop(Deadline deadline) {
     Lock lock(mutex_);
-    if (!waitWhileAnotherThreadStarts(lock, timeout)) {
+    if (!waitWhileAnotherThreadStarts(lock, deadline)) {
         return false;
     }
     if (state_ == State::Starting) {
@@ -134,14 +132,13 @@ bool FrameworkLifecycle::stop(std::chrono::milliseconds timeout) {
     auto const framework = framework_;
     enterWithLock(framework ? State::Stopping : State::Stopped, framework);
     lock.unlock();
-    return !framework || stopAndRelease(framework, timeout);
+    return !framework || stopAndRelease(framework, deadline);
 }
 
-bool FrameworkLifecycle::stopAndRelease(std::shared_ptr<Framework> const& framework,
-                                        std::chrono::milliseconds timeout) {
-    if (timeout == withoutLimit) {
+bool FrameworkLifecycle::stopAndRelease(std::shared_ptr<Framework> const& framework, Deadline deadline) {
+    if (!deadline) {
         stopAndWait(*framework);
-    } else if (!stopsWithin(timeout, *framework)) {
+    } else if (!stopsBy(*deadline, *framework)) {
         return false;
     }
     Lock const lock(mutex_);
@@ -162,17 +159,17 @@ std::shared_ptr<Framework> FrameworkLifecycle::runningWithLock() const {
     return active ? framework_ : nullptr;
 }
 
-// True in any state but Starting, or in Starting if it is the calling thread that starts; false when the time
-// is over before that.
-bool FrameworkLifecycle::waitWhileAnotherThreadStarts(Lock& lock, std::chrono::milliseconds timeout) {
+// True in any state but Starting, or in Starting if it is the calling thread that starts; false when the
+// deadline is over before that.
+bool FrameworkLifecycle::waitWhileAnotherThreadStarts(Lock& lock, Deadline deadline) {
     auto const isOver = [this] {
         return state_ != State::Starting || startingThread_ == std::this_thread::get_id();
     };
-    if (timeout == withoutLimit) {
+    if (!deadline) {
         startEnded_.wait(lock, isOver);
         return true;
     }
-    return startEnded_.wait_for(lock, timeout, isOver);
+    return startEnded_.wait_until(lock, *deadline, isOver);
 }
 
 // Leaves the state as it was, and no framework running, when it throws.

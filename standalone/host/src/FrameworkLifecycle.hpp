@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include <cppmicroservices/Framework.h>
@@ -25,10 +26,10 @@ public:
     // The running framework; starts a new one if there is none.
     std::shared_ptr<cppmicroservices::Framework> start();
 
-    // Stops the framework and waits until it has stopped, at most for the time-out, or without limit when
-    // that is zero; a start that is under way on another thread is waited for as long before. Returns whether
-    // it has stopped.
-    bool stop(std::chrono::milliseconds timeout = std::chrono::milliseconds::zero());
+    // Stops the framework and waits until it has stopped, for a start that is under way on another thread
+    // before. Returns whether it has stopped by the deadline.
+    using Deadline = std::optional<std::chrono::steady_clock::time_point>; // nothing: there is none
+    bool stop(Deadline deadline = std::nullopt);
 
     // Properties of the framework that is started next.
     void setProperties(cppmicroservices::FrameworkConfiguration properties);
@@ -37,13 +38,12 @@ private:
     enum class State { NeverStarted, Starting, Running, Stopping, Stopped };
     using Lock = std::unique_lock<std::mutex>;
 
-    bool waitWhileAnotherThreadStarts(Lock& lock,
-                                      std::chrono::milliseconds timeout = std::chrono::milliseconds::zero());
+    bool waitWhileAnotherThreadStarts(Lock& lock, Deadline deadline = std::nullopt);
     std::shared_ptr<cppmicroservices::Framework> startWithLock(Lock& lock);
     std::shared_ptr<cppmicroservices::Framework> runningWithLock() const;
     void launch(std::shared_ptr<cppmicroservices::Framework> const& framework);
     bool stopAndRelease(std::shared_ptr<cppmicroservices::Framework> const& framework,
-                        std::chrono::milliseconds timeout);
+                        Deadline deadline = std::nullopt);
     void enterWithLock(State state, std::shared_ptr<cppmicroservices::Framework> framework);
 
     std::mutex mutex_; // guards the members below
