@@ -54,20 +54,18 @@ void appendEscaped(std::string& text, char character) {
     }
 }
 
-// A function of its own, for the stack: what it needs is not needed at every level of a tree.
-[[gnu::noinline]] std::string escape(std::string const& name, std::string::const_iterator escapedFrom) {
+// Names are escaped as Boost.PropertyTree escapes them when it writes JSON text. Most need nothing of it.
+std::string toKey(std::string const& name) {
+    auto const escapedFrom =
+        std::find_if(name.begin(), name.end(), [](char character) { return escapeOf(character) != '\0'; });
+    if (escapedFrom == name.end()) {
+        return name;
+    }
     std::string key;
     key.reserve(name.size() + 5); // what one character takes more at most; few names have several to escape
     key.assign(name.begin(), escapedFrom);
     std::for_each(escapedFrom, name.end(), [&](char character) { appendEscaped(key, character); });
     return key;
-}
-
-// Names are escaped as Boost.PropertyTree escapes them when it writes JSON text. Most need nothing of it.
-std::string toKey(std::string const& name) {
-    auto const escapedFrom =
-        std::find_if(name.begin(), name.end(), [](char character) { return escapeOf(character) != '\0'; });
-    return escapedFrom == name.end() ? name : escape(name, escapedFrom);
 }
 
 } // namespace
