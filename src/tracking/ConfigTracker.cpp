@@ -4,6 +4,7 @@
 #include "agent/host/DiagnosticLogger.hpp"
 #include "logging/log.hpp"
 #include "tracking/OutstandingEndpoints.hpp"
+#include "tracking/SelfReference.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -70,27 +71,29 @@ bool ConfigTracker::configurationErrored(std::exception_ptr reported) {
 }
 
 bool ConfigTracker::completeEndpointBind(Any const& endpoint) {
-    return completeEndpointBind(endpoint, [] {});
+    SelfReference nobody;
+    return completeEndpointBind(endpoint, nobody);
 }
 
 bool ConfigTracker::completeEndpointConnect(Any const& endpoint) {
-    return completeEndpointConnect(endpoint, [] {});
+    SelfReference nobody;
+    return completeEndpointConnect(endpoint, nobody);
 }
 
-bool ConfigTracker::completeEndpointBind(Any const& endpoint, std::function<void()> const& keepOwner) {
-    return completeEndpoint(endpoints->toBindTo, endpoint, "ConfigTracker completeEndpointBind ", keepOwner);
+bool ConfigTracker::completeEndpointBind(Any const& endpoint, SelfReference& owner) {
+    return completeEndpoint(endpoints->toBindTo, endpoint, "ConfigTracker completeEndpointBind ", owner);
 }
 
-bool ConfigTracker::completeEndpointConnect(Any const& endpoint, std::function<void()> const& keepOwner) {
+bool ConfigTracker::completeEndpointConnect(Any const& endpoint, SelfReference& owner) {
     return completeEndpoint(endpoints->toConnectTo, endpoint, "ConfigTracker completeEndpointConnect ",
-                            keepOwner);
+                            owner);
 }
 
 bool ConfigTracker::completeEndpoint(OutstandingEndpoints& outstanding, Any const& endpoint,
-                                     char const* message, std::function<void()> const& keepOwner) {
+                                     char const* message, SelfReference& owner) {
     std::unique_lock<std::mutex> lock(mutex);
     if (isFinished()) {
-        keepOwner();
+        owner.take();
         return true;
     }
     if (!outstanding.remove(endpoint)) {
@@ -100,7 +103,7 @@ bool ConfigTracker::completeEndpoint(OutstandingEndpoints& outstanding, Any cons
     if (!areAllEndpointsFinished()) {
         return false;
     }
-    keepOwner();
+    owner.take();
     auto const finished = isFinished();
     lock.unlock();
     condition.notify_all();

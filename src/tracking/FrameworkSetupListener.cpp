@@ -11,6 +11,7 @@
 #include "agent/host/DiagnosticLogger.hpp"
 #include "configurationKeys.hpp"
 #include "logging/log.hpp"
+#include "tracking/SelfReference.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -82,10 +83,6 @@ void FrameworkSetupListener::handleEvent(std::shared_ptr<Event> event) {
     }
 }
 
-// A report may wake a client that then drops the listener, and the callback may unregister it. So the
-// handlers keep the listener alive, that of the router's events only from the last endpoint on: there are
-// thousands of others, and counting references costs more than finding an endpoint.
-
 ConfigTracker* FrameworkSetupListener::match(std::string const& name, std::uint32_t eventModificationCount) {
     if (eventModificationCount < modificationCount) {
         return nullptr;
@@ -99,7 +96,8 @@ void FrameworkSetupListener::handleFrameworkEvent(FrameworkEvent const& event) {
     if (!tracker) {
         return;
     }
-    auto const self = weak_from_this().lock();
+    SelfReference self(*this);
+    self.take();
     switch (event.kind) {
     case FrameworkEvent::Kind::AllServicesPublished:
         if (tracker->completeAllServicesPublished()) {
@@ -118,17 +116,16 @@ void FrameworkSetupListener::handleRouterEvent(RouterEvent const& event) {
     if (!tracker) {
         return;
     }
-    std::shared_ptr<FrameworkSetupListener> self;
-    auto const keepAlive = [this, &self] { self = weak_from_this().lock(); };
+    SelfReference self(*this);
     auto finished = false;
     switch (event.kind) {
     case RouterEvent::Kind::Bound:
     case RouterEvent::Kind::Rebound:
-        finished = tracker->completeEndpointBind(event.endpoint, keepAlive);
+        finished = tracker->completeEndpointBind(event.endpoint, self);
         break;
     case RouterEvent::Kind::Connected:
     case RouterEvent::Kind::Reconnected:
-        finished = tracker->completeEndpointConnect(event.endpoint, keepAlive);
+        finished = tracker->completeEndpointConnect(event.endpoint, self);
         break;
     }
     if (finished) {
@@ -141,7 +138,8 @@ void FrameworkSetupListener::handleFrameworkErrorEvent(FrameworkErrorEvent const
     if (!tracker) {
         return;
     }
-    auto const self = weak_from_this().lock();
+    SelfReference self(*this);
+    self.take();
     tracker->configurationErrored(event.error);
     completeConfig(event.name);
 }

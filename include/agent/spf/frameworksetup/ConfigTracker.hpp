@@ -5,7 +5,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -18,6 +17,7 @@
 namespace agent::spf::frameworksetup {
 
 class OutstandingEndpoints;
+class SelfReference;
 
 // The progress of one service publisher: which endpoints are still to be bound and connected, whether its
 // services are published, whether its configuration is removed again, and the first error that the framework
@@ -84,16 +84,15 @@ private:
     struct Endpoints;
     using Predicate = bool (ConfigTracker::*)() const;
 
-    // As the public operations. `keepOwner` is called, with the mutex locked, when all endpoints are
-    // finished: whoever learns that may drop the tracker before the report is over. It must not throw.
+    // As the public operations. The reference to the owner is taken, with the mutex locked, when all endpoints
+    // are finished: whoever learns that may drop the tracker before the report is over.
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpointBind(cppmicroservices::Any const& endpoint,
-                                                             std::function<void()> const& keepOwner);
+                                                             SelfReference& owner);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpointConnect(cppmicroservices::Any const& endpoint,
-                                                                std::function<void()> const& keepOwner);
+                                                                SelfReference& owner);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpoint(OutstandingEndpoints& outstanding,
                                                          cppmicroservices::Any const& endpoint,
-                                                         char const* message,
-                                                         std::function<void()> const& keepOwner);
+                                                         char const* message, SelfReference& owner);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool waitUntil(Predicate reached,
                                                   std::chrono::milliseconds const& timeout);
 
