@@ -186,8 +186,10 @@ private:
             throw std::runtime_error("there is no Configuration Admin service");
         }
         auto const configuration = admin->GetFactoryConfiguration(entry.factoryPID, entry.instanceName);
-        configurations_[pidOf(entry)] = configuration;
+        auto& known = configurations_[pidOf(entry)];
+        known.configuration = configuration;
         configuration->Update(entry.properties);
+        known.hasProperties = true;
     }
 
     bool remove(PublisherEntry const& entry) override {
@@ -195,11 +197,11 @@ private:
         if (found == configurations_.end()) {
             return false;
         }
-        auto const configuration = std::move(found->second);
+        auto const known = std::move(found->second);
         configurations_.erase(found);
-        auto const hasPublisher = factories_.has(entry.factoryPID);
+        auto const hasPublisher = known.hasProperties && factories_.has(entry.factoryPID);
         try {
-            persistently([&] { configuration->Remove(); });
+            persistently([&] { known.configuration->Remove(); });
         } catch (std::exception const&) {
             return false; // removed already, by somebody else
         }
@@ -217,11 +219,16 @@ private:
         events_.deliverError(text, publisherID, modificationCount);
     }
 
+    struct KnownConfiguration {
+        std::shared_ptr<Configuration> configuration;
+        bool hasProperties = false; // without them no publisher has been told of it
+    };
+
     std::shared_ptr<WorkerThread> const worker_ = std::make_shared<WorkerThread>("spf-framework");
     FrameworkEvents events_;
     ServiceTracker<ConfigurationAdmin> admins_;
-    std::map<std::string, std::shared_ptr<Configuration>> configurations_; // by PID; used on the worker only
-    PublisherConfigurations publishers_;                                   // used on the worker only
+    std::map<std::string, KnownConfiguration> configurations_; // by PID; used on the worker only
+    PublisherConfigurations publishers_;                       // used on the worker only
     FactoryTracker factories_;
     std::shared_ptr<Withdrawals> const withdrawals_;
     std::shared_ptr<FactoryService> const factory_;
