@@ -14,6 +14,7 @@
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "agent/spf/bundles/RemoteOffers.hpp"
 #include "support/AllocationFailure.hpp"
 
 namespace {
@@ -103,14 +104,21 @@ protected:
         }
     }
 
-    // Whether the publisher at `endpoint_` answers the peer, hands on what it offers, and takes that back.
-    // False if it closes the connection instead.
-    bool serves(RawSocket peer) {
+    // Whether the publisher at `endpoint_` answers the peer. False if it closes the connection instead.
+    static bool answers(RawSocket& peer) {
         try {
             peer.sendFrame(hello);
             peer.readFrame();
             peer.readFrame();
+            return true;
         } catch (std::runtime_error const&) {
+            return false;
+        }
+    }
+
+    // Whether it answers the peer, hands on what it offers, and takes that back. False as above.
+    bool serves(RawSocket peer) {
+        if (!answers(peer)) {
             return false;
         }
         peer.sendFrame(offers);
@@ -147,6 +155,56 @@ TEST_P(PeersOfBundlesAtWork, AreServedOrClosedAndLaterOnesServed) {
 
 INSTANTIATE_TEST_SUITE_P(Threads, PeersOfBundlesAtWork, testing::Values("spf-sockets", "spf-clients"),
                          [](auto const& thread) { return std::string(thread.param).substr(4); });
+
+TEST_F(BundlesAtWork, AnswerAPeerOrCloseItWhicheverAllocationFails) {
+    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint_}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+
+    auto const connect = [this] {
+        RawSocket peer(socketPath("a.sock"));
+        return answers(peer);
+    };
+
+    forEachAllocation("spf-rpc", connect, [&] { EXPECT_TRUE(connect()); });
+}
+
+// What a peer offers, as a publisher hands it on.
+class GivenOffers : public agent::spf::bundles::RemoteOffers {
+public:
+    void set(std::vector<agent::spf::bundles::RemoteOffer> all) {
+        auto const now = std::make_shared<agent::spf::bundles::PeerOffers const>(
+            agent::spf::bundles::PeerOffers{"a", "p", "e", "q", {}, std::move(all)});
+        std::lock_guard const lock(mutex_);
+        offers_ = now;
+    }
+    std::shared_ptr<agent::spf::bundles::PeerOffers const> current() const override {
+        std::lock_guard const lock(mutex_);
+        return offers_;
+    }
+
+private:
+    std::mutex mutable mutex_; // guards offers_
+    std::shared_ptr<agent::spf::bundles::PeerOffers const> offers_;
+};
+
+TEST_F(BundlesAtWork, LookAtOffersThatChangeThoughThereWasNoMemoryForAnEarlierLook) {
+    auto const given = std::make_shared<GivenOffers>();
+    given->set({});
+    auto registration = installation_.context().RegisterService<agent::spf::bundles::RemoteOffers>(given);
+
+    std::size_t n = 0;
+    for (bool failed = true; failed && !HasFailure();) {
+        SCOPED_TRACE(testing::Message() << "allocation " << ++n);
+        failed = runsOutOfMemoryAt(n, AllocationFailure::Duration::Lasting,
+                                   [&] { registration.SetProperties({}); });
+        given->set({{"clock", "i", 1, {}}});
+        registration.SetProperties({});
+        EXPECT_TRUE(waitForRemoteServices({"clock i p via e"}));
+        given->set({});
+        registration.SetProperties({});
+        EXPECT_TRUE(waitForRemoteServices({}));
+    }
+}
 
 TEST_F(BundlesAtWork, ConnectAgainWhicheverAllocationFails) {
     RawListener const server(socketPath("a.sock"));
@@ -239,6 +297,19 @@ TEST_P(ModificationsOfBundlesAtWork, ArePublishedOrAnErrorAndLaterOnesPublished)
             EXPECT_EQ(modify({endpoint_, second_}), Kind::Published) << "the second was not given up";
             EXPECT_EQ(modify({endpoint_}), Kind::Published);
         });
+}
+
+TEST_P(ModificationsOfBundlesAtWork, ThatCannotBePublishedAreAnErrorAndLaterOnesPublished) {
+    for (char const* const filter : {"", "no filter"}) {
+        forEachAllocation(
+            GetParam(),
+            [&] {
+                installation_.publish(
+                    "one", ConfigurationMap(++count_).publisher("server", {"pipe:x"}, {}, filter).build());
+                EXPECT_EQ(report_->of(static_cast<std::uint32_t>(count_)), Kind::Error);
+            },
+            [&] { EXPECT_EQ(modify({}), Kind::Published); });
+    }
 }
 
 TEST_F(ModificationsAtWork, ArePublishedOrAnErrorWhicheverAllocationOfItsLookUpFails) {

@@ -26,10 +26,10 @@ struct ThrowingProvider : agent::spf::bundles::EndpointProvider {
     using Handler = std::shared_ptr<agent::spf::bundles::EndpointHandler>;
 
     std::unique_ptr<Endpoint> bind(std::string const&, Handler) override {
-        throw std::runtime_error("cannot bind today");
+        throw std::runtime_error("not today");
     }
     std::unique_ptr<Endpoint> connect(std::string const&, Handler) override {
-        throw std::runtime_error("cannot connect today");
+        throw std::runtime_error("not today");
     }
 };
 
@@ -98,11 +98,11 @@ TEST_F(EndpointFailures, AnEndpointThatAProviderThrowsForFailsAndTheOthersAreLef
 
     for (std::string const publisher : {"early", "late"}) {
         EXPECT_TRUE(events_.waitForOneWith("Error " + publisher + " 1: publisher \"" + publisher +
-                                           "\": b: cannot bind today"));
+                                           "\": cannot bind b: not today"));
         EXPECT_TRUE(events_.waitForOneWith("Error " + publisher + " 1: publisher \"" + publisher +
-                                           "\": c: cannot connect today"));
-        EXPECT_TRUE(statuses_.waitForOneWith(publisher + " b failed: b: cannot bind today"));
-        EXPECT_TRUE(statuses_.waitForOneWith(publisher + " c failed: c: cannot connect today"));
+                                           "\": cannot connect to c: not today"));
+        EXPECT_TRUE(statuses_.waitForOneWith(publisher + " b failed: cannot bind b: not today"));
+        EXPECT_TRUE(statuses_.waitForOneWith(publisher + " c failed: cannot connect to c: not today"));
     }
 }
 

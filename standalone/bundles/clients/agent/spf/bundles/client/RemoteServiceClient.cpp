@@ -157,13 +157,19 @@ private:
 
     // However often the offers change, the worker has them to look at once at most.
     void queue(Peer const& peer) {
-        if (!peer->isQueued.exchange(true)) {
+        if (peer->isQueued.exchange(true)) {
+            return;
+        }
+        try {
             persistently([&] {
                 worker_.post([this, peer] {
                     peer->isQueued = false;
                     persistently([&] { import(*peer); });
                 });
             });
+        } catch (...) {
+            peer->isQueued = false; // for the next change
+            throw;
         }
     }
 

@@ -206,11 +206,11 @@ void SocketConnector::retry(std::string_view reason) {
     timedOut_ = false;
 }
 
-void SocketConnector::fail(std::string const& reason) {
+void SocketConnector::fail(std::string_view reason) {
     auto const handler = handler_;
     close();
     if (handler) {
-        handler->failed("cannot connect to " + endpoint_ + ": " + reason);
+        persistently([&] { handler->failed("cannot connect to " + endpoint_ + ": " + std::string(reason)); });
     }
 }
 

@@ -48,7 +48,7 @@ private:
     void hand();
     void retryOrFail(boost::system::error_code const& error);
     void retry(std::string_view reason);
-    void fail(std::string const& reason);
+    void fail(std::string_view reason);
 
     std::weak_ptr<WorkerThread> const worker_;
     std::shared_ptr<IoObjects> const objects_;

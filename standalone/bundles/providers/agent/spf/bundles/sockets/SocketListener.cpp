@@ -219,11 +219,11 @@ void SocketListener::connectionEnded(std::string const& origin) {
     accept();
 }
 
-void SocketListener::fail(std::string const& reason) {
+void SocketListener::fail(std::string_view reason) {
     auto const handler = handler_;
     close();
     if (handler) {
-        handler->failed("cannot bind " + endpoint_ + ": " + reason);
+        persistently([&] { handler->failed("cannot bind " + endpoint_ + ": " + std::string(reason)); });
     }
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <boost/asio/ip/tcp.hpp>
@@ -56,7 +57,7 @@ private:
     void pauseAccepting();
     void hand(Socket socket);
     void connectionEnded(std::string const& origin);
-    void fail(std::string const& reason);
+    void fail(std::string_view reason);
 
     std::weak_ptr<WorkerThread> const worker_;
     std::shared_ptr<IoObjects> const objects_;

@@ -154,7 +154,7 @@ void Peer::sendOffers() {
         return;
     }
     try {
-        send(encode(owner_.offers()));
+        persistently([this] { send(encode(owner_.offers())); });
     } catch (std::exception const& error) {
         owner_.offersFailed(error.what());
     }

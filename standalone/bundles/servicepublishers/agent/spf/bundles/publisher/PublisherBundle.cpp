@@ -1,6 +1,7 @@
 #include "agent/spf/bundles/publisher/PublisherBundle.hpp"
 
 #include <map>
+#include <stdexcept>
 #include <utility>
 
 #include <unistd.h>
@@ -36,7 +37,7 @@ std::string agentIdentity(BundleContext const& context) {
 std::uint32_t modificationCountOr(AnyMap const& properties, std::uint32_t otherwise) {
     try {
         return static_cast<std::uint32_t>(intAt(properties, keys::modificationCount, {}));
-    } catch (std::exception const&) {
+    } catch (std::runtime_error const&) {
         return otherwise;
     }
 }
@@ -106,8 +107,10 @@ private:
                 publisher->reconfigure(std::move(configuration));
             }
         } catch (std::exception const& error) {
-            reporter_.reportError(error.what(), stringOr(properties, keys::uniqueID),
-                                  modificationCountOr(properties, 0));
+            persistently([&] {
+                reporter_.reportError(error.what(), stringOr(properties, keys::uniqueID),
+                                      modificationCountOr(properties, 0));
+            });
         }
     }
 

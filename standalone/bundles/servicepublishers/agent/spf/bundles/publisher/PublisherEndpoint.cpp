@@ -17,7 +17,7 @@ public:
         , generation_(endpoint.generation_) {}
 
     void bound(std::string const& address) override {
-        post([address](auto& endpoint) { endpoint.bound(address); });
+        post([address](auto& endpoint) { persistently([&] { endpoint.bound(address); }); });
     }
     void opened(std::shared_ptr<Connection> connection) override {
         post([connection = std::move(connection)](auto& endpoint) { endpoint.opened(connection); });
@@ -26,7 +26,8 @@ public:
         post([reason](auto& endpoint) { endpoint.retrying(reason); });
     }
     void failed(std::string const& reason) override {
-        persistently([&] { post([reason](auto& endpoint) { endpoint.failed(reason); }); });
+        persistently(
+            [&] { post([reason](auto& endpoint) { persistently([&] { endpoint.failed(reason); }); }); });
     }
 
 private:
@@ -92,7 +93,7 @@ void PublisherEndpoint::open() {
     try {
         openName();
     } catch (std::exception const& error) {
-        failed(text_ + ": " + error.what());
+        cannotUse(text_, error);
     }
 }
 
@@ -103,7 +104,7 @@ void PublisherEndpoint::openAddress(std::string const& address) {
         handle_ = role_ == EndpointRole::Bind ? context_.provider->bind(address, std::move(handler))
                                               : context_.provider->connect(address, std::move(handler));
     } catch (std::exception const& error) {
-        failed(address + ": " + error.what());
+        cannotUse(address, error);
     }
 }
 
@@ -117,7 +118,7 @@ void PublisherEndpoint::openName() {
                                                         std::optional<std::string> const& address) {
         worker->post([weak, address] {
             if (auto const self = weak.lock(); self && self->isOpen_) {
-                self->resolved(address);
+                persistently([&] { self->resolved(address); });
             }
         });
     });
@@ -194,7 +195,7 @@ void PublisherEndpoint::bound(std::string const& address) {
         try {
             discovery_ = context_.discovery->announce(text_, address);
         } catch (std::exception const& error) {
-            return failed("cannot announce " + text_ + ": " + error.what());
+            return cannotUse(text_, error);
         }
     }
     if (setState(EndpointState::Bound, address == text_ ? std::string() : "listens at " + address)) {
@@ -245,6 +246,13 @@ void PublisherEndpoint::makeRoomForPeer() {
 
 void PublisherEndpoint::retrying(std::string const& reason) {
     setState(EndpointState::Connecting, reason);
+}
+
+void PublisherEndpoint::cannotUse(std::string const& endpoint, std::exception const& error) {
+    persistently([&] {
+        failed((role_ == EndpointRole::Bind ? "cannot bind " : "cannot connect to ") + endpoint + ": " +
+               error.what());
+    });
 }
 
 void PublisherEndpoint::failed(std::string const& reason) {

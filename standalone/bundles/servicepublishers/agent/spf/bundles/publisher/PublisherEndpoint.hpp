@@ -84,6 +84,7 @@ private:
     void opened(std::shared_ptr<Connection> connection);
     void makeRoomForPeer();
     void retrying(std::string const& reason);
+    void cannotUse(std::string const& endpoint, std::exception const& error);
     void failed(std::string const& reason);
 
     // False if a listener that is told of the state has closed what was open.
