@@ -27,6 +27,7 @@ using agent::spf::bundles::FileDescriptor;
 using bundles_test::ChildProcess;
 using bundles_test::Record;
 using bundles_test::TemporaryDirectory;
+using bundles_test::WithoutOpening;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -140,6 +141,22 @@ TEST_F(Discovery, OfADeadProcessNothingOutsideTheDirectoryIsRemoved) {
 
     EXPECT_TRUE(told_->waitFor("-"));
     EXPECT_TRUE(std::filesystem::exists(outside));
+}
+
+TEST_F(Discovery, WhatWasFoundIsNotTakenForGoneWhileTooManyFilesAreOpen) {
+    auto const announcement = discovery_.announce("name", "unix:/a");
+    auto const handle = lookOut("name");
+    ASSERT_TRUE(told_->waitFor("unix:/a"));
+
+    using What = WithoutOpening::What;
+    for (auto const what : {What::Files, What::Directories}) {
+        WithoutOpening const tooMany(what);
+        write("other", "");
+        tooMany.waitForAttempts(2); // the look of the first is over
+    }
+
+    lookAgain();
+    EXPECT_EQ(told_->values(), (std::vector<std::string>{"unix:/a", "-", "unix:/witness"}));
 }
 
 TEST_F(Discovery, AnAnnouncerThatIsKilledIsNoticed) {

@@ -2,11 +2,14 @@
 
 #include <cerrno>
 #include <condition_variable>
+#include <cstdarg>
 #include <map>
 #include <mutex>
 #include <utility>
 
+#include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -22,6 +25,9 @@ struct Steps {
     bool accepts = true;
     int failedAccepts = 0;
     std::condition_variable acceptFailed;
+    bundles_test::WithoutOpening::What isNotOpened = bundles_test::WithoutOpening::What::Nothing;
+    int failedOpens = 0;
+    std::condition_variable openFailed;
     std::string hangingHost;
     int lookUps = 0; // of the hanging host, that have begun
     int hanging = 0; // of these, that have not ended
@@ -60,7 +66,36 @@ bool hasHung(std::string const& host) {
     return true;
 }
 
+// If so, errno says why.
+bool isNotOpened(bundles_test::WithoutOpening::What what) {
+    std::lock_guard const lock(steps().mutex);
+    if (what != steps().isNotOpened) {
+        return false;
+    }
+    ++steps().failedOpens;
+    steps().openFailed.notify_all();
+    errno = EMFILE;
+    return true;
+}
+
 } // namespace
+
+extern "C" int open(char const* path, int flags, ...) {
+    if (isNotOpened(bundles_test::WithoutOpening::What::Files)) {
+        return -1;
+    }
+    std::va_list arguments;
+    va_start(arguments, flags);
+    auto const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : mode_t{};
+    va_end(arguments);
+    return systemCall(&::open, "open")(path, flags, mode);
+}
+
+extern "C" DIR* opendir(char const* path) {
+    return isNotOpened(bundles_test::WithoutOpening::What::Directories)
+               ? nullptr
+               : systemCall(&::opendir, "opendir")(path);
+}
 
 extern "C" int flock(int descriptor, int operation) noexcept {
     std::function<int()> before;
@@ -185,6 +220,22 @@ WithoutAccepting::~WithoutAccepting() {
 void WithoutAccepting::waitForAttempts(int count) const {
     std::unique_lock lock(steps().mutex);
     steps().acceptFailed.wait(lock, [&] { return steps().failedAccepts >= count; });
+}
+
+WithoutOpening::WithoutOpening(What what) {
+    std::lock_guard const lock(steps().mutex);
+    steps().isNotOpened = what;
+    steps().failedOpens = 0;
+}
+
+WithoutOpening::~WithoutOpening() {
+    std::lock_guard const lock(steps().mutex);
+    steps().isNotOpened = What::Nothing;
+}
+
+void WithoutOpening::waitForAttempts(int count) const {
+    std::unique_lock lock(steps().mutex);
+    steps().openFailed.wait(lock, [&] { return steps().failedOpens >= count; });
 }
 
 HangingHost::HangingHost(std::string name) {

@@ -58,6 +58,19 @@ public:
     void waitForAttempts(int count) const;
 };
 
+// While it lives, this program itself opens no files, or no directories: it has too many open. One at a time.
+class WithoutOpening {
+public:
+    enum class What { Nothing, Files, Directories };
+
+    explicit WithoutOpening(What what);
+    ~WithoutOpening();
+    WithoutOpening(WithoutOpening const&) = delete;
+    WithoutOpening& operator=(WithoutOpening const&) = delete;
+
+    void waitForAttempts(int count) const;
+};
+
 // While it lives, looking up the host's name does not end; then it fails. One at a time.
 class HangingHost {
 public:

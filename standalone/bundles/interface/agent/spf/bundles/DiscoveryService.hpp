@@ -21,7 +21,8 @@ public:
     };
 
     // Called with the endpoint that a name stands for now, or with nothing while no living process announces
-    // it. Runs on the service's thread and must neither block nor throw.
+    // it. Runs on the service's thread and must not block. May throw for want of memory, and is then called
+    // again.
     using Resolved = std::function<void(std::optional<std::string> const& endpoint)>;
 
     virtual ~DiscoveryService() = default;

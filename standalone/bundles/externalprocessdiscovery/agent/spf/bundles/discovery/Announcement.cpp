@@ -2,23 +2,27 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <nlohmann/json.hpp>
+#include "agent/spf/bundles/common/Properties.hpp"
+#include "agent/spf/bundles/json/JsonReader.hpp"
+#include "agent/spf/bundles/json/JsonWriter.hpp"
 
 namespace agent::spf::bundles::discovery {
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::json;
 
 constexpr char const* nameKey = "name";
 constexpr char const* endpointKey = "endpoint";
@@ -26,6 +30,20 @@ constexpr std::size_t maximumSize = 65536; // bytes of a file
 
 [[noreturn]] void throwSystemError() {
     throw std::system_error(errno, std::system_category());
+}
+
+// To be called when something could not be opened. Whoever reads then must not take it for missing.
+void throwIfThereIsNoRoomToOpen() {
+    if (errno == EMFILE || errno == ENFILE || errno == ENOMEM) {
+        throwSystemError();
+    }
+}
+
+std::string announcementText(Announcement const& announcement) {
+    auto members = makeMap();
+    members[nameKey] = announcement.name;
+    members[endpointKey] = announcement.endpoint;
+    return json::writeJson(members);
 }
 
 void writeAll(int descriptor, std::string const& text) {
@@ -53,7 +71,9 @@ FileDescriptor writeLocked(fs::path const& path, std::string const& text) {
 FileDescriptor openRegularFile(fs::path const& path) {
     FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
-    if (file.get() >= 0 && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+    if (file.get() < 0) {
+        throwIfThereIsNoRoomToOpen();
+    } else if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return FileDescriptor();
     }
     return file;
@@ -89,13 +109,17 @@ Announcer announcerOf(int descriptor) {
     return errno == EWOULDBLOCK ? Announcer::Living : Announcer::Unknown;
 }
 
+// Reads the directory itself: the standard library's iterator ends the process when it runs out of memory.
 std::vector<fs::path> announcementFiles(fs::path const& directory) {
     std::vector<fs::path> files;
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (entry->path().extension() == announcementExtension) {
-            files.push_back(entry->path());
+    std::unique_ptr<DIR, int (*)(DIR*)> const entries(::opendir(directory.c_str()), &::closedir);
+    if (!entries) {
+        throwIfThereIsNoRoomToOpen();
+        return files;
+    }
+    while (auto const* const entry = ::readdir(entries.get())) {
+        if (fs::path const name(entry->d_name); name.extension() == announcementExtension) {
+            files.push_back(directory / name);
         }
     }
     std::sort(files.begin(), files.end());
@@ -118,7 +142,7 @@ void removeDead(fs::path const& file, Announcement const& announcement) {
 
 AnnouncementFile::AnnouncementFile(fs::path path, Announcement const& announcement)
     : path_(std::move(path))
-    , text_(Json{{nameKey, announcement.name}, {endpointKey, announcement.endpoint}}.dump())
+    , text_(announcementText(announcement))
     , descriptor_(write()) {}
 
 AnnouncementFile::~AnnouncementFile() {
@@ -154,10 +178,12 @@ FileDescriptor AnnouncementFile::write() const {
 }
 
 std::optional<Announcement> parseAnnouncement(std::string_view text) {
-    auto const json = Json::parse(text, nullptr, false);
     try {
-        return Announcement{json.at(nameKey), json.at(endpointKey)};
-    } catch (Json::exception const&) {
+        auto const members = json::readJson(text);
+        return Announcement{stringAt(members, nameKey, {}), stringAt(members, endpointKey, {})};
+    } catch (std::bad_alloc const&) {
+        throw;
+    } catch (std::exception const&) {
         return std::nullopt;
     }
 }

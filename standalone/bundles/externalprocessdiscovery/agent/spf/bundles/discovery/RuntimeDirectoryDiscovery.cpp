@@ -24,6 +24,7 @@
 
 #include "agent/spf/bundles/common/FileDescriptor.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/bundles/common/persistently.hpp"
 #include "agent/spf/bundles/discovery/Announcement.hpp"
 #include "agent/spf/bundles/discovery/RuntimeDirectory.hpp"
 
@@ -60,30 +61,22 @@ public:
 
     std::uint64_t add(std::string const& name, Resolved resolved) {
         std::uint64_t id = 0;
-        std::exception_ptr error;
         worker_.run([&] {
             if (stopped_) {
                 return; // a watch that began now would have nobody to end it
             }
-            try {
-                watch();
-                checkSoon();
-                lookOuts_.emplace(lastID_ + 1, LookOut{name, std::move(resolved)});
-                id = ++lastID_;
-            } catch (...) {
-                error = std::current_exception();
-            }
+            prepareRuntimeDirectory(directory_);
+            checkSoon();
+            lookOuts_.emplace(lastID_ + 1, LookOut{name, std::move(resolved)});
+            id = ++lastID_;
         });
-        if (error) {
-            std::rethrow_exception(error);
-        }
         return id;
     }
 
     // Restores the announcement when its file is deleted, for as long as it has an owner.
     void keep(std::weak_ptr<AnnouncementFile> announcement) {
         worker_.post([this, announcement = std::move(announcement)] {
-            announcements_.push_back(announcement);
+            persistently([&] { announcements_.push_back(announcement); });
             checkSoon();
         });
     }
@@ -123,25 +116,27 @@ private:
         FileDescriptor descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
         auto const events = IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE;
         if (descriptor.get() < 0 || ::inotify_add_watch(descriptor.get(), directory_.c_str(), events) < 0) {
-            throw std::runtime_error("cannot watch the runtime directory " + directory_.string() + ": " +
-                                     std::system_category().message(errno));
+            return; // for now: the looks find what changes
         }
         boost::system::error_code ignored;
         changes_.close(ignored);
-        changes_.assign(descriptor.release());
-        watched_ = directory;
+        changes_.assign(descriptor.get());
+        descriptor.release();
         awaitChange();
+        watched_ = directory;
         checkSoon();
     }
 
     // What has changed does not matter: whatever it is, the directory is read anew.
     void awaitChange() {
-        changes_.async_read_some(boost::asio::buffer(buffer_), [this](auto const& error, std::size_t) {
-            if (error || stopped_) {
-                return;
-            }
-            checkSoon();
-            awaitChange();
+        persistently([this] {
+            changes_.async_read_some(boost::asio::buffer(buffer_), [this](auto const& error, std::size_t) {
+                if (error || stopped_) {
+                    return;
+                }
+                awaitChange();
+                checkSoon();
+            });
         });
     }
 
@@ -155,25 +150,32 @@ private:
 
     void check() {
         check_.expires_after(checkInterval_);
-        check_.async_wait([this](auto const& error) {
-            if (error || stopped_) {
-                return;
-            }
-            isCheckedSoon_ = false;
-            checkInterval_ = std::min(2 * checkInterval_, longestCheck);
-            try {
-                watch(); // another directory by now, perhaps
-            } catch (std::exception const&) {
-                // As long as there is none to watch nobody announces anything.
-            }
-            look();
-            check();
+        persistently([this] {
+            check_.async_wait([this](auto const& error) {
+                if (!error && !stopped_) {
+                    isCheckedSoon_ = false;
+                    checkInterval_ = std::min(2 * checkInterval_, longestCheck);
+                    look();
+                    check();
+                }
+            });
         });
     }
 
     void look() {
+        tolerantly([this] { watch(); }); // another directory by now, perhaps
         restoreAnnouncements();
-        tellChanges();
+        tolerantly([this] { tellChanges(); });
+    }
+
+    // What a look fails to do the next one tries again.
+    template <class Action>
+    static void tolerantly(Action const& action) {
+        try {
+            action();
+        } catch (std::exception const&) {
+            // As when there is no directory, no memory, or too many open files.
+        }
     }
 
     void restoreAnnouncements() {
@@ -181,13 +183,11 @@ private:
                                           [](auto const& announcement) { return announcement.expired(); });
         announcements_.erase(ended, announcements_.end());
         for (auto const& kept : announcements_) {
-            try {
+            tolerantly([&kept] {
                 if (auto const announcement = kept.lock()) {
                     announcement->restore();
                 }
-            } catch (std::exception const&) {
-                // The next look tries again.
-            }
+            });
         }
     }
 
@@ -205,27 +205,24 @@ private:
         for (auto& announcement : readAnnouncements(directory_)) {
             announced.emplace(std::move(announcement.name), std::move(announcement.endpoint));
         }
-        std::vector<std::uint64_t> ids;
-        for (auto const& lookOut : lookOuts_) {
-            ids.push_back(lookOut.first);
-        }
-        for (auto const id : ids) { // a callback may end any look-out
-            auto const found = lookOuts_.find(id);
-            if (found == lookOuts_.end()) {
-                continue;
+        for (auto lookOut = lookOuts_.begin(); lookOut != lookOuts_.end();) {
+            auto const id = lookOut->first;
+            auto const endpoint = choose(announced, lookOut->second);
+            if (!lookOut->second.isTold || endpoint != lookOut->second.endpoint) {
+                tell(id, endpoint);
             }
-            auto const endpoint = choose(announced, found->second);
-            if (!found->second.isTold || endpoint != found->second.endpoint) {
-                tell(found->second, endpoint);
-            }
+            lookOut = lookOuts_.upper_bound(id); // the call may have ended any look-out
         }
     }
 
-    static void tell(LookOut& lookOut, std::optional<std::string> const& endpoint) {
-        lookOut.isTold = true;
-        lookOut.endpoint = endpoint;
-        auto const resolved = lookOut.resolved; // the call may end the look-out
+    // If the call fails the next look tries it again.
+    void tell(std::uint64_t id, std::optional<std::string> endpoint) {
+        auto const resolved = lookOuts_.at(id).resolved; // the call may end the look-out
         resolved(endpoint);
+        if (auto const told = lookOuts_.find(id); told != lookOuts_.end()) {
+            told->second.isTold = true;
+            told->second.endpoint = std::move(endpoint);
+        }
     }
 
     std::filesystem::path const directory_;
@@ -242,21 +239,6 @@ private:
     std::uint64_t lastID_ = 0;
 };
 
-namespace {
-
-template <class Action>
-class AtEnd : public DiscoveryService::Handle {
-public:
-    explicit AtEnd(Action action)
-        : action_(std::move(action)) {}
-    ~AtEnd() override { action_(); }
-
-private:
-    Action const action_;
-};
-
-} // namespace
-
 RuntimeDirectoryDiscovery::RuntimeDirectoryDiscovery(std::filesystem::path directory)
     : directory_(std::move(directory))
     , watcher_(std::make_shared<Watcher>(directory_)) {}
@@ -267,19 +249,33 @@ RuntimeDirectoryDiscovery::~RuntimeDirectoryDiscovery() {
 
 std::unique_ptr<DiscoveryService::Handle> RuntimeDirectoryDiscovery::resolve(std::string const& name,
                                                                              Resolved resolved) {
-    auto const id = watcher_->add(name, std::move(resolved));
-    auto action = [watcher = watcher_, id] { watcher->remove(id); };
-    return std::make_unique<AtEnd<decltype(action)>>(std::move(action));
+    struct LookOut : Handle {
+        explicit LookOut(std::shared_ptr<Watcher> owner)
+            : watcher(std::move(owner)) {}
+        ~LookOut() override { watcher->remove(id); }
+
+        std::shared_ptr<Watcher> const watcher;
+        std::uint64_t id = 0; // none has it
+    };
+    auto lookOut = std::make_unique<LookOut>(watcher_); // first, so that one that has begun is not lost
+    lookOut->id = watcher_->add(name, std::move(resolved));
+    return lookOut;
 }
 
 std::unique_ptr<DiscoveryService::Handle> RuntimeDirectoryDiscovery::announce(std::string const& name,
                                                                               std::string const& endpoint) {
     prepareRuntimeDirectory(directory_);
-    auto announcement = std::make_shared<AnnouncementFile>(ownPath(name, announcementExtension),
-                                                           Announcement{name, endpoint});
-    watcher_->keep(announcement);
-    auto action = [announcement = std::move(announcement)] { announcement->withdraw(); };
-    return std::make_unique<AtEnd<decltype(action)>>(std::move(action));
+    struct Announced : Handle {
+        explicit Announced(std::shared_ptr<AnnouncementFile> announcement)
+            : file(std::move(announcement)) {}
+        ~Announced() override { file->withdraw(); }
+
+        std::shared_ptr<AnnouncementFile> const file;
+    };
+    auto announced = std::make_unique<Announced>(std::make_shared<AnnouncementFile>(
+        ownPath(name, announcementExtension), Announcement{name, endpoint}));
+    watcher_->keep(announced->file);
+    return announced;
 }
 
 std::string RuntimeDirectoryDiscovery::privateEndpoint(std::string const& name) {

@@ -13,7 +13,7 @@ namespace agent::spf::bundles::discovery {
 // for as long as it is announced. An announcement ends with its process, however that ends; while
 // that lives, it comes back when its file is deleted. The directory is made when it is first needed, and
 // watched from the first look-out or announcement on, so that what changes is found at once; while nothing
-// changes it is looked at every few seconds.
+// changes, or it cannot be watched, it is looked at every few seconds.
 class RuntimeDirectoryDiscovery : public DiscoveryService {
 public:
     explicit RuntimeDirectoryDiscovery(std::filesystem::path directory);
