@@ -1,4 +1,5 @@
 // How published configurations become publisher configurations, and how these come and go.
+#include <new>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -23,6 +24,9 @@ namespace keys = agent::spf::bundles::keys;
 class RecordingEnvironment : public PublisherEnvironment {
 public:
     void update(PublisherEntry const& entry) override {
+        if (isOutOfMemory) {
+            throw std::bad_alloc();
+        }
         calls.push_back("update " + entry.uniqueID + " " + std::to_string(entry.modificationCount));
     }
     bool remove(PublisherEntry const& entry) override {
@@ -33,6 +37,9 @@ public:
         calls.push_back("removed " + publisherID + " " + std::to_string(count));
     }
     void reportError(std::string const& publisherID, std::uint32_t count, std::string const& text) override {
+        if (isOutOfMemory) {
+            throw std::bad_alloc();
+        }
         calls.push_back("error " + publisherID + " " + std::to_string(count) + ": " + text);
     }
 
@@ -40,6 +47,7 @@ public:
 
     std::vector<std::string> calls;
     bool hasPublisher = true;
+    bool isOutOfMemory = false;
 };
 
 class PublisherConfigurationsTest : public testing::Test {
@@ -60,6 +68,27 @@ TEST_F(PublisherConfigurationsTest, AModificationUpdatesAddsAndRemoves) {
     publishers_.updated("c", ConfigurationMap(2).publisher("q", {}).publisher("r", {}).build());
 
     EXPECT_THAT(environment_.take(), ElementsAre("remove p", "update q 2", "update r 2"));
+}
+
+TEST_F(PublisherConfigurationsTest, AModificationThatRanOutOfMemoryStandsInTheWayOfNoOther) {
+    environment_.isOutOfMemory = true;
+    EXPECT_THROW(publishers_.updated("c", ConfigurationMap(1).publisher("p", {}).publisher("q", {}).build()),
+                 std::bad_alloc);
+    environment_.isOutOfMemory = false;
+
+    publishers_.updated("c", ConfigurationMap(2).publisher("q", {}).publisher("r", {}).build());
+
+    EXPECT_THAT(environment_.take(), ElementsAre("remove p", "update q 2", "update r 2"));
+}
+
+TEST_F(PublisherConfigurationsTest, ARemovalAfterAModificationThatRanOutOfMemoryIsOfWhatThereIs) {
+    environment_.isOutOfMemory = true;
+    EXPECT_THROW(publishers_.updated("c", ConfigurationMap(1).publisher("p", {}).publisher("q", {}).build()),
+                 std::bad_alloc);
+
+    publishers_.removed("c");
+
+    EXPECT_THAT(environment_.take(), ElementsAre("remove p"));
 }
 
 TEST_F(PublisherConfigurationsTest, RemovalIsReportedOnceThePublisherHasWithdrawn) {

@@ -29,8 +29,10 @@ void PublisherConfigurations::updated(std::string const& instance,
     auto& current = pidsOfConfigurations_[instance];
     for (auto const& pid : current) {
         // A publisher that the new configuration says nothing sensible about goes on with the old one.
-        auto const& uniqueID = managed_.at(pid).entry.uniqueID;
-        if (erroneous.count(instance) != 0 || erroneous.count(uniqueID) != 0) {
+        auto const found = managed_.find(pid);
+        auto const isErroneous =
+            found != managed_.end() && erroneous.count(found->second.entry.uniqueID) != 0;
+        if (isErroneous || erroneous.count(instance) != 0) {
             pids.insert(pid);
         } else if (pids.count(pid) == 0) {
             withdraw(pid);
@@ -88,13 +90,19 @@ void PublisherConfigurations::takeEffect(PublisherEntry const& entry) {
     try {
         environment_.update(entry);
     } catch (std::exception const& error) {
-        environment_.reportError(entry.uniqueID, entry.modificationCount,
-                                 "publisher \"" + entry.uniqueID + "\": " + error.what());
+        persistently([&] {
+            environment_.reportError(entry.uniqueID, entry.modificationCount,
+                                     "publisher \"" + entry.uniqueID + "\": " + error.what());
+        });
     }
 }
 
 void PublisherConfigurations::withdraw(std::string const& pid) {
-    auto& managed = managed_.at(pid);
+    auto const found = managed_.find(pid);
+    if (found == managed_.end()) {
+        return;
+    }
+    auto& managed = found->second;
     if (managed.isWithdrawing()) {
         if (managed.successor) {
             managed.removedCounts.push_back(managed.successor->modificationCount);

@@ -71,8 +71,9 @@ private:
 
     PublisherEnvironment& environment_;
     std::map<std::string, Managed> managed_; // by PID
-    std::map<std::string, std::set<std::string>>
-        pidsOfConfigurations_; // by instance name, the PIDs in effect
+    // By instance name, the PIDs in effect; a modification that ran out of memory may have left some
+    // unmanaged.
+    std::map<std::string, std::set<std::string>> pidsOfConfigurations_;
 };
 
 // The PID of a publisher's configuration.
