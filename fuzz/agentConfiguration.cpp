@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <set>
 #include <string>
-#include <string_view>
 
 #include "configuration/ConfigurationFile.hpp"
 #include "require.hpp"

@@ -18,7 +18,6 @@
 namespace {
 
 using boost::property_tree::ptree;
-using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 
 ptree makeTree(FuzzedDataProvider& input) {

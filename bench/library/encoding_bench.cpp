@@ -1,9 +1,7 @@
 // Encoding a configuration: the library, the fastest way by hand, and the literal way.
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <string>
-#include <tuple>
 
 #include <benchmark/benchmark.h>
 

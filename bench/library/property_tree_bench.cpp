@@ -1,6 +1,5 @@
 // Converting a property tree: the library, the fastest way by hand, and the literal way.
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <string>
 

@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <memory>
-#include <stdexcept>
 #include <string>
 #include <typeinfo>
 #include <utility>

@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <stdexcept>
 #include <thread>
 

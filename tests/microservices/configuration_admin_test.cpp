@@ -3,7 +3,6 @@
 
 #include <cppmicroservices/cm/ConfigurationException.hpp>
 
-#include <algorithm>
 #include <set>
 #include <stdexcept>
 

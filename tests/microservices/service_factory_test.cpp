@@ -12,7 +12,6 @@
 using namespace cppmicroservices;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 namespace factorytest {
 struct Service {};

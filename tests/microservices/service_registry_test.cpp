@@ -9,7 +9,6 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
-#include <unordered_set>
 
 using namespace cppmicroservices;
 using testing::ElementsAre;

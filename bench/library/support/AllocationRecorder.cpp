@@ -2,7 +2,6 @@
 #include "support/AllocationRecorder.hpp"
 
 #include <cstdlib>
-#include <limits>
 #include <new>
 #include <stdexcept>
 #include <unordered_map>

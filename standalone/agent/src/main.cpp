@@ -5,7 +5,6 @@
 #include <iostream>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -5,7 +5,6 @@
 #include <exception>
 #include <iterator>
 #include <stdexcept>
-#include <string>
 #include <system_error>
 
 #include "FrameworkLifecycle.hpp"

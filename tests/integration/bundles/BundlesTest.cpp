@@ -12,7 +12,6 @@
 
 namespace bundles_test {
 
-using agent::spf::bundles::EndpointState;
 using agent::spf::bundles::EndpointStatus;
 using agent::spf::bundles::makeMap;
 using agent::spf::bundles::RemoteService;

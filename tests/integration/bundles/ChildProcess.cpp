@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 

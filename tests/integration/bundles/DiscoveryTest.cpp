@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <fstream>
 #include <future>
-#include <optional>
 #include <stdexcept>
 
 #include <fcntl.h>

@@ -12,8 +12,6 @@ namespace {
 
 using namespace agent::spf::bundles;
 using namespace agent::spf::bundles::publisher;
-using testing::HasSubstr;
-using testing::StartsWith;
 using testing::ThrowsMessage;
 
 Offers offersOf(std::size_t count) {

@@ -1,6 +1,5 @@
 // How published configurations become publisher configurations, and how these come and go.
 #include <new>
-#include <stdexcept>
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,4 @@
 // The interfaces of peers as services of the registry.
-#include <functional>
 #include <future>
 #include <utility>
 

@@ -1,5 +1,4 @@
 // The socket provider alone: endpoints, connections and frames.
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>

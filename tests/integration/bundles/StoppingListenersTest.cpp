@@ -1,8 +1,6 @@
 // Listeners that stop a bundle, or the framework, on the thread that tells them something.
 #include <atomic>
 #include <filesystem>
-#include <functional>
-#include <stdexcept>
 #include <tuple>
 #include <utility>
 

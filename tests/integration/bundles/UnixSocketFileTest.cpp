@@ -24,7 +24,6 @@ using namespace bundles_test;
 using agent::spf::bundles::Endpoint;
 using agent::spf::bundles::FileDescriptor;
 using agent::spf::bundles::sockets::SocketProvider;
-using testing::HasSubstr;
 
 class UnixSocketFile : public testing::Test {
 protected:

@@ -6,7 +6,6 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include <algorithm>
 #include <dlfcn.h>
 #include <filesystem>
 #include <memory>

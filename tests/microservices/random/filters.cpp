@@ -10,7 +10,6 @@
 #include <cppmicroservices/LDAPProp.h>
 #include <cppmicroservices/ServiceProperties.h>
 
-#include <cstddef>
 #include <initializer_list>
 #include <list>
 #include <memory>

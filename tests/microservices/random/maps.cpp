@@ -9,11 +9,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 

@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 using agent::spf::frameworksetup::test::liveAllocations;
 using cppmicroservices::AnyMap;
 

@@ -5,7 +5,6 @@
 
 #include <exception>
 #include <new>
-#include <string>
 
 using agent::spf::frameworksetup::test::AllocationFailure;
 

@@ -11,7 +11,6 @@
 #include <exception>
 #include <memory>
 #include <new>
-#include <string>
 
 using namespace cppmicroservices;
 using agent::spf::frameworksetup::test::AllocationFailure;

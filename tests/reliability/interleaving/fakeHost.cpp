@@ -1,6 +1,4 @@
 // The host's interfaces, implemented on FakeHost.
-#include <algorithm>
-#include <iterator>
 #include <utility>
 
 #include "FakeFramework.hpp"

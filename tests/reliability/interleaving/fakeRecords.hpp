@@ -3,7 +3,6 @@
 #define TESTS_RELIABILITY_INTERLEAVING_FAKE_RECORDS_HPP
 
 #include <memory>
-#include <string>
 #include <utility>
 
 #include <cppmicroservices/BundleContext.h>

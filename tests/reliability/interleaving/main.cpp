@@ -4,7 +4,6 @@
 // Prints one line per scenario and the sums on the last. Its status is 1 when anything is found.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <new>
 #include <stdexcept>
 #include <string>

@@ -2,7 +2,6 @@
 #include "publication/encodeConfiguration.hpp"
 
 #include <cstddef>
-#include <initializer_list>
 #include <limits>
 #include <new>
 #include <string>

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <exception>
-#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,6 @@
 #include "model/removeFromConfigurationAdmin.hpp"
 
 #include <stdexcept>
-#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,4 @@
 // The fixed legacy configuration.
-#include <string>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

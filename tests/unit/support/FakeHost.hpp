@@ -3,7 +3,6 @@
 #ifndef TESTS_UNIT_SUPPORT_FAKE_HOST_HPP
 #define TESTS_UNIT_SUPPORT_FAKE_HOST_HPP
 
-#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>

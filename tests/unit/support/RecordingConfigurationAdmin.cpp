@@ -1,8 +1,6 @@
 // The recording ConfigurationAdmin and its configurations.
 #include "support/RecordingConfigurationAdmin.hpp"
 
-#include <stdexcept>
-
 #include "support/CallLog.hpp"
 
 // The first releases of the interface have neither this class nor the operations below that return it.

@@ -4,7 +4,6 @@
 #include <array>
 #include <deque>
 #include <functional>
-#include <limits>
 #include <stdexcept>
 
 #include <gmock/gmock.h>

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <map>
-#include <stdexcept>
 #include <string>
 
 #include <boost/algorithm/string/case_conv.hpp>

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <set>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 

@@ -2,7 +2,6 @@
 #ifndef AGENT_PROGRAM_PROGRESS_TABLE_REPORTER_HPP
 #define AGENT_PROGRAM_PROGRESS_TABLE_REPORTER_HPP
 
-#include <cstddef>
 #include <deque>
 #include <string>
 #include <vector>

@@ -2,8 +2,6 @@
 #ifndef AGENT_PROGRAM_RUN_FRAMEWORK_WATCH_HPP
 #define AGENT_PROGRAM_RUN_FRAMEWORK_WATCH_HPP
 
-#include <memory>
-
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ListenerToken.h>
 #include <cppmicroservices/ServiceRegistration.h>

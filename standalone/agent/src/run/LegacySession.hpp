@@ -2,7 +2,6 @@
 #ifndef AGENT_PROGRAM_RUN_LEGACY_SESSION_HPP
 #define AGENT_PROGRAM_RUN_LEGACY_SESSION_HPP
 
-#include <exception>
 #include <future>
 #include <thread>
 #include <vector>

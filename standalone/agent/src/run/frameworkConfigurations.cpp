@@ -1,8 +1,6 @@
 // The configurations that Configuration Admin holds for the service framework.
 #include "run/frameworkConfigurations.hpp"
 
-#include <memory>
-
 #include <cppmicroservices/ServiceReference.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 

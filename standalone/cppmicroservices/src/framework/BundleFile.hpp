@@ -2,7 +2,6 @@
 #ifndef SPF_MICROSERVICES_FRAMEWORK_BUNDLEFILE_HPP
 #define SPF_MICROSERVICES_FRAMEWORK_BUNDLEFILE_HPP
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -5,7 +5,6 @@
 #include "cppmicroservices/detail/ContextWatch.h"
 
 #include <atomic>
-#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>

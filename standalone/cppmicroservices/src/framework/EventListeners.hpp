@@ -11,7 +11,6 @@
 #include <memory>
 #include <mutex>
 #include <utility>
-#include <vector>
 
 namespace cppmicroservices::detail {
 

@@ -9,6 +9,7 @@
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/ServiceEvent.h"
 
+#include <atomic>
 #include <exception>
 #include <map>
 #include <utility>

@@ -5,7 +5,6 @@
 #include "ServiceRecord.hpp"
 #include "SnapshotMap.hpp"
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,7 +15,6 @@ namespace cppmicroservices::detail {
 
 class BundleRecord;
 class ContextRecord;
-class FrameworkCore;
 class ServiceListeners;
 
 /// Thread safe. Listeners are told, and factories called, with no lock held.

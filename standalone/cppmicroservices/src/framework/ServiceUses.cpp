@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <iterator>
 #include <stdexcept>
 #include <utility>
 

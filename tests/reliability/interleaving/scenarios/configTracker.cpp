@@ -1,6 +1,4 @@
 // Each completion of a publisher against each wait for it.
-#include <functional>
-#include <stdexcept>
 
 #include "agent/spf/frameworksetup/ConfigTracker.hpp"
 #include "scenarios.hpp"

@@ -1,5 +1,4 @@
 // A client's handle against the framework's events.
-#include <memory>
 #include <thread>
 
 #include "scenarios.hpp"

@@ -1,5 +1,4 @@
 // Installing threads, threads that wait for them, and activators that come back.
-#include <memory>
 #include <stdexcept>
 #include <thread>
 

@@ -1,5 +1,6 @@
 #include "agent/spf/bundles/common/FrameworkEvents.hpp"
 
+#include <exception>
 #include <stdexcept>
 
 #include "agent/spf/bundles/common/persistently.hpp"

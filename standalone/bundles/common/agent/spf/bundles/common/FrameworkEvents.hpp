@@ -3,7 +3,6 @@
 #define AGENT_SPF_BUNDLES_COMMON_FRAMEWORK_EVENTS_HPP
 
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <string>
 

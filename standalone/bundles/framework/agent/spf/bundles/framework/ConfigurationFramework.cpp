@@ -1,6 +1,9 @@
 #include "agent/spf/bundles/framework/ConfigurationFramework.hpp"
 
+#include <functional>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>

@@ -1,6 +1,5 @@
 #include "agent/spf/bundles/framework/PublisherConfigurations.hpp"
 
-#include <stdexcept>
 #include <utility>
 
 #include "agent/spf/bundles/common/persistently.hpp"

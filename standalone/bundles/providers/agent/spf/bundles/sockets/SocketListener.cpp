@@ -1,7 +1,6 @@
 #include "agent/spf/bundles/sockets/SocketListener.hpp"
 
 #include <cstring>
-#include <stdexcept>
 #include <utility>
 
 #include <sys/socket.h>

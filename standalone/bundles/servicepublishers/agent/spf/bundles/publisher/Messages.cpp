@@ -9,7 +9,6 @@ namespace agent::spf::bundles::publisher {
 
 namespace {
 
-using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 
 // The words of the messages.
