@@ -10,6 +10,8 @@
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace cppmicroservices::detail {
 
@@ -20,6 +22,8 @@ class ServiceRecord;
 
 struct Access {
     static Bundle bundle(std::shared_ptr<BundleRecord> record, FrameworkCore& core);
+    static std::vector<Bundle> bundles(std::vector<std::shared_ptr<BundleRecord>> const& records,
+                                       FrameworkCore& core);
     static std::shared_ptr<BundleRecord> const& record(Bundle const& bundle) { return bundle.record_; }
 
     static std::shared_ptr<ContextRecord> const& record(BundleContext const& context) {

@@ -21,6 +21,16 @@ Bundle Access::bundle(std::shared_ptr<BundleRecord> record, FrameworkCore& core)
     return {std::move(record), core.handle()};
 }
 
+std::vector<Bundle> Access::bundles(std::vector<std::shared_ptr<BundleRecord>> const& records,
+                                    FrameworkCore& core) {
+    std::vector<Bundle> bundles;
+    bundles.reserve(records.size());
+    for (auto const& record : records) {
+        bundles.push_back(bundle(record, core));
+    }
+    return bundles;
+}
+
 } // namespace detail
 
 Bundle::Bundle() = default;
@@ -125,19 +135,24 @@ std::vector<std::string> Bundle::GetPropertyKeys() const {
     return keys;
 }
 
-std::vector<ServiceReferenceU> Bundle::GetRegisteredServices() const {
-    auto const& record = Record();
-    if (record.state() == STATE_UNINSTALLED) {
+namespace {
+
+detail::BundleRecord const& requireInstalled(detail::BundleRecord const& record) {
+    if (record.state() == Bundle::STATE_UNINSTALLED) {
         throw std::logic_error(record.description() + " is in UNINSTALLED state");
     }
+    return record;
+}
+
+} // namespace
+
+std::vector<ServiceReferenceU> Bundle::GetRegisteredServices() const {
+    auto const& record = requireInstalled(Record());
     return detail::referencesTo(core_->services().registeredBy(record));
 }
 
 std::vector<ServiceReferenceU> Bundle::GetServicesInUse() const {
-    auto const& record = Record();
-    if (record.state() == STATE_UNINSTALLED) {
-        throw std::logic_error(record.description() + " is in UNINSTALLED state");
-    }
+    auto const& record = requireInstalled(Record());
     return detail::referencesTo(core_->services().usedBy(record));
 }
 

@@ -115,20 +115,12 @@ Bundle BundleContext::GetBundle(long id) const {
 
 std::vector<Bundle> BundleContext::GetBundles(std::string const& location) const {
     auto const core = ValidRecord()->core();
-    std::vector<Bundle> bundles;
-    for (auto& bundle : core->bundles().find(location)) {
-        bundles.push_back(detail::Access::bundle(std::move(bundle), *core));
-    }
-    return bundles;
+    return detail::Access::bundles(core->bundles().find(location), *core);
 }
 
 std::vector<Bundle> BundleContext::GetBundles() const {
     auto const core = ValidRecord()->core();
-    std::vector<Bundle> bundles;
-    for (auto& bundle : core->bundles().all()) {
-        bundles.push_back(detail::Access::bundle(std::move(bundle), *core));
-    }
-    return bundles;
+    return detail::Access::bundles(core->bundles().all(), *core);
 }
 
 ServiceRegistrationU BundleContext::RegisterService(InterfaceMapConstPtr const& service,
@@ -230,11 +222,7 @@ std::vector<Bundle> BundleContext::InstallBundles(std::string const& location, A
     for (auto const& bundle : installed.added) {
         core->fire(BundleEvent::BUNDLE_INSTALLED, bundle);
     }
-    std::vector<Bundle> bundles;
-    for (auto const& bundle : installed.bundles) {
-        bundles.push_back(detail::Access::bundle(bundle, *core));
-    }
-    return bundles;
+    return detail::Access::bundles(installed.bundles, *core);
 }
 
 ListenerToken::ListenerToken() = default;

@@ -65,15 +65,9 @@ Bundle ServiceReferenceBase::GetBundle() const {
 }
 
 std::vector<Bundle> ServiceReferenceBase::GetUsingBundles() const {
-    std::vector<Bundle> bundles;
     auto const target = link_.load();
     auto const core = target.record ? target.record->core() : nullptr;
-    if (core) {
-        for (auto const& user : target.record->uses().users()) {
-            bundles.push_back(detail::Access::bundle(user, *core));
-        }
-    }
-    return bundles;
+    return core ? detail::Access::bundles(target.record->uses().users(), *core) : std::vector<Bundle>();
 }
 
 std::string ServiceReferenceBase::GetInterfaceId() const {
