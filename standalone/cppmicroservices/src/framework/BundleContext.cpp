@@ -85,13 +85,16 @@ bool BundleContext::operator<(BundleContext const& rhs) const {
 
 std::shared_ptr<detail::ContextRecord> const& BundleContext::ValidRecord() const {
     if (!*this) {
-        throw IllegalStateException("The bundle context is no longer valid");
+        detail::throwInvalidContext();
     }
     return record_;
 }
 
 std::shared_ptr<detail::ContextRecord> const& BundleContext::RequiredRecord() const {
-    return record_ ? record_ : ValidRecord();
+    if (!record_) {
+        detail::throwInvalidContext();
+    }
+    return record_;
 }
 
 Any BundleContext::GetProperty(std::string const& key) const {

@@ -9,21 +9,13 @@
 
 namespace cppmicroservices::detail {
 
-namespace {
-
-[[noreturn]] void throwInvalid() {
-    throw IllegalStateException("The bundle context is no longer valid");
-}
-
-} // namespace
-
 ContextRecord::ContextRecord(std::shared_ptr<BundleRecord> bundle, std::weak_ptr<FrameworkCore> core)
     : bundle_(std::move(bundle))
     , core_(std::move(core)) {}
 
 void ContextRecord::requireValid() const {
     if (!valid()) {
-        throwInvalid();
+        throwInvalidContext();
     }
 }
 
@@ -31,7 +23,7 @@ std::shared_ptr<FrameworkCore> ContextRecord::core() const {
     requireValid();
     auto core = core_.lock();
     if (!core) {
-        throwInvalid();
+        throwInvalidContext();
     }
     return core;
 }
@@ -64,6 +56,10 @@ void ContextRecord::unwatch(ContextWatchId id) {
     std::map<ContextWatchId, std::function<void()>>::node_type watcher; // destroyed without the lock
     std::lock_guard const lock(mutex_);
     watcher = watchers_.extract(id);
+}
+
+void throwInvalidContext() {
+    throw IllegalStateException("The bundle context is no longer valid");
 }
 
 ContextWatch::ContextWatch(BundleContext const& context, std::function<void()> invalidated)

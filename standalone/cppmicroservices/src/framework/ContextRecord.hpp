@@ -51,6 +51,9 @@ private:
     ContextWatchId lastWatch_ = 0;
 };
 
+/// \throws IllegalStateException, as every use of a context that is not valid does
+[[noreturn]] void throwInvalidContext();
+
 } // namespace cppmicroservices::detail
 
 #endif

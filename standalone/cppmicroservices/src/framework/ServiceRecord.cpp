@@ -82,6 +82,14 @@ ServiceRecord::ServiceRecord(long id, std::shared_ptr<BundleRecord> registrant,
     ranking_.store(rankingOf(*properties_), std::memory_order_relaxed);
 }
 
+std::shared_ptr<FrameworkCore> ServiceRecord::requiredCore() const {
+    auto core = present() ? core_.lock() : nullptr;
+    if (!core) {
+        throwUnregistered();
+    }
+    return core;
+}
+
 std::string const* ServiceRecord::findInterface(std::string const& interfaceId) const {
     auto const found = std::find(interfaces_.begin(), interfaces_.end(), interfaceId);
     return found == interfaces_.end() ? nullptr : &*found;

@@ -55,6 +55,8 @@ public:
     std::shared_ptr<BundleRecord> const& registrant() const noexcept { return registrant_; }
     /// Empty once the framework is gone.
     std::shared_ptr<FrameworkCore> core() const { return core_.lock(); }
+    /// \throws std::logic_error unless present, and once the framework is gone
+    std::shared_ptr<FrameworkCore> requiredCore() const;
     /// The service object, or the map with its factory; null after dropService().
     InterfaceMapConstPtr service() const;
     /// Null unless the scope is bundle or prototype; null after dropService().

@@ -20,15 +20,6 @@ detail::ServiceRecord& required(std::shared_ptr<detail::ServiceRecord> const& re
     return *record;
 }
 
-std::shared_ptr<detail::FrameworkCore> requiredCore(detail::ServiceRecord const& record) {
-    record.requirePresent();
-    auto core = record.core();
-    if (!core) {
-        throw std::logic_error("Service is unregistered");
-    }
-    return core;
-}
-
 } // namespace
 
 ServiceRegistrationBase::ServiceRegistrationBase(ServiceRegistrationBase const& reg) = default;
@@ -58,7 +49,7 @@ ServiceReferenceBase ServiceRegistrationBase::GetReference(std::string const& in
 
 void ServiceRegistrationBase::SetProperties(ServiceProperties const& properties) {
     auto& record = required(record_);
-    requiredCore(record)->services().setProperties(record, properties);
+    record.requiredCore()->services().setProperties(record, properties);
 }
 
 void ServiceRegistrationBase::SetProperties(ServiceProperties&& properties) {
@@ -67,7 +58,7 @@ void ServiceRegistrationBase::SetProperties(ServiceProperties&& properties) {
 
 void ServiceRegistrationBase::Unregister() {
     auto& record = required(record_);
-    requiredCore(record)->services().unregister(record);
+    record.requiredCore()->services().unregister(record);
 }
 
 bool ServiceRegistrationBase::operator<(ServiceRegistrationBase const& o) const {
