@@ -1,9 +1,7 @@
 // The registered services of one framework.
 #include "ServiceRegistry.hpp"
 
-#include "BundleRecord.hpp"
 #include "ContextRecord.hpp"
-#include "FrameworkCore.hpp"
 #include "InterfaceHint.hpp"
 #include "ServiceListeners.hpp"
 #include "cppmicroservices/LDAPFilter.h"
@@ -28,6 +26,17 @@ void sortByRank(ServiceRegistry::Records& records) {
     for (auto const& [rank, record] : ranked) {
         records.push_back(record);
     }
+}
+
+template <class Predicate>
+ServiceRegistry::Records select(ServiceRegistry::Records const& records, Predicate const& isMeant) {
+    ServiceRegistry::Records selected;
+    for (auto const& record : records) {
+        if (isMeant(*record)) {
+            selected.push_back(record);
+        }
+    }
+    return selected;
 }
 
 // Counts in the whole process, so that the services of several frameworks have an order.
@@ -143,12 +152,8 @@ std::shared_ptr<ServiceRegistry::Records const> ServiceRegistry::find(std::strin
     if (hint.complete && allHaveIt) {
         return candidates;
     }
-    auto matches = std::make_shared<Records>();
-    for (auto const& record : *candidates) {
-        if (record->matches(expression)) {
-            matches->push_back(record);
-        }
-    }
+    auto matches = std::make_shared<Records>(
+        select(*candidates, [&](ServiceRecord const& record) { return record.matches(expression); }));
     if (wanted.empty() && namesInterfaces(filter)) {
         sortByRank(*matches);
     }
@@ -165,25 +170,12 @@ std::shared_ptr<ServiceRecord> ServiceRegistry::findBest(std::string const& inte
 }
 
 ServiceRegistry::Records ServiceRegistry::registeredBy(BundleRecord const& registrant) {
-    Records records;
-    auto const all = snapshot({});
-    for (auto const& record : *all) {
-        if (record->registrant().get() == &registrant) {
-            records.push_back(record);
-        }
-    }
-    return records;
+    return select(*snapshot({}),
+                  [&](ServiceRecord const& record) { return record.registrant().get() == &registrant; });
 }
 
 ServiceRegistry::Records ServiceRegistry::usedBy(BundleRecord const& user) {
-    Records records;
-    auto const all = snapshot({});
-    for (auto const& record : *all) {
-        if (record->uses().usedBy(user)) {
-            records.push_back(record);
-        }
-    }
-    return records;
+    return select(*snapshot({}), [&](ServiceRecord& record) { return record.uses().usedBy(user); });
 }
 
 void ServiceRegistry::add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record) {

@@ -54,14 +54,8 @@ void reportMissing(ServiceRecord& service, std::shared_ptr<BundleRecord> const& 
 /// way if there is no memory for it.
 std::exception_ptr asFactoryException() noexcept {
     try {
-        std::string text = "unknown";
-        try {
-            throw;
-        } catch (std::exception const& error) {
-            text = error.what();
-        } catch (...) {
-        }
-        std::throw_with_nested(ServiceException(text, ServiceException::FACTORY_EXCEPTION));
+        std::throw_with_nested(
+            ServiceException(textOf(std::current_exception()), ServiceException::FACTORY_EXCEPTION));
     } catch (...) {
         return std::current_exception();
     }
@@ -187,7 +181,9 @@ void ServiceUses::releaseAll() {
         std::lock_guard const lock(mutex_);
         ended.swap(uses_);
     }
-    takeBackAll(ended, EndOfUse::ServiceUnregistered);
+    for (auto const& use : ended) {
+        takeBack(*use, EndOfUse::ServiceUnregistered);
+    }
 }
 
 void ServiceUses::releaseAllOf(BundleRecord const& user) {
@@ -317,12 +313,6 @@ void ServiceUses::takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord
 void ServiceUses::takeBack(ServiceUse const& use, EndOfUse end) const noexcept {
     if (use.factory) {
         takeBack(*use.factory, use.user, use.object, end);
-    }
-}
-
-void ServiceUses::takeBackAll(Uses const& uses, EndOfUse end) const noexcept {
-    for (auto const& use : uses) {
-        takeBack(*use, end);
     }
 }
 

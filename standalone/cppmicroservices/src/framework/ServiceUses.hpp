@@ -86,7 +86,6 @@ private:
     void takeBack(ServiceFactory& factory, std::shared_ptr<BundleRecord> const& user,
                   InterfaceMapConstPtr const& object, EndOfUse end) const noexcept;
     void takeBack(ServiceUse const& use, EndOfUse end) const noexcept;
-    void takeBackAll(Uses const& uses, EndOfUse end) const noexcept;
 
     ServiceRecord& service_;
     mutable std::mutex mutex_; // guards what follows

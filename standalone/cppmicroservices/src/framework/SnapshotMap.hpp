@@ -27,10 +27,9 @@ public:
         snapshot_.reset();
     }
 
-    /// Whether there was a value under `key`.
-    bool erase(Key const& key) {
+    void erase(Key const& key) {
+        values_.erase(key);
         snapshot_.reset();
-        return values_.erase(key) > 0;
     }
 
     /// Moves the values for which `isMeant` is true out of the map, without need of memory.
