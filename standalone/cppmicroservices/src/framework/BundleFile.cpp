@@ -78,22 +78,12 @@ public:
     explicit MappedFile(std::string const& path) {
         int const file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
         if (file < 0) {
-            throwErrno();
+            throw std::runtime_error(systemError());
         }
-        struct stat status {};
-        int error = fstat(file, &status) != 0 ? errno : 0;
-        if (error == 0 && !S_ISREG(status.st_mode)) {
-            close(file);
-            throw std::runtime_error("it is no regular file");
-        }
-        size_ = static_cast<std::size_t>(status.st_size);
-        if (error == 0 && size_ > 0) {
-            data_ = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file, 0);
-            error = data_ == MAP_FAILED ? errno : 0;
-        }
+        auto const problem = map(file);
         close(file);
-        if (error != 0) {
-            throw std::runtime_error(std::generic_category().message(error));
+        if (!problem.empty()) {
+            throw std::runtime_error(problem);
         }
     }
     MappedFile(MappedFile const&) = delete;
@@ -107,8 +97,22 @@ public:
     std::string_view text() const { return {static_cast<char const*>(data_), size_}; }
 
 private:
-    [[noreturn]] static void throwErrno() {
-        throw std::runtime_error(std::generic_category().message(errno));
+    static std::string systemError() { return std::generic_category().message(errno); }
+
+    /// What is wrong with the file; empty if it is mapped.
+    std::string map(int file) {
+        struct stat status {};
+        if (fstat(file, &status) != 0) {
+            return systemError();
+        }
+        if (!S_ISREG(status.st_mode)) {
+            return "it is no regular file";
+        }
+        size_ = static_cast<std::size_t>(status.st_size);
+        if (size_ > 0) {
+            data_ = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file, 0);
+        }
+        return data_ == MAP_FAILED ? systemError() : std::string();
     }
 
     void* data_ = nullptr;

@@ -8,9 +8,8 @@
 
 namespace cppmicroservices::detail {
 
-/// The contents of the section `name` of an ELF64 image for this machine's byte order; nothing if it has no
-/// such section. The result lies in `image`. \throws std::runtime_error, saying why, if `image` is no such
-/// image
+/// The contents of the section `name` of an ELF image for machines of this kind; nothing if it has no such
+/// section. The result lies in `image`. \throws std::runtime_error, saying why, if `image` is no such image
 std::optional<std::string_view> findElfSection(std::string_view image, std::string_view name);
 
 /// The manifest text of the shared library or program `path`; nothing if it carries none.
