@@ -7,7 +7,6 @@
 #include "cppmicroservices/PrototypeServiceFactory.h"
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 
 namespace cppmicroservices::detail {
@@ -123,15 +122,10 @@ bool ServiceRecord::matches(LDAPFilter const& filter) const {
 
 namespace {
 
-/// The first of the keys of which a case variant follows; `key` if that is one of the framework's own.
-std::string const& firstWithVariant(ServiceProperties const& properties, std::string const& key) {
-    for (auto one = properties.begin(); one != properties.end(); ++one) {
-        auto const isVariant = [one](auto const& other) { return equalFolded(one->first, other.first); };
-        if (std::any_of(std::next(one), properties.end(), isVariant)) {
-            return one->first;
-        }
-    }
-    return key;
+/// `key` is one that there is already: in another letter case, or among the framework's own.
+[[noreturn]] void throwCaseVariants(ServiceProperties const& properties, std::string const& key) {
+    auto const* const variant = findCaseVariant(properties);
+    throw std::runtime_error("Properties contain case variants of the key: " + (variant ? *variant : key));
 }
 
 } // namespace
@@ -141,8 +135,7 @@ ServiceRecord::Properties ServiceRecord::complete(ServiceProperties const& prope
     auto complete = std::make_shared<AnyMap>(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
     auto const add = [&](std::string const& key, auto const& value) {
         if (!complete->emplace(key, value).second) {
-            throw std::runtime_error("Properties contain case variants of the key: " +
-                                     firstWithVariant(properties, key));
+            throwCaseVariants(properties, key);
         }
     };
     for (auto const& [key, value] : properties) {

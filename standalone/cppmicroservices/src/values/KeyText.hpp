@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -87,6 +89,19 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
         }
     }
     return equalWordsAt(left.size() - wordSize);
+}
+
+/// The first key of the map of which a variant in other letter case follows; null if there is none.
+template <typename Map>
+std::string const* findCaseVariant(Map const& map) {
+    for (auto entry = map.begin(); entry != map.end(); ++entry) {
+        for (auto other = std::next(entry); other != map.end(); ++other) {
+            if (equalFolded(entry->first, other->first)) {
+                return &entry->first;
+            }
+        }
+    }
+    return nullptr;
 }
 
 template <std::size_t... i>
