@@ -263,10 +263,8 @@ void PublisherEndpoint::failed(std::string const& reason) {
 }
 
 void PublisherEndpoint::peerEstablished(Peer& peer) {
-    if (role_ == EndpointRole::Connect) {
-        if (setState(EndpointState::Connected, "peer " + peer.agent())) {
-            reportUp();
-        }
+    if (role_ == EndpointRole::Connect && setState(EndpointState::Connected, "peer " + peer.agent())) {
+        reportUp();
     }
 }
 
@@ -296,12 +294,11 @@ bool PublisherEndpoint::setState(EndpointState state, std::string reason) {
 }
 
 void PublisherEndpoint::reportUp() {
-    auto const again = std::exchange(wasUp_, true);
-    if (role_ == EndpointRole::Bind) {
-        context_.reporter.reportBound(text_, owner_.publisherID(), owner_.modificationCount(), again);
-    } else {
-        context_.reporter.reportConnected(text_, owner_.publisherID(), owner_.modificationCount(), again);
-    }
+    using Kind = frameworklistener::RouterEvent::Kind;
+    bool const again = std::exchange(wasUp_, true);
+    auto const kind = role_ == EndpointRole::Bind ? (again ? Kind::Rebound : Kind::Bound)
+                                                  : (again ? Kind::Reconnected : Kind::Connected);
+    context_.reporter.reportRouterEvent(kind, text_, owner_.publisherID(), owner_.modificationCount());
 }
 
 } // namespace agent::spf::bundles::publisher

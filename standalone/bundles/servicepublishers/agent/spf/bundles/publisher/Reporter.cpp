@@ -33,15 +33,8 @@ void Reporter::deliver(MakeEvent const& makeEvent) {
     }
 }
 
-void Reporter::reportBound(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
-                           bool again) {
-    auto const kind = again ? RouterEvent::Kind::Rebound : RouterEvent::Kind::Bound;
-    deliver([&] { return std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count); });
-}
-
-void Reporter::reportConnected(std::string const& endpoint, std::string const& publisherID,
-                               std::uint32_t count, bool again) {
-    auto const kind = again ? RouterEvent::Kind::Reconnected : RouterEvent::Kind::Connected;
+void Reporter::reportRouterEvent(RouterEvent::Kind kind, std::string const& endpoint,
+                                 std::string const& publisherID, std::uint32_t count) {
     deliver([&] { return std::make_shared<RouterEvent>(kind, Any(endpoint), publisherID, count); });
 }
 

@@ -14,6 +14,7 @@
 #include "agent/spf/bundles/EndpointStatusListener.hpp"
 #include "agent/spf/bundles/common/FrameworkEvents.hpp"
 #include "agent/spf/bundles/common/WorkerThread.hpp"
+#include "agent/spf/frameworklistener/Event.hpp"
 
 namespace agent::spf::bundles::publisher {
 
@@ -31,10 +32,8 @@ public:
     // has stopped.
     void open();
 
-    void reportBound(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
-                     bool again);
-    void reportConnected(std::string const& endpoint, std::string const& publisherID, std::uint32_t count,
-                         bool again);
+    void reportRouterEvent(frameworklistener::RouterEvent::Kind kind, std::string const& endpoint,
+                           std::string const& publisherID, std::uint32_t count);
     void reportPublished(std::string const& publisherID, std::uint32_t count);
     void reportError(std::string const& text, std::string const& publisherID, std::uint32_t count);
     void reportStatus(EndpointStatus const& status);
