@@ -11,14 +11,15 @@ namespace {
 
 template <class T>
 T const& valueAt(AnyMap const& map, std::string const& key, std::string const& where, char const* expected) {
-    if (map.count(key) == 0) {
+    auto const found = map.find(key);
+    if (found == map.end()) {
         throw std::runtime_error(where + ": \"" + key + "\" is missing, expected " + expected);
     }
-    auto const& value = map.at(key);
-    if (value.Type() != typeid(T)) {
+    auto const* const value = cppmicroservices::any_cast<T>(&found->second);
+    if (!value) {
         throw std::runtime_error(where + ": \"" + key + "\" is not " + expected);
     }
-    return cppmicroservices::ref_any_cast<T>(value);
+    return *value;
 }
 
 } // namespace
@@ -50,11 +51,11 @@ AnyMap const& asMap(Any const& value, std::string const& where) {
     return cppmicroservices::ref_any_cast<AnyMap>(value);
 }
 
-std::string stringOr(AnyMap const& map, std::string const& key) {
-    if (map.count(key) == 0 || map.at(key).Type() != typeid(std::string)) {
-        return {};
-    }
-    return cppmicroservices::ref_any_cast<std::string>(map.at(key));
+std::string stringOrEmpty(AnyMap const& map, std::string const& key) {
+    auto const found = map.find(key);
+    auto const* const text =
+        found == map.end() ? nullptr : cppmicroservices::any_cast<std::string>(&found->second);
+    return text ? *text : std::string();
 }
 
 } // namespace agent::spf::bundles

@@ -27,7 +27,7 @@ cppmicroservices::AnyMap const& mapAt(cppmicroservices::AnyMap const& map, std::
 cppmicroservices::AnyMap const& asMap(cppmicroservices::Any const& value, std::string const& where);
 
 // The string under `key`, or an empty one when there is none or it is of another type.
-std::string stringOr(cppmicroservices::AnyMap const& map, std::string const& key);
+std::string stringOrEmpty(cppmicroservices::AnyMap const& map, std::string const& key);
 
 } // namespace agent::spf::bundles
 

@@ -23,7 +23,7 @@ using boost::system::error_code;
 std::string reasonOf(error_code const& error) {
     if (error == boost::asio::error::eof || error == boost::asio::error::connection_reset ||
         error == boost::asio::error::broken_pipe) {
-        return closedByPeer;
+        return "connection closed by the peer";
     }
     return error.message();
 }

@@ -80,9 +80,6 @@ private:
     std::shared_ptr<SocketConnection> const connection_;
 };
 
-// The reason of an end that was the peer's.
-inline constexpr char const* closedByPeer = "connection closed by the peer";
-
 } // namespace agent::spf::bundles::sockets
 
 #endif

@@ -34,11 +34,11 @@ std::string agentIdentity(BundleContext const& context) {
 }
 
 // The modification count of a configuration that may be wrong in any way.
-std::uint32_t modificationCountOr(AnyMap const& properties, std::uint32_t otherwise) {
+std::uint32_t modificationCountOrZero(AnyMap const& properties) {
     try {
         return static_cast<std::uint32_t>(intAt(properties, keys::modificationCount, {}));
     } catch (std::runtime_error const&) {
-        return otherwise;
+        return 0;
     }
 }
 
@@ -108,8 +108,8 @@ private:
             }
         } catch (std::exception const& error) {
             persistently([&] {
-                reporter_.reportError(error.what(), stringOr(properties, keys::uniqueID),
-                                      modificationCountOr(properties, 0));
+                reporter_.reportError(error.what(), stringOrEmpty(properties, keys::uniqueID),
+                                      modificationCountOrZero(properties));
             });
         }
     }
