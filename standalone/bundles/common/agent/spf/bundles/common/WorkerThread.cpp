@@ -104,9 +104,9 @@ std::size_t placeInOrder(std::string_view name) noexcept {
                                     workersInOrder.begin());
 }
 
+// One call, so that lines stay whole.
 void tellGivenUp(std::string const& worker, char const* reason) noexcept {
-    std::fprintf(stderr, "%s: a task is given up: %s\n", worker.c_str(),
-                 reason); // one call: lines stay whole
+    std::fprintf(stderr, "%s: a task is given up: %s\n", worker.c_str(), reason);
 }
 
 // Runs all tasks. Nobody waits for one that is only posted, so what it throws is told here, and the process
