@@ -1,3 +1,4 @@
+// What the tests of bundles share.
 #include "BundlesTest.hpp"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// Starting and killing a child process.
 #include "ChildProcess.hpp"
 
 #include <cerrno>

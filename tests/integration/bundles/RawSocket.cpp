@@ -1,3 +1,4 @@
+// Blocking sockets by system calls.
 #include "RawSocket.hpp"
 
 #include <cerrno>

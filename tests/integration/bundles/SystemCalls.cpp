@@ -1,3 +1,4 @@
+// The system calls, in front of those of the C library.
 #include "SystemCalls.hpp"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// The manifests, and what bundles and contexts say.
 #include "bundles.hpp"
 
 #include "transcript.hpp"

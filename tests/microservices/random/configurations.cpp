@@ -1,3 +1,4 @@
+// The targets, and what they are told.
 #include "configurations.hpp"
 
 #include "transcript.hpp"

@@ -1,3 +1,4 @@
+// The services, factories and customizers.
 #include "services.hpp"
 
 #include "transcript.hpp"

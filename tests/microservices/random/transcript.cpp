@@ -1,3 +1,4 @@
+// The lines of a transcript.
 #include "transcript.hpp"
 
 #include "values.hpp"

@@ -1,3 +1,4 @@
+// Random values and their texts.
 #include "values.hpp"
 
 #include <boost/algorithm/string/replace.hpp>

@@ -1,3 +1,4 @@
+// The service properties that an offer makes.
 #include "agent/spf/bundles/client/ImportedService.hpp"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Follows the peers, and registers and unregisters the services of each.
 #include "agent/spf/bundles/client/RemoteServiceClient.hpp"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// Hands deliveries of Configuration Admin to the worker.
 #include "agent/spf/bundles/common/FactoryService.hpp"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Calls the listeners that a tracker has found.
 #include "agent/spf/bundles/common/FrameworkEvents.hpp"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// Finding entries and checking their types.
 #include "agent/spf/bundles/common/Properties.hpp"
 
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// The thread and its loop, tasks that are waited for, and who may wait for whom.
 #include "agent/spf/bundles/common/WorkerThread.hpp"
 
 #include <algorithm>

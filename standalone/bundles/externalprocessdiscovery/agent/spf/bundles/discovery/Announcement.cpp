@@ -1,3 +1,4 @@
+// Writing, locking, reading and removing the files of announcements.
 #include "agent/spf/bundles/discovery/Announcement.hpp"
 
 #include <algorithm>

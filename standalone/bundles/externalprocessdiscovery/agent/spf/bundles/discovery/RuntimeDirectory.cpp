@@ -1,3 +1,4 @@
+// Which directory it is, and whether it is safe to use.
 #include "agent/spf/bundles/discovery/RuntimeDirectory.hpp"
 
 #include <cerrno>

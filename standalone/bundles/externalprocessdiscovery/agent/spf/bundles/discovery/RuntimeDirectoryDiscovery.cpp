@@ -1,3 +1,4 @@
+// Watches the directory, and tells those who look out for a name.
 #include "agent/spf/bundles/discovery/RuntimeDirectoryDiscovery.hpp"
 
 #include <algorithm>

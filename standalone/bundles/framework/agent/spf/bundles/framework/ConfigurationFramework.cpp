@@ -1,3 +1,4 @@
+// The connection with the registry and Configuration Admin; what is done about a configuration is elsewhere.
 #include "agent/spf/bundles/framework/ConfigurationFramework.hpp"
 
 #include <functional>

@@ -1,3 +1,4 @@
+// What an update or a removal means for each publisher.
 #include "agent/spf/bundles/framework/PublisherConfigurations.hpp"
 
 #include <utility>

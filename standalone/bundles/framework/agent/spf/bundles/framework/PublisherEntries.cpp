@@ -1,3 +1,4 @@
+// Reading of published configurations, error by error.
 #include "agent/spf/bundles/framework/PublisherEntries.hpp"
 
 #include <map>

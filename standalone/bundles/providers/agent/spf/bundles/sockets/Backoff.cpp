@@ -1,3 +1,4 @@
+// Doubling intervals and their jitter.
 #include "agent/spf/bundles/sockets/Backoff.hpp"
 
 #include <algorithm>

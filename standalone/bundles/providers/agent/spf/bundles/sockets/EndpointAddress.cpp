@@ -1,3 +1,4 @@
+// Parsing and writing of endpoints.
 #include "agent/spf/bundles/sockets/EndpointAddress.hpp"
 
 #include <charconv>

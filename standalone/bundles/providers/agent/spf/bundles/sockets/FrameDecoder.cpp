@@ -1,3 +1,4 @@
+// Encoding and decoding of frames.
 #include "agent/spf/bundles/sockets/FrameDecoder.hpp"
 
 #include <stdexcept>

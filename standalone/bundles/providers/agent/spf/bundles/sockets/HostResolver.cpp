@@ -1,3 +1,4 @@
+// Look-ups on threads of their own.
 #include "agent/spf/bundles/sockets/HostResolver.hpp"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// The list of the objects that are open.
 #include "agent/spf/bundles/sockets/IoObject.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Reading and writing without blocking, and how a connection ends.
 #include "agent/spf/bundles/sockets/SocketConnection.hpp"
 
 #include <array>

@@ -1,3 +1,4 @@
+// Attempts to connect, address by address, and the pauses between them.
 #include "agent/spf/bundles/sockets/SocketConnector.hpp"
 
 #include <stdexcept>

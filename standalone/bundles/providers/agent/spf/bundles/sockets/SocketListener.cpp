@@ -1,3 +1,4 @@
+// Listening, accepting, and patience with addresses in use.
 #include "agent/spf/bundles/sockets/SocketListener.hpp"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// Makes endpoints, and hands out what holds them.
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
 #include <utility>

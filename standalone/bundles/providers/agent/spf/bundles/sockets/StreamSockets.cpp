@@ -1,3 +1,4 @@
+// Opening, accepting and naming of sockets by system calls.
 #include "agent/spf/bundles/sockets/StreamSockets.hpp"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Making and removing a socket's file under the directory's lock.
 #include "agent/spf/bundles/sockets/UnixSocketFile.hpp"
 
 #include <cerrno>

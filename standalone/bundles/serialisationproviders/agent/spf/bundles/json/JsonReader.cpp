@@ -1,3 +1,4 @@
+// Builds property maps from what the JSON parser reports.
 #include "agent/spf/bundles/json/JsonReader.hpp"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Passes on to the reader and the writer.
 #include "agent/spf/bundles/json/JsonSerialiser.hpp"
 
 #include "agent/spf/bundles/json/JsonReader.hpp"

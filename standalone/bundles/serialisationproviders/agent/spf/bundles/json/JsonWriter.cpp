@@ -1,3 +1,4 @@
+// Writes property maps value by value.
 #include "agent/spf/bundles/json/JsonWriter.hpp"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// Encoding and decoding of messages, and their limits.
 #include "agent/spf/bundles/publisher/Messages.hpp"
 
 #include <set>

@@ -1,3 +1,4 @@
+// The properties of an offer: what their keys stand for, and whether a filter lets them pass.
 #include "agent/spf/bundles/publisher/OfferedInterface.hpp"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// Counting what peers offer.
 #include "agent/spf/bundles/publisher/OffersRoom.hpp"
 
 #include <stdexcept>

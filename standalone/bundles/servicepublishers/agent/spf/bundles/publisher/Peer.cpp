@@ -1,3 +1,4 @@
+// The conversation with a peer, from the connection to its end.
 #include "agent/spf/bundles/publisher/Peer.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// A publisher's endpoints: which there are, and when all of them are bound.
 #include "agent/spf/bundles/publisher/Publisher.hpp"
 
 #include <algorithm>

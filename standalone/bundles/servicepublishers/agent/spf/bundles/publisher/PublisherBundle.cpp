@@ -1,3 +1,4 @@
+// The connection with the registry, and the publishers by PID.
 #include "agent/spf/bundles/publisher/PublisherBundle.hpp"
 
 #include <map>

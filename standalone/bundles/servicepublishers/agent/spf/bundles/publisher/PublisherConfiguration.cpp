@@ -1,3 +1,4 @@
+// Reading of publisher configurations.
 #include "agent/spf/bundles/publisher/PublisherConfiguration.hpp"
 
 #include <set>

@@ -1,3 +1,4 @@
+// How an endpoint opens, changes its state, and takes peers.
 #include "agent/spf/bundles/publisher/PublisherEndpoint.hpp"
 
 #include <algorithm>

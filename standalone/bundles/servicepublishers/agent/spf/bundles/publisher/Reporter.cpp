@@ -1,3 +1,4 @@
+// Makes the events, and tells the listeners.
 #include "agent/spf/bundles/publisher/Reporter.hpp"
 
 #include <algorithm>
