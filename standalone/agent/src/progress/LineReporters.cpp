@@ -49,10 +49,6 @@ void PlainReporter::timePassed(Board const& board, bool waiting) {
     }
 }
 
-bool PlainReporter::result(std::string const& line) {
-    return write(stdout, printable(line) + '\n');
-}
-
 void PlainReporter::line(std::string const& text) {
     lastLine_ = Board::Clock::now();
     write(stderr, fmt::format("[{:8.3f}] {}\n", secondsSince(start_), printable(text)));
@@ -75,18 +71,10 @@ void JsonReporter::changed(Change const& change, Board const&) {
     write(stderr, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
 }
 
-bool JsonReporter::result(std::string const& line) {
-    return write(stdout, printable(line) + '\n');
-}
-
 void QuietReporter::changed(Change const& change, Board const&) {
     if (change.isFailure) {
         write(stderr, "spf-agent: " + printable(change.text) + '\n');
     }
-}
-
-bool QuietReporter::result(std::string const& line) {
-    return write(stdout, printable(line) + '\n');
 }
 
 } // namespace agent::program

@@ -11,13 +11,12 @@ class PlainReporter : public Reporter {
 public:
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
-    bool result(std::string const& line) override;
 
 private:
+    void line(std::string const& text);
+
     Board::Clock::time_point const start_ = Board::Clock::now();
     Board::Clock::time_point lastLine_ = start_;
-
-    void line(std::string const& text);
 };
 
 // One JSON object per line: the format's version, one per change with "elapsed" in seconds, last a "summary".
@@ -25,8 +24,6 @@ class JsonReporter : public Reporter {
 public:
     JsonReporter();
     void changed(Change const& change, Board const& board) override;
-    void timePassed(Board const&, bool) override {}
-    bool result(std::string const& line) override;
 
 private:
     Board::Clock::time_point const start_ = Board::Clock::now();
@@ -36,8 +33,6 @@ private:
 class QuietReporter : public Reporter {
 public:
     void changed(Change const& change, Board const& board) override;
-    void timePassed(Board const&, bool) override {}
-    bool result(std::string const& line) override;
 };
 
 } // namespace agent::program

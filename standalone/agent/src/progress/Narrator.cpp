@@ -153,7 +153,6 @@ void Narrator::tell(std::string event, std::string text, ordered_json details) {
 
 void Narrator::tellSummary(int status) {
     tell("summary", fmt::format("ended with status {}", status), {{"status", status}});
-    reporter_->finish();
 }
 
 void Narrator::change(std::string event, std::string text, ordered_json details) {

@@ -1,4 +1,4 @@
-// Which reporter is made.
+// What reporters do alike, and which one is made.
 #include "progress/Reporter.hpp"
 
 #include <cerrno>
@@ -9,6 +9,7 @@
 
 #include "progress/LineReporters.hpp"
 #include "progress/TableReporter.hpp"
+#include "progress/displayText.hpp"
 
 namespace agent::program {
 
@@ -26,6 +27,10 @@ bool canBeDrawnOn(int descriptor) {
 }
 
 } // namespace
+
+bool Reporter::result(std::string const& line) {
+    return write(stdout, printable(line) + '\n');
+}
 
 bool Reporter::write(std::FILE* stream, std::string const& text) {
     errno = 0;

@@ -32,21 +32,19 @@ public:
     virtual void changed(Change const& change, Board const& board) = 0;
 
     // A moment has gone by; called about once a second.
-    virtual void timePassed(Board const& board, bool waiting) = 0;
+    virtual void timePassed(Board const&, bool /*waiting*/) {}
 
     // The terminal has another size.
     virtual void terminalResized(Board const&) {}
 
     // A line of result, which other programs may wait for. Whether it has reached all who want it: not one
     // who has stopped to read.
-    virtual bool result(std::string const& line) = 0;
+    virtual bool result(std::string const& line);
 
+protected:
     // Writes the text in one call, so that nobody else's output comes between. Whether it could, or its
     // reader has gone.
     static bool write(std::FILE* stream, std::string const& text);
-
-    // The last call: what was shown so far is left as it is.
-    virtual void finish() {}
 };
 
 // Automatic is a table when standard error is a terminal that can be drawn on, plain lines otherwise; what

@@ -71,7 +71,7 @@ bool TableReporter::result(std::string const& line) {
         }
         write(stderr, freshScreen(size));
     }
-    auto const isWritten = write(stdout, printable(line) + '\n');
+    auto const isWritten = Reporter::result(line);
     if (isatty(STDOUT_FILENO) != 0) {
         remember(printable(line));
     }
