@@ -72,7 +72,7 @@ void JsonReporter::changed(Change const& change, Board const&) {
 }
 
 void QuietReporter::changed(Change const& change, Board const&) {
-    if (change.isFailure) {
+    if (change.kind == Change::Kind::Failure) {
         write(stderr, "spf-agent: " + printable(change.text) + '\n');
     }
 }

@@ -29,7 +29,7 @@ bool Narrator::tell(EndpointStatus const& status) {
     }
     auto const text = fmt::format("{}: {} {}: {}", status.publisher, wordFor(status.role), status.endpoint,
                                   wordFor(status.state));
-    change("endpoint", withReason(text, status.reason),
+    change(Change::Kind::OnBoard, "endpoint", withReason(text, status.reason),
            {{"publisher", status.publisher},
             {"endpoint", status.endpoint},
             {"role", wordFor(status.role)},
@@ -42,7 +42,7 @@ bool Narrator::tell(ServicesPublished const& message) {
     if (!board_.apply(message)) {
         return false;
     }
-    change("services", message.publisher + ": services published",
+    change(Change::Kind::OnBoard, "services", message.publisher + ": services published",
            {{"publisher", message.publisher}, {"state", "published"}});
     return true;
 }
@@ -51,7 +51,7 @@ bool Narrator::tell(PublisherRemoved const& message) {
     if (!board_.apply(message)) {
         return false;
     }
-    change("services", message.publisher + ": services unpublished",
+    change(Change::Kind::OnBoard, "services", message.publisher + ": services unpublished",
            {{"publisher", message.publisher}, {"state", "unpublished"}});
     return true;
 }
@@ -69,7 +69,7 @@ bool Narrator::tell(RemoteInterface const& message) {
         return false;
     }
     auto const* const state = message.available ? "available" : "gone";
-    change("remote",
+    change(Change::Kind::OnBoard, "remote",
            fmt::format("{}: interface {} ({}) of publisher {} of {} through {}: {}", message.localPublisher,
                        message.interfaceName, message.uniqueID, message.publisher, message.peer,
                        message.endpoint, state),
@@ -118,7 +118,7 @@ void Narrator::outstanding(std::string const& what, std::string const& reason, s
     details["reason"] = reason;
     details["advice"] = advice;
     auto const text = withReason("outstanding: " + what, reason) + (advice.empty() ? "" : "; " + advice);
-    reporter_->changed({"outstanding", text, std::move(details), false, true}, board_);
+    change(Change::Kind::Failure, "outstanding", text, std::move(details));
 }
 
 void Narrator::tellFailure(std::string const& reason) {
@@ -126,9 +126,8 @@ void Narrator::tellFailure(std::string const& reason) {
         return;
     }
     auto const advice = adviceForFailure(reason);
-    reporter_->changed({"failure", reason + (advice.empty() ? "" : "; " + advice),
-                        ordered_json{{"reason", reason}, {"advice", advice}}, false, true},
-                       board_);
+    change(Change::Kind::Failure, "failure", reason + (advice.empty() ? "" : "; " + advice),
+           {{"reason", reason}, {"advice", advice}});
 }
 
 bool Narrator::result(std::string const& line) {
@@ -144,19 +143,19 @@ void Narrator::tellProblem(std::string const& text, Problem const& problem) {
     if (problem.line != 0) {
         details["line"] = problem.line;
     }
-    reporter_->changed({"problem", text, std::move(details), false, true}, board_);
+    change(Change::Kind::Failure, "problem", text, std::move(details));
 }
 
 void Narrator::tell(std::string event, std::string text, ordered_json details) {
-    reporter_->changed({std::move(event), std::move(text), std::move(details), false, false}, board_);
+    change(Change::Kind::Step, std::move(event), std::move(text), std::move(details));
 }
 
 void Narrator::tellSummary(int status) {
     tell("summary", fmt::format("ended with status {}", status), {{"status", status}});
 }
 
-void Narrator::change(std::string event, std::string text, ordered_json details) {
-    reporter_->changed({std::move(event), std::move(text), std::move(details), true, false}, board_);
+void Narrator::change(Change::Kind kind, std::string event, std::string text, ordered_json details) {
+    reporter_->changed({kind, std::move(event), std::move(text), std::move(details)}, board_);
 }
 
 } // namespace agent::program

@@ -55,7 +55,7 @@ public:
     void tellSummary(int status);
 
 private:
-    void change(std::string event, std::string text, nlohmann::ordered_json details);
+    void change(Change::Kind kind, std::string event, std::string text, nlohmann::ordered_json details);
     void outstanding(std::string const& what, std::string const& reason, std::string const& advice,
                      nlohmann::ordered_json details);
 

@@ -14,11 +14,16 @@ namespace agent::program {
 
 // One thing that happened.
 struct Change {
-    std::string event;              // its kind: "endpoint", "services", "ready", ...
+    enum class Kind {
+        OnBoard, // a look at the board shows it, too
+        Step,    // any other
+        Failure, // it is in the way of readiness
+    };
+
+    Kind kind;
+    std::string event;              // "endpoint", "services", "ready", ...
     std::string text;               // a sentence for a person
     nlohmann::ordered_json details; // an object for a program
-    bool onBoard;                   // whether a look at the board shows it, too
-    bool isFailure;                 // whether it is in the way of readiness
 };
 
 enum class ProgressStyle { Automatic, Table, Plain, Json, Quiet };

@@ -45,7 +45,7 @@ TableReporter::TableReporter(bool colours)
 
 void TableReporter::changed(Change const& change, Board const& board) {
     std::string line;
-    if (!change.onBoard) {
+    if (change.kind != Change::Kind::OnBoard) {
         line = printable(change.text);
         remember(line);
         line += '\n';
