@@ -185,8 +185,7 @@ int main(int argc, char** argv) {
         }
         return print("") ? std::get<int>(parsed) : exitstatus::failed; // what was printed is on its way
     } catch (std::exception const& error) {
-        auto const advice = adviceForFailure(error.what());
-        complain(std::string("spf-agent: ") + error.what() + (advice.empty() ? "" : "; " + advice));
+        complain("spf-agent: " + withAdvice(error.what(), adviceForFailure(error.what())));
         return exitstatus::failed;
     }
 }

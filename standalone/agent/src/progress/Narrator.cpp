@@ -117,8 +117,8 @@ void Narrator::outstanding(std::string const& what, std::string const& reason, s
                            ordered_json details) {
     details["reason"] = reason;
     details["advice"] = advice;
-    auto const text = withReason("outstanding: " + what, reason) + (advice.empty() ? "" : "; " + advice);
-    change(Change::Kind::Failure, "outstanding", text, std::move(details));
+    change(Change::Kind::Failure, "outstanding",
+           withAdvice(withReason("outstanding: " + what, reason), advice), std::move(details));
 }
 
 void Narrator::tellFailure(std::string const& reason) {
@@ -126,7 +126,7 @@ void Narrator::tellFailure(std::string const& reason) {
         return;
     }
     auto const advice = adviceForFailure(reason);
-    change(Change::Kind::Failure, "failure", reason + (advice.empty() ? "" : "; " + advice),
+    change(Change::Kind::Failure, "failure", withAdvice(reason, advice),
            {{"reason", reason}, {"advice", advice}});
 }
 

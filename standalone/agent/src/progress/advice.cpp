@@ -72,4 +72,8 @@ std::string adviceForInterface() {
            "of both";
 }
 
+std::string withAdvice(std::string text, std::string const& advice) {
+    return advice.empty() ? text : text + "; " + advice;
+}
+
 } // namespace agent::program

@@ -17,6 +17,9 @@ std::string adviceForFailure(std::string const& reason);
 // For an interface that no peer offers.
 std::string adviceForInterface();
 
+// The text with the advice behind it, if there is any.
+std::string withAdvice(std::string text, std::string const& advice);
+
 } // namespace agent::program
 
 #endif
