@@ -37,21 +37,17 @@ ptree toTree(json const& object) {
     return tree;
 }
 
-json memberOr(json const& object, char const* name, json const& otherwise) {
-    return object.contains(name) ? object.at(name) : otherwise;
-}
-
 InterfaceEntry toInterface(json const& object) {
     InterfaceEntry entry;
     entry.uniqueID = object.at("uniqueID");
     entry.name = object.at("name");
-    entry.requestedProperties = toTree(memberOr(object, "requestedProperties", json::object()));
-    auto const required = memberOr(object, "requiredRuntimeProperties", json::object());
+    entry.requestedProperties = toTree(object.value("requestedProperties", json::object()));
+    auto const required = object.value("requiredRuntimeProperties", json::object());
     for (auto const& [name, value] : required.items()) {
         spf::frameworksetup::addRequiredRuntimeServiceProperties(entry.requestedProperties, name,
                                                                  scalarText(value));
     }
-    auto const publishers = memberOr(object, "servicePublishers", json::array());
+    auto const publishers = object.value("servicePublishers", json::array());
     entry.mappedToAllPublishers = publishers.is_string();
     if (!entry.mappedToAllPublishers) {
         entry.publishers = publishers.get<std::vector<std::string>>();
@@ -61,7 +57,7 @@ InterfaceEntry toInterface(json const& object) {
 
 PublisherEntry toPublisher(json const& object) {
     auto const endpoints = [&object](char const* name) {
-        return memberOr(object, name, json::array()).get<std::vector<std::string>>();
+        return object.value(name, json::array()).get<std::vector<std::string>>();
     };
     auto const text = [&object](char const* name) { return object.value(name, std::string()); };
     return {text("uniqueID"),
@@ -75,10 +71,10 @@ PublisherEntry toPublisher(json const& object) {
 ConfigurationFile toConfiguration(json document) {
     ConfigurationFile configuration;
     configuration.configurationID = document.at("configurationID");
-    for (auto const& object : memberOr(document, "serviceInterfaces", json::array())) {
+    for (auto const& object : document.value("serviceInterfaces", json::array())) {
         configuration.interfaces.push_back(toInterface(object));
     }
-    for (auto const& object : memberOr(document, "servicePublishers", json::array())) {
+    for (auto const& object : document.value("servicePublishers", json::array())) {
         configuration.publishers.push_back(toPublisher(object));
     }
     configuration.document = std::move(document);

@@ -113,7 +113,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t lookAhead = 1; // a number ends at the character that is not part of it
+    static constexpr std::ptrdiff_t lookAhead = 1; // a number ends at the character that is not part of it
 
     struct Level {
         bool isArray;
@@ -133,20 +133,18 @@ private:
     }
 
     // The line that the parser is in, not counting the last `excess` characters that it has read.
-    std::size_t line(std::size_t excess) {
-        auto const* const until =
-            std::max(counted_, reached_ - std::min<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(excess),
-                                                                   reached_ - text_.data()));
+    std::size_t line(std::ptrdiff_t excess) {
+        auto const* const until = std::max(counted_, reached_ - std::min(excess, reached_ - text_.data()));
         line_ += static_cast<std::size_t>(std::count(counted_, until, '\n'));
         counted_ = until;
         return line_;
     }
 
-    void noteLine(std::size_t excess) {
+    void noteLine(std::ptrdiff_t excess) {
         document_.lines.emplace(pointer(), line(excess)); // a member is where its name is
     }
 
-    bool scalar(std::size_t excess) {
+    bool scalar(std::ptrdiff_t excess) {
         noteLine(excess);
         return valueEnded();
     }

@@ -74,7 +74,7 @@ json const& dereference(json const& schema) {
 }
 
 // The part of the schema that describes a member or an element of what `schema` describes.
-json const& descend(json const& schema, json const& value, std::string const& step) {
+json const& schemaBelow(json const& schema, json const& value, std::string const& step) {
     if (value.is_array()) {
         return dereference(schema.at("items"));
     }
@@ -98,7 +98,7 @@ struct Location {
         : value(&document) {}
 
     void descend(std::string const& step) {
-        schema = &program::descend(*schema, *value, step);
+        schema = &schemaBelow(*schema, *value, step);
         if (value->is_array()) {
             auto const index = std::stoul(step);
             value = &value->at(index);
