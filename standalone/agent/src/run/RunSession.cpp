@@ -248,7 +248,7 @@ void RunSession::withdrawalTookTooLong() {
                           (isPublished_
                                ? "; the service framework has not reported the removal of every publisher"
                                : "; the service framework is still being started"));
-    status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
+    fail();
     enterStopping();
 }
 
@@ -260,7 +260,7 @@ void RunSession::enterStopping() {
 
 void RunSession::stopTookTooLong() {
     narrator_.tellFailure("the framework did not stop within " + formatDuration(stopLimit));
-    status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
+    fail();
     narrator_.tellSummary(status_);
     std::_Exit(status_);
 }
@@ -292,9 +292,14 @@ void RunSession::apply(ConfigurationFile next) {
 }
 
 void RunSession::result(std::string const& line) {
-    if (!narrator_.result(line) && status_ == exitstatus::success) {
-        status_ = exitstatus::failed;
+    if (!narrator_.result(line)) {
+        fail();
     }
+}
+
+// What has ended the run before is why it ends.
+void RunSession::fail() {
+    status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
 }
 
 void RunSession::refuse(Problems const& problems) {

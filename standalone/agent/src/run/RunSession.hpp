@@ -70,6 +70,7 @@ private:
     void stopTookTooLong();
     void apply(ConfigurationFile next);
     void result(std::string const& line);
+    void fail();
     void refuse(Problems const& problems);
     nlohmann::ordered_json identity() const;
 
