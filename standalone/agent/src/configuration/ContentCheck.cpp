@@ -30,18 +30,26 @@ json const* memberOf(json const& object, char const* name, json::value_t type) {
     return found != object.end() && found->type() == type ? &*found : nullptr;
 }
 
-// Calls `check` with each entry of the document's list and the entry's pointer.
+// Calls `check` with each element of a list of the object at `pointer`, if it has that list, and with the
+// element's pointer.
 template <typename Check>
-void forEachEntry(json const& document, char const* listName, Check const& check) {
-    auto const* const list = memberOf(document, listName, json::value_t::array);
+void forEachElement(json const& object, char const* listName, std::string const& pointer,
+                    Check const& check) {
+    auto const* const list = memberOf(object, listName, json::value_t::array);
     if (list == nullptr) {
         return;
     }
-    auto const pointer = memberPointer("", listName);
+    auto const listPointer = memberPointer(pointer, listName);
     std::size_t index = 0;
-    for (auto const& entry : *list) {
-        check(entry, elementPointer(pointer, index++));
+    for (auto const& element : *list) {
+        check(element, elementPointer(listPointer, index++));
     }
+}
+
+// The same for a list of the document.
+template <typename Check>
+void forEachEntry(json const& document, char const* listName, Check const& check) {
+    forEachElement(document, listName, "", check);
 }
 
 class ContentCheck {
@@ -91,38 +99,25 @@ private:
     }
 
     void checkThatEachIsThereOnce(json const& entry, char const* name, std::string const& pointer) {
-        auto const* const list = memberOf(entry, name, json::value_t::array);
-        if (list == nullptr) {
-            return;
-        }
-        auto const listPointer = memberPointer(pointer, name);
-        std::map<json, std::size_t> indices; // from an element to where it is first
-        std::size_t index = 0;
-        for (auto const& element : *list) {
-            auto const [known, isNew] = indices.emplace(element, index);
+        std::map<json, std::string> pointers; // from an element to where it is first
+        forEachElement(entry, name, pointer, [&](json const& element, std::string const& where) {
+            auto const [known, isNew] = pointers.emplace(element, where);
             if (!isNew) {
-                report(elementPointer(listPointer, index), "found " + excerpt(element) + ", which is " +
-                                                               elementPointer(listPointer, known->second) +
-                                                               ", too; expected each once");
+                report(where, "found " + excerpt(element) + ", which is " + known->second +
+                                  ", too; expected each once");
             }
-            ++index;
-        }
+        });
     }
 
     void checkMappings(json const& entry, std::string const& pointer) {
-        auto const* const publishers = memberOf(entry, "servicePublishers", json::value_t::array);
-        if (publishers == nullptr || !publishers_.areAllKnown) {
+        if (!publishers_.areAllKnown) {
             return;
         }
-        auto const list = memberPointer(pointer, "servicePublishers");
-        std::size_t index = 0;
-        for (auto const& publisher : *publishers) {
-            if (publisher.is_string() && publishers_.pointers.count(publisher.get<std::string>()) == 0) {
-                report(elementPointer(list, index),
-                       "found " + excerpt(publisher) + "; expected " + knownPublishers());
+        forEachElement(entry, "servicePublishers", pointer, [&](json const& id, std::string const& where) {
+            if (id.is_string() && publishers_.pointers.count(id.get<std::string>()) == 0) {
+                report(where, "found " + excerpt(id) + "; expected " + knownPublishers());
             }
-            ++index;
-        }
+        });
     }
 
     // Some of them, if there are many.
