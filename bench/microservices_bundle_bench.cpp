@@ -75,7 +75,9 @@ std::vector<Bundle> install(BundleContext context, FreshBundles const& bundles) 
     return installed;
 }
 
-void installBundles(benchmark::State& state) {
+// Only `use(context, bundles)` is timed, for a framework and bundles made just before.
+template <typename Use>
+void useFreshBundles(benchmark::State& state, Use const& use) {
     for (auto _ : state) {
         state.PauseTiming();
         FreshBundles const bundles;
@@ -83,7 +85,7 @@ void installBundles(benchmark::State& state) {
             RunningFramework framework;
             auto const context = framework.context();
             state.ResumeTiming();
-            benchmark::DoNotOptimize(install(context, bundles));
+            use(context, bundles);
             state.PauseTiming();
         }
         state.ResumeTiming();
@@ -91,22 +93,18 @@ void installBundles(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * kBundles);
 }
 
+void installBundles(benchmark::State& state) {
+    useFreshBundles(state, [](BundleContext const& context, FreshBundles const& bundles) {
+        benchmark::DoNotOptimize(install(context, bundles));
+    });
+}
+
 void installAndStartBundles(benchmark::State& state) {
-    for (auto _ : state) {
-        state.PauseTiming();
-        FreshBundles const bundles;
-        {
-            RunningFramework framework;
-            auto const context = framework.context();
-            state.ResumeTiming();
-            for (auto& bundle : install(context, bundles)) {
-                bundle.Start();
-            }
-            state.PauseTiming();
+    useFreshBundles(state, [](BundleContext const& context, FreshBundles const& bundles) {
+        for (auto& bundle : install(context, bundles)) {
+            bundle.Start();
         }
-        state.ResumeTiming();
-    }
-    state.SetItemsProcessed(state.iterations() * kBundles);
+    });
 }
 
 void startAndStopBundles(benchmark::State& state) {

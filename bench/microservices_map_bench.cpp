@@ -131,12 +131,16 @@ SPF_BENCHMARK_MAPS(iterate);
 SPF_BENCHMARK_MAPS(compareMaps);
 SPF_BENCHMARK_MAPS(eraseAndInsert);
 
-void takeStandardMap(benchmark::State& state) {
-    auto const keys = makeKeys(static_cast<std::size_t>(state.range(0)));
+AnyMap::unordered_any_map makeStandardMap(std::vector<std::string> const& keys) {
     AnyMap::unordered_any_map standard;
     for (std::size_t i = 0; i < keys.size(); ++i) {
         standard[keys[i]] = makeValue(i);
     }
+    return standard;
+}
+
+void takeStandardMap(benchmark::State& state) {
+    auto const standard = makeStandardMap(makeKeys(static_cast<std::size_t>(state.range(0))));
     for (auto _ : state) {
         benchmark::DoNotOptimize(AnyMap(standard));
     }
@@ -146,11 +150,7 @@ BENCHMARK(takeStandardMap)->Arg(8)->Arg(1000);
 
 // Includes the copy of the standard map that is then moved in.
 void moveStandardMap(benchmark::State& state) {
-    auto const keys = makeKeys(static_cast<std::size_t>(state.range(0)));
-    AnyMap::unordered_any_map standard;
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        standard[keys[i]] = makeValue(i);
-    }
+    auto const standard = makeStandardMap(makeKeys(static_cast<std::size_t>(state.range(0))));
     for (auto _ : state) {
         AnyMap::unordered_any_map copy(standard);
         benchmark::DoNotOptimize(AnyMap(std::move(copy)));

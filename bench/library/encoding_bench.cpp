@@ -90,9 +90,8 @@ void registerAll() {
                             {1000, 8, 0, Mapped::ByFlag}};
     for (auto const& shape : shapes) {
         for (auto const& [name, way] : ways) {
-            auto const* const benchmarkName = &name;
             benchmark::RegisterBenchmark(
-                ("encode/" + nameOf(shape) + "/" + *benchmarkName).c_str(),
+                ("encode/" + nameOf(shape) + "/" + name).c_str(),
                 [way = way, shape](benchmark::State& state) { encode(state, way, shape); });
         }
         if (shape.mapped == explicitly) {

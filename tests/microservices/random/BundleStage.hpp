@@ -46,8 +46,8 @@ protected:
     using FrameworkEvent = cppmicroservices::FrameworkEvent;
 
     static constexpr std::chrono::milliseconds withoutLimit = std::chrono::milliseconds::zero();
-    static constexpr std::size_t maximumDepth =
-        3; // of what activators and listeners do inside what others do
+    // Of what activators and listeners do inside what others do.
+    static constexpr std::size_t maximumDepth = 3;
 
     BundleStage(Random& random, std::ostream& transcript)
         : random_(random)

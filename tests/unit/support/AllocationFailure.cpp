@@ -36,9 +36,7 @@ bool isTimeToFailOfThread() {
     return true;
 }
 
-} // namespace
-
-static bool isTimeToFail() {
+bool isTimeToFail() {
     if (allocationsLeft == 0 || --allocationsLeft != 0) {
         return false;
     }
@@ -47,7 +45,7 @@ static bool isTimeToFail() {
     return true;
 }
 
-static void* allocate(std::size_t size) {
+void* allocate(std::size_t size) {
     if (isTimeToFail() || isTimeToFailOfThread()) {
         throw std::bad_alloc();
     }
@@ -59,12 +57,14 @@ static void* allocate(std::size_t size) {
     return memory;
 }
 
-static void release(void* memory) noexcept {
+void release(void* memory) noexcept {
     if (memory) {
         live.fetch_sub(1, std::memory_order_relaxed);
         std::free(memory);
     }
 }
+
+} // namespace
 
 AllocationFailure::AllocationFailure(std::size_t n, Duration duration) {
     failing = false;
