@@ -14,13 +14,9 @@
 
 namespace agent::spf::frameworksetup::test {
 
-namespace {
-
 using cppmicroservices::Bundle;
 using cppmicroservices::BundleContext;
 using cppmicroservices::LDAPFilter;
-
-} // namespace
 
 #define REAL(symbol) asm("__real_" symbol)
 #define WRAP(symbol) asm("__wrap_" symbol)

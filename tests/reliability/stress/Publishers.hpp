@@ -35,7 +35,7 @@ public:
 private:
     void run();
 
-    std::mutex mutex_; // guards the two members below
+    std::mutex mutex_; // guards work_ and ending_
     std::condition_variable posted_;
     std::deque<std::function<void()>> work_;
     bool ending_ = false;
