@@ -44,6 +44,13 @@ Found lookUpNow(std::string const& host, std::string const& port, tcp::resolver:
 
 // Shared with its thread, which hands it on to the worker; looked at on the worker only.
 struct HostResolver::LookUp {
+    void end(Found const& found) {
+        isOver = true;
+        if (auto const report = std::exchange(done, nullptr)) {
+            report(found.addresses, found.reason);
+        }
+    }
+
     bool isOver = false;
     Done done; // empty when nobody awaits the outcome
 };
@@ -74,14 +81,7 @@ void HostResolver::startLookUp(std::string const& host, std::string const& port,
         auto const found = lookUpNow(host, port, flags);
         if (auto const worker = weakWorker.lock()) {
             try {
-                persistently([&] {
-                    worker->post([lookUp, found] {
-                        lookUp->isOver = true;
-                        if (auto const done = std::exchange(lookUp->done, nullptr)) {
-                            done(found.addresses, found.reason);
-                        }
-                    });
-                });
+                persistently([&] { worker->post([lookUp, found] { lookUp->end(found); }); });
             } catch (std::bad_alloc const&) {
                 // The look-up does not end. Who connects gives it up in time; who binds waits.
             }
