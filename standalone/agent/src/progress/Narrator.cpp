@@ -23,9 +23,9 @@ Narrator::Narrator(ConfigurationFile const& configuration, ProgressStyle style)
     : board_(configuration)
     , reporter_(makeReporter(style)) {}
 
-bool Narrator::tell(EndpointStatus const& status) {
+void Narrator::tell(EndpointStatus const& status) {
     if (!board_.apply(status)) {
-        return false;
+        return;
     }
     auto const text = fmt::format("{}: {} {}: {}", status.publisher, wordFor(status.role), status.endpoint,
                                   wordFor(status.state));
@@ -35,25 +35,22 @@ bool Narrator::tell(EndpointStatus const& status) {
             {"role", wordFor(status.role)},
             {"state", wordFor(status.state)},
             {"reason", status.reason}});
-    return true;
 }
 
-bool Narrator::tell(ServicesPublished const& message) {
+void Narrator::tell(ServicesPublished const& message) {
     if (!board_.apply(message)) {
-        return false;
+        return;
     }
     change(Change::Kind::OnBoard, "services", message.publisher + ": services published",
            {{"publisher", message.publisher}, {"state", "published"}});
-    return true;
 }
 
-bool Narrator::tell(PublisherRemoved const& message) {
+void Narrator::tell(PublisherRemoved const& message) {
     if (!board_.apply(message)) {
-        return false;
+        return;
     }
     change(Change::Kind::OnBoard, "services", message.publisher + ": services unpublished",
            {{"publisher", message.publisher}, {"state", "unpublished"}});
-    return true;
 }
 
 bool Narrator::tell(PublisherFailed const& message) {
@@ -64,9 +61,9 @@ bool Narrator::tell(PublisherFailed const& message) {
     return true;
 }
 
-bool Narrator::tell(RemoteInterface const& message) {
+void Narrator::tell(RemoteInterface const& message) {
     if (!board_.apply(message)) {
-        return false;
+        return;
     }
     auto const* const state = message.available ? "available" : "gone";
     change(Change::Kind::OnBoard, "remote",
@@ -80,7 +77,6 @@ bool Narrator::tell(RemoteInterface const& message) {
             {"peer", message.peer},
             {"endpoint", message.endpoint},
             {"state", state}});
-    return true;
 }
 
 void Narrator::reconfigure(ConfigurationFile const& configuration) {

@@ -22,13 +22,13 @@ public:
 
     Board const& board() const { return board_; }
 
-    // What the framework says. Nothing is told if the board knew it already; the result says whether it was
-    // news.
-    bool tell(EndpointStatus const& status);
-    bool tell(ServicesPublished const& message);
-    bool tell(PublisherRemoved const& message);
+    // What the framework says. Nothing is told if the board knew it already; for a failure, the result says
+    // whether it was news.
+    void tell(EndpointStatus const& status);
+    void tell(ServicesPublished const& message);
+    void tell(PublisherRemoved const& message);
     bool tell(PublisherFailed const& message);
-    bool tell(RemoteInterface const& message);
+    void tell(RemoteInterface const& message);
 
     // The next version of the configuration takes the place of the one so far.
     void reconfigure(ConfigurationFile const& configuration);

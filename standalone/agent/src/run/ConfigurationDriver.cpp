@@ -73,9 +73,9 @@ std::optional<ConfigurationDriver::Version> ConfigurationDriver::waitForNextVers
     return std::exchange(next_, std::nullopt);
 }
 
-void ConfigurationDriver::waitFor(Request request) {
+void ConfigurationDriver::waitForFinish() {
     std::unique_lock lock(mutex_);
-    requestMade_.wait(lock, [this, request] { return request_ >= request; });
+    requestMade_.wait(lock, [this] { return request_ == Request::Finish; });
 }
 
 // The thread
@@ -106,7 +106,7 @@ void ConfigurationDriver::drive() {
     }
     withdraw(published);
     messages_.put(ConfigurationWithdrawn{});
-    waitFor(Request::Finish);
+    waitForFinish();
 }
 
 void ConfigurationDriver::awaitReadiness(SPFConfiguration& published) {

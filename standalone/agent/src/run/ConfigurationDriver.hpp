@@ -64,7 +64,7 @@ private:
     bool isAskedForSomethingWithLock() const { return request_ != Request::None || next_; }
     bool isAskedForSomething();
     std::optional<Version> waitForNextVersion();
-    void waitFor(Request request);
+    void waitForFinish();
 
     Version current_; // used by the thread only
     std::chrono::milliseconds const removalTimeout_;
