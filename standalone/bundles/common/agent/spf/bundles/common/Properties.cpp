@@ -46,10 +46,11 @@ AnyMap const& mapAt(AnyMap const& map, std::string const& key, std::string const
 }
 
 AnyMap const& asMap(Any const& value, std::string const& where) {
-    if (value.Type() != typeid(AnyMap)) {
+    auto const* const map = cppmicroservices::any_cast<AnyMap>(&value);
+    if (!map) {
         throw std::runtime_error(where + " is not a map");
     }
-    return cppmicroservices::ref_any_cast<AnyMap>(value);
+    return *map;
 }
 
 std::string stringOrEmpty(AnyMap const& map, std::string const& key) {

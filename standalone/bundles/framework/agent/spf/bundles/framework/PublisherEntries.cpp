@@ -44,9 +44,13 @@ private:
         } catch (std::bad_alloc const&) {
             throw; // the configuration is not to blame
         } catch (std::exception const& error) {
-            result_.errors.push_back({name, error.what()});
-            failed_.insert(name);
+            fail(name, error.what());
         }
+    }
+
+    void fail(std::string const& name, std::string text) {
+        result_.errors.push_back({name, std::move(text)});
+        failed_.insert(name);
     }
 
     void readInterfaces() {
@@ -61,10 +65,7 @@ private:
             auto const& publisher = asMap(element, where_ + ": a publisher");
             auto const& uniqueID = stringAt(publisher, keys::uniqueID, where_ + ": a publisher");
             if (!publishers_.emplace(uniqueID, &publisher).second) {
-                guarded(uniqueID, [&] {
-                    throw std::runtime_error(where_ + ": the unique ID \"" + uniqueID +
-                                             "\" stands for two publishers");
-                });
+                fail(uniqueID, where_ + ": the unique ID \"" + uniqueID + "\" stands for two publishers");
             }
         }
     }
@@ -93,12 +94,13 @@ private:
 
     void addEntries() {
         for (auto const& [uniqueID, publisher] : publishers_) {
-            if (failed_.count(instance_) != 0 && failed_.count(uniqueID) == 0) {
-                // The configuration as a whole cannot be read: its publishers learn why.
-                auto const text = result_.errors.front().text;
-                guarded(uniqueID, [&] { throw std::runtime_error(text); });
+            if (failed_.count(uniqueID) != 0) {
+                continue;
             }
-            if (failed_.count(uniqueID) == 0) {
+            if (failed_.count(instance_) != 0) {
+                // The configuration as a whole cannot be read: its publishers learn why.
+                fail(uniqueID, result_.errors.front().text);
+            } else {
                 guarded(uniqueID, [&, &id = uniqueID, map = publisher] { addEntry(id, *map); });
             }
         }
