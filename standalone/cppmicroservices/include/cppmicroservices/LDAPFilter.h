@@ -21,8 +21,7 @@ class ServiceReferenceBase;
 ///
 /// White space around parts of a filter is ignored, except in values. In a value "*" stands for any text, and
 /// "\" takes the special meaning from the character that follows; "(attribute=*)" is true if there is a value
-/// of any type.
-/// "~=" ignores white space and the case of ASCII letters.
+/// of any type. "~=" ignores white space and the case of ASCII letters.
 ///
 /// The value is compared as the property's type asks: as text with std::string, char const* and char; as
 /// "true" or "false" without regard to case, or a beginning of it, with bool ("=" and "~=" only); as a number
