@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -165,6 +166,27 @@ TEST_F(BundlesAtWork, AnswerAPeerOrCloseItWhicheverAllocationFails) {
     };
 
     forEachAllocation("spf-rpc", connect, [&] { EXPECT_TRUE(connect()); });
+}
+
+TEST_F(BundlesAtWork, TakeBackWhatAPeerHasOfferedWhicheverAllocationFailsAtItsEnd) {
+    installation_.publish("one", ConfigurationMap().publisher("server", {endpoint_}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    std::optional<RawSocket> peer;
+    auto const connect = [&] {
+        peer.emplace(socketPath("a.sock"));
+        ASSERT_TRUE(answers(*peer));
+        peer->sendFrame(offers);
+        EXPECT_TRUE(waitForRemoteServices({"clock i r via " + endpoint_}));
+    };
+
+    connect();
+    forEachAllocation(
+        "spf-rpc",
+        [&] {
+            peer.reset();
+            EXPECT_TRUE(waitForRemoteServices({}));
+        },
+        connect);
 }
 
 // What a peer offers, as a publisher hands it on.

@@ -171,6 +171,39 @@ TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {
     });
 }
 
+TEST_P(MemoryFaults, ListenersAreToldWhateverHappensToAServiceWhicheverAllocationFails) {
+    int told = 0;
+    auto const hear = [&told](ServiceEvent const&) { ++told; };
+    context_.AddServiceListener(hear);
+    context_.AddServiceListener(hear, "(objectclass=testbundles.TestService/1)");
+    ServiceRegistration<testbundles::TestService> registration;
+    auto const eachTells = [&](auto const& prepare, auto const& change) {
+        failEachAllocation([&](std::size_t n) {
+            prepare();
+            auto newest = context_.AddServiceListener(hear); // no earlier delivery was to this one
+            told = 0;
+            auto happened = true;
+            auto const failed = runsOutOfMemoryAt(n, [&] {
+                try {
+                    change();
+                } catch (std::bad_alloc const&) {
+                    happened = false;
+                }
+            });
+            EXPECT_EQ(told, happened ? 3 : 0);
+            context_.RemoveListener(std::move(newest));
+            return failed;
+        });
+    };
+    auto const service = std::make_shared<Other>();
+    auto const make = [&] { registration = context_.RegisterService<testbundles::TestService>(service); };
+    ServiceProperties const properties{{"key", Any(1)}};
+
+    eachTells([] {}, make);
+    eachTells([] {}, [&] { registration.SetProperties(properties); });
+    eachTells(make, [&] { registration.Unregister(); });
+}
+
 INSTANTIATE_TEST_SUITE_P(Durations, MemoryFaults,
                          testing::Values(AllocationFailure::Duration::Once,
                                          AllocationFailure::Duration::Lasting),

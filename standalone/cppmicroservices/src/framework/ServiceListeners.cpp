@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -86,18 +87,44 @@ void ServiceListeners::disconnectWithLock(Entry& entry) {
 }
 
 template <class Visitor>
-void ServiceListeners::visit(std::vector<Walk> walks, Visitor const& visitor) {
+void ServiceListeners::visit(Walks walks, ServiceRecord const& record, Visitor const& visitor) {
+    if (!walks) {
+        for (auto entry = findAfter(firstTurn, record); entry; entry = findAfter(entry->turn, record)) {
+            visitor(*entry);
+        }
+        return;
+    }
     auto const nextOf = [](Walk const& walk) -> Entry const& { return *(*walk.listeners)[walk.next]; };
-    while (!walks.empty()) {
+    while (!walks->empty()) {
         auto const first =
-            std::min_element(walks.begin(), walks.end(), [&](Walk const& left, Walk const& right) {
+            std::min_element(walks->begin(), walks->end(), [&](Walk const& left, Walk const& right) {
                 return nextOf(left).turn < nextOf(right).turn;
             });
         visitor(nextOf(*first));
         if (++first->next == first->listeners->size()) {
-            walks.erase(first);
+            walks->erase(first);
         }
     }
+}
+
+std::shared_ptr<ServiceListeners::Entry> ServiceListeners::findAfter(Turn const& turn,
+                                                                     ServiceRecord const& record) {
+    std::shared_ptr<Entry> next;
+    auto const lookInto = [&](Bucket const& bucket) {
+        auto const* const found = bucket.findAfter(turn, [](auto const&) { return true; });
+        if (found && (!next || (*found)->turn < next->turn)) {
+            next = *found;
+        }
+    };
+    std::lock_guard const lock(mutex_);
+    lookInto(general_);
+    for (auto const& interfaceId : record.interfaces()) {
+        auto const found = byInterface_.find(interfaceId);
+        if (found != byInterface_.end()) {
+            lookInto(found->second);
+        }
+    }
+    return next;
 }
 
 template <class Choose>
@@ -126,28 +153,29 @@ void ServiceListeners::reportFailureOf(BundleRecord& bundle, std::exception_ptr 
     }
 }
 
-void ServiceListeners::deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record) {
+void ServiceListeners::deliver(ServiceEvent::Type type,
+                               std::shared_ptr<ServiceRecord> const& record) noexcept {
     auto walks = listenersFor(*record);
-    if (walks.empty()) {
+    if (walks && walks->empty()) {
         return;
     }
     ServiceEvent const event(type, Access::reference(record));
     auto const properties = record->properties();
-    visit(std::move(walks), [&](Entry const& entry) {
+    visit(std::move(walks), *record, [&](Entry const& entry) {
         call(entry, [&] { return entry.matches(*properties) ? &event : nullptr; });
     });
 }
 
 void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& record,
-                                       ServiceRecord::Change const& change) {
+                                       ServiceRecord::Change const& change) noexcept {
     auto walks = listenersFor(*record);
-    if (walks.empty()) {
+    if (walks && walks->empty()) {
         return;
     }
     auto const reference = Access::reference(record);
     ServiceEvent const modified(ServiceEvent::SERVICE_MODIFIED, reference);
     ServiceEvent const endMatch(ServiceEvent::SERVICE_MODIFIED_ENDMATCH, reference);
-    visit(std::move(walks), [&](Entry const& entry) {
+    visit(std::move(walks), *record, [&](Entry const& entry) {
         call(entry, [&]() -> ServiceEvent const* {
             if (entry.matches(*change.after)) {
                 return &modified;
@@ -157,21 +185,25 @@ void ServiceListeners::deliverModified(std::shared_ptr<ServiceRecord> const& rec
     });
 }
 
-std::vector<ServiceListeners::Walk> ServiceListeners::listenersFor(ServiceRecord const& record) {
-    std::vector<Walk> walks;
-    std::lock_guard const lock(mutex_);
-    if (!general_.empty()) {
-        walks.push_back({general_.snapshot(), 0});
-    }
-    if (!byInterface_.empty()) {
-        for (auto const& interfaceId : record.interfaces()) {
-            auto const found = byInterface_.find(interfaceId);
-            if (found != byInterface_.end()) {
-                walks.push_back({found->second.snapshot(), 0});
+ServiceListeners::Walks ServiceListeners::listenersFor(ServiceRecord const& record) noexcept {
+    try {
+        std::vector<Walk> walks;
+        std::lock_guard const lock(mutex_);
+        if (!general_.empty()) {
+            walks.push_back({general_.snapshot(), 0});
+        }
+        if (!byInterface_.empty()) {
+            for (auto const& interfaceId : record.interfaces()) {
+                auto const found = byInterface_.find(interfaceId);
+                if (found != byInterface_.end()) {
+                    walks.push_back({found->second.snapshot(), 0});
+                }
             }
         }
+        return walks;
+    } catch (std::bad_alloc const&) {
+        return std::nullopt;
     }
-    return walks;
 }
 
 } // namespace cppmicroservices::detail

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,7 +26,7 @@ namespace cppmicroservices::detail {
 class ContextRecord;
 
 /// Thread safe. Listeners that ask for one interface are told only of services with it, without a look at the
-/// others. To remove listeners takes no memory.
+/// others. To remove listeners takes no memory, nor does it to tell them.
 ///
 /// Those that ask for an interface and nothing else, such as most trackers, are told first, and then the
 /// others; of either, the latest first. Programs should not rely on it, but see what they would see with
@@ -42,8 +43,9 @@ public:
                      std::function<bool(ServiceListener const&)> const& isMeant);
     void removeAllOf(ContextRecord const& context);
 
-    void deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record);
-    void deliverModified(std::shared_ptr<ServiceRecord> const& record, ServiceRecord::Change const& change);
+    void deliver(ServiceEvent::Type type, std::shared_ptr<ServiceRecord> const& record) noexcept;
+    void deliverModified(std::shared_ptr<ServiceRecord> const& record,
+                         ServiceRecord::Change const& change) noexcept;
 
 private:
     struct Turn {
@@ -54,6 +56,7 @@ private:
             return asksForMore != other.asksForMore ? other.asksForMore : id > other.id;
         }
     };
+    static constexpr Turn firstTurn{false, std::numeric_limits<ListenerTokenId>::max()}; ///< nobody's
     struct Entry {
         Turn turn;
         std::shared_ptr<ContextRecord> context;
@@ -72,13 +75,16 @@ private:
         std::shared_ptr<Bucket::Values const> listeners;
         std::size_t next;
     };
+    using Walks = std::optional<std::vector<Walk>>; ///< nothing if there is no memory for them
 
     /// Takes the listener out of all but entries_.
     void disconnectWithLock(Entry& entry);
-    std::vector<Walk> listenersFor(ServiceRecord const& record);
-    /// Calls `visitor` with each listener, as it is its turn.
+    Walks listenersFor(ServiceRecord const& record) noexcept;
+    /// Calls `visitor` with each listener that the service concerns, as it is its turn.
     template <class Visitor>
-    static void visit(std::vector<Walk> walks, Visitor const& visitor);
+    void visit(Walks walks, ServiceRecord const& record, Visitor const& visitor);
+    /// The listener whose turn is next after `turn`; null if there is none.
+    std::shared_ptr<Entry> findAfter(Turn const& turn, ServiceRecord const& record);
     /// Tells the listener of the event that `eventFor()` returns, if it returns one. What that or the
     /// listener throws is reported.
     template <class Choose>

@@ -53,12 +53,7 @@ std::shared_ptr<ServiceRecord> ServiceRegistry::registerService(ContextRecord co
     auto record = std::make_shared<ServiceRecord>(++lastServiceId(), context.bundle(), context.core(),
                                                   std::move(service), properties);
     add(context, record);
-    try {
-        listeners_.deliver(ServiceEvent::SERVICE_REGISTERED, record);
-    } catch (...) {
-        withdraw(*record); // nobody has been told of it
-        throw;
-    }
+    listeners_.deliver(ServiceEvent::SERVICE_REGISTERED, record);
     return record;
 }
 
@@ -82,27 +77,7 @@ void ServiceRegistry::unregister(ServiceRecord& record) {
     if (!record.beginUnregistration([&] { remove(record); })) {
         return; // a listener that is told of it does so again, or another thread does
     }
-    try {
-        listeners_.deliver(ServiceEvent::SERVICE_UNREGISTERING, self);
-    } catch (...) {
-        // There is no memory to tell anybody with. The service goes all the same: half gone it could neither
-        // be used nor unregistered again.
-    }
-    end(record);
-}
-
-void ServiceRegistry::withdraw(ServiceRecord& record) {
-    try {
-        if (!record.beginUnregistration([&] { remove(record); })) {
-            return; // another thread is unregistering it
-        }
-    } catch (std::logic_error const&) {
-        return; // another thread has unregistered it
-    }
-    end(record);
-}
-
-void ServiceRegistry::end(ServiceRecord& record) noexcept {
+    listeners_.deliver(ServiceEvent::SERVICE_UNREGISTERING, self);
     record.beginRelease();
     record.uses().releaseAll();
     record.endUnregistration();

@@ -57,9 +57,6 @@ private:
 
     void add(ContextRecord const& context, std::shared_ptr<ServiceRecord> const& record);
     void remove(ServiceRecord const& record);
-    /// Unregisters without telling anybody.
-    void withdraw(ServiceRecord& record);
-    static void end(ServiceRecord& record) noexcept;
     void insertRankedWithLock(ServiceRank const& rank, std::shared_ptr<ServiceRecord> const& record);
     /// Erases what is there of the record; nothing, if forgetAll() was faster.
     void eraseRankedWithLock(ServiceRank const& rank, ServiceRecord const& record) noexcept;
