@@ -171,6 +171,35 @@ TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {
     });
 }
 
+TEST_P(MemoryFaults, AnObjectThatACustomizerHasGivenIsTrackedOrGivenBackWhicheverAllocationFails) {
+    struct Customizer : ServiceTrackerCustomizer<testbundles::TestService> {
+        using Reference = ServiceReference<testbundles::TestService>;
+        using Object = std::shared_ptr<testbundles::TestService>;
+        Object AddingService(Reference const&) override {
+            ++given;
+            return object;
+        }
+        void ModifiedService(Reference const&, Object const&) override {}
+        void RemovedService(Reference const&, Object const&) override { ++givenBack; }
+
+        Object const object = std::make_shared<Other>();
+        int given = 0;
+        int givenBack = 0;
+    };
+    failEachAllocation([&](std::size_t n) {
+        Customizer customizer;
+        ServiceTracker<testbundles::TestService> tracker(context_, &customizer);
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                tracker.Open();
+            } catch (std::bad_alloc const&) {
+            }
+        });
+        EXPECT_EQ(customizer.given, tracker.Size() + customizer.givenBack);
+        return failed;
+    });
+}
+
 TEST_P(MemoryFaults, ListenersAreToldWhateverHappensToAServiceWhicheverAllocationFails) {
     int told = 0;
     auto const hear = [&told](ServiceEvent const&) { ++told; };

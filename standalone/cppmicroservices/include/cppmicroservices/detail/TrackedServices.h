@@ -244,10 +244,11 @@ private:
         return adding_.emplace(reference, nullptr).second;
     }
 
-    /// So that keep() needs no memory for one more: an object that the customizer has given is not lost.
+    /// So that keep() needs no memory for one more: an object that the customizer has given is not lost. The
+    /// one bucket of a new table is none to put anything in.
     void makeRoomWithLock() {
         auto const room = static_cast<float>(objects_.bucket_count()) * objects_.max_load_factor();
-        if (static_cast<float>(objects_.size() + adding_.size() + 1) > room) {
+        if (static_cast<float>(objects_.size() + adding_.size() + 1) > room || objects_.bucket_count() == 1) {
             objects_.rehash(2 * objects_.bucket_count());
         }
     }
