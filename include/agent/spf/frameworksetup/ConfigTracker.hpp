@@ -84,8 +84,8 @@ private:
     struct Endpoints;
     using Predicate = bool (ConfigTracker::*)() const;
 
-    // As the public operations. The reference to the owner is taken, with the mutex locked, when all endpoints
-    // are finished: whoever learns that may drop the tracker before the report is over.
+    // As the public operations. The reference to the owner is taken, with the mutex locked, when all
+    // endpoints are finished: whoever learns that may drop the tracker before the report is over.
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpointBind(cppmicroservices::Any const& endpoint,
                                                              SelfReference& owner);
     AGENT_SPF_FRAMEWORKSETUP_LOCAL bool completeEndpointConnect(cppmicroservices::Any const& endpoint,
