@@ -4,9 +4,9 @@
 
 #include <memory>
 
-#include "agent/spf/frameworksetup/FrameworkSetupListener.hpp"
-
 namespace agent::spf::frameworksetup {
+
+class FrameworkSetupListener;
 
 // A report may wake a client that then drops the listener, and the callback may unregister it. So the
 // listener, and with it its trackers, must be kept alive from before the report takes effect until the event
@@ -22,16 +22,7 @@ public:
     SelfReference& operator=(SelfReference const&) = delete;
 
     // From now on the listener lives as long as this does, if a shared pointer owns it.
-    void take() noexcept {
-        if (!listener) {
-            return;
-        }
-        try {
-            kept = listener->shared_from_this(); // weak_from_this().lock() counts twice as often
-        } catch (std::bad_weak_ptr const&) {
-            // Whoever owns it otherwise keeps it while it handles an event.
-        }
-    }
+    void take() noexcept;
 
 private:
     FrameworkSetupListener* listener = nullptr;
