@@ -10,6 +10,11 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libboost-log-dev (>= 1.74), libboost-dev (>= 1.74)")
+# CPack asks dpkg, which names the architecture of this machine.
+if(CMAKE_CROSSCOMPILING)
+    execute_process(COMMAND dpkg-architecture --host-type "${CMAKE_LIBRARY_ARCHITECTURE}" --query DEB_HOST_ARCH
+        OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE)
+endif()
 # dpkg-shlibdeps finds the Debian packages of the libraries that are used; a CppMicroServices installation is in none.
 if(SPF_MICROSERVICES_PROVIDER STREQUAL standalone)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

@@ -437,6 +437,23 @@ class Debian(InstalledTest):
         self.assertEqual(after, before)
 
 
+class DebianForAnotherMachine(unittest.TestCase):
+    def test_names_the_architecture_that_is_compiled_for(self):
+        directory = pathlib.Path(tempfile.mkdtemp(prefix="cross-", dir=scratch))
+        (directory / "CMakeLists.txt").write_text(f"""
+            cmake_minimum_required(VERSION 3.25)
+            project(cross-compiled VERSION 1 DESCRIPTION "What a toolchain file says, without a compiler" LANGUAGES NONE)
+            set(CMAKE_CROSSCOMPILING ON)
+            set(CMAKE_LIBRARY_ARCHITECTURE s390x-linux-gnu)
+            install(FILES CMakeLists.txt DESTINATION .)
+            include({SOURCE}/cmake/SpfDebianPackage.cmake)
+        """)
+        run("cmake", "-S", directory, "-B", directory / "build")
+        run("cpack", "-G", "DEB", "-B", directory, cwd=directory / "build")
+        (package,) = directory.glob("*.deb")
+        self.assertEqual(run("dpkg-deb", "--field", package, "Architecture").strip(), "s390x")
+
+
 if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", required=True, type=pathlib.Path)
