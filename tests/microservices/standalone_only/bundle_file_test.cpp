@@ -37,18 +37,22 @@ constexpr char const* sectionName = "cppmicroservices_manifest";
 using FileHeader = ElfW(Ehdr);
 using SectionHeader = ElfW(Shdr);
 
-constexpr unsigned char nativeClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
 constexpr unsigned char otherClass = sizeof(void*) == 8 ? ELFCLASS32 : ELFCLASS64;
 constexpr auto largest = std::numeric_limits<ElfW(Off)>::max();
+
+/// Of this program.
+FileHeader nativeHeader() {
+    FileHeader header{};
+    std::ifstream program("/proc/self/exe", std::ios::binary);
+    program.read(reinterpret_cast<char*>(&header), sizeof(header));
+    EXPECT_TRUE(program);
+    return header;
+}
 
 /// An ELF image with the sections "", the names, and `name` with `contents`, in this order.
 std::string makeImage(std::string const& name, std::string const& contents) {
     std::string const names = std::string(1, '\0') + ".shstrtab" + '\0' + name + '\0';
-    FileHeader header{};
-    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = nativeClass;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_ident[EI_VERSION] = EV_CURRENT;
+    FileHeader header = nativeHeader();
     header.e_shentsize = sizeof(SectionHeader);
     header.e_shnum = 3;
     header.e_shstrndx = 1;
@@ -190,6 +194,8 @@ TEST(ElfSection, OtherFilesAreRefused) {
     EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_ident[EI_CLASS] = otherClass; })),
                 HasSubstr("another kind of machine"));
     EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_ident[EI_DATA] = ELFDATA2MSB; })),
+                HasSubstr("another kind of machine"));
+    EXPECT_THAT(refusal(withHeader([](FileHeader& header) { header.e_machine = EM_NONE; })),
                 HasSubstr("another kind of machine"));
 }
 

@@ -14,6 +14,10 @@
 #include <system_error>
 #include <unistd.h>
 
+/// The header of the library that this code is in, as the linker calls it.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the linker's
+extern "C" __attribute__((visibility("hidden"))) ElfW(Ehdr) const __ehdr_start;
+
 namespace cppmicroservices::detail {
 
 namespace {
@@ -44,9 +48,9 @@ FileHeader readElfHeader(std::string_view image) {
         throw std::runtime_error("it is neither a shared library nor a program");
     }
     auto const header = readHeader<FileHeader>(image, 0, "the ELF header");
-    constexpr auto nativeClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
-    constexpr auto nativeOrder = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? ELFDATA2LSB : ELFDATA2MSB;
-    if (header.e_ident[EI_CLASS] != nativeClass || header.e_ident[EI_DATA] != nativeOrder) {
+    auto const& own = __ehdr_start;
+    if (header.e_ident[EI_CLASS] != own.e_ident[EI_CLASS] ||
+        header.e_ident[EI_DATA] != own.e_ident[EI_DATA] || header.e_machine != own.e_machine) {
         throw std::runtime_error("it is built for another kind of machine");
     }
     return header;
