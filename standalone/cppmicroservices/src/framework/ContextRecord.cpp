@@ -29,7 +29,7 @@ std::shared_ptr<FrameworkCore> ContextRecord::core() const {
 }
 
 void ContextRecord::invalidate() {
-    valid_.store(false, std::memory_order_release);
+    valid_.store(false);
 }
 
 void ContextRecord::notifyWatchers() {

@@ -20,7 +20,7 @@ class ContextRecord {
 public:
     ContextRecord(std::shared_ptr<BundleRecord> bundle, std::weak_ptr<FrameworkCore> core);
 
-    bool valid() const noexcept { return valid_.load(std::memory_order_acquire); }
+    bool valid() const noexcept { return valid_.load(); }
     /// \throws IllegalStateException unless valid
     void requireValid() const;
 
@@ -44,6 +44,8 @@ public:
 private:
     std::shared_ptr<BundleRecord> const bundle_;
     std::weak_ptr<FrameworkCore> const core_;
+    // Written before the registry's last identifier is read, and read by whoever has taken a later one: only
+    // in the strongest order does one of the two see what the other has done.
     std::atomic<bool> valid_{true};
 
     std::mutex mutex_; // guards what follows
