@@ -68,9 +68,9 @@ void BundleRecord::start(FrameworkCore& core, std::uint32_t options) {
 }
 
 void BundleRecord::startWithRight(FrameworkCore& core) {
-    // A framework that begins to stop after this question finds mayRun() true, and waits for the right to
-    // stop this.
-    if (abandoned_.load(std::memory_order_acquire) || !core.startsBundles()) {
+    // A framework that begins to stop after the first question finds mayRun() true, and waits for the right
+    // to stop this. One that has stopped and started before it has abandoned this, as the second one tells.
+    if (!core.startsBundles() || abandoned_.load(std::memory_order_acquire)) {
         throwStoppedFramework();
     }
     resolve(core);
