@@ -16,6 +16,12 @@ def frame(content):
     return struct.pack(">I", len(payload)) + payload
 
 
+def offers(*interfaces):
+    """A frame that offers interfaces of these names."""
+    entries = [{"name": name, "uniqueID": name, "version": 1, "properties": {}} for name in interfaces]
+    return frame({"type": "offers", "interfaces": entries})
+
+
 def connect(path):
     """A raw connection to a unix socket; every operation on it has a bound."""
     peer = socket.socket(socket.AF_UNIX)

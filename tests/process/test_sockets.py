@@ -196,6 +196,21 @@ class ComingAndGoing(SocketTest):
         clients["other"].wait_for(event="withdrawn")
         self.assertNotIn("lost", [progress.get("state") for progress in clients["other"].seen])
 
+    def test_peer_that_is_back_before_its_first_connection_is_lost_stays_seen(self):
+        server = self.start_ready(configuration("server", bind=["unix:meeting"]))
+        first, second = (self.enterContext(peers.connect(self.meeting)) for _ in range(2))
+        for peer in (first, second):
+            peers.send(peer, peers.frame(peers.HELLO) + peers.offers("Clock"))
+        server.wait_for(event="remote", interface="Clock", state="available")
+        self.assertEqual([peers.read_frame(second)["type"] for _ in range(2)], ["hello", "offers"])
+        first.shutdown(socket.SHUT_WR)
+        self.assertTrue(peers.is_closed(first))
+        peers.send(second, peers.offers("Clock", "Lamp"))
+        server.wait_for(event="remote", interface="Lamp", state="available")
+        self.assertNotIn("gone", [progress.get("state") for progress in server.seen])
+        second.close()
+        server.wait_for(event="remote", interface="Clock", state="gone")
+
     def test_late_peer(self):
         client = self.start(CLIENT, "--expect", "Clock")
         client.wait_for(event="endpoint", state="connecting", reason="No such file or directory")

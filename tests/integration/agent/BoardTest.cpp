@@ -99,13 +99,24 @@ TEST_F(BoardTest, IsRemovedWhenEveryPublisherIs) {
 TEST_F(BoardTest, RemoteInterfacesAreSeenWhileTheyAreAvailable) {
     EXPECT_FALSE(board.sees("Interface"));
     EXPECT_TRUE(board.apply(remote(true)));
-    EXPECT_FALSE(board.apply(remote(true)));
     EXPECT_TRUE(board.sees("Interface"));
 
     EXPECT_TRUE(board.apply(remote(false)));
 
     EXPECT_FALSE(board.sees("Interface"));
     EXPECT_FALSE(board.apply(remote(false)));
+}
+
+TEST_F(BoardTest, ARemoteInterfaceIsSeenOnceAndUntilTheLastConnectionThatBringsItIsGone) {
+    EXPECT_TRUE(board.apply(remote(true)));
+    EXPECT_FALSE(board.apply(remote(true)));
+    EXPECT_EQ(board.remoteInterfaces().size(), 1u);
+
+    EXPECT_FALSE(board.apply(remote(false)));
+    EXPECT_TRUE(board.sees("Interface"));
+
+    EXPECT_TRUE(board.apply(remote(false)));
+    EXPECT_FALSE(board.sees("Interface"));
 }
 
 TEST_F(BoardTest, AnotherVersionKeepsTheStatesOfEndpointsThatItShares) {

@@ -127,16 +127,24 @@ bool Board::apply(PublisherFailed const& message) {
 }
 
 bool Board::apply(RemoteInterface const& message) {
-    auto const known = std::find_if(
-        remoteInterfaces_.begin(), remoteInterfaces_.end(),
-        [&message](RemoteInterface const& other) { return identity(other) == identity(message); });
+    auto const known =
+        std::find_if(remoteInterfaces_.begin(), remoteInterfaces_.end(), [&message](Remote const& remote) {
+            return identity(remote.interface) == identity(message);
+        });
     bool const isKnown = known != remoteInterfaces_.end();
-    if (message.available && !isKnown) {
-        remoteInterfaces_.push_back(message);
-    } else if (!message.available && isKnown) {
-        remoteInterfaces_.erase(known);
+    if (message.available && isKnown) {
+        ++known->connections;
+        return false;
     }
-    return message.available != isKnown;
+    if (message.available) {
+        remoteInterfaces_.push_back({message, 1});
+        return true;
+    }
+    if (!isKnown || --known->connections > 0) {
+        return false;
+    }
+    remoteInterfaces_.erase(known);
+    return true;
 }
 
 bool Board::isReady() const {
@@ -155,7 +163,7 @@ bool Board::isRemoved() const {
 bool Board::sees(std::string const& interfaceName) const {
     return std::any_of(
         remoteInterfaces_.begin(), remoteInterfaces_.end(),
-        [&interfaceName](RemoteInterface const& remote) { return remote.interfaceName == interfaceName; });
+        [&interfaceName](Remote const& remote) { return remote.interface.interfaceName == interfaceName; });
 }
 
 } // namespace agent::program

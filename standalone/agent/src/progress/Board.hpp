@@ -37,6 +37,10 @@ public:
         bool removed = false;
         std::string failure; // empty: none
     };
+    struct Remote {
+        RemoteInterface interface;
+        int connections; // by which it is reached: one whose end is not yet seen may be followed by another
+    };
 
     explicit Board(ConfigurationFile const& configuration);
 
@@ -45,7 +49,7 @@ public:
     void reconfigure(ConfigurationFile const& configuration);
 
     std::vector<Publisher> const& publishers() const { return publishers_; }
-    std::vector<RemoteInterface> const& remoteInterfaces() const { return remoteInterfaces_; }
+    std::vector<Remote> const& remoteInterfaces() const { return remoteInterfaces_; }
 
     // Each takes a message in, and returns whether anything changed. Unknown publishers are passed over.
     bool apply(EndpointStatus const& status);
@@ -63,7 +67,7 @@ private:
     static Endpoint* find(Publisher& publisher, std::string const& endpoint, EndpointRole role);
 
     std::vector<Publisher> publishers_;
-    std::vector<RemoteInterface> remoteInterfaces_;
+    std::vector<Remote> remoteInterfaces_;
 };
 
 bool isUp(Board::Endpoint const& endpoint); // bound or connected

@@ -67,7 +67,7 @@ std::vector<Row> rowsOf(Board const& board, Board::Clock::time_point now) {
         }
         rows.push_back(rowOfServices(publisher));
     }
-    for (auto const& remote : board.remoteInterfaces()) {
+    for (auto const& [remote, connections] : board.remoteInterfaces()) {
         rows.push_back({{remote.localPublisher, remote.interfaceName, "available", "",
                          "from " + remote.publisher + " of " + remote.peer},
                         Tone::Settled});
