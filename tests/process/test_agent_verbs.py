@@ -121,6 +121,12 @@ class Verbs(AgentTest):
         self.assertIn("nowhere/bin/darwinarm64", done.stderr)
         self.assertIn("check the installation (--root)", done.stderr)
 
+    def test_show_without_a_directory_for_temporary_files_says_which_it_lacks(self):
+        self.write("c.json", configuration("c"))
+        agent = self.start_with("show", "c.json", environment={"TMPDIR": "nowhere"})
+        self.assertEqual(agent.end(), FAILED)
+        self.assertIn("(TMPDIR): No such file or directory", agent.complaints[0])
+
     def test_legacy_publishes_and_stays_until_it_is_interrupted(self):
         agent = self.start_with("legacy", "--progress", "json", "--runtime-directory", "runtime")
         agent.wait_for(event="published", configurationID="LegacySetupFramework")

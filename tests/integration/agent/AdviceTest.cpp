@@ -22,6 +22,14 @@ TEST(Advice, DependsOnTheReasonAndOnWhatTheEndpointIsFor) {
                 HasSubstr("host's name"));
 }
 
+TEST(Advice, OfALimitGoesBeforeThatOfWhatItKeptFromWorking) {
+    EXPECT_THAT(adviceForFailure("cannot read the bundle directory '/there': Too many open files"),
+                HasSubstr("ulimit -n"));
+    EXPECT_THAT(adviceForFailure("Resource temporarily unavailable"), HasSubstr("ulimit -u"));
+    EXPECT_THAT(adviceFor(EndpointRole::Connect, "Resource temporarily unavailable"),
+                HasSubstr("the agent that listens there"));
+}
+
 TEST(Advice, AnEndpointToConnectToAlwaysHasOne) {
     EXPECT_THAT(adviceFor(EndpointRole::Connect, ""), HasSubstr("the other agent"));
     EXPECT_EQ(adviceFor(EndpointRole::Bind, ""), "");

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "agent/host/FrameworkAccess.hpp"
-#include "agent/host/standalone/StandaloneHost.hpp"
 #include "run/FrameworkWatch.hpp"
+#include "run/frameworkWork.hpp"
 #include "run/publishing.hpp"
 
 namespace agent::program {
@@ -34,7 +34,7 @@ ConfigurationDriver::ConfigurationDriver(ConfigurationFile configuration, millis
     : current_{std::move(configuration), 1}
     , removalTimeout_(removalTimeout)
     , messages_(messages)
-    , thread_([this] { run(); }) {}
+    , thread_([this] { workAndStopFramework([this] { drive(); }, messages_); }) {}
 
 ConfigurationDriver::~ConfigurationDriver() {
     finish();
@@ -79,16 +79,6 @@ void ConfigurationDriver::waitForFinish() {
 }
 
 // The thread
-
-void ConfigurationDriver::run() {
-    try {
-        drive();
-    } catch (std::exception const& error) {
-        messages_.put(ConfigurationFailed{error.what(), std::nullopt});
-    }
-    host::standalone::stopFramework();
-    messages_.put(FrameworkStopped{});
-}
 
 void ConfigurationDriver::drive() {
     auto const framework = host::getFramework();

@@ -54,7 +54,6 @@ private:
         std::uint32_t modificationCount;
     };
 
-    void run();
     void drive();
     void awaitReadiness(SPFConfiguration& published);
     static bool becameReady(SPFConfiguration& published, std::vector<std::string>& pending);

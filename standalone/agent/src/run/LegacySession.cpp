@@ -13,12 +13,12 @@
 #include "Duration.hpp"
 #include "ExitStatus.hpp"
 #include "agent/host/FrameworkAccess.hpp"
-#include "agent/host/standalone/StandaloneHost.hpp"
 #include "agent/spf/bundles/ConfigurationKeys.hpp"
 #include "agent/spf/frameworksetup/frameworksetup.hpp"
 #include "run/FrameworkWatch.hpp"
 #include "run/SignalThread.hpp"
 #include "run/frameworkConfigurations.hpp"
+#include "run/frameworkWork.hpp"
 
 namespace agent::program {
 
@@ -65,23 +65,13 @@ LegacySession::LegacySession(Narrator& narrator, MessageBox& messages)
     : messages_(messages)
     , narrator_(narrator)
     , status_(exitstatus::success)
-    , thread_([this] { drive(); }) {}
+    , thread_([this] { workAndStopFramework([this] { setUpAndStay(); }, messages_); }) {}
 
 LegacySession::~LegacySession() {
     thread_.join();
 }
 
 // The thread
-
-void LegacySession::drive() {
-    try {
-        setUpAndStay();
-    } catch (std::exception const& error) {
-        messages_.put(ConfigurationFailed{error.what(), std::nullopt});
-    }
-    host::standalone::stopFramework();
-    messages_.put(FrameworkStopped{});
-}
 
 void LegacySession::setUpAndStay() {
     auto const framework = host::getFramework();

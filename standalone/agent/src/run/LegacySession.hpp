@@ -27,7 +27,6 @@ public:
 private:
     using Clock = MessageBox::Clock;
 
-    void drive();
     void setUpAndStay();
 
     template <typename Other>

@@ -116,6 +116,8 @@ void RunSession::handle(ConfigurationFailed const& message) {
     narrator_.tellFailure(message.reason);
     if (phase_ == Phase::Waiting) {
         waitFailed(exitstatus::failed);
+    } else {
+        fail();
     }
 }
 

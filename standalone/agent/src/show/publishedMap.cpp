@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -76,7 +77,11 @@ private:
         : root_(makeDirectory()) {}
 
     static filesystem::path makeDirectory() {
-        auto name = (filesystem::temp_directory_path() / "spf-agent-show.XXXXXX").string();
+        std::error_code error;
+        auto name = (filesystem::temp_directory_path(error) / "spf-agent-show.XXXXXX").string();
+        if (error) {
+            throw std::system_error(error, "cannot use the directory for temporary files (TMPDIR)");
+        }
         if (mkdtemp(name.data()) == nullptr) {
             throw std::system_error(errno, std::generic_category(), "cannot make the directory " + name);
         }
@@ -89,7 +94,13 @@ private:
 class StoppedAtEnd {
 public:
     StoppedAtEnd() = default;
-    ~StoppedAtEnd() { host::standalone::stopFramework(); }
+    ~StoppedAtEnd() {
+        try {
+            host::standalone::stopFramework();
+        } catch (std::exception const&) {
+            // The system has no thread left for it. The map is right all the same, and the process ends soon.
+        }
+    }
     StoppedAtEnd(StoppedAtEnd const&) = delete;
     StoppedAtEnd& operator=(StoppedAtEnd const&) = delete;
 };

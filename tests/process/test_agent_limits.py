@@ -1,0 +1,53 @@
+"""Agents whose system gives them less than they need: they say so, and end with the status of a failure."""
+
+import os
+import unittest
+
+from support import FAILED, SUCCESS, AgentTest, configuration
+
+REFUSED = "Resource temporarily unavailable"
+MORE_THAN_ENOUGH = 50
+
+
+class FewThreads(AgentTest):
+    """The system refuses every thread after the first few."""
+
+    def start_with_threads(self, number, *arguments):
+        environment = {"LD_PRELOAD": os.environ["SPF_TEST_FEW_THREADS"], "SPF_TEST_THREADS": str(number)}
+        return self.start_with(*arguments, environment=environment)
+
+    def check_every_number(self, *arguments):
+        """From none up to as many as the agent needs; returns what it needs."""
+        for number in range(MORE_THAN_ENOUGH):
+            with self.subTest(threads=number):
+                agent = self.start_with_threads(number, *arguments)
+                status = agent.end()
+                if status == SUCCESS:
+                    return number
+                self.assertEqual(status, FAILED, agent.complaints)
+                said = agent.texts("failure") + agent.complaints
+                self.assertTrue(any(REFUSED in text for text in said), said)
+        return self.fail("the agent needs too many")
+
+    def test_whichever_is_refused_a_run_says_so_and_fails(self):
+        content = configuration("c", bind=["unix:socket"], connect=["unix:socket"], interfaces=["Clock"])
+        self.write("c.json", content)
+        needed = self.check_every_number(
+            "run", "c.json", "--once", "--progress", "json", "--runtime-directory", "runtime"
+        )
+        self.assertGreater(needed, 0)
+        self.assertEqual(list(self.directory.glob("socket")), [])
+
+    def test_when_that_of_a_bundle_is_refused_the_legacy_configuration_says_so_and_fails(self):
+        enough_for_the_program = 3
+        agent = self.start_with_threads(enough_for_the_program, "legacy", "--progress", "json")
+        self.assertEqual(agent.end(), FAILED, agent.complaints)
+        self.assertIn(REFUSED, agent.texts("failure")[0])
+
+    def test_whichever_is_refused_a_map_is_shown_or_not(self):
+        self.write("c.json", configuration("c"))
+        self.check_every_number("show", "c.json")
+
+
+if __name__ == "__main__":
+    unittest.main()
