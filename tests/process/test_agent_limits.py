@@ -1,6 +1,7 @@
 """Agents whose system gives them less than they need: they say so, and end with the status of a failure."""
 
 import os
+import resource
 import unittest
 
 from support import FAILED, SUCCESS, AgentTest, configuration
@@ -47,6 +48,24 @@ class FewThreads(AgentTest):
     def test_whichever_is_refused_a_map_is_shown_or_not(self):
         self.write("c.json", configuration("c"))
         self.check_every_number("show", "c.json")
+
+
+class SmallFiles(AgentTest):
+    """No file may grow."""
+
+    def test_announcement_that_cannot_be_written_is_a_failure_that_leaves_nothing_behind(self):
+        content = configuration("c", bind=["unix:socket"])
+        announcer = {"uniqueID": "l", "name": "legacyservicepublisher", "endpointsToBindTo": ["name"]}
+        content["servicePublishers"].append(announcer)
+        self.write("c.json", content)
+        limit = resource.getrlimit(resource.RLIMIT_FSIZE)
+        self.addCleanup(resource.setrlimit, resource.RLIMIT_FSIZE, limit)
+        resource.setrlimit(resource.RLIMIT_FSIZE, (0, limit[1]))
+        agent = self.start_with("run", "c.json", "--progress", "json", "--runtime-directory", "runtime")
+        self.assertEqual(agent.end(), FAILED)
+        self.assertIn("cannot bind name: ", agent.texts("failure")[0])
+        self.assertIn("File too large", agent.texts("failure")[0])
+        self.assertFalse((self.directory / "socket").exists())
 
 
 if __name__ == "__main__":

@@ -30,6 +30,11 @@ TEST(Advice, OfALimitGoesBeforeThatOfWhatItKeptFromWorking) {
                 HasSubstr("the agent that listens there"));
 }
 
+TEST(Advice, OfTheRuntimeDirectoryGoesBeforeThatOfEndpoints) {
+    EXPECT_THAT(adviceForFailure("cannot connect to n: runtime directory /n/spf: No such file or directory"),
+                HasSubstr("--runtime-directory"));
+}
+
 TEST(Advice, AnEndpointToConnectToAlwaysHasOne) {
     EXPECT_THAT(adviceFor(EndpointRole::Connect, ""), HasSubstr("the other agent"));
     EXPECT_EQ(adviceFor(EndpointRole::Bind, ""), "");

@@ -20,13 +20,15 @@ constexpr char const* permissions = "check the permissions of the socket and of 
 constexpr char const* missingBundle = "check the installation (--root): a bundle is missing";
 constexpr char const* addressOfPeer = "check that the endpoint is the one that the other agent binds";
 
+constexpr char const* directoryOfUser = "name one that belongs to you alone (--runtime-directory)";
 constexpr char const* limitOfFiles = "raise the limit of open files (ulimit -n)";
 
 // The first that fits counts.
-constexpr std::array<Advice, 14> advices{{
+constexpr std::array<Advice, 15> advices{{
     {"Too many open files", limitOfFiles, limitOfFiles}, // whatever could not be opened for that
     {"Resource temporarily unavailable", "raise the limit of threads or of memory (ulimit -u, ulimit -v)",
      "check the agent that listens there: it accepts nobody at the moment"},
+    {": runtime directory ", directoryOfUser, directoryOfUser},
     {"in use", otherProcess, otherProcess},
     {"Permission denied", permissions, permissions},
     {"no such host", "check the host's name, or write its address",

@@ -35,8 +35,10 @@ int openSignals() {
         sigaddset(&set, signal);
     }
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    // A reader of our output that leaves is no reason to leave endpoints behind.
+    // A reader of our output that leaves, or a file that may not grow, is no reason to leave endpoints
+    // behind.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     return signalfd(-1, &set, SFD_CLOEXEC);
 }
 
