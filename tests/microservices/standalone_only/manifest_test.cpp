@@ -56,6 +56,23 @@ TEST(Manifest, ThatIsNoJsonObjectIsRefusedWithThePlace) {
     EXPECT_EQ(refusal("[]"), "its manifest is no JSON object");
 }
 
+TEST(Manifest, WithAKeyTwiceInOneObjectIsRefused) {
+    auto const withHeader = [](std::string const& header) {
+        return R"({"bundle.symbolic_name": "x", "key": 1, )" + header + "}";
+    };
+    EXPECT_EQ(refusal(withHeader(R"("key": 1)")), "its manifest has the key \"key\" twice in one object");
+    EXPECT_EQ(refusal(withHeader(R"("map": {"a": 1, "a": 2})")),
+              "its manifest has the key \"a\" twice in one object");
+    EXPECT_EQ(refusal(withHeader(R"("map": {"key": 1}, "list": [{"key": 1}, {"key": 2}])")), "accepted");
+}
+
+TEST(Manifest, OfKeysThatDifferInCaseOnlyTheFirstCounts) {
+    auto const headers = parseHeaders(R"({"key": "first", "KEY": "second"})");
+    ASSERT_EQ(headers.size(), 1U);
+    EXPECT_EQ(headers.begin()->first, "key");
+    EXPECT_EQ(headers.begin()->second, std::string("first"));
+}
+
 TEST(Manifest, MayBeNestedSixtyFourLevelsDeepAndNoDeeper) {
     auto const nested = [](std::string const& open, std::string const& close, int levels) {
         std::string text = R"({"bundle.symbolic_name": "x", "x": )";

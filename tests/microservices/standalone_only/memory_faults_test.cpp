@@ -1,5 +1,5 @@
-// Bundles that run out of memory while they start or stop. Only the standalone provider promises that they
-// are stopped then.
+// Bundles that run out of memory while they are installed, start or stop. Only the standalone provider
+// promises what becomes of them then.
 #include "FrameworkFixture.hpp"
 #include "bundles/TestService.hpp"
 #include "support/AllocationFailure.hpp"
@@ -11,6 +11,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <vector>
 
 using namespace cppmicroservices;
 using agent::spf::frameworksetup::test::AllocationFailure;
@@ -114,6 +115,26 @@ TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStoppedOrAsBefore) {
         return failed;
     });
     EXPECT_GT(count, 5U);
+}
+
+TEST_P(MemoryFaults, AnInstallationThatRunsOutOfMemoryLeavesNothing) {
+    auto const before = context_.GetBundles().size();
+    auto const count = failEachAllocation([&](std::size_t n) {
+        std::vector<Bundle> installed;
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                installed = context_.InstallBundles(locationOf("registers_service"));
+            } catch (std::exception const&) {
+            }
+        });
+        EXPECT_EQ(context_.GetBundles().size(), before + installed.size());
+        EXPECT_TRUE(failed || installed.size() == 1);
+        for (auto& bundle : installed) {
+            bundle.Uninstall();
+        }
+        return failed;
+    });
+    EXPECT_GT(count, 10U);
 }
 
 TEST_P(MemoryFaults, AStartThatRunsOutOfMemoryLeavesNothing) {

@@ -221,11 +221,11 @@ std::string BundleContext::GetDataFile(std::string const& filename) const {
 
 std::vector<Bundle> BundleContext::InstallBundles(std::string const& location, AnyMap const& bundleManifest) {
     auto const core = ValidRecord()->core();
-    auto const installed = core->bundles().install(*core, location, bundleManifest);
+    auto installed = core->bundles().install(*core, location, bundleManifest);
     for (auto const& bundle : installed.added) {
         core->fire(BundleEvent::BUNDLE_INSTALLED, bundle);
     }
-    return detail::Access::bundles(installed.bundles, *core);
+    return std::move(installed.bundles);
 }
 
 ListenerToken::ListenerToken() = default;

@@ -1,6 +1,7 @@
 // The installed bundles of one framework.
 #include "BundleTable.hpp"
 
+#include "Access.hpp"
 #include "BundleFile.hpp"
 #include "BundleRecord.hpp"
 #include "FrameworkCore.hpp"
@@ -114,9 +115,9 @@ BundleTable::Installed BundleTable::install(FrameworkCore& core, std::string con
         learnNames(location, file);
         throw std::runtime_error("Failed to install bundle library at " + location + ": " + error.what());
     }
+    contents.bundles.insert(contents.bundles.end(), installed.added.begin(), installed.added.end());
+    installed.bundles = Access::bundles(contents.bundles, core);
     insert(location, contents.names, installed.added);
-    installed.bundles = std::move(contents.bundles);
-    installed.bundles.insert(installed.bundles.end(), installed.added.begin(), installed.added.end());
     return installed;
 }
 
@@ -231,12 +232,16 @@ void BundleTable::insert(std::string const& location, std::set<std::string> cons
     if (added.empty()) {
         return;
     }
+    std::map<long, Record> addedById;
+    for (auto const& record : added) {
+        addedById.emplace(record->id(), record);
+    }
     auto& contents = byLocation_[location];
     contents.names.insert(names.begin(), names.end());
-    for (auto const& record : added) {
-        contents.bundles.push_back(record);
-        byId_.emplace(record->id(), record);
-    }
+    contents.bundles.reserve(contents.bundles.size() + added.size());
+    // From here on nothing throws.
+    contents.bundles.insert(contents.bundles.end(), added.begin(), added.end());
+    byId_.merge(addedById);
 }
 
 void BundleTable::learnNames(std::string const& location, FileManifest& file) {

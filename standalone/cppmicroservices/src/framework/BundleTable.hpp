@@ -3,6 +3,7 @@
 #define SPF_MICROSERVICES_FRAMEWORK_BUNDLETABLE_HPP
 
 #include "cppmicroservices/AnyMap.h"
+#include "cppmicroservices/Bundle.h"
 
 #include <map>
 #include <memory>
@@ -21,14 +22,14 @@ class BundleTable {
 public:
     using Record = std::shared_ptr<BundleRecord>;
     struct Installed {
-        std::vector<Record> bundles; ///< of the location, in the order of their installation
+        std::vector<Bundle> bundles; ///< of the location, in the order of their installation
         std::vector<Record> added;   ///< those of them that were not there before
     };
 
     /// The system bundle, which stays, as 0.
     void setSystemBundle(Record system);
 
-    /// As BundleContext::InstallBundles, without events.
+    /// As BundleContext::InstallBundles, without events. Whatever it throws, nothing is installed.
     Installed install(FrameworkCore& core, std::string const& location, AnyMap const& givenManifests);
     /// Installs the running program if it is a bundle.
     void installProgram(FrameworkCore& core);

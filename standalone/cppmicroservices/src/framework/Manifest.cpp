@@ -10,72 +10,96 @@
 #include <limits>
 #include <stdexcept>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace cppmicroservices::detail {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 
 constexpr std::size_t maximumDepth = 64;
 
-AnyMap toMap(Json const& object, std::size_t depth);
+/// Makes headers of the parser's events: a tree of JSON values in between would end the process when it is
+/// destroyed without memory.
+class HeadersReader {
+public:
+    /// What the text holds; empty before the end of the text and for null.
+    Any root;
 
-std::string withoutTranslationMark(std::string text) {
-    if (!text.empty() && text.front() == '%') {
-        text.erase(0, 1);
+    bool null() { return true; }
+    bool boolean(bool value) { return add(value); }
+    bool number_integer(std::int64_t value) { return value < lowestInt || add(static_cast<int>(value)); }
+    bool number_unsigned(std::uint64_t value) { return value > highestInt || add(static_cast<int>(value)); }
+    bool number_float(double value, std::string const&) { return add(value); }
+    bool string(std::string& value) {
+        auto const isMarkedForTranslation = !value.empty() && value.front() == '%';
+        return add(value.substr(isMarkedForTranslation ? 1 : 0));
     }
-    return text;
-}
+    bool binary(Json::binary_t&) { return false; } // there is none in a text
 
-bool fitsInt(Json const& number) {
-    if (number.is_number_unsigned()) {
-        return number.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<int>::max());
+    bool start_object(std::size_t) { return open(AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS)); }
+    bool key(std::string& name) {
+        unfinished.back().key = std::move(name);
+        return true;
     }
-    return number.get<std::int64_t>() >= std::numeric_limits<int>::min();
-}
+    bool end_object() { return close(); }
+    bool start_array(std::size_t) { return open(std::vector<Any>()); }
+    bool end_array() { return close(); }
 
-/// Empty for what is left out.
-Any toAny(Json const& value, std::size_t depth) {
-    if (depth > maximumDepth) {
-        throw std::runtime_error("the manifest is nested too deeply");
+    bool parse_error(std::size_t, std::string const&, Json::exception const& error) {
+        throw std::runtime_error(std::string("its manifest is no JSON: ") + error.what());
     }
-    switch (value.type()) {
-    case Json::value_t::null:
-        return {};
-    case Json::value_t::object:
-        return toMap(value, depth);
-    case Json::value_t::array: {
-        std::vector<Any> elements;
-        for (auto const& element : value) {
-            if (auto any = toAny(element, depth + 1); !any.Empty()) {
-                elements.push_back(std::move(any));
-            }
+
+private:
+    static constexpr std::int64_t lowestInt = std::numeric_limits<int>::min();
+    static constexpr std::uint64_t highestInt = std::numeric_limits<int>::max();
+
+    struct Container {
+        std::variant<AnyMap, std::vector<Any>> values;
+        std::string key; ///< of the next value, in a map
+    };
+
+    bool open(std::variant<AnyMap, std::vector<Any>> values) {
+        requireDepth();
+        unfinished.push_back({std::move(values), {}});
+        return true;
+    }
+
+    bool close() {
+        auto values = std::visit([](auto& held) { return Any(std::move(held)); }, unfinished.back().values);
+        unfinished.pop_back();
+        return add(std::move(values));
+    }
+
+    bool add(Any value) {
+        requireDepth();
+        if (unfinished.empty()) {
+            root = std::move(value);
+        } else if (auto& [values, key] = unfinished.back(); auto* const map = std::get_if<AnyMap>(&values)) {
+            addTo(*map, key, std::move(value));
+        } else {
+            std::get<std::vector<Any>>(values).push_back(std::move(value));
         }
-        return elements;
+        return true;
     }
-    case Json::value_t::string:
-        return withoutTranslationMark(value.get<std::string>());
-    case Json::value_t::boolean:
-        return value.get<bool>();
-    case Json::value_t::number_integer:
-    case Json::value_t::number_unsigned:
-        return fitsInt(value) ? Any(value.get<int>()) : Any();
-    default:
-        return value.get<double>();
-    }
-}
 
-AnyMap toMap(Json const& object, std::size_t depth) {
-    AnyMap map(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    for (auto const& [key, value] : object.items()) {
-        if (auto any = toAny(value, depth + 1); !any.Empty()) {
-            map.emplace(key, std::move(any));
+    static void addTo(AnyMap& map, std::string const& key, Any value) {
+        auto const [entry, isNew] = map.emplace(key, std::move(value));
+        if (!isNew && entry->first == key) {
+            throw std::runtime_error("its manifest has the key \"" + key + "\" twice in one object");
         }
     }
-    return map;
-}
+
+    void requireDepth() const {
+        if (unfinished.size() > maximumDepth) {
+            throw std::runtime_error("the manifest is nested too deeply");
+        }
+    }
+
+    std::vector<Container> unfinished; ///< each within the one before
+};
 
 BundleVersion readVersion(Any const& header) {
     if (header.Empty()) {
@@ -130,16 +154,13 @@ bool hasActivator(AnyMap const& headers) {
 } // namespace
 
 AnyMap parseHeaders(std::string const& text) {
-    Json manifest;
-    try {
-        manifest = Json::parse(text);
-    } catch (Json::exception const& error) {
-        throw std::runtime_error(std::string("its manifest is no JSON: ") + error.what());
-    }
-    if (!manifest.is_object()) {
+    HeadersReader reader;
+    Json::sax_parse(text, &reader);
+    auto* const headers = any_cast<AnyMap>(&reader.root);
+    if (!headers) {
         throw std::runtime_error("its manifest is no JSON object");
     }
-    return toMap(manifest, 0);
+    return std::move(*headers);
 }
 
 std::string nameIn(AnyMap const& headers) {
