@@ -2,10 +2,15 @@
 #include "BundleInstallation.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
+
+#include <dirent.h>
 
 #include "FrameworkLifecycle.hpp"
 
@@ -14,21 +19,27 @@ namespace agent::host::standalone {
 namespace {
 
 bool namesBundle(std::filesystem::path const& file) {
-    return file.extension() == ".so" && file.native().front() != '.';
+    return file.extension() == ".so" && file.filename().native().front() != '.';
 }
 
+// Reads the directory itself: the standard library's iterator ends the process when it runs out of memory.
 std::vector<std::filesystem::path> bundleFiles(std::filesystem::path const& directory) {
     std::vector<std::filesystem::path> files;
-    std::error_code error;
-    std::filesystem::directory_iterator entry(directory, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        if (namesBundle(entry->path().filename()) && !entry->is_directory()) {
-            files.push_back(entry->path());
+    std::unique_ptr<DIR, int (*)(DIR*)> const entries(::opendir(directory.c_str()), &::closedir);
+    dirent const* entry = nullptr;
+    auto const readNext = [&] {
+        errno = 0; // what readdir() says of an error and leaves alone at the end
+        entry = ::readdir(entries.get());
+        return entry != nullptr;
+    };
+    while (entries && readNext()) {
+        if (auto file = directory / entry->d_name; namesBundle(file) && !is_directory(file)) {
+            files.push_back(std::move(file));
         }
     }
-    if (error) {
+    if (auto const error = errno; error != 0) {
         throw std::runtime_error("cannot read the bundle directory '" + directory.string() +
-                                 "': " + error.message());
+                                 "': " + std::generic_category().message(error));
     }
     std::sort(files.begin(), files.end());
     return files;

@@ -1,5 +1,7 @@
-// A start of the framework that runs out of memory.
+// A start of the framework, or of bundles, that runs out of memory.
 #include <chrono>
+#include <cstddef>
+#include <exception>
 #include <future>
 #include <memory>
 #include <new>
@@ -15,16 +17,20 @@
 
 #include "HostTest.hpp"
 #include "agent/host/FrameworkAccess.hpp"
+#include "agent/host/Path.hpp"
 #include "agent/host/standalone/StandaloneHost.hpp"
 #include "support/AllocationFailure.hpp"
 
 namespace {
 
+using agent::host::installAndStart;
+using agent::host::Path;
 using agent::host::standalone::startFramework;
 using agent::spf::frameworksetup::test::AllocationFailure;
 using cppmicroservices::Bundle;
 using cppmicroservices::BundleEvent;
 using cppmicroservices::Framework;
+using testing::ElementsAre;
 
 class FrameworkStartFaults : public host_test::HostTest {};
 
@@ -68,5 +74,46 @@ TEST_F(FrameworkStartFaults, AFrameworkThatCannotBeStoppedAfterAFailedStartDoesN
     leftRunning->Stop();
     leftRunning->WaitForStop(std::chrono::milliseconds::zero());
 }
+
+class BundleStartFaults : public host_test::HostTest,
+                          public testing::WithParamInterface<AllocationFailure::Duration> {
+protected:
+    BundleStartFaults() { startFramework(); }
+};
+
+TEST_P(BundleStartFaults, WhicheverAllocationFailsTheNextStartOfTheDirectoryIsWhole) {
+    installation.addBundle("host_test_alpha", "bundles", "alpha.so");
+    installation.addBundle("host_test_beta", "bundles", "beta.so");
+    auto failed = true;
+    std::size_t n = 0;
+    while (failed) {
+        SCOPED_TRACE(++n);
+        {
+            AllocationFailure const outOfMemory(n, GetParam());
+            try {
+                installAndStart(Path(u"bundles"));
+            } catch (std::exception const&) {
+                EXPECT_TRUE(outOfMemory.happened());
+            }
+            failed = outOfMemory.happened();
+        }
+
+        auto bundles = installAndStart(Path(u"bundles"));
+
+        ASSERT_THAT(host_test::symbolicNames(bundles), ElementsAre("host_test_alpha", "host_test_beta"));
+        for (auto& bundle : bundles) {
+            ASSERT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+            bundle.Uninstall();
+        }
+    }
+    EXPECT_GT(n, 50U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Durations, BundleStartFaults,
+                         testing::Values(AllocationFailure::Duration::Once,
+                                         AllocationFailure::Duration::Lasting),
+                         [](auto const& duration) {
+                             return duration.param == AllocationFailure::Duration::Once ? "Once" : "Lasting";
+                         });
 
 } // namespace
