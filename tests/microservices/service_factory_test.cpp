@@ -12,6 +12,7 @@
 using namespace cppmicroservices;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 namespace factorytest {
 struct Service {};
@@ -93,6 +94,21 @@ TEST_F(ServiceFactoryTest, UnregisteringTakesTheObjectsBack) {
     EXPECT_NE(held, nullptr);
     held.reset();
     EXPECT_THAT(factory_->calls.take(), IsEmpty());
+}
+
+TEST_F(ServiceFactoryTest, TheServiceHasItsUsersUntilTheLastObjectIsTakenBack) {
+    auto registration = registerFactory();
+    auto const reference = registration.GetReference();
+    auto const bundle = start("manifest_only");
+    auto const mine = context().GetService(reference);
+    auto const theirs = bundle.GetBundleContext().GetService(reference);
+    factory_->onUnget = [&] {
+        EXPECT_THAT(reference.GetUsingBundles(), UnorderedElementsAre(framework_, bundle));
+        EXPECT_THAT(bundle.GetServicesInUse(), IsEmpty());
+    };
+    registration.Unregister();
+    EXPECT_EQ(factory_->calls.take().size(), 4U); // each got an object and gave it back
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
 }
 
 TEST_F(ServiceFactoryTest, ReferenceIsValidUntilTheObjectsOfItsServiceAreTakenBack) {

@@ -176,14 +176,16 @@ void ServiceUses::release(std::shared_ptr<ServiceUse> const& use) noexcept {
 }
 
 void ServiceUses::releaseAll() {
-    Uses ended;
     {
         std::lock_guard const lock(mutex_);
-        ended.swap(uses_);
+        ending_.swap(uses_);
     }
-    for (auto const& use : ended) {
+    for (auto const& use : ending_) {
         takeBack(*use, EndOfUse::ServiceUnregistered);
     }
+    Uses ended; // declared before the lock, so that the objects are destroyed without it
+    std::lock_guard const lock(mutex_);
+    ended.swap(ending_);
 }
 
 void ServiceUses::releaseAllOf(BundleRecord const& user) {
@@ -226,12 +228,16 @@ std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
             users.push_back(user);
         }
     };
-    std::lock_guard const lock(mutex_);
-    for (auto const& use : uses_) {
-        if (!use->prototype) {
-            add(use->user);
+    auto const addThoseOf = [&add](Uses const& uses) {
+        for (auto const& use : uses) {
+            if (!use->prototype) {
+                add(use->user);
+            }
         }
-    }
+    };
+    std::lock_guard const lock(mutex_);
+    addThoseOf(uses_);
+    addThoseOf(ending_);
     for (auto const& making : making_) {
         add(making.user);
     }

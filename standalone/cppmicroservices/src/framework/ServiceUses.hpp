@@ -49,7 +49,8 @@ public:
     /// Takes one holder away; the last one gives the object back to the factory.
     void release(std::shared_ptr<ServiceUse> const& use) noexcept;
 
-    /// Gives all objects back to the factory. The service must be unregistered.
+    /// Gives all objects back to the factory, which sees their users until the last is given back. The
+    /// service must be unregistered. Called once.
     void releaseAll();
     /// Gives the bundle's objects back to the factory, but for those that it gets meanwhile.
     void releaseAllOf(BundleRecord const& user);
@@ -91,6 +92,7 @@ private:
     mutable std::mutex mutex_; // guards what follows
     std::condition_variable made_;
     Uses uses_;
+    Uses ending_; // those that releaseAll() gives back; written by no other
     std::vector<Making> making_;
 };
 
