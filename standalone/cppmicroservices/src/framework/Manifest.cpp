@@ -26,7 +26,7 @@ constexpr std::size_t maximumDepth = 64;
 class HeadersReader {
 public:
     /// What the text holds; empty before the end of the text and for null.
-    Any root;
+    Any& root() { return root_; }
 
     bool null() { return true; }
     bool boolean(bool value) { return add(value); }
@@ -41,7 +41,7 @@ public:
 
     bool start_object(std::size_t) { return open(AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS)); }
     bool key(std::string& name) {
-        unfinished.back().key = std::move(name);
+        unfinished_.back().key = std::move(name);
         return true;
     }
     bool end_object() { return close(); }
@@ -63,21 +63,21 @@ private:
 
     bool open(std::variant<AnyMap, std::vector<Any>> values) {
         requireDepth();
-        unfinished.push_back({std::move(values), {}});
+        unfinished_.push_back({std::move(values), {}});
         return true;
     }
 
     bool close() {
-        auto values = std::visit([](auto& held) { return Any(std::move(held)); }, unfinished.back().values);
-        unfinished.pop_back();
+        auto values = std::visit([](auto& held) { return Any(std::move(held)); }, unfinished_.back().values);
+        unfinished_.pop_back();
         return add(std::move(values));
     }
 
     bool add(Any value) {
         requireDepth();
-        if (unfinished.empty()) {
-            root = std::move(value);
-        } else if (auto& [values, key] = unfinished.back(); auto* const map = std::get_if<AnyMap>(&values)) {
+        if (unfinished_.empty()) {
+            root_ = std::move(value);
+        } else if (auto& [values, key] = unfinished_.back(); auto* const map = std::get_if<AnyMap>(&values)) {
             addTo(*map, key, std::move(value));
         } else {
             std::get<std::vector<Any>>(values).push_back(std::move(value));
@@ -93,12 +93,13 @@ private:
     }
 
     void requireDepth() const {
-        if (unfinished.size() > maximumDepth) {
+        if (unfinished_.size() > maximumDepth) {
             throw std::runtime_error("the manifest is nested too deeply");
         }
     }
 
-    std::vector<Container> unfinished; ///< each within the one before
+    Any root_;
+    std::vector<Container> unfinished_; ///< each within the one before
 };
 
 BundleVersion readVersion(Any const& header) {
@@ -156,7 +157,7 @@ bool hasActivator(AnyMap const& headers) {
 AnyMap parseHeaders(std::string const& text) {
     HeadersReader reader;
     Json::sax_parse(text, &reader);
-    auto* const headers = any_cast<AnyMap>(&reader.root);
+    auto* const headers = any_cast<AnyMap>(&reader.root());
     if (!headers) {
         throw std::runtime_error("its manifest is no JSON object");
     }
