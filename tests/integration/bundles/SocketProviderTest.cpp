@@ -273,7 +273,7 @@ TEST_F(SocketProviderTest, ClosingAnEndpointRemovesTheSocketAndKeepsItsConnectio
 }
 
 TEST_F(SocketProviderTest, AnAddressInUseIsBoundToWhenItIsGivenUpSoon) {
-    Record<int> attempts; // each takes the lock of the directory
+    Record<int> attempts; // each takes the lock of the path
     bundles_test::BeforeFlock const counting([&] {
         attempts.add(0);
         return 0;

@@ -1,20 +1,25 @@
 // The files of unix sockets: made, replaced and removed among processes that do the same.
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <filesystem>
+#include <future>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "EndpointRecorder.hpp"
 #include "RawSocket.hpp"
+#include "SystemCalls.hpp"
 #include "agent/spf/bundles/common/FileDescriptor.hpp"
 #include "agent/spf/bundles/sockets/SocketProvider.hpp"
 
@@ -24,6 +29,19 @@ using namespace bundles_test;
 using agent::spf::bundles::Endpoint;
 using agent::spf::bundles::FileDescriptor;
 using agent::spf::bundles::sockets::SocketProvider;
+
+// How often the watch has seen the file of this name change.
+int changesOf(std::string const& name, FileDescriptor const& watch) {
+    alignas(inotify_event) std::array<char, 4096> events{};
+    auto const size = ::read(watch.get(), events.data(), events.size());
+    int changes = 0;
+    for (std::ptrdiff_t at = 0; at < size;) {
+        auto const* const event = reinterpret_cast<inotify_event const*>(events.data() + at);
+        changes += event->name == name ? 1 : 0;
+        at += static_cast<std::ptrdiff_t>(sizeof(inotify_event) + event->len);
+    }
+    return changes;
+}
 
 class UnixSocketFile : public testing::Test {
 protected:
@@ -37,10 +55,18 @@ protected:
         return recorder_->reports.values().at(0);
     }
 
-    FileDescriptor lockDirectory() const {
-        FileDescriptor lock(::open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        EXPECT_EQ(::flock(lock.get(), LOCK_EX), 0);
-        return lock;
+    std::filesystem::path lockPath() const { return directory_.path() / "s.lock"; }
+
+    // As another process does that makes the same socket.
+    FileDescriptor lock() const {
+        FileDescriptor file(::open(lockPath().c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        EXPECT_EQ(::flock(file.get(), LOCK_EX), 0);
+        return file;
+    }
+
+    std::string lockedByAnother() const {
+        return "failed: cannot bind " + endpoint() + ": " + lockPath().string() +
+               " is locked by another process";
     }
 
     TemporaryDirectory directory_;
@@ -60,9 +86,7 @@ TEST_F(UnixSocketFile, HasMode0600FromTheFirstInstantWhateverTheUmask) {
     struct stat status {};
     ASSERT_EQ(::stat(path().c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & ~static_cast<unsigned>(S_IFMT), 0600U);
-    std::array<char, 4096> events{};
-    auto const size = ::read(watch.get(), events.data(), events.size());
-    EXPECT_EQ(size, static_cast<ssize_t>(sizeof(inotify_event) + 16)) << "more happened than its creation";
+    EXPECT_EQ(changesOf("s", watch), 1) << "more happened than its creation";
 }
 
 TEST_F(UnixSocketFile, OfADeadProcessIsReplaced) {
@@ -91,14 +115,19 @@ TEST_F(UnixSocketFile, OfAnotherKindOfSocketIsLeftAloneAndNotTakenForAListener) 
 }
 
 TEST_F(UnixSocketFile, OfAProcessThatIsAboutToListenIsLeftAlone) {
-    auto lock = lockDirectory();
+    auto turn = lock();
     RawListener starting(path(), RawListener::NotYet{});
-    bound_ = provider_.bind(endpoint(), recorder_);
+    int attempts = 0;
+    BeforeFlock const starts([&] {
+        if (++attempts == 2) {
+            starting.listen();
+            turn = FileDescriptor();
+        }
+        return 0;
+    });
 
-    starting.listen();
-    lock = FileDescriptor();
-
-    EXPECT_TRUE(recorder_->reports.waitForOneWith("Address already in use"));
+    EXPECT_EQ(bindAndReport(), "failed: cannot bind " + endpoint() +
+                                   ": Address already in use (a running process listens there)");
     RawSocket const peer(path());
 }
 
@@ -120,16 +149,75 @@ TEST_F(UnixSocketFile, OfManyStartersAtADeadOneOneIsServed) {
     }
 }
 
-TEST_F(UnixSocketFile, ALockOfTheDirectoryThatIsNotGivenUpIsAFailureThatNamesIt) {
-    auto const lock = lockDirectory();
+TEST_F(UnixSocketFile, ALockThatIsNotGivenUpIsAFailureThatNamesIt) {
+    auto const turn = lock();
 
-    EXPECT_EQ(bindAndReport(), "failed: cannot bind " + endpoint() + ": directory " +
-                                   directory_.path().string() + " is locked by another process");
+    EXPECT_EQ(bindAndReport(), lockedByAnother());
 }
 
-TEST_F(UnixSocketFile, IsRemovedEvenIfTheDirectoryIsLocked) {
+TEST_F(UnixSocketFile, OfWhichTheLockIsNotGivenUpHoldsUpNoOther) {
+    auto const turn = lock();
+    std::promise<void> bothBegun;
+    BeforeFlock const waiting([begun = bothBegun.get_future().share()] {
+        begun.wait();
+        return 0;
+    });
+    auto const other = "unix:" + (directory_.path() / "other").string();
+
+    bound_ = provider_.bind(endpoint(), recorder_);
+    auto const otherBound = provider_.bind(other, recorder_);
+    bothBegun.set_value();
+
+    recorder_->reports.waitUntil([](auto const& reports) { return reports.size() == 2; });
+    EXPECT_THAT(recorder_->reports.values(), testing::ElementsAre("bound " + other, lockedByAnother()));
+}
+
+TEST_F(UnixSocketFile, ALockThatHasGoneWithItsFileIsTakenOnceMore) {
+    int attempts = 0;
+    BeforeFlock const removing([&] {
+        if (++attempts == 1) {
+            std::filesystem::remove(lockPath());
+        }
+        return 0;
+    });
+
+    EXPECT_EQ(bindAndReport(), "bound " + endpoint());
+    EXPECT_EQ(attempts, 2);
+}
+
+TEST_F(UnixSocketFile, IsMadeWhoeverLocksItsDirectory) {
+    FileDescriptor const directory(::open(directory_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ASSERT_EQ(::flock(directory.get(), LOCK_EX), 0);
+
+    EXPECT_EQ(bindAndReport(), "bound " + endpoint());
+}
+
+TEST_F(UnixSocketFile, NoFileButOneOfThisUserIsLocked) {
+    ASSERT_EQ(::mkfifo(lockPath().c_str(), S_IRUSR | S_IWUSR), 0);
+    auto const notOfThisUser =
+        "failed: cannot bind " + endpoint() + ": " + lockPath().string() + " is not a file of this user";
+    EXPECT_EQ(bindAndReport(), notOfThisUser);
+
+    if (::geteuid() == 0) { // as whom alone one can make a file of somebody else and open it
+        std::filesystem::remove(lockPath());
+        lock();
+        ASSERT_EQ(::chown(lockPath().c_str(), 65534, 65534), 0);
+        auto const second = std::make_shared<EndpointRecorder>();
+        auto const bound = provider_.bind(endpoint(), second);
+        EXPECT_TRUE(second->reports.waitFor(notOfThisUser));
+    }
+}
+
+TEST_F(UnixSocketFile, IsMadeWithNothingLeftBesideIt) {
     bindAndReport();
-    auto const lock = lockDirectory();
+
+    using Files = std::filesystem::directory_iterator;
+    EXPECT_EQ(std::distance(Files(directory_.path()), Files()), 1);
+}
+
+TEST_F(UnixSocketFile, IsRemovedEvenIfItsPathIsLocked) {
+    bindAndReport();
+    auto const turn = lock();
 
     bound_->close();
 

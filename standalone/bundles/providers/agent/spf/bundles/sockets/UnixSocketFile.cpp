@@ -1,12 +1,9 @@
-// Making and removing a socket's file under the directory's lock.
+// Making a socket's file under a lock, and removing it.
 #include "agent/spf/bundles/sockets/UnixSocketFile.hpp"
 
 #include <cerrno>
-#include <chrono>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -22,21 +19,8 @@ namespace agent::spf::bundles::sockets {
 
 namespace {
 
-// How long to wait for one's turn. It is taken for moments only, but any process may lock a directory that it
-// can read, and must not be able to hold up all sockets of this one.
-constexpr std::chrono::milliseconds lockPatience{1000};
-constexpr std::chrono::milliseconds lockPause{2};
-
 std::string errorText(int error) {
     return std::system_category().message(error);
-}
-
-std::string directoryOf(std::string const& path) {
-    auto const slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return ".";
-    }
-    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 sockaddr_un socketName(std::string const& path) {
@@ -46,30 +30,43 @@ sockaddr_un socketName(std::string const& path) {
     return name;
 }
 
-// Holds the turn of this process in a directory.
-class DirectoryLock {
+// The turn of this process at the path of a socket: a lock on a file beside it, which nobody else can open.
+// Whoever could only read the directory could lock that, and would keep all others from their sockets in it.
+class PathLock {
 public:
-    // Throws std::runtime_error when the directory cannot be opened, or when others hold its lock for longer
-    // than lockPatience.
-    explicit DirectoryLock(std::string const& directory)
-        : directory_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (directory_.get() < 0) {
-            throw std::runtime_error("directory " + directory + ": " + errorText(errno));
+    // Throws AddressInUse when another process has the turn, std::runtime_error when there is no way to tell.
+    explicit PathLock(std::string const& socketPath)
+        : path_(socketPath + ".lock")
+        , file_(::open(path_.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                       S_IRUSR | S_IWUSR)) {
+        if (file_.get() < 0) {
+            throw std::runtime_error("cannot open " + path_ + ": " + errorText(errno));
         }
-        auto const deadline = std::chrono::steady_clock::now() + lockPatience;
-        while (::flock(directory_.get(), LOCK_EX | LOCK_NB) != 0) {
-            if (errno != EWOULDBLOCK && errno != EINTR) {
-                throw std::runtime_error("cannot lock directory " + directory + ": " + errorText(errno));
-            }
-            if (std::chrono::steady_clock::now() >= deadline) {
-                throw std::runtime_error("directory " + directory + " is locked by another process");
-            }
-            std::this_thread::sleep_for(lockPause);
+        if (auto const status = fileStatus(); !S_ISREG(status.st_mode) || status.st_uid != ::geteuid()) {
+            throw std::runtime_error(path_ + " is not a file of this user");
+        }
+        auto const error = ::flock(file_.get(), LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+        if (error != 0 && error != EWOULDBLOCK) {
+            throw std::runtime_error("cannot lock " + path_ + ": " + errorText(error));
+        }
+        auto const isGone = fileStatus().st_nlink == 0; // removed by the last who had the turn
+        if (error != 0 || isGone) {
+            throw AddressInUse(path_ + " is locked by another process");
         }
     }
+    ~PathLock() { ::unlink(path_.c_str()); }
+    PathLock(PathLock const&) = delete;
+    PathLock& operator=(PathLock const&) = delete;
 
 private:
-    FileDescriptor const directory_; // closing it gives up the lock
+    struct stat fileStatus() const {
+        struct stat status {};
+        ::fstat(file_.get(), &status);
+        return status;
+    }
+
+    std::string const path_;
+    FileDescriptor const file_; // closing it gives up the lock
 };
 
 // Connects to the socket of this name and leaves at once. Returns 0 or the system's error.
@@ -123,7 +120,7 @@ void bindReplacingStaleSocket(int descriptor, std::string const& path) {
 
 UnixSocketFile::UnixSocketFile(int descriptor, std::string path)
     : path_(std::move(path)) {
-    DirectoryLock const lock(directoryOf(path_));
+    PathLock const lock(path_);
     // The file takes its mode from the socket, so it never exists with a wider one.
     if (::fchmod(descriptor, S_IRUSR | S_IWUSR) != 0) {
         throw std::runtime_error("cannot set the mode: " + errorText(errno));
@@ -142,12 +139,7 @@ UnixSocketFile::UnixSocketFile(int descriptor, std::string path)
 }
 
 UnixSocketFile::~UnixSocketFile() {
-    std::optional<DirectoryLock> lock;
-    try {
-        lock.emplace(directoryOf(path_));
-    } catch (std::exception const&) {
-        // Others hold the lock: nobody who respects it can have replaced a socket that still listens.
-    }
+    // Needs no lock: nobody takes the place of a socket that still listens.
     struct stat status {};
     if (::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_) {
         ::unlink(path_.c_str());

@@ -10,18 +10,20 @@
 
 namespace agent::spf::bundles::sockets {
 
-// Somebody listens at the address now, and may not soon.
+// Somebody uses the address now, and may not soon.
 class AddressInUse : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// Processes that use the same directory take turns at making and removing socket files, by a lock on the
-// directory, so that nobody takes a socket for stale between its owner's bind and listen.
+// Processes take turns at making the same path, by a lock on a file beside it, `<path>.lock`, so that nobody
+// takes a socket for stale between its owner's bind and listen, or removes one that has just taken the place
+// of a stale one. The lock's file has mode 0600 and is there only for the moment in which the socket is made.
 class UnixSocketFile {
 public:
-    // Binds the socket `descriptor` to `path`, mode 0600 from the first instant, and makes it listen. Throws
-    // AddressInUse or another std::runtime_error with the reason.
+    // Binds the socket `descriptor` to `path`, mode 0600 from the first instant, and makes it listen. Waits
+    // for nobody. Throws AddressInUse, also while another process has its turn, or another std::runtime_error
+    // with the reason.
     UnixSocketFile(int descriptor, std::string path);
 
     // Removes the file if it is still this socket's, which must listen until then.
