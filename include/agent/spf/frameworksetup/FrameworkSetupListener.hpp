@@ -14,14 +14,11 @@
 #include <vector>
 
 #include <cppmicroservices/Any.h>
+#include <cppmicroservices/AnyMap.h>
 
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "agent/spf/frameworksetup/ConfigTracker.hpp"
 #include "agent/spf/frameworksetup/export.hpp"
-
-namespace cppmicroservices {
-class AnyMap;
-}
 
 namespace agent::spf::frameworksetup {
 

@@ -13,13 +13,10 @@
 #include <vector>
 
 #include <cppmicroservices/Any.h>
+#include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/ServiceRegistrationBase.h>
 
 #include "agent/spf/frameworksetup/export.hpp"
-
-namespace cppmicroservices {
-class AnyMap;
-}
 
 namespace agent::spf::frameworksetup {
 

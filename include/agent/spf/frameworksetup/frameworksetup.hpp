@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include <boost/property_tree/ptree_fwd.hpp>
+#include <boost/property_tree/ptree.hpp>
 
 #include "agent/host/DiagnosticLogger.hpp"
 #include "agent/spf/frameworksetup/export.hpp"
