@@ -1,12 +1,17 @@
 """Signals at every stage of a run: the first speaks at once and withdraws within a bound, the second leaves at once."""
 
 import errno
+import fcntl
 import os
 import pathlib
+import re
 import signal
 import subprocess
+import sys
+import termios
 import time
 
+import peers
 from support import AGENT, FAILED, PATIENCE, SUCCESS, AgentTest, configuration
 
 INTERRUPTED = 128 + signal.SIGINT
@@ -179,6 +184,88 @@ class WhenReady(AgentTest):
         self.wait_for_file("mine")
         process.send_signal(signal.SIGTERM)
         self.assertEqual(process.wait(timeout=PATIENCE), TERMINATED)
+
+
+class WhileNobodyReads(AgentTest):
+    """A peer brings about more than the pipe takes that the agent writes to, and that nobody reads yet."""
+
+    MANY = 4000  # interfaces; a line of each is four times what the pipe takes
+    PIPE = 65536  # bytes
+
+    def setUp(self):
+        super().setUp()
+        self.output, written = os.pipe()
+        self.addCleanup(os.close, self.output)
+        fcntl.fcntl(written, fcntl.F_SETPIPE_SZ, self.PIPE)
+        name = self.write("c.json", configuration("c", bind=["unix:mine"]))
+        command = [AGENT, "run", name, "--progress", "plain", "--runtime-directory", "runtime"]
+        self.process = subprocess.Popen(command, cwd=self.directory, stdout=subprocess.DEVNULL, stderr=written)
+        os.close(written)
+        self.addCleanup(self.process.wait)
+        self.addCleanup(self.process.kill)
+        self.wait_for_file("mine")
+        self.peer = peers.connect(self.directory / "mine")
+        self.addCleanup(self.peer.close)
+        peers.send(self.peer, peers.frame(peers.HELLO))
+        self.offer("first")
+        self.wait_until("the pipe is full", lambda: self.unread() > self.PIPE - 4096)
+        self.wait_until_all_is_still()
+
+    def offer(self, name):
+        peers.send(self.peer, peers.offers(*(f"{name}-{index}" for index in range(self.MANY))))
+
+    def unread(self):
+        size = bytearray(4)
+        fcntl.ioctl(self.output, termios.FIONREAD, size)
+        return int.from_bytes(size, sys.byteorder)
+
+    def wait_until(self, what, condition):
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, what)
+            time.sleep(0.01)
+
+    def wait_until_all_is_still(self):
+        """Waits until nobody has sent the agent anything that it has not received, and all of its threads wait."""
+        process = pathlib.Path("/proc") / str(self.process.pid)
+
+        def is_still():
+            pending = int(re.search(r"^ShdPnd:\s*(\w+)$", (process / "status").read_text(), re.MULTILINE)[1], 16)
+            states = [task.read_text().rpartition(")")[2].split()[0] for task in process.glob("task/*/stat")]
+            return pending == 0 and self.untaken() == 0 and set(states) == {"S"}
+
+        self.wait_until("all is still", is_still)
+
+    def untaken(self):
+        """How much of what was sent the agent has not yet received."""
+        size = bytearray(4)
+        fcntl.ioctl(self.peer, termios.TIOCOUTQ, size)
+        return int.from_bytes(size, sys.byteorder)
+
+    def read_to_the_end(self):
+        with open(self.output, encoding="utf-8", closefd=False) as stream:
+            text = stream.read()
+        self.assertEqual(self.process.wait(timeout=PATIENCE), INTERRUPTED)
+        self.assertTrue(text.endswith("ended with status 130\n"), text[-1000:])
+        return text
+
+    def test_the_interrupt_is_the_next_thing_that_is_told(self):
+        self.process.send_signal(signal.SIGINT)
+        self.wait_until_all_is_still()
+        self.assertLess(self.read_to_the_end().index("SIGINT: withdrawing"), self.PIPE + 4096)
+
+    def test_what_the_peer_goes_on_to_change_does_not_pile_up(self):
+        for name in "second", "third":
+            self.offer(name)
+            self.wait_until_all_is_still()
+        text = b""
+        while b"third-" not in text:
+            part = os.read(self.output, self.PIPE)
+            self.assertTrue(part, "the agent has ended")
+            text += part
+        self.assertNotIn(b"second-", text, "it was taken back before it could be told")
+        self.process.send_signal(signal.SIGINT)
+        self.read_to_the_end()
 
 
 class WhileStopping(GatedAgentTest):

@@ -119,6 +119,25 @@ TEST_F(BoardTest, ARemoteInterfaceIsSeenOnceAndUntilTheLastConnectionThatBringsI
     EXPECT_FALSE(board.sees("Interface"));
 }
 
+TEST_F(BoardTest, RemoteInterfacesAreSeenByTheirWholeName) {
+    board.apply(RemoteInterface{"Interfaces", "i", "theirs", "peer", "unix:c", "rpc", true});
+
+    EXPECT_FALSE(board.sees("Interface"));
+    EXPECT_TRUE(board.sees("Interfaces"));
+    EXPECT_FALSE(board.sees("Lamp"));
+    EXPECT_FALSE(board.sees("Zebra"));
+}
+
+TEST_F(BoardTest, AnotherNameUnderTheSameIDIsAnotherRemoteInterface) {
+    board.apply(remote(true));
+
+    EXPECT_TRUE(board.apply(RemoteInterface{"Lamp", "i", "theirs", "peer", "unix:c", "rpc", true}));
+    EXPECT_TRUE(board.apply(remote(false)));
+
+    EXPECT_TRUE(board.sees("Lamp"));
+    EXPECT_FALSE(board.sees("Interface"));
+}
+
 TEST_F(BoardTest, AnotherVersionKeepsTheStatesOfEndpointsThatItShares) {
     bound();
     connection(EndpointState::Connected);

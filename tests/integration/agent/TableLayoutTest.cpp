@@ -67,6 +67,19 @@ TEST_F(TableLayoutTest, ALowWindowShowsWhatIsNotSettled) {
     EXPECT_EQ(table[2].text, "... and 2 more");
 }
 
+TEST_F(TableLayoutTest, InterfacesOfPeersThatHaveNoRoomAreCounted) {
+    for (int index = 0; index < 1000; ++index) {
+        board.apply(RemoteInterface{"i", std::to_string(index), "p", "peer", "e", "kitchen", true});
+    }
+
+    auto const table = layOut(80, 8);
+
+    ASSERT_EQ(table.size(), 7U);
+    EXPECT_THAT(table[4].text, HasSubstr("available"));
+    EXPECT_EQ(table[6].text, "... and 998 more");
+    EXPECT_EQ(layOut(80, 1005).size(), 1004U) << "there is room for all";
+}
+
 TEST_F(TableLayoutTest, EveryHeightIsKept) {
     for (std::size_t rows = 1; rows <= 10; ++rows) {
         EXPECT_LT(layOut(80, rows).size(), std::max<std::size_t>(rows, 2)) << rows;

@@ -12,8 +12,10 @@ namespace {
 // The one kind of publisher whose endpoints the service framework reports for a configuration's readiness.
 constexpr char const* trackedPublisherName = "rpcservicepublisher";
 
+// The name comes first, so that those of one name follow each other.
 auto identity(RemoteInterface const& remote) {
-    return std::tie(remote.peer, remote.publisher, remote.uniqueID, remote.localPublisher, remote.endpoint);
+    return std::tie(remote.interfaceName, remote.peer, remote.publisher, remote.uniqueID,
+                    remote.localPublisher, remote.endpoint);
 }
 
 Board::Publisher toPublisher(PublisherEntry const& entry) {
@@ -56,6 +58,10 @@ char const* wordFor(EndpointState state) {
 
 bool isUp(Board::Endpoint const& endpoint) {
     return endpoint.state == EndpointState::Bound || endpoint.state == EndpointState::Connected;
+}
+
+bool Board::ByIdentity::operator()(RemoteInterface const& one, RemoteInterface const& other) const {
+    return identity(one) < identity(other);
 }
 
 Board::Board(ConfigurationFile const& configuration) {
@@ -127,20 +133,11 @@ bool Board::apply(PublisherFailed const& message) {
 }
 
 bool Board::apply(RemoteInterface const& message) {
-    auto const known =
-        std::find_if(remoteInterfaces_.begin(), remoteInterfaces_.end(), [&message](Remote const& remote) {
-            return identity(remote.interface) == identity(message);
-        });
-    bool const isKnown = known != remoteInterfaces_.end();
-    if (message.available && isKnown) {
-        ++known->connections;
-        return false;
-    }
     if (message.available) {
-        remoteInterfaces_.push_back({message, 1});
-        return true;
+        return ++remoteInterfaces_[message] == 1;
     }
-    if (!isKnown || --known->connections > 0) {
+    auto const known = remoteInterfaces_.find(message);
+    if (known == remoteInterfaces_.end() || --known->second > 0) {
         return false;
     }
     remoteInterfaces_.erase(known);
@@ -161,9 +158,10 @@ bool Board::isRemoved() const {
 }
 
 bool Board::sees(std::string const& interfaceName) const {
-    return std::any_of(
-        remoteInterfaces_.begin(), remoteInterfaces_.end(),
-        [&interfaceName](Remote const& remote) { return remote.interface.interfaceName == interfaceName; });
+    RemoteInterface first{}; // none of this name comes before it
+    first.interfaceName = interfaceName;
+    auto const found = remoteInterfaces_.lower_bound(first);
+    return found != remoteInterfaces_.end() && found->first.interfaceName == interfaceName;
 }
 
 } // namespace agent::program

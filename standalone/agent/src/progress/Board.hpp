@@ -3,6 +3,7 @@
 #define AGENT_PROGRAM_PROGRESS_BOARD_HPP
 
 #include <chrono>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -37,10 +38,11 @@ public:
         bool removed = false;
         std::string failure; // empty: none
     };
-    struct Remote {
-        RemoteInterface interface;
-        int connections; // by which it is reached: one whose end is not yet seen may be followed by another
+    struct ByIdentity {
+        bool operator()(RemoteInterface const& one, RemoteInterface const& other) const;
     };
+    // By how many connections each is reached: one whose end is not yet seen may be followed by another.
+    using RemoteInterfaces = std::map<RemoteInterface, int, ByIdentity>;
 
     explicit Board(ConfigurationFile const& configuration);
 
@@ -49,7 +51,7 @@ public:
     void reconfigure(ConfigurationFile const& configuration);
 
     std::vector<Publisher> const& publishers() const { return publishers_; }
-    std::vector<Remote> const& remoteInterfaces() const { return remoteInterfaces_; }
+    RemoteInterfaces const& remoteInterfaces() const { return remoteInterfaces_; }
 
     // Each takes a message in, and returns whether anything changed. Unknown publishers are passed over.
     bool apply(EndpointStatus const& status);
@@ -67,7 +69,7 @@ private:
     static Endpoint* find(Publisher& publisher, std::string const& endpoint, EndpointRole role);
 
     std::vector<Publisher> publishers_;
-    std::vector<Remote> remoteInterfaces_;
+    RemoteInterfaces remoteInterfaces_;
 };
 
 bool isUp(Board::Endpoint const& endpoint); // bound or connected

@@ -48,6 +48,9 @@ public:
     // Whether the line of result was written; if not, that was told as a failure.
     bool result(std::string const& line);
 
+    // Nothing else waits to be told.
+    void caughtUp() { reporter_->caughtUp(board_); }
+
     void timePassed(bool waiting) { reporter_->timePassed(board_, waiting); }
     void terminalResized() { reporter_->terminalResized(board_); }
 

@@ -33,8 +33,11 @@ class Reporter {
 public:
     virtual ~Reporter() = default;
 
-    // The board is as it is after the change.
+    // The board is as it is after the change. More changes may wait to be told.
     virtual void changed(Change const& change, Board const& board) = 0;
+
+    // No more do.
+    virtual void caughtUp(Board const&) {}
 
     // A moment has gone by; called about once a second.
     virtual void timePassed(Board const&, bool /*waiting*/) {}

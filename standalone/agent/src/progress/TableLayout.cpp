@@ -59,8 +59,18 @@ Row rowOfServices(Board::Publisher const& publisher) {
     return publisher.servicesPublished ? row("published", Tone::Settled) : row("waiting", Tone::Pending);
 }
 
-std::vector<Row> rowsOf(Board const& board, Board::Clock::time_point now) {
-    std::vector<Row> rows;
+std::size_t countRows(Board const& board) {
+    auto count = 1 + board.publishers().size() + board.remoteInterfaces().size();
+    for (auto const& publisher : board.publishers()) {
+        count += publisher.endpoints.size();
+    }
+    return count;
+}
+
+// All rows, but no more than `most` because of interfaces of peers, who may offer any number: these rows are
+// the first to give way.
+std::vector<Row> rowsOf(Board const& board, Board::Clock::time_point now, std::size_t most) {
+    std::vector<Row> rows{{{"PUBLISHER", "ENDPOINT", "STATE", "SINCE", ""}, Tone::Heading}};
     for (auto const& publisher : board.publishers()) {
         for (auto const& endpoint : publisher.endpoints) {
             rows.push_back(rowOf(publisher, endpoint, now));
@@ -68,12 +78,12 @@ std::vector<Row> rowsOf(Board const& board, Board::Clock::time_point now) {
         rows.push_back(rowOfServices(publisher));
     }
     for (auto const& [remote, connections] : board.remoteInterfaces()) {
+        if (rows.size() >= most) {
+            break;
+        }
         rows.push_back({{remote.localPublisher, remote.interfaceName, "available", "",
                          "from " + remote.publisher + " of " + remote.peer},
                         Tone::Settled});
-    }
-    for (auto& row : rows) {
-        std::transform(row.cells.begin(), row.cells.end(), row.cells.begin(), printable);
     }
     return rows;
 }
@@ -152,12 +162,14 @@ std::string line(Cells const& cells, Widths const& widths) {
 } // namespace
 
 std::vector<TableRow> layOut(Board const& board, TerminalSize size, Board::Clock::time_point now) {
-    auto rows = rowsOf(board, now);
-    rows.insert(rows.begin(), Row{{"PUBLISHER", "ENDPOINT", "STATE", "SINCE", ""}, Tone::Heading});
     auto const room = std::max<std::size_t>(size.rows, 2) - 1; // the cursor stays below the table
-    auto const all = rows.size();
+    auto const all = countRows(board);
+    auto rows = rowsOf(board, now, room);
     if (all > room) {
         reduce(rows, room > 1 ? room - 1 : 1);
+    }
+    for (auto& row : rows) {
+        std::transform(row.cells.begin(), row.cells.end(), row.cells.begin(), printable);
     }
     auto widths = naturalWidths(rows);
     auto const columns = std::max<std::size_t>(size.columns, 2) - 1; // a full line would wrap

@@ -44,13 +44,19 @@ TableReporter::TableReporter(bool colours)
     : colours_(colours) {}
 
 void TableReporter::changed(Change const& change, Board const& board) {
-    std::string line;
-    if (change.kind != Change::Kind::OnBoard) {
-        line = printable(change.text);
-        remember(line);
-        line += '\n';
+    if (change.kind == Change::Kind::OnBoard) {
+        isStale_ = true;
+        return;
     }
-    redraw(line, board);
+    auto const line = printable(change.text);
+    remember(line);
+    redraw(line + '\n', board);
+}
+
+void TableReporter::caughtUp(Board const& board) {
+    if (isStale_) {
+        redraw({}, board);
+    }
 }
 
 void TableReporter::timePassed(Board const& board, bool) {
@@ -85,6 +91,7 @@ void TableReporter::redraw(std::string const& line, Board const& board) {
     bool const inPlace = fits(size);
     auto text = inPlace ? erasure() + line : std::string();
     drawn_ = layOut(board, size, Board::Clock::now());
+    isStale_ = false;
     if (!inPlace) {
         text = freshScreen(size); // with the line, which is remembered
     }

@@ -11,13 +11,15 @@
 
 namespace agent::program {
 
-// Changes that the table does not show are lines above it. Leaves no mode of the terminal changed behind, so
-// that the process may end at any moment.
+// Changes that the table does not show are lines above it, written at once. Those that it shows are drawn
+// when no more of them wait, or once a second, so that many together cost one drawing. Leaves no mode of the
+// terminal changed behind, so that the process may end at any moment.
 class TableReporter : public Reporter {
 public:
     explicit TableReporter(bool colours);
 
     void changed(Change const& change, Board const& board) override;
+    void caughtUp(Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
     void terminalResized(Board const& board) override;
     bool result(std::string const& line) override;
@@ -33,6 +35,7 @@ private:
 
     bool const colours_;
     std::vector<TableRow> drawn_;       // the table as it is on the screen, directly above the cursor
+    bool isStale_ = false;              // the board has changed since
     std::deque<std::string> lastLines_; // what was written above it
 };
 

@@ -38,6 +38,7 @@ ConfigurationDriver::ConfigurationDriver(ConfigurationFile configuration, millis
 
 ConfigurationDriver::~ConfigurationDriver() {
     finish();
+    messages_.close();
     thread_.join();
 }
 

@@ -34,7 +34,7 @@ public:
     ConfigurationDriver(ConfigurationFile configuration, std::chrono::milliseconds removalTimeout,
                         MessageBox& messages);
 
-    // Waits for the thread, which ends after FrameworkStopped.
+    // Waits for the thread, which ends after FrameworkStopped. Nobody may take messages any more.
     ~ConfigurationDriver();
 
     ConfigurationDriver(ConfigurationDriver const&) = delete;

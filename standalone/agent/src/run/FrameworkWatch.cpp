@@ -66,7 +66,7 @@ public:
             forward(static_cast<FrameworkErrorEvent const&>(*event));
             break;
         case EventType::RouterEvent:
-            messages_.put(toStatus(static_cast<RouterEvent const&>(*event)));
+            messages_.putWhenThereIsRoom(toStatus(static_cast<RouterEvent const&>(*event)));
             break;
         }
     }
@@ -74,14 +74,15 @@ public:
 private:
     void forward(FrameworkEvent const& event) {
         if (event.kind == FrameworkEvent::Kind::AllServicesPublished) {
-            messages_.put(ServicesPublished{event.name, event.modificationCount});
+            messages_.putWhenThereIsRoom(ServicesPublished{event.name, event.modificationCount});
         } else if (event.kind == FrameworkEvent::Kind::ConfigurationRemoved) {
-            messages_.put(PublisherRemoved{event.name, event.modificationCount});
+            messages_.putWhenThereIsRoom(PublisherRemoved{event.name, event.modificationCount});
         }
     }
 
     void forward(FrameworkErrorEvent const& event) {
-        messages_.put(PublisherFailed{event.name, reasonOf(event.error), event.modificationCount});
+        messages_.putWhenThereIsRoom(
+            PublisherFailed{event.name, reasonOf(event.error), event.modificationCount});
     }
 
     MessageBox& messages_;
@@ -92,7 +93,7 @@ public:
     explicit EndpointForwarder(MessageBox& messages)
         : messages_(messages) {}
 
-    void endpointChanged(EndpointStatus const& status) override { messages_.put(status); }
+    void endpointChanged(EndpointStatus const& status) override { messages_.putWhenThereIsRoom(status); }
 
 private:
     MessageBox& messages_;
@@ -117,7 +118,7 @@ cppmicroservices::ListenerToken watchRemoteServices(cppmicroservices::BundleCont
                         us_service_interface_iid<RemoteService>() + ")";
     auto const forward = [&messages](cppmicroservices::ServiceEvent const& event) {
         if (event.GetType() != cppmicroservices::ServiceEvent::SERVICE_MODIFIED) {
-            messages.put(toRemoteInterface(event));
+            messages.putWhenThereIsRoom(toRemoteInterface(event));
         }
     };
     return context.AddServiceListener(forward, filter);

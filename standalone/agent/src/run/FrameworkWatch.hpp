@@ -11,7 +11,8 @@
 namespace agent::program {
 
 // While it lives, the events of the framework, the changes of endpoints, and the coming and going of services
-// that stand for interfaces of peers are put into the mailbox, which must outlive the framework.
+// that stand for interfaces of peers are put into the mailbox, which must outlive the framework. Peers bring
+// most of it about: the thread that brings the news waits for room there.
 class FrameworkWatch {
 public:
     FrameworkWatch(cppmicroservices::BundleContext context, MessageBox& messages);

@@ -68,6 +68,7 @@ LegacySession::LegacySession(Narrator& narrator, MessageBox& messages)
     , thread_([this] { workAndStopFramework([this] { setUpAndStay(); }, messages_); }) {}
 
 LegacySession::~LegacySession() {
+    messages_.close();
     thread_.join();
 }
 
@@ -94,6 +95,9 @@ int LegacySession::run() {
         auto const message = messages_.take(std::min(deadline_, nextTick_));
         if (message) {
             std::visit([this](auto const& content) { handle(content); }, *message);
+        }
+        if (messages_.isEmpty()) {
+            narrator_.caughtUp();
         }
         if (Clock::now() >= nextTick_) {
             narrator_.timePassed(false);

@@ -48,6 +48,9 @@ int RunSession::run() {
             std::visit([this](auto const& content) { handle(content); }, *message);
             advance();
         }
+        if (messages_.isEmpty()) {
+            narrator_.caughtUp();
+        }
         if (Clock::now() >= nextTick_) {
             narrator_.timePassed(phase_ == Phase::Waiting);
             nextTick_ = Clock::now() + tick;

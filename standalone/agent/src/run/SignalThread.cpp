@@ -72,7 +72,7 @@ void SignalThread::interrupt(int signal) {
         firstSignal_ = signal;
         firstSignalAt_ = now;
         endAtLastMoment(exitStatusOfSignal(signal));
-        messages_.put(SignalReceived{signal});
+        messages_.putFirst(SignalReceived{signal});
     } else if (signal != firstSignal_ || now - firstSignalAt_ > oneSignalTwice) {
         std::_Exit(exitStatusOfSignal(signal));
     }

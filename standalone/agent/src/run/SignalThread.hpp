@@ -14,10 +14,10 @@ constexpr int exitStatusOfSignal(int signal) {
     return 128 + signal;
 }
 
-// SIGINT and SIGTERM: the first is told to the main thread, the second ends the process, whatever the main
-// thread does, and so does the end of 20 seconds. SIGHUP asks for the configuration to be read again; if
-// standard error is a terminal that has gone, it is an interrupt. SIGWINCH tells that the terminal has
-// another size.
+// SIGINT and SIGTERM: the first is told to the main thread before anything else that it is to be told; the
+// second ends the process, whatever the main thread does, and so does the end of 20 seconds. SIGHUP asks for
+// the configuration to be read again; if standard error is a terminal that has gone, it is an interrupt.
+// SIGWINCH tells that the terminal has another size.
 //
 // To be made before any other thread, since threads inherit which signals are blocked.
 class SignalThread {
