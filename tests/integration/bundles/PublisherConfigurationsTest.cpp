@@ -1,5 +1,7 @@
 // How published configurations become publisher configurations, and how these come and go.
 #include <new>
+#include <optional>
+#include <string>
 
 #include <gmock/gmock.h>
 
@@ -15,6 +17,7 @@ using agent::spf::bundles::makeMap;
 using bundles_test::ConfigurationMap;
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
 namespace keys = agent::spf::bundles::keys;
@@ -199,6 +202,15 @@ TEST_F(PublisherConfigurationsTest, ABadModificationIsAnErrorAndThePublisherGoes
     EXPECT_THAT(environment_.take(), ElementsAre("remove p"));
 }
 
+TEST_F(PublisherConfigurationsTest, APublisherThatIsCalledAsItsConfigurationGoesOnAlone) {
+    publishers_.updated("c", ConfigurationMap(1).publisher("c", {}).publisher("q", {}).build());
+    environment_.take();
+
+    publishers_.updated("c", ConfigurationMap(2).publisher("c", {}).map("nothing", "c").build());
+
+    EXPECT_THAT(environment_.take(), ElementsAre(HasSubstr("error c 2"), "remove q"));
+}
+
 TEST(PublisherEntries, APublisherGetsItsOwnAndTheInterfacesMappedToIt) {
     auto const read = publisherEntries("c", ConfigurationMap(4)
                                                 .interface("i", "clock")
@@ -226,7 +238,18 @@ TEST(PublisherEntries, OneBadPublisherDoesNotSpoilTheOthers) {
     ASSERT_EQ(read.entries.size(), 1U);
     EXPECT_EQ(read.entries[0].uniqueID, "q");
     ASSERT_EQ(read.errors.size(), 1U);
-    EXPECT_EQ(read.errors[0].name, "p");
+    EXPECT_EQ(read.errors[0].publisherID, "p");
+}
+
+TEST(PublisherEntries, OneBadPublisherThatIsCalledAsTheConfigurationDoesNotSpoilTheOthers) {
+    auto configuration = ConfigurationMap().publisher("c", {}).publisher("q", {}).map("nothing", "c").build();
+
+    auto const read = publisherEntries("c", configuration);
+
+    ASSERT_EQ(read.entries.size(), 1U);
+    EXPECT_EQ(read.entries[0].uniqueID, "q");
+    ASSERT_EQ(read.errors.size(), 1U);
+    EXPECT_EQ(read.errors[0].publisherID, "c");
 }
 
 TEST(PublisherEntries, AMappingToAnUnknownPublisherIsAnErrorThatNamesBoth) {
@@ -245,19 +268,27 @@ TEST(PublisherEntries, AUniqueIDThatStandsForTwoPublishersIsAnError) {
     EXPECT_THAT(read.errors[0].text, HasSubstr("two publishers"));
 }
 
-TEST(PublisherEntries, WhatIsWrongWithTheWholeIsToldOfEachPublisher) {
-    auto configuration = ConfigurationMap().publisher("p", {}).publisher("q", {}).build();
+TEST(PublisherEntries, WhatIsWrongWithTheWholeIsToldOfEachPublisherThatIsInOrder) {
+    auto configuration = ConfigurationMap()
+                             .publisher("b", {})
+                             .publisher("b", {})
+                             .publisher("c", {})
+                             .publisher("q", {})
+                             .build();
     configuration.erase(keys::servicePublisherMappings);
 
     auto const read = publisherEntries("c", configuration);
 
+    EXPECT_TRUE(read.isUnreadable);
     EXPECT_THAT(read.entries, IsEmpty());
-    std::vector<std::string> told;
-    for (auto const& error : read.errors) {
-        told.push_back(error.name);
-        EXPECT_THAT(error.text, HasSubstr(keys::servicePublisherMappings));
-    }
-    EXPECT_THAT(told, ElementsAre("c", "p", "q"));
+    auto const about = [](std::optional<std::string> const& publisherID, char const* text) {
+        return AllOf(Field(&ConfigurationError::publisherID, publisherID),
+                     Field(&ConfigurationError::text, HasSubstr(text)));
+    };
+    EXPECT_THAT(read.errors,
+                ElementsAre(about("b", "two publishers"), about(std::nullopt, keys::servicePublisherMappings),
+                            about("c", keys::servicePublisherMappings),
+                            about("q", keys::servicePublisherMappings)));
 }
 
 TEST(PublisherEntries, InstanceNamesAreUnambiguous) {

@@ -19,8 +19,10 @@ void PublisherConfigurations::updated(std::string const& instance,
     auto const read = publisherEntries(instance, configuration);
     std::set<std::string> erroneous;
     for (auto const& error : read.errors) {
-        environment_.reportError(error.name, read.modificationCount, error.text);
-        erroneous.insert(error.name);
+        environment_.reportError(error.publisherID.value_or(instance), read.modificationCount, error.text);
+        if (error.publisherID) {
+            erroneous.insert(*error.publisherID);
+        }
     }
     std::set<std::string> pids;
     for (auto const& entry : read.entries) {
@@ -32,7 +34,7 @@ void PublisherConfigurations::updated(std::string const& instance,
         auto const found = managed_.find(pid);
         auto const isErroneous =
             found != managed_.end() && erroneous.count(found->second.entry.uniqueID) != 0;
-        if (isErroneous || erroneous.count(instance) != 0) {
+        if (isErroneous || read.isUnreadable) {
             pids.insert(pid);
         } else if (pids.count(pid) == 0) {
             withdraw(pid);

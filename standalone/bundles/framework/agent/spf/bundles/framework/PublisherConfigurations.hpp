@@ -26,6 +26,9 @@ public:
     virtual bool remove(PublisherEntry const& entry) = 0;
 
     virtual void reportRemoved(std::string const& publisherID, std::uint32_t modificationCount) = 0;
+
+    // An error about a configuration as a whole is reported with its instance name instead of a publisher's
+    // ID.
     virtual void reportError(std::string const& publisherID, std::uint32_t modificationCount,
                              std::string const& text) = 0;
 };

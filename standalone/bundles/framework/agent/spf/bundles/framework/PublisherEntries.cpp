@@ -3,6 +3,7 @@
 
 #include <map>
 #include <new>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -24,33 +25,41 @@ public:
         , configuration_(configuration) {}
 
     PublisherEntries read() {
-        guarded(instance_, [this] {
+        guarded(std::nullopt, [this] {
             result_.modificationCount =
                 static_cast<std::uint32_t>(intAt(configuration_, keys::modificationCount, where_));
             readInterfaces();
             readPublishers();
             readMappings();
         });
-        addEntries();
+        if (result_.isUnreadable) {
+            failPublishers();
+        } else {
+            addEntries();
+        }
         return std::move(result_);
     }
 
 private:
-    // Runs a step; what it throws is an error about `name`.
+    // Runs a step; what it throws is an error about the publisher, or about the configuration as a whole.
     template <class Step>
-    void guarded(std::string const& name, Step step) {
+    void guarded(std::optional<std::string> const& publisherID, Step step) {
         try {
             step();
         } catch (std::bad_alloc const&) {
             throw; // the configuration is not to blame
         } catch (std::exception const& error) {
-            fail(name, error.what());
+            fail(publisherID, error.what());
         }
     }
 
-    void fail(std::string const& name, std::string text) {
-        result_.errors.push_back({name, std::move(text)});
-        failed_.insert(name);
+    void fail(std::optional<std::string> const& publisherID, std::string text) {
+        result_.errors.push_back({publisherID, std::move(text)});
+        if (publisherID) {
+            failed_.insert(*publisherID);
+        } else {
+            result_.isUnreadable = true;
+        }
     }
 
     void readInterfaces() {
@@ -92,15 +101,19 @@ private:
         mapped_[publisherID].emplace_back(*interface->second);
     }
 
+    // The configuration as a whole cannot be read: its publishers learn why.
+    void failPublishers() {
+        auto const reason = result_.errors.back().text;
+        for (auto const& [uniqueID, publisher] : publishers_) {
+            if (failed_.count(uniqueID) == 0) {
+                fail(uniqueID, reason);
+            }
+        }
+    }
+
     void addEntries() {
         for (auto const& [uniqueID, publisher] : publishers_) {
-            if (failed_.count(uniqueID) != 0) {
-                continue;
-            }
-            if (failed_.count(instance_) != 0) {
-                // The configuration as a whole cannot be read: its publishers learn why.
-                fail(uniqueID, result_.errors.front().text);
-            } else {
+            if (failed_.count(uniqueID) == 0) {
                 guarded(uniqueID, [&, &id = uniqueID, map = publisher] { addEntry(id, *map); });
             }
         }
@@ -128,7 +141,7 @@ private:
     std::map<std::string, AnyMap const*> interfaces_;
     std::map<std::string, AnyMap const*> publishers_;
     std::map<std::string, AnyList> mapped_; // by publisher, its interfaces
-    std::set<std::string> failed_;          // names that have an error
+    std::set<std::string> failed_;          // publishers that have an error
     PublisherEntries result_;
 };
 

@@ -3,6 +3,7 @@
 #define AGENT_SPF_BUNDLES_FRAMEWORK_PUBLISHER_ENTRIES_HPP
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,10 +20,10 @@ struct PublisherEntry {
     cppmicroservices::AnyMap properties;
 };
 
-// Something that is wrong with a configuration, and the unique ID of the publisher that it is about, or the
-// configuration's instance name if it is about none.
+// Something that is wrong with a configuration, and the unique ID of the publisher that it is about, if it is
+// about one.
 struct ConfigurationError {
-    std::string name;
+    std::optional<std::string> publisherID;
     std::string text;
 };
 
@@ -30,6 +31,7 @@ struct PublisherEntries {
     std::uint32_t modificationCount = 0;
     std::vector<PublisherEntry> entries; // those that are in order
     std::vector<ConfigurationError> errors;
+    bool isUnreadable = false; // as a whole: there are no entries
 };
 
 // `instance` is the instance name of the configuration. A map without any entry is a configuration that has
