@@ -57,6 +57,11 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("AnotherType", RawSocket::frame(R"({"type":"goodbye"})")),
                     std::pair("OffersBeforeHello", RawSocket::frame(R"({"type":"offers","interfaces":[]})")),
                     std::pair("HelloWithALongName", RawSocket::frame(helloOf(std::string(1025, 'a')))),
+                    std::pair("OffersOfALongName",
+                              RawSocket::frame(hello) +
+                                  RawSocket::frame(R"({"type":"offers","interfaces":[{"name":")" +
+                                                   std::string(1025, 'n') +
+                                                   R"(","uniqueID":"i","version":1,"properties":{}}]})")),
                     std::pair("TwoHellos", RawSocket::frame(hello) + RawSocket::frame(hello)),
                     std::pair("OffersOfTheWrongType",
                               RawSocket::frame(hello) +
@@ -150,6 +155,27 @@ TEST_F(PeersInExcess, APublisherThatOffersMoreThanAPeerTakesSaysSo) {
 
     EXPECT_TRUE(events_.waitFor("Error server 1: publisher \"server\" cannot offer its interfaces at " +
                                 endpoint_ + ": offers: 4097 interfaces, allowed are 4096"));
+}
+
+TEST_F(PeersInExcess, APublisherThatOffersALongerNameThanAPeerTakesSaysWhichAndOffersAgainWithoutIt) {
+    ConfigurationMap configuration;
+    configuration.interface("i", std::string(1025, 'x')).publisher("server", {endpoint_}).map("i", "server");
+    installation_.publish("one", configuration.build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    RawSocket peer(socketPath("a.sock"));
+    peer.sendFrame(hello);
+    EXPECT_THAT(peer.readFrame(), HasSubstr("hello"));
+    EXPECT_TRUE(events_.waitFor("Error server 1: publisher \"server\" cannot offer its interfaces at " +
+                                endpoint_ +
+                                R"(: offers: interface "i": "name" has 1025 bytes, allowed are 1024)"));
+
+    installation_.publish("one", ConfigurationMap(2)
+                                     .interface("i", "clock")
+                                     .publisher("server", {endpoint_})
+                                     .map("i", "server")
+                                     .build());
+
+    EXPECT_THAT(peer.readFrame(), HasSubstr(R"("name":"clock")"));
 }
 
 TEST_F(PeersInExcess, OfTooManyPeersThatDoNotGreetTheOldestIsClosed) {

@@ -55,6 +55,32 @@ TEST(Messages, NamesThatGreetHaveALimitBothWays) {
         ThrowsMessage<std::runtime_error>("hello: \"publisher\" has 1025 bytes, allowed are 1024"));
 }
 
+TEST(Messages, NamesAndUniqueIDsOfInterfacesHaveALimitBothWays) {
+    std::string const longest(maximumNameSize, 'x');
+    auto const tooLong = longest + 'x';
+
+    auto const offers = std::get<Offers>(decode(encode(Offers{{{longest, longest, 1, makeMap()}}})));
+    EXPECT_EQ(offers.offers.at(0).interfaceName, longest);
+    EXPECT_EQ(offers.offers.at(0).uniqueID, longest);
+
+    auto const isRefusedAs = [](std::string const& name, std::string const& uniqueID, char const* reason) {
+        auto interface = cppmicroservices::any_cast<cppmicroservices::AnyMap>(
+            listAt(encode(offersOf(1)), "interfaces", "offers").front());
+        interface["name"] = name;
+        interface["uniqueID"] = uniqueID;
+        auto message = encode(Offers{});
+        message["interfaces"] = AnyList{interface};
+        EXPECT_THAT([&] { decode(message); }, ThrowsMessage<std::runtime_error>(reason));
+        EXPECT_THAT(
+            [&] {
+                encode(Offers{{{name, uniqueID, 1, makeMap()}}});
+            },
+            ThrowsMessage<std::runtime_error>(reason));
+    };
+    isRefusedAs(tooLong, "i", R"(offers: interface "i": "name" has 1025 bytes, allowed are 1024)");
+    isRefusedAs("n", tooLong, R"(offers: "uniqueID" has 1025 bytes, allowed are 1024)");
+}
+
 TEST(Messages, TheNumberOfInterfacesHasALimitBothWays) {
     EXPECT_EQ(std::get<Offers>(decode(encode(offersOf(maximumInterfaces)))).offers.size(), maximumInterfaces);
 

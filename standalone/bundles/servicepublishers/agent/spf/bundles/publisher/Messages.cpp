@@ -25,14 +25,18 @@ constexpr char const* uniqueIDKey = "uniqueID";
 constexpr char const* versionKey = "version";
 constexpr char const* propertiesKey = "properties";
 
-// The name under `key` of a greeting.
-std::string const& checkedName(std::string const& name, char const* key) {
+// The name that stands under `key`.
+std::string const& checkedName(std::string const& name, char const* key, std::string const& where) {
     if (name.size() > maximumNameSize) {
-        throw std::runtime_error(std::string(helloType) + ": \"" + key + "\" has " +
-                                 std::to_string(name.size()) + " bytes, allowed are " +
-                                 std::to_string(maximumNameSize));
+        throw std::runtime_error(where + ": \"" + key + "\" has " + std::to_string(name.size()) +
+                                 " bytes, allowed are " + std::to_string(maximumNameSize));
     }
     return name;
+}
+
+void checkNames(RemoteOffer const& offer) {
+    checkedName(offer.uniqueID, uniqueIDKey, offersType);
+    checkedName(offer.interfaceName, nameKey, "offers: interface \"" + offer.uniqueID + "\"");
 }
 
 void checkNumberOfInterfaces(std::size_t count) {
@@ -49,7 +53,7 @@ Hello decodeHello(AnyMap const& message) {
                                  " is not supported, expected " + std::to_string(protocolVersion));
     }
     auto const nameAt = [&message](char const* key) {
-        return checkedName(stringAt(message, key, helloType), key);
+        return checkedName(stringAt(message, key, helloType), key, helloType);
     };
     return {nameAt(agentKey), nameAt(publisherKey)};
 }
@@ -64,6 +68,7 @@ Offers decodeOffers(AnyMap const& message) {
         RemoteOffer offer{
             stringAt(interface, nameKey, offersType), stringAt(interface, uniqueIDKey, offersType),
             intAt(interface, versionKey, offersType), mapAt(interface, propertiesKey, offersType)};
+        checkNames(offer);
         if (!uniqueIDs.insert(offer.uniqueID).second) {
             throw std::runtime_error("offers: the unique ID \"" + offer.uniqueID + "\" appears twice");
         }
@@ -78,8 +83,8 @@ AnyMap encode(Hello const& hello) {
     auto message = makeMap();
     message[typeKey] = std::string(helloType);
     message[protocolKey] = protocolVersion;
-    message[agentKey] = checkedName(hello.agent, agentKey);
-    message[publisherKey] = checkedName(hello.publisher, publisherKey);
+    message[agentKey] = checkedName(hello.agent, agentKey, helloType);
+    message[publisherKey] = checkedName(hello.publisher, publisherKey, helloType);
     return message;
 }
 
@@ -87,6 +92,7 @@ AnyMap encode(Offers const& offers) {
     checkNumberOfInterfaces(offers.offers.size());
     AnyList interfaces;
     for (auto const& offer : offers.offers) {
+        checkNames(offer);
         auto interface = makeMap();
         interface[nameKey] = offer.interfaceName;
         interface[uniqueIDKey] = offer.uniqueID;

@@ -15,8 +15,9 @@ namespace agent::spf::bundles::publisher {
 
 inline constexpr int protocolVersion = 1;
 
-// The longest name that greets. Every service that is made of an offer carries it, so a peer decides how
-// often it is kept.
+// The longest name, or unique ID, of an agent, a publisher or an interface. Whoever tells people of a peer or
+// its offers tells these, as often as the peer likes; and every service that is made of an offer carries
+// them.
 inline constexpr std::size_t maximumNameSize = 1024; // bytes
 
 // So many interfaces one peer may offer; each becomes a service of the registry.
