@@ -28,8 +28,10 @@ using bundles_test::Record;
 using bundles_test::TemporaryDirectory;
 using bundles_test::WithoutOpening;
 using testing::AllOf;
+using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::ThrowsMessage;
 
 class Discovery : public testing::Test {
@@ -98,15 +100,19 @@ TEST_F(Discovery, SeesAnAnnouncementEnd) {
 }
 
 TEST_F(Discovery, StaysWithWhatItFoundWhileThatIsAnnounced) {
-    auto first = discovery_.announce("name", "unix:/a");
+    std::filesystem::create_directory(path_);
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
+    AnnouncementFile first(path_ / "b.json", {"name", "unix:/first"});
     auto const handle = lookOut("name");
-    ASSERT_TRUE(told_->waitFor("unix:/a"));
+    ASSERT_TRUE(told_->waitFor("unix:/first"));
 
-    auto const second = discovery_.announce("name", "unix:/b");
-    first.reset();
+    AnnouncementFile const second(path_ / "a.json",
+                                  {"name", "unix:/second"}); // of the two the first to be read
+    lookAgain();
+    EXPECT_THAT(told_->values(), Not(Contains("unix:/second")));
+    first.withdraw();
 
-    EXPECT_TRUE(told_->waitFor("unix:/b"));
-    EXPECT_EQ(told_->values(), (std::vector<std::string>{"unix:/a", "unix:/b"}));
+    EXPECT_TRUE(told_->waitFor("unix:/second"));
 }
 
 TEST_F(Discovery, NamesAreWholeAndMayHoldAnyCharacter) {
