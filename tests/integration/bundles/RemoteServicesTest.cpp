@@ -83,15 +83,15 @@ TEST_F(RemoteServices, TheImportFilterKeepsInterfacesOut) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one",
                           ConfigurationMap()
-                              .interface("i1", "clock")
-                              .interface("i2", "lamp")
+                              .interface("i1", "lamp")
+                              .interface("i2", "clock")
                               .publisher("server", {endpoint})
                               .publisher("client", {}, {endpoint}, "(&(interface=cl*)(publisher=server))")
                               .map("i1", "server")
                               .map("i2", "server")
                               .build());
 
-    EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+    EXPECT_TRUE(waitForRemoteServices({"clock i2 server via " + endpoint}));
 }
 
 TEST_F(RemoteServices, AFilterThatIsNoneIsAnErrorThatQuotesIt) {
