@@ -409,11 +409,12 @@ TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpOtherHosts)
 }
 
 TEST_F(SocketProviderTest, AHostThatIsLookedUpForTooLongFailsTheAttempt) {
+    SocketProvider provider(std::chrono::seconds(2));
     bundles_test::HangingHost const hanging("hanging.test");
 
-    auto const connected = provider_.connect("tcp:hanging.test:1", connector_);
+    auto const connected = provider.connect("tcp:hanging.test:1", connector_);
 
-    EXPECT_TRUE(connector_->reports.waitFor("retrying: no answer in 10 seconds"));
+    EXPECT_TRUE(connector_->reports.waitFor("retrying: no answer in 2 seconds"));
 }
 
 // The provider's thread is kept busy from the beginning of the attempt until its time is up, and then finds
@@ -431,16 +432,17 @@ TEST_F(SocketProviderTest, AnAttemptThatSucceedsAsItsTimeIsUpHasSucceeded) {
     private:
         std::function<void()> const work_;
     };
+    constexpr std::chrono::milliseconds timeout{50};
+    SocketProvider provider(timeout);
     auto const bound = provider_.bind("tcp:127.0.0.1:0", listener_);
     auto const address = listener_->reports.waitForFirstWith("bound ").substr(6);
     std::promise<void> othersAreQueued;
     auto const first = std::make_shared<Busy>([&] { othersAreQueued.get_future().wait(); });
-    auto const failed = provider_.bind("nonsense", first);
+    auto const failed = provider.bind("nonsense", first);
     ASSERT_TRUE(first->reports.waitForOneWith("failed: "));
-    auto const connected = provider_.connect(address, connector_);
-    auto const failedToo = provider_.bind("nonsense", std::make_shared<Busy>([] {
-                                              std::this_thread::sleep_for(SocketConnector::attemptTimeout);
-                                          }));
+    auto const connected = provider.connect(address, connector_);
+    auto const failedToo = provider.bind(
+        "nonsense", std::make_shared<Busy>([timeout] { std::this_thread::sleep_for(timeout); }));
     othersAreQueued.set_value();
     connector_->firstConnection()->start(frames_);
 

@@ -47,10 +47,11 @@ bool isConnectedToItself(Socket const& socket) {
 
 SocketConnector::SocketConnector(std::shared_ptr<WorkerThread> const& worker,
                                  std::shared_ptr<IoObjects> objects, std::string endpoint,
-                                 std::shared_ptr<EndpointHandler> handler)
+                                 std::shared_ptr<EndpointHandler> handler, std::chrono::milliseconds timeout)
     : worker_(worker)
     , objects_(std::move(objects))
     , endpoint_(std::move(endpoint))
+    , timeout_(timeout)
     , handler_(std::move(handler))
     , resolver_(worker)
     , socket_(worker->context())
@@ -82,7 +83,7 @@ void SocketConnector::attempt() {
         return;
     }
     timedOut_ = false;
-    deadline_.expires_after(attemptTimeout);
+    deadline_.expires_after(timeout_);
     deadline_.async_wait([self = shared_from_this()](error_code const& error) {
         if (error || self->deadline_.expiry() == noDeadline) {
             return; // the attempt has ended, perhaps at the very moment when its time was up
@@ -201,8 +202,9 @@ void SocketConnector::retry(std::string_view reason) {
             }
         });
     });
+    auto const seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout_).count();
     auto const handler = handler_; // the call may close the connector
-    handler->retrying(timedOut_ ? "no answer in " + std::to_string(attemptTimeout.count()) + " seconds"
+    handler->retrying(timedOut_ ? "no answer in " + std::to_string(seconds) + " seconds"
                                 : std::string(reason));
     timedOut_ = false;
 }

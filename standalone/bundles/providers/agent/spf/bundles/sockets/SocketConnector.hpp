@@ -2,6 +2,7 @@
 #ifndef AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTOR_HPP
 #define AGENT_SPF_BUNDLES_SOCKETS_SOCKET_CONNECTOR_HPP
 
+#include <chrono>
 #include <deque>
 #include <memory>
 #include <string>
@@ -23,12 +24,12 @@ namespace agent::spf::bundles::sockets {
 // Used on the io thread only, but for its construction.
 class SocketConnector : public IoObject, public std::enable_shared_from_this<SocketConnector> {
 public:
-    // Longer an attempt does not take.
-    static constexpr std::chrono::seconds attemptTimeout{10};
+    static constexpr std::chrono::seconds attemptTimeout{10}; // the bundle's
 
-    // `worker` and `objects` outlive the connector.
+    // `worker` and `objects` outlive the connector. Longer than `timeout` an attempt does not take.
     SocketConnector(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> objects,
-                    std::string endpoint, std::shared_ptr<EndpointHandler> handler);
+                    std::string endpoint, std::shared_ptr<EndpointHandler> handler,
+                    std::chrono::milliseconds timeout = attemptTimeout);
 
     void start();
     void close() override;
@@ -53,6 +54,7 @@ private:
     std::weak_ptr<WorkerThread> const worker_;
     std::shared_ptr<IoObjects> const objects_;
     std::string const endpoint_;
+    std::chrono::milliseconds const timeout_;
     std::shared_ptr<EndpointHandler> handler_; // null once the connector is closed
     EndpointAddress address_;
     HostResolver resolver_;

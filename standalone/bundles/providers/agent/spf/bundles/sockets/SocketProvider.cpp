@@ -28,10 +28,8 @@ private:
 };
 
 template <class Object>
-std::unique_ptr<Endpoint>
-startEndpoint(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> const& objects,
-              std::string const& endpoint, std::shared_ptr<EndpointHandler> handler) {
-    auto const object = std::make_shared<Object>(worker, objects, endpoint, std::move(handler));
+std::unique_ptr<Endpoint> startEndpoint(std::shared_ptr<WorkerThread> const& worker,
+                                        std::shared_ptr<Object> const& object) {
     auto handle =
         std::make_unique<EndpointHandle>(worker, object); // first: nobody else would close the object
     worker->post([object] { object->start(); });
@@ -40,8 +38,9 @@ startEndpoint(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObj
 
 } // namespace
 
-SocketProvider::SocketProvider()
-    : worker_(std::make_shared<WorkerThread>("spf-sockets"))
+SocketProvider::SocketProvider(std::chrono::milliseconds attemptTimeout)
+    : attemptTimeout_(attemptTimeout)
+    , worker_(std::make_shared<WorkerThread>("spf-sockets"))
     , objects_(std::make_shared<IoObjects>()) {
     worker_->prepareForTimersAndSockets();
 }
@@ -52,12 +51,14 @@ SocketProvider::~SocketProvider() {
 
 std::unique_ptr<Endpoint> SocketProvider::bind(std::string const& endpoint,
                                                std::shared_ptr<EndpointHandler> handler) {
-    return startEndpoint<SocketListener>(worker_, objects_, endpoint, std::move(handler));
+    return startEndpoint(worker_,
+                         std::make_shared<SocketListener>(worker_, objects_, endpoint, std::move(handler)));
 }
 
 std::unique_ptr<Endpoint> SocketProvider::connect(std::string const& endpoint,
                                                   std::shared_ptr<EndpointHandler> handler) {
-    return startEndpoint<SocketConnector>(worker_, objects_, endpoint, std::move(handler));
+    return startEndpoint(worker_, std::make_shared<SocketConnector>(worker_, objects_, endpoint,
+                                                                    std::move(handler), attemptTimeout_));
 }
 
 void SocketProvider::stop() {
