@@ -2,6 +2,7 @@
 #include "agent/spf/bundles/sockets/UnixSocketFile.hpp"
 
 #include <cerrno>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -40,7 +41,10 @@ public:
         , file_(::open(path_.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                        S_IRUSR | S_IWUSR)) {
         if (file_.get() < 0) {
-            throw std::runtime_error("cannot open " + path_ + ": " + errorText(errno));
+            auto const error = errno;
+            auto const directory = std::filesystem::path(path_).parent_path().string();
+            throw std::runtime_error((error == ENOENT ? "directory " + directory : "cannot open " + path_) +
+                                     ": " + errorText(error));
         }
         if (auto const status = fileStatus(); !S_ISREG(status.st_mode) || status.st_uid != ::geteuid()) {
             throw std::runtime_error(path_ + " is not a file of this user");
