@@ -3,6 +3,7 @@
 import copy
 import os
 import pathlib
+import shutil
 import signal
 
 from support import INVALID, AgentTest, configuration
@@ -202,6 +203,71 @@ class Watch(ChangeTest):
         self.write("two/target.json", AFTER)
         agent.wait_for(event="published", modificationCount=4)
         self.check_goes_on(agent)
+
+    def start_in(self, directory, *, leads_to=None):
+        """An agent that watches the file in a directory, or in one that a link of that name leads to."""
+        (self.directory / (leads_to or directory)).mkdir(parents=True)
+        self.write(f"{leads_to or directory}/c.json", BEFORE)
+        if leads_to:
+            (self.directory / directory).symlink_to(leads_to)
+        agent = self.start_with(
+            "run", self.directory / directory / "c.json", "--watch", "--progress", "json",
+            "--runtime-directory", "runtime",
+        )
+        agent.wait_for(event="ready")
+        return agent
+
+    def check_follows(self, agent, file):
+        """The change that was made is applied, and so is the next one."""
+        agent.wait_for(event="published", modificationCount=2)
+        self.write(file, BEFORE)
+        agent.wait_for(event="published", modificationCount=3)
+        self.check_goes_on(agent)
+
+    def test_a_directory_that_is_replaced_is_followed(self):
+        agent = self.start_in("current")
+        (self.directory / "new").mkdir()
+        self.write("new/c.json", AFTER)
+        os.rename(self.directory / "current", self.directory / "old")
+        os.rename(self.directory / "new", self.directory / "current")
+        self.check_follows(agent, "current/c.json")
+
+    def test_a_directory_further_up_that_is_replaced_is_followed(self):
+        agent = self.start_in("current/below")
+        (self.directory / "new/below").mkdir(parents=True)
+        self.write("new/below/c.json", AFTER)
+        os.rename(self.directory / "current", self.directory / "old")
+        os.rename(self.directory / "new", self.directory / "current")
+        self.check_follows(agent, "current/below/c.json")
+
+    def test_a_directory_that_is_removed_and_made_anew_is_followed(self):
+        agent = self.start_in("current")
+        shutil.rmtree(self.directory / "current")
+        (self.directory / "current").mkdir()
+        self.write("c.json", AFTER)
+        os.replace(self.directory / "c.json", self.directory / "current/c.json")
+        self.check_follows(agent, "current/c.json")
+
+    def test_a_link_to_a_directory_that_leads_elsewhere_is_followed(self):
+        agent = self.start_in("current", leads_to="releases/one")
+        (self.directory / "releases/two").mkdir()
+        self.write("releases/two/c.json", AFTER)
+        (self.directory / "new").symlink_to("releases/two")
+        os.replace(self.directory / "new", self.directory / "current")
+        self.check_follows(agent, "releases/two/c.json")
+
+    def test_a_change_among_more_than_the_system_can_tell_is_applied(self):
+        most = int(pathlib.Path("/proc/sys/fs/inotify/max_queued_events").read_text())
+        if most > 100_000:
+            self.skipTest("the system can tell too many")
+        agent = self.start_in("current")
+        agent.send(signal.SIGSTOP)
+        os.waitid(os.P_PID, agent.pid, os.WSTOPPED | os.WNOWAIT)
+        for index in range(most + 1):  # of equal ones in succession the system tells one
+            (self.directory / f"current/{index % 2}").write_text("")
+        self.write("current/c.json", AFTER)
+        agent.send(signal.SIGCONT)
+        self.check_follows(agent, "current/c.json")
 
     def test_a_bad_file_is_refused_and_the_next_good_one_applied(self):
         agent = self.ready("--watch")

@@ -13,11 +13,23 @@ namespace agent::program {
 
 namespace {
 
-// Whether the directory of a file is watched from now on, if it was not before.
-bool watchDirectoryOf(std::filesystem::path const& file, FileDescriptor const& notifications) {
-    auto const parent = file.parent_path();
-    constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO;
-    return inotify_add_watch(notifications.get(), parent.empty() ? "." : parent.c_str(), events) >= 0;
+// Watches every directory on the way to a file, if it is not watched yet; the outermost first, so that
+// nothing takes the place of a directory unseen. Whether that of the file itself is watched: others may not
+// be readable.
+bool watchWayTo(std::filesystem::path const& file, FileDescriptor const& notifications) {
+    auto const directory = file.parent_path();
+    if (directory.has_relative_path()) {
+        watchWayTo(directory, notifications);
+    }
+    constexpr std::uint32_t events = IN_CLOSE_WRITE | IN_MOVED_TO | IN_CREATE;
+    return inotify_add_watch(notifications.get(), directory.empty() ? "." : directory.c_str(), events) >= 0;
+}
+
+// Whether something that may be a directory or link on the way to the file has got its name, or whatever has
+// happened was too much to be told.
+bool mayLeadElsewhere(std::uint32_t events) {
+    bool const isNewDirectory = (events & IN_CREATE) != 0 && (events & IN_ISDIR) != 0;
+    return isNewDirectory || (events & (IN_MOVED_TO | IN_Q_OVERFLOW)) != 0;
 }
 
 } // namespace
@@ -27,7 +39,7 @@ FileWatch::FileWatch(std::filesystem::path file, Identity known, MessageBox& mes
     , file_(std::move(file))
     , known_(std::move(known))
     , notifications_(inotify_init1(IN_CLOEXEC), "inotify_init1") {
-    if (!watchDirectoryOf(file_, notifications_)) {
+    if (!watchWayTo(file_, notifications_)) {
         throw std::system_error(errno, std::generic_category(),
                                 "cannot watch the directory of " + file_.string());
     }
@@ -50,12 +62,12 @@ void FileWatch::receive() {
     for (std::ptrdiff_t at = 0; at < count;) {
         inotify_event event{};
         std::memcpy(&event, buffer.data() + at, sizeof event);
-        // A name that was given to something may be that of a directory or link on the way to the file; a
-        // file that was written concerns us only if it is the one: others may be written while ours is half
+        // A file that was written concerns us only if it is the one: others may be written while ours is half
         // done.
         auto const* const name = buffer.data() + at + sizeof event;
-        bool const isFile = event.len > 0 && (file_.filename() == name || target_.filename() == name);
-        concernsFile = concernsFile || isFile || (event.mask & IN_MOVED_TO) != 0;
+        bool const isWritten = (event.mask & IN_CLOSE_WRITE) != 0 && event.len > 0 &&
+                               (file_.filename() == name || target_.filename() == name);
+        concernsFile = concernsFile || isWritten || mayLeadElsewhere(event.mask);
         at += static_cast<std::ptrdiff_t>(sizeof event + event.len);
     }
     if (concernsFile) {
@@ -64,10 +76,11 @@ void FileWatch::receive() {
 }
 
 void FileWatch::compare() {
+    watchWayTo(file_, notifications_); // before the look at the file, as that to what it leads to
     std::error_code isMissing;
     if (auto target = std::filesystem::canonical(file_, isMissing); !isMissing) {
         target_ = std::move(target);
-        watchDirectoryOf(target_, notifications_); // before the look at the file
+        watchWayTo(target_, notifications_);
     }
     auto const found = identityOf(file_);
     if (found != known_ && found != Identity()) {

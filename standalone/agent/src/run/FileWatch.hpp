@@ -14,8 +14,8 @@
 namespace agent::program {
 
 // A change is told when a writer has closed the file, or when another file has taken its name, as editors do
-// it; also when a symbolic link in the same directory leads elsewhere. If the file is a link, what it leads
-// to is watched, too. A file that is not there is not a change.
+// it; also when another directory or symbolic link has taken that of one on the way to the file. If there are
+// links on the way, what they lead to in the end is watched, too. A file that is not there is not a change.
 class FileWatch {
 public:
     // What tells a file from what it was: device, inode, size, time of change.
