@@ -4,7 +4,7 @@ import os
 import resource
 import unittest
 
-from support import FAILED, SUCCESS, AgentTest, configuration
+from support import FAILED, INVALID, SUCCESS, AgentTest, configuration
 
 REFUSED = "Resource temporarily unavailable"
 MORE_THAN_ENOUGH = 50
@@ -66,6 +66,16 @@ class SmallFiles(AgentTest):
         self.assertIn("cannot bind name: ", agent.texts("failure")[0])
         self.assertIn("File too large", agent.texts("failure")[0])
         self.assertFalse((self.directory / "socket").exists())
+
+
+class LongNames(AgentTest):
+    def test_many_values_below_a_long_name_take_no_more_memory_than_they_should(self):
+        content = configuration("c")
+        content["n" * 50_000] = [1] * 50_000  # their pointers together have 2.5 GB
+        agent = self.start_with("validate", self.write("c.json", content))
+        status, used = os.wait4(agent.pid, 0)[1:]
+        self.assertEqual(os.waitstatus_to_exitcode(status), INVALID)
+        self.assertLess(used.ru_maxrss, 500_000, "KiB")
 
 
 if __name__ == "__main__":

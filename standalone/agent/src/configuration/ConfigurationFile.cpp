@@ -86,10 +86,8 @@ void append(Problems& problems, Problems&& more) {
                     std::make_move_iterator(more.end()));
 }
 
-void sortByLine(Problems& problems, JsonDocument const& document) {
-    for (auto& problem : problems) {
-        problem.line = document.lineOf(problem.where);
-    }
+void sortByLine(Problems& problems, std::string_view text) {
+    findLines(text, problems);
     std::stable_sort(problems.begin(), problems.end(),
                      [](Problem const& left, Problem const& right) { return left.line < right.line; });
 }
@@ -109,11 +107,11 @@ ParsedConfiguration parseConfiguration(std::string_view text) {
     if (document.readable) {
         append(parsed.problems, checkAgainstSchema(document.root));
         append(parsed.problems, checkContent(document.root));
-        sortByLine(parsed.problems, document);
+        sortByLine(parsed.problems, text);
     }
     if (parsed.problems.empty()) {
         parsed.notes = notesOn(document.root);
-        sortByLine(parsed.notes, document);
+        sortByLine(parsed.notes, text);
         parsed.configuration = toConfiguration(std::move(document.root));
     }
     return parsed;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <set>
 #include <utility>
 #include <vector>
@@ -57,12 +58,11 @@ Problem problemAt(std::string_view read, std::string what) {
     return problem;
 }
 
-// Follows the parser through the text. Notes where every value is, and what the grammar allows but we do not.
+// Follows the parser through a text, and knows in which line it is.
 class Follower : public nlohmann::json_sax<json> {
 public:
-    Follower(std::string_view text, JsonDocument& document)
+    explicit Follower(std::string_view text)
         : text_(text)
-        , document_(document)
         , counted_(text.data())
         , reached_(text.data()) {}
 
@@ -71,22 +71,48 @@ public:
         return json::sax_parse(TrackedIterator(text_.data(), reached_), TrackedIterator(end, reached_), this);
     }
 
-    bool null() override { return scalar(0); }
-    bool boolean(bool) override { return scalar(0); }
-    bool number_integer(number_integer_t) override { return scalar(lookAhead); }
-    bool number_unsigned(number_unsigned_t) override { return scalar(lookAhead); }
+protected:
+    static constexpr std::ptrdiff_t lookAhead = 1; // a number ends at the character that is not part of it
+
+    // The line that the parser is in, not counting the last `excess` characters that it has read.
+    std::size_t line(std::ptrdiff_t excess) {
+        auto const* const until = std::max(counted_, reached_ - std::min(excess, reached_ - text_.data()));
+        line_ += static_cast<std::size_t>(std::count(counted_, until, '\n'));
+        counted_ = until;
+        return line_;
+    }
+
+    std::string_view const text_;
+
+private:
+    char const* counted_;  // up to here line ends are counted
+    char const* reached_;  // up to here the parser has read
+    std::size_t line_ = 1; // of `counted_`
+};
+
+// Notes what the grammar allows but we do not.
+class Checker : public Follower {
+public:
+    Checker(std::string_view text, JsonDocument& document)
+        : Follower(text)
+        , document_(document) {}
+
+    bool null() override { return valueEnded(); }
+    bool boolean(bool) override { return valueEnded(); }
+    bool number_integer(number_integer_t) override { return valueEnded(); }
+    bool number_unsigned(number_unsigned_t) override { return valueEnded(); }
     bool number_float(number_float_t, string_t const& written) override {
         bool const isWhole = written.find_first_of(".eE") == std::string::npos;
         if (isWhole) {
             report("found " + written + "; expected a whole number of at most 64 bits, or a string");
         }
-        return scalar(lookAhead);
+        return valueEnded();
     }
     bool string(string_t& value) override {
         checkText(value);
-        return scalar(0);
+        return valueEnded();
     }
-    bool binary(binary_t&) override { return scalar(0); } // does not occur in text
+    bool binary(binary_t&) override { return valueEnded(); } // does not occur in text
 
     bool start_object(std::size_t) override { return enter(false); }
     bool start_array(std::size_t) override { return enter(true); }
@@ -100,7 +126,6 @@ public:
         if (!level.names.insert(name).second) {
             report("duplicate member; expected a name to occur once in an object");
         }
-        document_.lines[pointer()] = line(0);
         return true;
     }
 
@@ -113,49 +138,29 @@ public:
     }
 
 private:
-    static constexpr std::ptrdiff_t lookAhead = 1; // a number ends at the character that is not part of it
-
     struct Level {
         bool isArray;
-        std::string pointer;         // of the object or array itself
         std::set<std::string> names; // of an object: the names so far
         std::string name;            // of an object: the member that is being read
         std::size_t index = 0;       // of an array: the element that is being read
     };
 
+    // To the value that is being read. It is put together for a problem only: of many values in something
+    // whose name is long, the pointers together are far longer than the text.
     std::string pointer() const {
-        if (levels_.empty()) {
-            return {};
+        std::string result;
+        for (auto const& level : levels_) {
+            result = level.isArray ? elementPointer(result, level.index) : memberPointer(result, level.name);
         }
-        auto const& level = levels_.back();
-        return level.isArray ? elementPointer(level.pointer, level.index)
-                             : memberPointer(level.pointer, level.name);
-    }
-
-    // The line that the parser is in, not counting the last `excess` characters that it has read.
-    std::size_t line(std::ptrdiff_t excess) {
-        auto const* const until = std::max(counted_, reached_ - std::min(excess, reached_ - text_.data()));
-        line_ += static_cast<std::size_t>(std::count(counted_, until, '\n'));
-        counted_ = until;
-        return line_;
-    }
-
-    void noteLine(std::ptrdiff_t excess) {
-        document_.lines.emplace(pointer(), line(excess)); // a member is where its name is
-    }
-
-    bool scalar(std::ptrdiff_t excess) {
-        noteLine(excess);
-        return valueEnded();
+        return result;
     }
 
     bool enter(bool isArray) {
-        noteLine(0);
         if (levels_.size() == maximumNesting) {
             report("nested deeper than the " + std::to_string(maximumNesting) + " levels allowed");
             return false;
         }
-        levels_.push_back({isArray, pointer(), {}, {}, 0});
+        levels_.push_back({isArray, {}, {}, 0});
         return true;
     }
 
@@ -179,13 +184,117 @@ private:
 
     void report(std::string what) { document_.problems.push_back({pointer(), std::move(what)}); }
 
-    std::string_view const text_;
     JsonDocument& document_;
     std::vector<Level> levels_;
-    char const* counted_;  // up to here line ends are counted
-    char const* reached_;  // up to here the parser has read
-    std::size_t line_ = 1; // of `counted_`
 };
+
+// A value that is looked for, and those in it that are.
+struct Wanted {
+    std::map<std::string, Wanted> inside; // by what leads there: a name or an index, as pointers have it
+    std::size_t line = 0;                 // 0: not found
+};
+
+// Finds the lines of the values that are looked for.
+class Finder : public Follower {
+public:
+    Finder(std::string_view text, Wanted& root)
+        : Follower(text)
+        , root_(root) {}
+
+    bool null() override { return found(0); }
+    bool boolean(bool) override { return found(0); }
+    bool number_integer(number_integer_t) override { return found(lookAhead); }
+    bool number_unsigned(number_unsigned_t) override { return found(lookAhead); }
+    bool number_float(number_float_t, string_t const&) override { return found(lookAhead); }
+    bool string(string_t&) override { return found(0); }
+    bool binary(binary_t&) override { return found(0); }
+
+    bool start_object(std::size_t) override { return enter(false); }
+    bool start_array(std::size_t) override { return enter(true); }
+    bool end_object() override { return leave(); }
+    bool end_array() override { return leave(); }
+
+    bool key(string_t& name) override {
+        auto& level = levels_.back();
+        level.member = level.value == nullptr ? nullptr : inside(*level.value, memberPointer({}, name));
+        if (level.member != nullptr) {
+            level.member->line = line(0); // a member is where its name is; of duplicates the last counts
+        }
+        return true;
+    }
+
+    bool parse_error(std::size_t, std::string const&, nlohmann::detail::exception const&) override {
+        return false; // does not occur in a readable text
+    }
+
+private:
+    struct Level {
+        bool isArray;
+        Wanted* value;            // the object or array itself; null: nothing in it is looked for
+        Wanted* member = nullptr; // of an object: the one that is being read
+        std::size_t index = 0;    // of an array: the element that is being read
+    };
+
+    static Wanted* inside(Wanted& value, std::string const& pointer) {
+        auto const wanted = value.inside.find(pointer);
+        return wanted == value.inside.end() ? nullptr : &wanted->second;
+    }
+
+    // The value that is being read, if it is looked for.
+    Wanted* current() {
+        if (levels_.empty()) {
+            return &root_;
+        }
+        auto const& level = levels_.back();
+        if (level.value == nullptr || !level.isArray) {
+            return level.member;
+        }
+        return inside(*level.value, elementPointer({}, level.index));
+    }
+
+    void noteLine(std::ptrdiff_t excess) {
+        if (auto* const value = current(); value != nullptr && value->line == 0) {
+            value->line = line(excess);
+        }
+    }
+
+    bool found(std::ptrdiff_t excess) {
+        noteLine(excess);
+        return ended();
+    }
+
+    bool enter(bool isArray) {
+        noteLine(0);
+        levels_.push_back({isArray, current()});
+        return true;
+    }
+
+    bool leave() {
+        levels_.pop_back();
+        return ended();
+    }
+
+    bool ended() {
+        if (!levels_.empty()) {
+            ++levels_.back().index;
+        }
+        return true;
+    }
+
+    Wanted& root_;
+    std::vector<Level> levels_;
+};
+
+// The steps of a pointer, each with its slash.
+std::vector<std::string> stepsOf(std::string const& pointer) {
+    std::vector<std::string> steps;
+    for (std::size_t at = 0; at < pointer.size();) {
+        auto const next = std::min(pointer.find('/', at + 1), pointer.size());
+        steps.push_back(pointer.substr(at, next - at));
+        at = next;
+    }
+    return steps;
+}
 
 } // namespace
 
@@ -196,22 +305,32 @@ JsonDocument parseJson(std::string_view text) {
         document.readable = false;
         return document;
     }
-    document.readable = Follower(text, document).run();
+    document.readable = Checker(text, document).run();
     if (document.readable) {
         document.root = json::parse(text);
     }
     return document;
 }
 
-std::size_t JsonDocument::lineOf(std::string pointer) const {
-    for (;;) {
-        if (auto const found = lines.find(pointer); found != lines.end()) {
-            return found->second;
+void findLines(std::string_view text, Problems& problems) {
+    if (problems.empty()) {
+        return;
+    }
+    Wanted root;
+    for (auto const& problem : problems) {
+        auto* value = &root;
+        for (auto const& step : stepsOf(problem.where)) {
+            value = &value->inside[step];
         }
-        if (pointer.empty()) {
-            return 0;
+    }
+    Finder(text, root).run();
+    for (auto& problem : problems) {
+        auto const* value = &root;
+        problem.line = root.line;
+        for (auto const& step : stepsOf(problem.where)) {
+            value = &value->inside.at(step);
+            problem.line = value->line == 0 ? problem.line : value->line;
         }
-        pointer.erase(pointer.find_last_of('/'));
     }
 }
 

@@ -4,7 +4,6 @@
 #define AGENT_PROGRAM_CONFIGURATION_JSON_DOCUMENT_HPP
 
 #include <cstddef>
-#include <map>
 #include <string>
 #include <string_view>
 
@@ -23,13 +22,13 @@ struct JsonDocument {
     nlohmann::json root;  // of duplicate members the last; null if the text is not readable
     Problems problems;    // a syntax error, or everything that is stricter than the grammar
     bool readable = true; // false: a syntax error or nesting beyond the limit
-    std::map<std::string, std::size_t> lines; // of every value, or its member's name, by pointer
-
-    // The line of a value, or of the innermost one around it that is there.
-    std::size_t lineOf(std::string pointer) const;
 };
 
 JsonDocument parseJson(std::string_view text);
+
+// Gives every problem of a readable text its line: that of the value that it points to, or of its member's
+// name; of one that is not there, that of the innermost value around it.
+void findLines(std::string_view text, Problems& problems);
 
 // The pointer to a member or an element of what `pointer` points to.
 std::string memberPointer(std::string const& pointer, std::string_view name);
