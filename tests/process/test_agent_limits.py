@@ -2,9 +2,10 @@
 
 import os
 import resource
+import subprocess
 import unittest
 
-from support import FAILED, INVALID, SUCCESS, AgentTest, configuration
+from support import AGENT, FAILED, INVALID, SUCCESS, AgentTest, configuration
 
 REFUSED = "Resource temporarily unavailable"
 MORE_THAN_ENOUGH = 50
@@ -66,6 +67,18 @@ class SmallFiles(AgentTest):
         self.assertIn("cannot bind name: ", agent.texts("failure")[0])
         self.assertIn("File too large", agent.texts("failure")[0])
         self.assertFalse((self.directory / "socket").exists())
+
+
+class LittleMemory(AgentTest):
+    LIMIT = 60 << 20  # bytes of addresses; enough to begin with
+
+    def test_a_file_that_does_not_fit_is_told_in_words(self):
+        name = self.write("c.json", {"configurationID": "c" * 15_000_000})
+        done = subprocess.run(
+            [AGENT, "validate", name], cwd=self.directory, capture_output=True, text=True, check=False,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (self.LIMIT, self.LIMIT)),
+        )
+        self.assertEqual((done.returncode, done.stderr), (FAILED, "spf-agent: out of memory\n"))
 
 
 class LongNames(AgentTest):

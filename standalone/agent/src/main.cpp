@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -41,6 +42,12 @@ void occupyClosedStandardStreams() {
 
 void complain(std::string const& text) {
     std::fprintf(stderr, "%s\n", printable(text).c_str());
+}
+
+// What has gone wrong, in words for people.
+std::string reasonOf(std::exception const& error) {
+    bool const isMemory = dynamic_cast<std::bad_alloc const*>(&error) != nullptr;
+    return isMemory ? "out of memory" : error.what();
 }
 
 // Prints a result; false, which was said then, if it could not be written whole.
@@ -94,7 +101,7 @@ int narrated(Narrator& narrator, Session const& session) {
     try {
         return session();
     } catch (std::exception const& error) {
-        narrator.tellFailure(error.what());
+        narrator.tellFailure(reasonOf(error));
         narrator.tellSummary(exitstatus::failed);
         return exitstatus::failed;
     }
@@ -185,7 +192,8 @@ int main(int argc, char** argv) {
         }
         return print("") ? std::get<int>(parsed) : exitstatus::failed; // what was printed is on its way
     } catch (std::exception const& error) {
-        complain("spf-agent: " + withAdvice(error.what(), adviceForFailure(error.what())));
+        auto const reason = reasonOf(error);
+        complain("spf-agent: " + withAdvice(reason, adviceForFailure(reason)));
         return exitstatus::failed;
     }
 }
