@@ -145,9 +145,9 @@ TEST_F(Connecting, WhatAPeerAnswersIsQuotedCutAndWithoutControlCharacters) {
     installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
     auto peer = server.accept();
 
-    peer.sendFrame(R"({"type":"\u001b[31m\u007f)" + std::string(1000, 'x') + "\"}");
+    peer.sendFrame(R"({"type":"\u001b[31m\u007f\u0080\u009b\u00a0)" + std::string(1000, 'x') + "\"}");
 
-    auto const status = statuses_.waitForFirstWith("connecting: message: unknown type \"?[31m?xxx");
+    auto const status = statuses_.waitForFirstWith("connecting: message: unknown type \"?[31m???\u00a0xxx");
     EXPECT_THAT(status, EndsWith("xxx..."));
     EXPECT_LT(status.size(), 400U);
 }

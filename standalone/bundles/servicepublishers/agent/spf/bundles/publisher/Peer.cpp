@@ -1,7 +1,6 @@
 // The conversation with a peer, from the connection to its end.
 #include "agent/spf/bundles/publisher/Peer.hpp"
 
-#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <stdexcept>
@@ -28,12 +27,16 @@ std::string printable(std::string text) {
         text.resize(cut);
         text += "...";
     }
-    auto const isControl = [](char character) {
-        auto const byte = static_cast<unsigned char>(character);
-        return byte < 0x20 || byte == 0x7F;
-    };
-    std::replace_if(text.begin(), text.end(), isControl, '?');
-    return text;
+    std::string shown;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        auto const byte = static_cast<unsigned char>(text[at]);
+        auto const next = at + 1 < text.size() ? static_cast<unsigned char>(text[at + 1]) : 0U;
+        auto const isOfTwoBytes = byte == 0xC2 && next >= 0x80 && next < 0xA0; // U+0080 to U+009F
+        auto const isControl = byte < 0x20 || byte == 0x7F || isOfTwoBytes;
+        shown += isControl ? '?' : text[at];
+        at += isOfTwoBytes ? 1 : 0;
+    }
+    return shown;
 }
 
 } // namespace
