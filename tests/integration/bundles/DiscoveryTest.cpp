@@ -1,6 +1,7 @@
 // Discovery through a runtime directory.
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <future>
 #include <stdexcept>
@@ -14,6 +15,7 @@
 #include "BundlesTest.hpp"
 #include "ChildProcess.hpp"
 #include "SystemCalls.hpp"
+#include "Unprivileged.hpp"
 #include "agent/spf/bundles/common/FileDescriptor.hpp"
 #include "agent/spf/bundles/discovery/Announcement.hpp"
 #include "agent/spf/bundles/discovery/RuntimeDirectory.hpp"
@@ -414,6 +416,13 @@ TEST_F(Discovery, AnAnnouncementThatCannotBeWrittenNamesItsFile) {
 TEST(RuntimeDirectory, IsAbsolute) {
     EXPECT_EQ(runtimeDirectory(cppmicroservices::Any(std::string("here"))),
               std::filesystem::current_path() / "here");
+}
+
+TEST(RuntimeDirectory, IsThatOfTheUserWhoseRightsTheProcessHas) {
+    ::unsetenv("XDG_RUNTIME_DIR");
+    bundles_test::Unprivileged const user;
+
+    EXPECT_EQ(runtimeDirectory({}), "/tmp/spf-" + std::to_string(::geteuid()));
 }
 
 TEST(RuntimeDirectory, ThePropertyNamesIt) {

@@ -18,10 +18,10 @@ std::filesystem::path runtimeDirectory(cppmicroservices::Any const& property) {
         return std::filesystem::absolute(cppmicroservices::any_cast<std::string>(property));
     }
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing here changes the environment
-    if (auto const* const base = std::getenv("XDG_RUNTIME_DIR"); base != nullptr && *base == '/') {
+    if (auto const* const base = ::secure_getenv("XDG_RUNTIME_DIR"); base != nullptr && *base == '/') {
         return std::filesystem::path(base) / "spf";
     }
-    return "/tmp/spf-" + std::to_string(::getuid());
+    return "/tmp/spf-" + std::to_string(::geteuid());
 }
 
 void prepareRuntimeDirectory(std::filesystem::path const& directory) {

@@ -12,7 +12,8 @@ namespace agent::spf::bundles::discovery {
 inline constexpr char const* runtimeDirectoryProperty = "qo.spf.runtimedirectory";
 
 // The directory to use, as an absolute path: the property's value if that is a string, else "spf" below
-// $XDG_RUNTIME_DIR, else "spf-<uid>" in /tmp.
+// $XDG_RUNTIME_DIR, else "spf-<uid>" in /tmp, of the user whose rights the process has. A program that has
+// the rights of another user than the one who started it does not ask the environment, which is the latter's.
 std::filesystem::path runtimeDirectory(cppmicroservices::Any const& property);
 
 // Makes the directory, mode 0700, if it is not there. Throws std::runtime_error, naming the directory, when
