@@ -80,11 +80,14 @@ FileDescriptor openRegularFile(fs::path const& path) {
     return file;
 }
 
-std::string readAtMost(int descriptor, std::size_t size) {
-    std::string text(size, '\0');
+// The beginning of a file, maximumSize at most; as much of it as was there when this began.
+std::string readBeginning(int descriptor) {
+    struct stat status {};
+    ::fstat(descriptor, &status);
+    std::string text(std::min(static_cast<std::size_t>(status.st_size), maximumSize), '\0');
     std::size_t got = 0;
-    while (got < size) {
-        auto const count = ::read(descriptor, text.data() + got, size - got);
+    while (got < text.size()) {
+        auto const count = ::read(descriptor, text.data() + got, text.size() - got);
         if (count == 0 || (count < 0 && errno != EINTR)) {
             break;
         }
@@ -193,7 +196,10 @@ std::vector<Announcement> readAnnouncements(fs::path const& directory) {
     std::vector<Announcement> announcements;
     for (auto const& path : announcementFiles(directory)) {
         auto const file = openRegularFile(path);
-        auto announcement = parseAnnouncement(readAtMost(file.get(), maximumSize));
+        if (file.get() < 0) {
+            continue;
+        }
+        auto announcement = parseAnnouncement(readBeginning(file.get()));
         if (!announcement) {
             continue;
         }
