@@ -67,7 +67,11 @@ void SPFConfigurationUpdateTracker::enable(cppmicroservices::AnyMap const& confi
         },
         configuration);
 
-    disable();
+    try {
+        disable();
+    } catch (std::logic_error const&) {
+        // What was registered has ended already, as with its framework: nothing is left to replace.
+    }
     std::shared_ptr<FrameworkSetupListener> replaced; // released without the lock
     auto lock = lockWhenSettled();
     replaced = std::atomic_exchange(&listener, std::move(made));
@@ -158,7 +162,13 @@ void SPFConfigurationUpdateTracker::registerListenerWithLock(std::unique_lock<st
 void SPFConfigurationUpdateTracker::unregisterListenerWithLock(std::unique_lock<std::mutex>& lock) {
     auto registered = registration;
     lock.unlock();
-    registered.Unregister();
+    try {
+        registered.Unregister();
+    } catch (std::logic_error const&) { // it has ended already: there will never be anything to unregister
+        lock.lock();
+        registration = nullptr;
+        throw;
+    }
     lock.lock();
     registration = nullptr;
 }

@@ -47,11 +47,13 @@ public:
     ~SPFConfigurationUpdateTracker();
 
     // Makes and registers a listener for the configuration. A listener that is there already is replaced, and
-    // unregistered if it was registered. Throws std::bad_weak_ptr when no shared pointer owns the tracker,
-    // what the listener's construction throws, and what registering and unregistering throw.
+    // unregistered if it is still registered; its framework may be gone. Throws std::bad_weak_ptr when no
+    // shared pointer owns the tracker, what the listener's construction throws, and what registering and
+    // unregistering throw.
     void enable(cppmicroservices::AnyMap const& configuration);
 
-    // Unregisters the listener, if it is registered. Throws what unregistering throws.
+    // Unregisters the listener, if it is registered. Throws what unregistering throws: once a
+    // std::logic_error when the registration has ended already, as with its framework.
     void disable();
 
     // Prepares for the removal of the configuration: from now on completion no longer unregisters the
