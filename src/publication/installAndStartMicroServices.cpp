@@ -106,6 +106,9 @@ void installAndStartMicroServices() {
     if (state.restartingThread == std::this_thread::get_id()) {
         return; // from an activator that this thread is starting again; waiting for itself would never end
     }
+    // Released last, when nobody waits for this thread: they may be all that keeps another framework, whose
+    // end waits for activators, and those may come here.
+    std::vector<Bundle> former;
     std::unique_lock<std::mutex> lock(state.startupMutex);
     if (state.installationInProgress) {
         if (state.installingThread == std::this_thread::get_id()) {
@@ -118,7 +121,7 @@ void installAndStartMicroServices() {
         return state.startInstalledBundlesWithLock();
     }
 
-    state.installedBundles.clear();
+    former = std::exchange(state.installedBundles, {});
     state.installingThread = std::this_thread::get_id();
     state.installationInProgress = true;
     lock.unlock();

@@ -1,5 +1,5 @@
-// The fixture of tests in which real bundles are started: it records when they are, as "start <symbolic
-// name>".
+// The fixture of tests in which real bundles are started: it records when they are and when they are stopped,
+// as "start <symbolic name>" and "stop <symbolic name>".
 #ifndef TESTS_UNIT_PUBLICATION_BUNDLES_TEST_HPP
 #define TESTS_UNIT_PUBLICATION_BUNDLES_TEST_HPP
 
@@ -20,6 +20,7 @@ class BundlesTest : public HostTest {
 protected:
     static constexpr char const* startFirst = "start spf_unit_first";
     static constexpr char const* startSecond = "start spf_unit_second";
+    static constexpr char const* stopFirst = "stop spf_unit_first";
 
     // The library keeps the bundles that it recorded for the life of the process; a test leaves none.
     ~BundlesTest() override {
@@ -45,7 +46,7 @@ private:
     class Recorder : public ActivatorListener {
     public:
         void started(std::string const& symbolicName) override { callLog().record("start " + symbolicName); }
-        void stopped(std::string const&) override {}
+        void stopped(std::string const& symbolicName) override { callLog().record("stop " + symbolicName); }
     };
 };
 

@@ -87,6 +87,22 @@ TEST_F(InstallAndStartMicroServicesReentrant, OnAWaiterThatStartsTheBundlesRetur
     EXPECT_THAT(starts(), ElementsAre(startFirst, startSecond));
 }
 
+// The recorded bundles may be all that keeps a framework. When they are forgotten it ends, on any thread.
+TEST_F(InstallAndStartMicroServicesReentrant, FromAnActivatorOfAFrameworkThatEndsWaitsForNobody) {
+    fakeHost().setBundles(firstDirectory, {installFirst()});
+    fakeHost().bundles(firstDirectory).front().Start();
+    installAndStartMicroServices();
+    fakeHost().setBundles(firstDirectory, {});
+    abandonFrameworks();
+    fakeHost().setFramework(startFramework());
+    callLog().whenNth(1, stopFirst, [] {
+        installAndStartMicroServices();
+        callLog().record("returned");
+    });
+    ASSERT_TRUE(onAnotherThread()->returns());
+    EXPECT_EQ(callLog().count("returned"), 1U);
+}
+
 TEST_F(InstallAndStartMicroServicesConcurrent, OneThreadInstallsWhileTheOthersWait) {
     std::deque<ConcurrentCall<void>> waiters;
     callLog().whenNth(1, installationCalls[3], [&] {

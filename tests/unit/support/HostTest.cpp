@@ -69,10 +69,14 @@ void HostTest::stopFramework() {
 }
 
 void HostTest::dropFrameworks() {
-    fakeHost().setFramework(nullptr);
     for (auto const& each : frameworks_) {
         stop(*each);
     }
+    abandonFrameworks();
+}
+
+void HostTest::abandonFrameworks() {
+    fakeHost().setFramework(nullptr);
     frameworks_.clear();
 }
 

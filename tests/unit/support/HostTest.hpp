@@ -35,6 +35,9 @@ protected:
     // Stops the frameworks and drops every reference to them that the host and the test have.
     void dropFrameworks();
 
+    // Drops the references without stopping anything: a framework lives for as long as others keep it.
+    void abandonFrameworks();
+
     // Registers a recording ConfigurationAdmin in the framework; by default in the host's first.
     std::shared_ptr<RecordingConfigurationAdmin> provideConfigurationAdmin();
     std::shared_ptr<RecordingConfigurationAdmin>
