@@ -1,5 +1,6 @@
 // The framework's life in the standalone host: started, stopped, started anew.
 #include <atomic>
+#include <chrono>
 #include <future>
 #include <stdexcept>
 
@@ -172,7 +173,13 @@ TEST_F(FrameworkLifecycle, WhileItStopsTheFrameworkIsNotReturnedAndAStartWaits) 
     probe.onReport(nullptr);
 
     EXPECT_EQ(getFramework(), nullptr);
-    auto start = std::async(std::launch::async, [] { return startFramework(); });
+    std::promise<pid_t> starting;
+    auto start = std::async(std::launch::async, [&starting] {
+        starting.set_value(::gettid());
+        return startFramework();
+    });
+    waitUntilAsleep(starting.get_future().get());
+    EXPECT_EQ(start.wait_for(std::chrono::seconds::zero()), std::future_status::timeout);
     release.set_value();
 
     ASSERT_EQ(start.wait_for(patience), std::future_status::ready);
