@@ -21,19 +21,22 @@ int main(int argc, char* argv[]) try {
         .addServiceInterfaceToServicePublisher("rpc", "thermometer", "example.Thermometer", {});
     SPFConfiguration configuration = builder.build();
 
-    if (!configuration.waitForAllEndpoints(5s, "rpc")) { // of what is left: first to connect, second to bind
-        for (auto const& endpoint : configuration.listOutstandingEndpoints("rpc").second) {
+    if (!configuration.waitForAllEndpoints(5s, "rpc")) {
+        auto const [toConnect, toBind] = configuration.listOutstandingEndpoints("rpc");
+        for (auto const& endpoint : toBind) {
             std::cerr << "not bound in time: " << endpoint.ToString() << '\n';
         }
         return 1;
     }
     std::cout << "bound: " << argv[1] << '\n';
     if (!configuration.waitForAllServices(5s, "rpc")) {
+        std::cerr << "services not published in time\n";
         return 1;
     }
     std::cout << "services published\n";
     // Withdraws the configuration, and waits until the framework has removed it.
     if (!configuration.waitForAllServicesToBeUnpublished(5s, "rpc")) {
+        std::cerr << "services not unpublished in time\n";
         return 1;
     }
     std::cout << "services unpublished\n";

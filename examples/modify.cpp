@@ -24,6 +24,7 @@ int main(int argc, char* argv[]) try {
         .addServiceInterfaceToServicePublisher("rpc", "lamp-1", "example.Lamp", {});
     SPFConfiguration configuration = builder.build();
     if (!configuration.waitForAllServices(10s, "rpc")) {
+        std::cerr << "version 1 not published in time\n";
         return 1;
     }
     std::cout << "version 1 published, " << configuration.getServiceInterfaceConfigurations().size()
@@ -35,6 +36,7 @@ int main(int argc, char* argv[]) try {
         .addServiceInterfaceToServicePublisher("rpc", "switch-1", "example.Switch", {});
     configuration = next.build();
     if (!configuration.waitForAllEndpoints(10s, "rpc") || !configuration.waitForAllServices(10s, "rpc")) {
+        std::cerr << "version 2 not published in time\n";
         return 1;
     }
     std::cout << "version 2 published, " << configuration.getServiceInterfaceConfigurations().size()

@@ -43,11 +43,13 @@ int main(int argc, char* argv[]) try {
         std::cout << "still to be connected: " << endpoint.ToString() << '\n';
     }
     if (toConnect.size() != 1 || !toBind.empty()) {
+        std::cerr << "expected one endpoint to connect and none to bind\n";
         return 1;
     }
 
     SPFConfiguration const server = bind(argv[1]);
     if (!client.waitForAllEndpoints(20s, "client")) {
+        std::cerr << "not connected in time\n";
         return 1;
     }
     std::cout << "connected; outstanding: " << client.listOutstandingEndpoints("client").first.size() << '\n';

@@ -30,6 +30,7 @@ int main(int argc, char* argv[]) try {
 
     SPFConfiguration first = publish("first", argv[1]);
     if (!first.waitForAllServices(10s, "rpc")) {
+        std::cerr << "not published in time\n";
         return 1;
     }
     std::cout << "published\n";

@@ -1,5 +1,7 @@
 // The words on which the library and the framework's bundles agree: keys of the published property map, names
-// and persistent identifiers. A key is compared without regard to case, a name exactly.
+// and persistent identifiers. A key is compared without regard to case, a name exactly. A framework has a
+// copy of its own, as the standalone bundles have in their ConfigurationKeys.hpp: agreed on are the words,
+// not a file.
 #ifndef CONFIGURATION_KEYS_HPP
 #define CONFIGURATION_KEYS_HPP
 
