@@ -1,8 +1,11 @@
 // What an update tracker does when the framework is missing, has stopped or fails.
+#include <cstddef>
+#include <new>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
 
+#include "support/AllocationFailure.hpp"
 #include "support/PrivateMember.hpp"
 #include "tracking/UpdateTrackerTest.hpp"
 
@@ -117,6 +120,34 @@ TEST_F(SPFConfigurationUpdateTrackerFailureTest, ARegistrationThatHasEndedAlread
     registrationOf(*tracker).Unregister();
     EXPECT_THROW(tracker->disable(), std::logic_error);
     EXPECT_NO_THROW(tracker->disable());
+}
+
+TEST_F(SPFConfigurationUpdateTrackerFailureTest, AnUnregistrationWithoutMemoryIsTriedAgainByTheNext) {
+    auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
+    registrationOf(*tracker).Unregister();
+    {
+        AllocationFailure const outOfMemory(1, AllocationFailure::Duration::Lasting);
+        EXPECT_THROW(tracker->disable(), std::bad_alloc);
+    }
+    EXPECT_THROW(tracker->disable(), std::logic_error);
+}
+
+TEST_F(SPFConfigurationUpdateTrackerFailureTest, AnEnablingThatRanOutOfMemoryCanBeRepeated) {
+    bool failed = true;
+    for (std::size_t n = 1; failed; ++n) {
+        auto const tracker = SPFConfigurationUpdateTracker::create(configuration());
+        registrationOf(*tracker).Unregister();
+        auto const other = configurationMap(1, {publisherEntry("q")});
+        try {
+            AllocationFailure const outOfMemory(n);
+            tracker->enable(other);
+            failed = outOfMemory.happened();
+        } catch (std::bad_alloc const&) {
+            // As it may; what counts is what comes after.
+        }
+        tracker->enable(other);
+        EXPECT_FALSE(tracker->waitForAllServices(now, "q")) << "allocation " << n;
+    }
 }
 
 TEST_F(SPFConfigurationUpdateTrackerFailureTest, EnableReplacesARegistrationThatHasEndedWithItsFramework) {
