@@ -23,8 +23,8 @@ using namespace cppmicroservices;
 
 constexpr int kBundles = 20;
 
-/// Copies of the bundles, which no framework of this process has loaded: what a library costs is paid by the
-/// first to load it, and a provider may keep libraries loaded for the next one.
+// Copies of the bundles, which no framework of this process has loaded: what a library costs is paid by the
+// first to load it, and a provider may keep libraries loaded for the next one.
 class FreshBundles {
 public:
     FreshBundles() {

@@ -26,7 +26,7 @@ using namespace cppmicroservices;
 using registrybench::Other;
 using registrybench::Service;
 
-/// A framework in which so many services are registered, one in ten of them as Other.
+// A framework in which so many services are registered, one in ten of them as Other.
 class Population {
 public:
     explicit Population(std::int64_t count) {
@@ -128,7 +128,7 @@ void getAndRelease(benchmark::State& state) {
     }
 }
 
-/// So many listeners, all of which match.
+// So many listeners, all of which match.
 void deliverToListeners(benchmark::State& state) {
     Population population(0);
     std::int64_t calls = 0;
@@ -142,7 +142,7 @@ void deliverToListeners(benchmark::State& state) {
     state.SetItemsProcessed(calls);
 }
 
-/// So many listeners for another interface: what a service costs those who do not care.
+// So many listeners for another interface: what a service costs those who do not care.
 void deliverPastListenersForOthers(benchmark::State& state) {
     Population population(0);
     for (std::int64_t index = 0; index < state.range(0); ++index) {
@@ -155,7 +155,7 @@ void deliverPastListenersForOthers(benchmark::State& state) {
     }
 }
 
-/// So many listeners, each with a filter on a property.
+// So many listeners, each with a filter on a property.
 void deliverToFilteredListeners(benchmark::State& state) {
     Population population(0);
     for (std::int64_t index = 0; index < state.range(0); ++index) {

@@ -1,5 +1,6 @@
 // A framework with Configuration Admin for one test, and services that record what they are told.
-#pragma once
+#ifndef TESTS_MICROSERVICES_CONFIGURATION_ADMIN_FIXTURE_HPP
+#define TESTS_MICROSERVICES_CONFIGURATION_ADMIN_FIXTURE_HPP
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
@@ -243,3 +244,5 @@ private:
 };
 
 } // namespace configuration_admin_test
+
+#endif

@@ -1,5 +1,6 @@
 // A started framework, the test bundles, and recorders of its events.
-#pragma once
+#ifndef TESTS_MICROSERVICES_FRAMEWORK_FIXTURE_HPP
+#define TESTS_MICROSERVICES_FRAMEWORK_FIXTURE_HPP
 
 #include "bundles/Recording.hpp"
 
@@ -22,10 +23,10 @@
 #include <utility>
 #include <vector>
 
-/// Long enough for whatever is waited for on a busy machine; a test that gets that far has failed.
+// Long enough for whatever is waited for on a busy machine; a test that gets that far has failed.
 constexpr std::chrono::milliseconds failureTimeout = std::chrono::seconds(30);
 
-/// Collects texts from any thread.
+// Collects texts from any thread.
 class TextRecorder {
 public:
     void add(std::string text) {
@@ -57,7 +58,7 @@ inline std::string textOf(std::exception_ptr const& error) {
     }
 }
 
-/// What the exception of the type `Error` says that `function` throws.
+// What the exception of the type `Error` says that `function` throws.
 template <class Error, class Function>
 std::string messageOf(Function const& function) {
     try {
@@ -94,13 +95,13 @@ protected:
         return bundle;
     }
 
-    /// "TYPE NAME" of each bundle event from now on.
+    // "TYPE NAME" of each bundle event from now on.
     void recordBundleEvents() {
         context().AddBundleListener([this](cppmicroservices::BundleEvent const& event) {
             bundleEvents_.add(textOf(event.GetType()) + " " + event.GetBundle().GetSymbolicName());
         });
     }
-    /// "TYPE NAME message: exception" of each framework event from now on.
+    // "TYPE NAME message: exception" of each framework event from now on.
     void recordFrameworkEvents() {
         context().AddFrameworkListener([this](cppmicroservices::FrameworkEvent const& event) {
             auto const error = event.GetThrowable();
@@ -108,7 +109,7 @@ protected:
                                  event.GetMessage() + ": " + (error ? textOf(error) : "none"));
         });
     }
-    /// "TYPE x" of each service event from now on, with the property "x" of its service.
+    // "TYPE x" of each service event from now on, with the property "x" of its service.
     cppmicroservices::ListenerToken recordServiceEvents(std::string const& filter = {}) {
         return context().AddServiceListener(
             [this](cppmicroservices::ServiceEvent const& event) {
@@ -128,3 +129,5 @@ protected:
              testbundles::Record([this](std::string const& text) { records_.add(text); })},
             {testbundles::otherBundleProperty, locationOf("recorder")}});
 };
+
+#endif

@@ -1,5 +1,6 @@
 // Manifests that are given in place of those in a file.
-#pragma once
+#ifndef TESTS_MICROSERVICES_GIVEN_MANIFESTS_HPP
+#define TESTS_MICROSERVICES_GIVEN_MANIFESTS_HPP
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/Constants.h>
@@ -13,7 +14,7 @@ inline cppmicroservices::AnyMap givenHeaders(std::string const& name) {
     return headers;
 }
 
-/// One for each of the names, with nothing else in it.
+// One for each of the names, with nothing else in it.
 inline cppmicroservices::AnyMap givenManifests(std::initializer_list<std::string> names) {
     cppmicroservices::AnyMap manifests(cppmicroservices::AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
     for (auto const& name : names) {
@@ -21,3 +22,5 @@ inline cppmicroservices::AnyMap givenManifests(std::initializer_list<std::string
     }
     return manifests;
 }
+
+#endif

@@ -25,7 +25,7 @@ protected:
         manifests[name] = headers_;
         return manifests;
     }
-    /// What is wrong with the manifests, of which nothing must have been installed.
+    // What is wrong with the manifests, of which nothing must have been installed.
     std::string refusalOf(AnyMap const& manifests, std::string const& file = "manifest_only") {
         auto const before = context().GetBundles();
         auto const message =

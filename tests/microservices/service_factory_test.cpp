@@ -23,7 +23,7 @@ using namespace factorytest;
 
 namespace {
 
-/// Records its calls; makes a new object per call unless told otherwise.
+// Records its calls; makes a new object per call unless told otherwise.
 template <class Factory>
 class RecordingFactory : public Factory {
 public:

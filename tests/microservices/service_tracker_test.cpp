@@ -30,7 +30,7 @@ namespace {
 
 using Registration = ServiceRegistration<Service>;
 
-/// Records its calls and does what it is told.
+// Records its calls and does what it is told.
 class Customizer : public ServiceTrackerCustomizer<Service, Tracked> {
 public:
     std::shared_ptr<Tracked> AddingService(ServiceReference<Service> const&) override {

@@ -1,5 +1,6 @@
 // Lets a test go on when another thread waits.
-#pragma once
+#ifndef TESTS_MICROSERVICES_WAIT_UNTIL_ASLEEP_HPP
+#define TESTS_MICROSERVICES_WAIT_UNTIL_ASLEEP_HPP
 
 #include <fstream>
 #include <string>
@@ -7,7 +8,7 @@
 
 #include <unistd.h>
 
-/// Returns when the thread sleeps, as it does while it waits, or has ended.
+// Returns when the thread sleeps, as it does while it waits, or has ended.
 inline void waitUntilAsleep(pid_t thread) {
     auto const path = "/proc/self/task/" + std::to_string(thread) + "/stat";
     std::string text;
@@ -19,3 +20,5 @@ inline void waitUntilAsleep(pid_t thread) {
         }
     } while (text.find(") S ") == std::string::npos);
 }
+
+#endif

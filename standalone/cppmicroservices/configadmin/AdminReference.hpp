@@ -1,5 +1,6 @@
 // The service reference of Configuration Admin that its events carry.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_ADMINREFERENCE_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_ADMINREFERENCE_HPP
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceReference.h>
@@ -30,3 +31,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

@@ -1,5 +1,6 @@
 // The ConfigurationAdmin service: the public face of the store.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_CONFIGURATIONADMINSERVICE_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_CONFIGURATIONADMINSERVICE_HPP
 
 #include "ConfigurationStore.hpp"
 
@@ -28,3 +29,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

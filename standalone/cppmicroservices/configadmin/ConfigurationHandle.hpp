@@ -1,5 +1,6 @@
 // What a client holds of a configuration.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_CONFIGURATIONHANDLE_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_CONFIGURATIONHANDLE_HPP
 
 #include "ConfigurationStore.hpp"
 
@@ -38,3 +39,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

@@ -1,5 +1,6 @@
 // All configurations and everybody who is told of their changes.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_CONFIGURATIONSTORE_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_CONFIGURATIONSTORE_HPP
 
 #include "AdminReference.hpp"
 #include "Delivery.hpp"
@@ -129,3 +130,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

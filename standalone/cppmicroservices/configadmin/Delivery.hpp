@@ -1,5 +1,6 @@
 // Tells services of a change of a configuration. What a service throws is logged and concerns no other.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_DELIVERY_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_DELIVERY_HPP
 
 #include "AdminReference.hpp"
 #include "Subscriber.hpp"
@@ -41,3 +42,5 @@ void deliver(Change const& change,
              Subscriber<cppmicroservices::service::cm::ManagedServiceFactory> const& subscriber) noexcept;
 
 } // namespace agent::configurationadmin
+
+#endif

@@ -4,7 +4,8 @@
 //     "cm": { "version": 1, "configurations": [ { "pid": "printer", "properties": { "pages": 5 } } ] }
 //
 // What a client changed or removed meanwhile stays as the client left it when the bundle stops.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_MANIFESTCONFIGURATIONS_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_MANIFESTCONFIGURATIONS_HPP
 
 #include "ConfigurationStore.hpp"
 
@@ -52,3 +53,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

@@ -1,5 +1,6 @@
 // Runs jobs asynchronously: in order within a queue, while no queue ever waits for another.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_SERIALQUEUES_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_SERIALQUEUES_HPP
 
 #include <atomic>
 #include <condition_variable>
@@ -101,3 +102,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

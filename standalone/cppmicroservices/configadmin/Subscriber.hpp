@@ -1,5 +1,6 @@
 // A service that is told of changes, for as long as it is registered.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_SUBSCRIBER_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_SUBSCRIBER_HPP
 
 #include <algorithm>
 #include <memory>
@@ -70,3 +71,5 @@ Subscribers<Service> withoutSubscriber(Subscribers<Service> const& list,
 }
 
 } // namespace agent::configurationadmin
+
+#endif

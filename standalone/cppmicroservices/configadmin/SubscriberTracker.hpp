@@ -1,5 +1,6 @@
 // Finds the services of one interface in the service registry and makes them subscribers of the store.
-#pragma once
+#ifndef CPPMICROSERVICES_CONFIGADMIN_SUBSCRIBERTRACKER_HPP
+#define CPPMICROSERVICES_CONFIGADMIN_SUBSCRIBERTRACKER_HPP
 
 #include "ConfigurationStore.hpp"
 #include "Subscriber.hpp"
@@ -76,3 +77,5 @@ private:
 };
 
 } // namespace agent::configurationadmin
+
+#endif

@@ -204,7 +204,7 @@ public:
     }
 
 private:
-    std::mutex mutable mutex_; // guards offers_
+    mutable std::mutex mutex_; // guards offers_
     std::shared_ptr<agent::spf::bundles::PeerOffers const> offers_;
 };
 
@@ -279,8 +279,8 @@ private:
         changed_.notify_all();
     }
 
-    std::mutex mutable mutex_; // guards what follows
-    std::condition_variable mutable changed_;
+    mutable std::mutex mutex_; // guards what follows
+    mutable std::condition_variable changed_;
     Kind kind_ = Kind::None;
     std::uint32_t count_ = 0;
 };

@@ -86,8 +86,8 @@ public:
     }
 
 private:
-    std::mutex mutable mutex_; // guards values_
-    std::condition_variable mutable changed_;
+    mutable std::mutex mutex_; // guards values_
+    mutable std::condition_variable changed_;
     std::vector<T> values_;
 };
 

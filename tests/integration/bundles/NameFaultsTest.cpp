@@ -111,8 +111,8 @@ public:
     }
 
 private:
-    std::mutex mutable mutex_; // guards what follows: the latest modification of which each was told
-    std::condition_variable mutable changed_;
+    mutable std::mutex mutex_; // guards what follows: the latest modification of which each was told
+    mutable std::condition_variable changed_;
     std::uint32_t bound_ = 0;
     std::uint32_t published_ = 0;
     std::uint32_t connected_ = 0;

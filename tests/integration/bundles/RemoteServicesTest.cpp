@@ -256,7 +256,7 @@ public:
     }
 
 private:
-    std::mutex mutable mutex_; // guards offers_
+    mutable std::mutex mutex_; // guards offers_
     std::shared_ptr<agent::spf::bundles::PeerOffers const> offers_;
 };
 

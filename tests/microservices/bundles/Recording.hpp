@@ -1,5 +1,6 @@
 // How test bundles tell the test what happens to them: through a function among the framework's properties.
-#pragma once
+#ifndef TESTS_MICROSERVICES_BUNDLES_RECORDING_HPP
+#define TESTS_MICROSERVICES_BUNDLES_RECORDING_HPP
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/BundleContext.h>
@@ -11,7 +12,7 @@
 
 namespace testbundles {
 
-/// Has a text, as not every release of the interface holds a value without one.
+// Has a text, as not every release of the interface holds a value without one.
 class Record {
 public:
     explicit Record(std::function<void(std::string const&)> function)
@@ -26,7 +27,7 @@ private:
 inline std::string const recordProperty = "test.record";
 inline std::string const otherBundleProperty = "test.other";
 
-/// Does nothing if the framework has no such property.
+// Does nothing if the framework has no such property.
 inline void record(cppmicroservices::BundleContext const& context, std::string const& text) {
     auto const property = context.GetProperty(recordProperty);
     if (auto const* record = cppmicroservices::any_cast<Record>(&property)) {
@@ -35,3 +36,5 @@ inline void record(cppmicroservices::BundleContext const& context, std::string c
 }
 
 } // namespace testbundles
+
+#endif

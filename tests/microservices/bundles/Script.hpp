@@ -1,6 +1,7 @@
 // What the activators of scripted bundles do, which the test decides: a function among the framework's
 // properties.
-#pragma once
+#ifndef TESTS_MICROSERVICES_BUNDLES_SCRIPT_HPP
+#define TESTS_MICROSERVICES_BUNDLES_SCRIPT_HPP
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/BundleContext.h>
@@ -14,7 +15,7 @@ namespace testbundles {
 
 enum class Moment { start, stop };
 
-/// Has a text, as not every release of the interface holds a value without one.
+// Has a text, as not every release of the interface holds a value without one.
 class Script {
 public:
     using Function = std::function<void(cppmicroservices::BundleContext const&, Moment)>;
@@ -32,7 +33,7 @@ private:
 
 inline std::string const scriptProperty = "test.script";
 
-/// Does nothing if the framework has no such property.
+// Does nothing if the framework has no such property.
 inline void runScript(cppmicroservices::BundleContext const& context, Moment moment) {
     auto const property = context.GetProperty(scriptProperty);
     if (auto const* script = cppmicroservices::any_cast<Script>(&property)) {
@@ -41,3 +42,5 @@ inline void runScript(cppmicroservices::BundleContext const& context, Moment mom
 }
 
 } // namespace testbundles
+
+#endif

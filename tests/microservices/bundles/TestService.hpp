@@ -1,5 +1,6 @@
 // The interface of the service that a test bundle registers.
-#pragma once
+#ifndef TESTS_MICROSERVICES_BUNDLES_TEST_SERVICE_HPP
+#define TESTS_MICROSERVICES_BUNDLES_TEST_SERVICE_HPP
 
 #include <cppmicroservices/ServiceInterface.h>
 
@@ -14,3 +15,5 @@ public:
 } // namespace testbundles
 
 CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE(testbundles::TestService, "testbundles.TestService/1")
+
+#endif

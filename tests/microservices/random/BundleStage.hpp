@@ -1,6 +1,7 @@
 // Two frameworks with bundles whose activators do all sorts of things, and everything that was ever got from
 // them.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_BUNDLE_STAGE_HPP
+#define TESTS_MICROSERVICES_RANDOM_BUNDLE_STAGE_HPP
 
 #include "CallLog.hpp"
 #include "Random.hpp"
@@ -315,3 +316,5 @@ protected:
 };
 
 } // namespace randomised
+
+#endif

@@ -1,5 +1,6 @@
 // What is called while an operation runs, on any thread.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_CALL_LOG_HPP
+#define TESTS_MICROSERVICES_RANDOM_CALL_LOG_HPP
 
 #include <algorithm>
 #include <mutex>
@@ -17,8 +18,8 @@ public:
         calls_.emplace_back(std::move(receiver), std::move(call));
     }
 
-    /// Writes the calls, those of one receiver in their order, and forgets them. In which order receivers are
-    /// called is open.
+    // Writes the calls, those of one receiver in their order, and forgets them. In which order receivers are
+    // called is open.
     void flush(std::ostream& transcript) {
         std::lock_guard const lock(mutex_);
         std::stable_sort(calls_.begin(), calls_.end(),
@@ -35,3 +36,5 @@ private:
 };
 
 } // namespace randomised
+
+#endif

@@ -1,5 +1,6 @@
 // Random choices that follow from a seed alone, the same with every compiler and standard library.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_RANDOM_HPP
+#define TESTS_MICROSERVICES_RANDOM_RANDOM_HPP
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +15,7 @@ public:
 
     std::uint64_t bits() { return engine_(); }
 
-    /// At least 0 and less than `limit`.
+    // At least 0 and less than `limit`.
     std::size_t below(std::size_t limit) { return static_cast<std::size_t>(engine_() % limit); }
 
     bool percent(std::size_t probability) { return below(100) < probability; }
@@ -29,3 +30,5 @@ private:
 };
 
 } // namespace randomised
+
+#endif

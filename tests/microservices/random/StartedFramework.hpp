@@ -1,5 +1,6 @@
 // A framework that runs as long as the object lives, and the test bundles.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_STARTED_FRAMEWORK_HPP
+#define TESTS_MICROSERVICES_RANDOM_STARTED_FRAMEWORK_HPP
 
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
@@ -39,3 +40,5 @@ private:
 };
 
 } // namespace randomised
+
+#endif

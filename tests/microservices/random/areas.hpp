@@ -1,5 +1,6 @@
 // The areas in which random operations are compared.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_AREAS_HPP
+#define TESTS_MICROSERVICES_RANDOM_AREAS_HPP
 
 #include "Random.hpp"
 
@@ -7,7 +8,7 @@
 
 namespace randomised {
 
-/// Each runs one case, which follows from `random` alone, and writes its transcript.
+// Each runs one case, which follows from `random` alone, and writes its transcript.
 void runAnyCase(Random& random, std::ostream& transcript);
 void runBundleCase(Random& random, std::ostream& transcript);
 void runCallbackCase(Random& random, std::ostream& transcript);
@@ -17,3 +18,5 @@ void runMapCase(Random& random, std::ostream& transcript);
 void runServiceCase(Random& random, std::ostream& transcript);
 
 } // namespace randomised
+
+#endif

@@ -1,5 +1,6 @@
 // Bundles, their manifests and what they say about themselves, for random operations on frameworks.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_BUNDLES_HPP
+#define TESTS_MICROSERVICES_RANDOM_BUNDLES_HPP
 
 #include "Random.hpp"
 
@@ -14,20 +15,20 @@
 
 namespace randomised {
 
-/// Where the frameworks of this process store files.
+// Where the frameworks of this process store files.
 std::string storageDirectory();
 
-/// Without the directories, which differ between processes.
+// Without the directories, which differ between processes.
 std::string withoutDirectory(std::string text);
 
-/// Without what is wrong with a file that is no bundle: how a bundle is packed differs between the providers.
+// Without what is wrong with a file that is no bundle: how a bundle is packed differs between the providers.
 std::string withoutReason(std::string const& text);
 
-/// Where a test bundle lies, or something that is no bundle. Not the location of the system bundle, with
-/// which the installed provider crashes.
+// Where a test bundle lies, or something that is no bundle. Not the location of the system bundle, with
+// which the installed provider crashes.
 std::string randomLocation(Random& random);
 
-/// Mostly empty; otherwise manifests to take in place of the file's, good or bad.
+// Mostly empty; otherwise manifests to take in place of the file's, good or bad.
 cppmicroservices::AnyMap randomManifests(Random& random);
 
 template <class Value>
@@ -37,13 +38,15 @@ std::string streamed(Value const& value) {
     return stream.str();
 }
 
-/// The name and the identifier.
+// The name and the identifier.
 std::string nameOf(cppmicroservices::Bundle const& bundle);
 std::string namesOf(std::vector<cppmicroservices::Bundle> const& bundles);
 
-/// Everything but the services.
+// Everything but the services.
 std::string describeBundle(cppmicroservices::Bundle const& bundle);
 
 std::string describeEvent(cppmicroservices::FrameworkEvent const& event);
 
 } // namespace randomised
+
+#endif

@@ -24,7 +24,7 @@ using namespace cppmicroservices;
 
 namespace {
 
-/// Tells of each call, by actions that may do anything.
+// Tells of each call, by actions that may do anything.
 class ActingFactory : public ServiceFactory {
 public:
     using Action = std::function<void(std::string const&)>;
@@ -93,7 +93,7 @@ private:
         ServiceReferenceU reference; // the registration gives none once it has ended
     };
 
-    /// Without what the callbacks do and say: a tracker that is opened or closed calls them in any order.
+    // Without what the callbacks do and say: a tracker that is opened or closed calls them in any order.
     template <class Action>
     void quietly(Action const& action) {
         bool const before = std::exchange(quiet_, true);
@@ -131,7 +131,7 @@ private:
         --depth_;
     }
 
-    /// What a callback does.
+    // What a callback does.
     void act(std::string const& call) {
         say(call);
         ++depth_;
@@ -154,13 +154,13 @@ private:
         takesBack_ = before;
     }
 
-    /// Whether it is one of those, or goes with its bundle.
+    // Whether it is one of those, or goes with its bundle.
     bool isAnyOf(std::vector<std::string> const& names, Registered const& registered) const {
         return std::find(names.begin(), names.end(), registered.name) != names.end() ||
                (stops_ && registered.byBundle);
     }
 
-    /// A copy, as operations inside an operation add others.
+    // A copy, as operations inside an operation add others.
     Registered anyRegistered() { return registered_[random_.below(registered_.size())]; }
 
     std::string registerService() {

@@ -1,6 +1,7 @@
 // Services, their properties and filters, factories and trackers' customizers for random operations on the
 // registry.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_SERVICES_HPP
+#define TESTS_MICROSERVICES_RANDOM_SERVICES_HPP
 
 #include "CallLog.hpp"
 #include "Random.hpp"
@@ -33,10 +34,10 @@ struct Second {
 };
 struct Both : First, Second {};
 
-/// The property "n" names each service.
+// The property "n" names each service.
 std::string nameOf(cppmicroservices::ServiceReferenceBase const& reference);
 
-/// Ends the name of a service whose factory may fail. With the installed provider, it is in use even then.
+// Ends the name of a service whose factory may fail. With the installed provider, it is in use even then.
 constexpr std::string_view failingSuffix = "f";
 bool mayFail(cppmicroservices::ServiceReferenceU const& reference);
 
@@ -44,10 +45,10 @@ cppmicroservices::ServiceProperties randomServiceProperties(Random& random, std:
 
 inline constexpr std::string_view malformedServiceFilter = "(x=1";
 
-/// Of the interfaces and of what randomServiceProperties() gives; possibly empty or malformed.
+// Of the interfaces and of what randomServiceProperties() gives; possibly empty or malformed.
 std::string randomServiceFilter(Random& random);
 
-/// Its properties, bundle, users and interfaces.
+// Its properties, bundle, users and interfaces.
 std::string describeService(cppmicroservices::ServiceReferenceU const& reference);
 
 template <class Reference>
@@ -59,8 +60,8 @@ std::string namesOf(std::vector<Reference> const& references) {
     return names;
 }
 
-/// Gives objects, each of which has a name of its own, or fails in one of the ways in which a factory can.
-/// `Factory` is one of the two interfaces.
+// Gives objects, each of which has a name of its own, or fails in one of the ways in which a factory can.
+// `Factory` is one of the two interfaces.
 template <class Factory>
 class FailingFactory : public Factory {
 public:
@@ -110,7 +111,7 @@ private:
     int made_ = 0;
 };
 
-/// Tracks some services, refuses some, and fails for some.
+// Tracks some services, refuses some, and fails for some.
 class RecordingCustomizer : public cppmicroservices::ServiceTrackerCustomizer<First, std::string> {
 public:
     using Reference = cppmicroservices::ServiceReference<First>;
@@ -138,3 +139,5 @@ private:
 };
 
 } // namespace randomised
+
+#endif

@@ -1,5 +1,6 @@
 // Lines of a transcript: what an operation gave, in a form that is the same for every provider.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_TRANSCRIPT_HPP
+#define TESTS_MICROSERVICES_RANDOM_TRANSCRIPT_HPP
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
@@ -12,16 +13,16 @@
 
 namespace randomised {
 
-/// In quotes, on one line; bytes that are not printable ASCII as \xNN.
+// In quotes, on one line; bytes that are not printable ASCII as \xNN.
 std::string inQuotes(std::string_view text);
 
-/// Its class and message.
+// Its class and message.
 std::string textOf(std::exception const& error);
 
-/// The type and the JSON form.
+// The type and the JSON form.
 std::string textOf(cppmicroservices::Any const& value);
 
-/// The kind, and the entries in the order of their keys.
+// The kind, and the entries in the order of their keys.
 std::string textOf(cppmicroservices::AnyMap const& map);
 
 inline std::string textOf(bool value) {
@@ -31,7 +32,7 @@ inline std::string textOf(std::string const& value) {
     return inQuotes(value);
 }
 
-/// What `operation` returns, or the exception that it throws.
+// What `operation` returns, or the exception that it throws.
 template <class Operation>
 std::string outcome(Operation const& operation) {
     try {
@@ -49,3 +50,5 @@ std::string outcome(Operation const& operation) {
 }
 
 } // namespace randomised
+
+#endif

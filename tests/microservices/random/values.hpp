@@ -1,5 +1,6 @@
 // Random values of the types that properties have, and property maps.
-#pragma once
+#ifndef TESTS_MICROSERVICES_RANDOM_VALUES_HPP
+#define TESTS_MICROSERVICES_RANDOM_VALUES_HPP
 
 #include "Random.hpp"
 
@@ -14,14 +15,14 @@ namespace randomised {
 
 std::string typeName(cppmicroservices::Any const& value);
 
-/// Such that two meet often: one of few, a number near a limit of an integer type, or some of few characters.
+// Such that two meet often: one of few, a number near a limit of an integer type, or some of few characters.
 std::string randomText(Random& random);
 
-/// One of few words, in any case.
+// One of few words, in any case.
 std::string randomKey(Random& random);
 
-/// Of any type, possibly empty; containers nest at most `depth` levels. Has one text only: of the maps in it,
-/// only ordered ones have more than one entry.
+// Of any type, possibly empty; containers nest at most `depth` levels. Has one text only: of the maps in it,
+// only ordered ones have more than one entry.
 cppmicroservices::Any randomValue(Random& random, int depth = 2);
 
 cppmicroservices::AnyMap::map_type randomKind(Random& random);
@@ -31,10 +32,12 @@ cppmicroservices::AnyMap randomMap(Random& random, cppmicroservices::AnyMap::map
 
 std::vector<std::string> sortedKeys(cppmicroservices::AnyMap const& map);
 
-/// Whether it or a value nested in it is empty: the installed provider crashes when it compares such a value.
+// Whether it or a value nested in it is empty: the installed provider crashes when it compares such a value.
 bool holdsEmpty(cppmicroservices::Any const& value);
 
-/// Whether its text depends on the order of a hash table.
+// Whether its text depends on the order of a hash table.
 bool hasManyTexts(cppmicroservices::Any const& value);
 
 } // namespace randomised
+
+#endif

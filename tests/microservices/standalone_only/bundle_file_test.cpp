@@ -40,7 +40,7 @@ using SectionHeader = ElfW(Shdr);
 constexpr unsigned char otherClass = sizeof(void*) == 8 ? ELFCLASS32 : ELFCLASS64;
 constexpr auto largest = std::numeric_limits<ElfW(Off)>::max();
 
-/// Of this program.
+// Of this program.
 FileHeader nativeHeader() {
     FileHeader header{};
     std::ifstream program("/proc/self/exe", std::ios::binary);
@@ -49,7 +49,7 @@ FileHeader nativeHeader() {
     return header;
 }
 
-/// An ELF image with the sections "", the names, and `name` with `contents`, in this order.
+// An ELF image with the sections "", the names, and `name` with `contents`, in this order.
 std::string makeImage(std::string const& name, std::string const& contents) {
     std::string const names = std::string(1, '\0') + ".shstrtab" + '\0' + name + '\0';
     FileHeader header = nativeHeader();
@@ -70,7 +70,7 @@ std::string makeImage(std::string const& name, std::string const& contents) {
            std::string(reinterpret_cast<char const*>(sections), sizeof(sections));
 }
 
-/// The image copied to the end of a block, so that the address sanitizer sees every read beyond it.
+// The image copied to the end of a block, so that the address sanitizer sees every read beyond it.
 std::optional<std::string> findIn(std::string const& image) {
     std::vector<char> const bytes(image.begin(), image.end());
     auto const found = findElfSection({bytes.data(), bytes.size()}, sectionName);
@@ -113,7 +113,7 @@ std::string messageOfRead(std::string const& path) {
     return "accepted";
 }
 
-/// A file with these bytes.
+// A file with these bytes.
 class TemporaryFile {
 public:
     explicit TemporaryFile(std::string const& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
@@ -128,7 +128,7 @@ private:
             .string();
 };
 
-/// What a framework says of the image after its path.
+// What a framework says of the image after its path.
 std::string refusalByFramework(std::string const& image) {
     TemporaryFile const file(image);
     auto framework = cppmicroservices::FrameworkFactory().NewFramework();

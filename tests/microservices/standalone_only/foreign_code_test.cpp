@@ -28,7 +28,7 @@ protected:
         admin_ = context_.GetService(context_.GetServiceReference<service::cm::ConfigurationAdmin>());
     }
 
-    /// Says whether the foreign code was called and another thread could work meanwhile.
+    // Says whether the foreign code was called and another thread could work meanwhile.
     ~ForeignCode() override {
         EXPECT_TRUE(called_) << "no foreign code was called";
         if (others_.valid()) {
@@ -39,7 +39,7 @@ protected:
         framework_.WaitForStop(std::chrono::milliseconds::zero());
     }
 
-    /// What the foreign code does when it is first called; what the other thread does calls it again.
+    // What the foreign code does when it is first called; what the other thread does calls it again.
     void waitForOthers() {
         if (called_.exchange(true)) {
             return;
@@ -116,7 +116,7 @@ private:
     }
 };
 
-/// A customizer that waits in one of its calls.
+// A customizer that waits in one of its calls.
 class Customizer : public ServiceTrackerCustomizer<int> {
 public:
     enum class Call { Adding, Modified, Removed };
@@ -149,7 +149,7 @@ private:
 
 class ForeignCustomizer : public ForeignCode, public testing::WithParamInterface<Customizer::Call> {};
 
-/// A factory that waits when it gives a service or takes one back.
+// A factory that waits when it gives a service or takes one back.
 class Factory : public ServiceFactory {
 public:
     Factory(std::function<void()> get, std::function<void()> unget)

@@ -24,7 +24,7 @@ namespace {
 
 class FrameworkGuarantees : public FrameworkTest {
 protected:
-    /// Has the function called by the recorder's activator when it starts.
+    // Has the function called by the recorder's activator when it starts.
     void onStart(std::function<void(Bundle)> function) {
         other_ = FrameworkFactory().NewFramework(FrameworkConfiguration{
             {testbundles::recordProperty, testbundles::Record([this, function](std::string const& text) {

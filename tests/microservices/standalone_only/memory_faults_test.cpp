@@ -41,7 +41,7 @@ public:
 
 class MemoryFaults : public FrameworkTest, public testing::WithParamInterface<AllocationFailure::Duration> {
 protected:
-    /// Starts the bundle and has it add and use one of each kind.
+    // Starts the bundle and has it add and use one of each kind.
     void startAndUse(Bundle& bundle) {
         bundle.Start();
         auto context = bundle.GetBundleContext();
@@ -55,7 +55,7 @@ protected:
         tracker_->Open();
     }
 
-    /// Whether `call` has an n-th allocation. That one fails, or all from there on.
+    // Whether `call` has an n-th allocation. That one fails, or all from there on.
     template <class Call>
     bool runsOutOfMemoryAt(std::size_t n, Call const& call) {
         AllocationFailure const failure(n, GetParam());
@@ -63,7 +63,7 @@ protected:
         return failure.happened();
     }
 
-    /// Calls `fails(n)` for each n from 1 until there is no n-th allocation to fail. Returns the last n.
+    // Calls `fails(n)` for each n from 1 until there is no n-th allocation to fail. Returns the last n.
     template <class Fails>
     std::size_t failEachAllocation(Fails const& fails) {
         std::size_t n = 0;

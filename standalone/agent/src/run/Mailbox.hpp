@@ -67,7 +67,7 @@ public:
     }
 
 private:
-    std::mutex mutable mutex_; // guards what follows
+    mutable std::mutex mutex_; // guards what follows
     std::condition_variable arrived_;
     std::condition_variable roomMade_;
     std::deque<Message> messages_;

@@ -20,27 +20,27 @@
 
 namespace cppmicroservices {
 
-/// Holds nothing or one value. Values up to the size of a std::string are stored in the object itself if
-/// their move constructor cannot throw, larger ones on the heap; moving an Any never allocates. A moved-from
-/// Any is empty.
+// Holds nothing or one value. Values up to the size of a std::string are stored in the object itself if
+// their move constructor cannot throw, larger ones on the heap; moving an Any never allocates. A moved-from
+// Any is empty.
 class US_Framework_EXPORT Any {
     template <typename ValueType>
     using IfMovedIn =
         std::enable_if_t<!std::is_same_v<Any, std::decay_t<ValueType>> && !std::is_reference_v<ValueType>>;
 
 public:
-    /// Empty. Not defaulted, so that constants can be declared without an initialiser.
+    // Empty. Not defaulted, so that constants can be declared without an initialiser.
     Any() noexcept {} // NOLINT(modernize-use-equals-default)
 
-    /// Holds a copy of `value`. Implicit, so that values can be written where an Any is expected. A string
-    /// literal is no value that can be held: write std::string("...").
+    // Holds a copy of `value`. Implicit, so that values can be written where an Any is expected. A string
+    // literal is no value that can be held: write std::string("...").
     template <typename ValueType>
     Any(ValueType const& value)
         : operations_(&detail::AnyOperationsFor<ValueType>::table) {
         detail::AnyOperationsFor<ValueType>::create(storage_, value);
     }
 
-    /// Holds `value`, moved in.
+    // Holds `value`, moved in.
     template <typename ValueType, typename = IfMovedIn<ValueType>>
     Any(ValueType&& value)
         : operations_(&detail::AnyOperationsFor<std::decay_t<ValueType>>::table) {
@@ -88,7 +88,7 @@ public:
         return assign(std::forward<ValueType>(rhs));
     }
 
-    /// Exchanges the values and returns this object.
+    // Exchanges the values and returns this object.
     Any& Swap(Any& rhs) noexcept {
         if (this != &rhs) {
             Any held;
@@ -99,17 +99,17 @@ public:
         return *this;
     }
 
-    /// Whether this holds a `ValueType` that is equal to `val`. Types without operator== are equal to
-    /// nothing, and types are not converted: an Any that holds a std::string is never equal to a character
-    /// array.
+    // Whether this holds a `ValueType` that is equal to `val`. Types without operator== are equal to
+    // nothing, and types are not converted: an Any that holds a std::string is never equal to a character
+    // array.
     template <typename ValueType>
     bool operator==(ValueType const& val) const {
         ValueType const* const held = valueIf<ValueType>();
         return held && detail::equalValues(*held, val);
     }
 
-    /// Whether both hold values of one type that are equal. An empty Any is equal to nothing, not even to
-    /// another empty one.
+    // Whether both hold values of one type that are equal. An empty Any is equal to nothing, not even to
+    // another empty one.
     bool operator==(Any const& rhs) const {
         return operations_ != nullptr && rhs.operations_ != nullptr &&
                operations_->type == rhs.operations_->type && rhs.operations_->equal(value(), rhs.value());
@@ -122,28 +122,28 @@ public:
 
     bool Empty() const noexcept { return operations_ == nullptr; }
 
-    /// The value as operator<< writes it, unless any_value_to_string() is specialised or overloaded for its
-    /// type; containers as "[a,b]" and "{key : value, ...}".
-    /// \throws std::logic_error if this is empty.
+    // The value as operator<< writes it, unless any_value_to_string() is specialised or overloaded for its
+    // type; containers as "[a,b]" and "{key : value, ...}".
+    // \throws std::logic_error if this is empty.
     std::string ToString() const;
 
-    /// As ToString(), but an empty Any gives the empty string.
+    // As ToString(), but an empty Any gives the empty string.
     std::string ToStringNoExcept() const;
 
-    /// The value as JSON; an empty Any is null. Types print themselves through any_value_to_json(); the
-    /// default writes them with operator<<.
-    /// \param increment spaces that each level adds; 0 writes everything on one line
-    /// \param indent spaces in front of the elements of the outermost level
+    // The value as JSON; an empty Any is null. Types print themselves through any_value_to_json(); the
+    // default writes them with operator<<.
+    // \param increment spaces that each level adds; 0 writes everything on one line
+    // \param indent spaces in front of the elements of the outermost level
     std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
 
-    /// \param prettyPrint one element a line, indented by four spaces for each level
+    // \param prettyPrint one element a line, indented by four spaces for each level
     std::string ToJSON(bool prettyPrint = false) const;
 
-    /// The value as a C++ expression, laid out as ToJSON() does. An empty Any is null.
+    // The value as a C++ expression, laid out as ToJSON() does. An empty Any is null.
     std::string ToCPP(std::uint8_t increment, std::int32_t indent) const;
     std::string ToCPP(bool prettyPrint = false) const;
 
-    /// The type of the value; that of void if this is empty.
+    // The type of the value; that of void if this is empty.
     std::type_info const& Type() const noexcept { return operations_ ? operations_->type : typeid(void); }
 
 private:
@@ -199,7 +199,7 @@ private:
     detail::AnyStorage storage_;
 };
 
-/// A failed conversion by any_cast() or ref_any_cast().
+// A failed conversion by any_cast() or ref_any_cast().
 class US_Framework_EXPORT BadAnyCastException : public std::bad_cast {
 public:
     BadAnyCastException(std::string msg = "");
@@ -219,7 +219,7 @@ namespace detail {
 
 } // namespace detail
 
-/// The value held, or null if `operand` is null, is empty or holds another type.
+// The value held, or null if `operand` is null, is empty or holds another type.
 template <typename ValueType>
 ValueType* any_cast(Any* operand) {
     return operand ? const_cast<ValueType*>(operand->template valueIf<std::remove_cv_t<ValueType>>())
@@ -231,8 +231,8 @@ ValueType const* any_cast(Any const* operand) {
     return operand ? operand->template valueIf<std::remove_cv_t<ValueType>>() : nullptr;
 }
 
-/// A reference to the value held.
-/// \throws BadAnyCastException if `operand` is empty or holds another type.
+// A reference to the value held.
+// \throws BadAnyCastException if `operand` is empty or holds another type.
 template <typename ValueType>
 ValueType const& ref_any_cast(Any const& operand) {
     auto const* const value = any_cast<ValueType>(&operand);
@@ -251,8 +251,8 @@ ValueType& ref_any_cast(Any& operand) {
     return *value;
 }
 
-/// A copy of the value held.
-/// \throws BadAnyCastException if `operand` is empty or holds another type.
+// A copy of the value held.
+// \throws BadAnyCastException if `operand` is empty or holds another type.
 template <typename ValueType>
 ValueType any_cast(Any const& operand) {
     auto const* const value = any_cast<ValueType>(&operand);

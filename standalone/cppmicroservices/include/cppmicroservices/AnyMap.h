@@ -22,7 +22,7 @@ namespace cppmicroservices {
 
 namespace detail {
 
-/// Hash and equality of keys without regard to the case of ASCII letters.
+// Hash and equality of keys without regard to the case of ASCII letters.
 struct US_Framework_EXPORT any_map_cihash {
     std::size_t operator()(std::string const& key) const;
 };
@@ -33,7 +33,7 @@ struct US_Framework_EXPORT any_map_ciequal {
 
 class AnyMapStorage;
 
-/// An entry and its place in the iteration order.
+// An entry and its place in the iteration order.
 struct AnyMapNode {
     template <typename... Args>
     explicit AnyMapNode(Args&&... args)
@@ -48,12 +48,12 @@ struct AnyMapNode {
 
 } // namespace detail
 
-/// A map of one of three kinds, chosen at construction and changed only by assignment. ORDERED_MAP iterates
-/// in the order of the keys, the other two in the order of insertion. References and iterators to an entry
-/// stay valid until that entry is erased. A moved-from map is empty and keeps its kind.
-///
-/// Any kind may be given and taken as the standard container that corresponds to it; the map itself is built
-/// differently (one block of memory for small maps, few for large ones).
+// A map of one of three kinds, chosen at construction and changed only by assignment. ORDERED_MAP iterates
+// in the order of the keys, the other two in the order of insertion. References and iterators to an entry
+// stay valid until that entry is erased. A moved-from map is empty and keeps its kind.
+//
+// Any kind may be given and taken as the standard container that corresponds to it; the map itself is built
+// differently (one block of memory for small maps, few for large ones).
 class US_Framework_EXPORT any_map {
     using Node = detail::AnyMapNode;
 
@@ -139,8 +139,8 @@ public:
     using iterator = iter;
     using const_iterator = const_iter;
 
-    /// A map of the kind `kind` with the entries of `l`; of several with equal keys the first counts.
-    /// \throws std::logic_error if `kind` is none of the three.
+    // A map of the kind `kind` with the entries of `l`; of several with equal keys the first counts.
+    // \throws std::logic_error if `kind` is none of the three.
     any_map(map_type kind, std::initializer_list<value_type> l = {});
     any_map(ordered_any_map const& m);
     any_map(ordered_any_map&& m);
@@ -167,31 +167,31 @@ public:
     size_type count(key_type const& key) const;
     void clear();
 
-    /// \throws std::out_of_range if there is no entry with this key.
+    // \throws std::out_of_range if there is no entry with this key.
     mapped_type& at(key_type const& key);
     mapped_type const& at(key_type const& key) const;
 
-    /// Adds an entry with an empty Any if there is none with this key.
+    // Adds an entry with an empty Any if there is none with this key.
     mapped_type& operator[](key_type const& key);
     mapped_type& operator[](key_type&& key);
 
-    /// The entry with this key, and whether it is new; an entry that was there is left as it is.
+    // The entry with this key, and whether it is new; an entry that was there is left as it is.
     std::pair<iterator, bool> insert(value_type const& value);
 
-    /// As insert(), of an entry constructed from `args` as a std::pair of key and value.
+    // As insert(), of an entry constructed from `args` as a std::pair of key and value.
     template <class... Args>
     std::pair<iterator, bool> emplace(Args&&... args) {
         return insertMoved(std::pair<key_type, mapped_type>(std::forward<Args>(args)...));
     }
 
-    /// The entry with this key, or end().
+    // The entry with this key, or end().
     const_iterator find(key_type const& key) const;
 
-    /// Returns how many entries were erased: 0 or 1.
+    // Returns how many entries were erased: 0 or 1.
     size_type erase(key_type const& key);
 
-    /// Whether both maps are of one kind and hold equal values under the same keys. Keys are compared with
-    /// regard to case, whatever the kind.
+    // Whether both maps are of one kind and hold equal values under the same keys. Keys are compared with
+    // regard to case, whatever the kind.
     bool operator==(any_map const& rhs) const;
     bool operator!=(any_map const& rhs) const { return !operator==(rhs); }
 
@@ -207,10 +207,10 @@ private:
     std::unique_ptr<detail::AnyMapStorage> storage_; // null as long as nothing was inserted
 };
 
-/// An any_map whose nested values can be reached by compound keys.
+// An any_map whose nested values can be reached by compound keys.
 class US_Framework_EXPORT AnyMap : public any_map {
 public:
-    /// A map of the kind UNORDERED_MAP_CASEINSENSITIVE_KEYS.
+    // A map of the kind UNORDERED_MAP_CASEINSENSITIVE_KEYS.
     AnyMap(std::initializer_list<any_map::value_type> l = {});
     AnyMap(map_type kind, std::initializer_list<any_map::value_type> l = {});
     AnyMap(ordered_any_map const& m);
@@ -222,16 +222,16 @@ public:
 
     map_type GetType() const;
 
-    /// The value reached by the key names that stand in `key`, separated by dots: each name but the last one
-    /// leads to an AnyMap or a std::vector<Any>, the latter indexed from 0, or from the end with -1 as the
-    /// last element. With {one: 1, two: {a: [3, 8]}} the key "two.a.1" reaches 8. A key that itself contains
-    /// a dot cannot be reached.
-    /// \throws std::out_of_range if there is no such key or element, or an index is too large for an int.
-    /// \throws std::invalid_argument if a name leads to another type than those two, or an index is no
-    /// number.
+    // The value reached by the key names that stand in `key`, separated by dots: each name but the last one
+    // leads to an AnyMap or a std::vector<Any>, the latter indexed from 0, or from the end with -1 as the
+    // last element. With {one: 1, two: {a: [3, 8]}} the key "two.a.1" reaches 8. A key that itself contains
+    // a dot cannot be reached.
+    // \throws std::out_of_range if there is no such key or element, or an index is too large for an int.
+    // \throws std::invalid_argument if a name leads to another type than those two, or an index is no
+    // number.
     mapped_type const& AtCompoundKey(key_type const& key) const;
 
-    /// As above, but gives a copy, and `defaultValue` if there is no such value.
+    // As above, but gives a copy, and `defaultValue` if there is no such value.
     mapped_type AtCompoundKey(key_type const& key, mapped_type defaultValue) const noexcept;
 };
 

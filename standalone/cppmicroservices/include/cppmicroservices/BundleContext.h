@@ -28,7 +28,7 @@ class ContextRecord;
 struct Access;
 using ServiceRecords = std::vector<std::shared_ptr<ServiceRecord>>;
 
-/// The identifier of `S`. \throws ServiceException if it is empty
+// The identifier of `S`. \throws ServiceException if it is empty
 template <class S>
 std::string const& RequiredInterfaceId() {
     std::string const& interfaceId = us_service_interface_iid<S>();
@@ -40,42 +40,42 @@ std::string const& RequiredInterfaceId() {
 }
 } // namespace detail
 
-/// A bundle's access to the framework, valid from before its activator's Start until after its Stop. All that
-/// a bundle registers, adds or gets with its context is taken back when it stops.
-///
-/// Thread safe, but for assignment to one object while others use it. With a context that is invalid every
-/// member function but the comparisons and the conversion to bool throws an IllegalStateException, which is a
-/// std::runtime_error, "The bundle context is no longer valid".
+// A bundle's access to the framework, valid from before its activator's Start until after its Stop. All that
+// a bundle registers, adds or gets with its context is taken back when it stops.
+//
+// Thread safe, but for assignment to one object while others use it. With a context that is invalid every
+// member function but the comparisons and the conversion to bool throws an IllegalStateException, which is a
+// std::runtime_error, "The bundle context is no longer valid".
 class US_Framework_EXPORT BundleContext {
 public:
-    /// An invalid context.
+    // An invalid context.
     BundleContext();
     BundleContext& operator=(std::nullptr_t);
 
     bool operator==(BundleContext const& rhs) const;
     bool operator!=(BundleContext const& rhs) const;
-    /// Some order, with invalid contexts last.
+    // Some order, with invalid contexts last.
     bool operator<(BundleContext const& rhs) const;
     explicit operator bool() const;
 
-    /// The framework's property with exactly this name; empty if there is none.
+    // The framework's property with exactly this name; empty if there is none.
     Any GetProperty(std::string const& key) const;
     AnyMap GetProperties() const;
 
-    /// The bundle whose context this is.
+    // The bundle whose context this is.
     Bundle GetBundle() const;
-    /// The bundle with the identifier; invalid if there is none.
+    // The bundle with the identifier; invalid if there is none.
     Bundle GetBundle(long id) const;
-    /// The bundles that were installed from exactly this location, in the order of their installation.
+    // The bundles that were installed from exactly this location, in the order of their installation.
     std::vector<Bundle> GetBundles(std::string const& location) const;
-    /// All installed bundles, the framework included, in the order of their locations.
+    // All installed bundles, the framework included, in the order of their locations.
     std::vector<Bundle> GetBundles() const;
 
-    /// Registers the service under every interface of the map, then delivers SERVICE_REGISTERED. The
-    /// framework adds the properties SERVICE_ID, OBJECTCLASS and SERVICE_SCOPE; given ones of those names are
-    /// ignored.
-    /// \throws std::invalid_argument if the map is empty or has an empty object
-    /// \throws std::runtime_error if two keys of `properties` differ in case only
+    // Registers the service under every interface of the map, then delivers SERVICE_REGISTERED. The
+    // framework adds the properties SERVICE_ID, OBJECTCLASS and SERVICE_SCOPE; given ones of those names are
+    // ignored.
+    // \throws std::invalid_argument if the map is empty or has an empty object
+    // \throws std::runtime_error if two keys of `properties` differ in case only
     [[nodiscard]] ServiceRegistrationU
     RegisterService(InterfaceMapConstPtr const& service,
                     ServiceProperties const& properties = ServiceProperties());
@@ -88,7 +88,7 @@ public:
         return RegisterService(service, properties);
     }
 
-    /// \throws ServiceException if `factory` is empty
+    // \throws ServiceException if `factory` is empty
     template <class I1, class... Interfaces>
     ServiceRegistration<I1, Interfaces...>
     RegisterService(std::shared_ptr<ServiceFactory> const& factory,
@@ -97,14 +97,14 @@ public:
         return RegisterService(service, properties);
     }
 
-    /// The services registered under the interface `clazz`, or all if it is empty, whose properties match
-    /// `filter`: the most preferred first; in the order of registration if neither `clazz` nor `filter` names
-    /// the interfaces that are asked for. \throws std::invalid_argument if `filter` is neither empty nor a
-    /// filter expression; it is not looked at if no service is registered under `clazz`
+    // The services registered under the interface `clazz`, or all if it is empty, whose properties match
+    // `filter`: the most preferred first; in the order of registration if neither `clazz` nor `filter` names
+    // the interfaces that are asked for. \throws std::invalid_argument if `filter` is neither empty nor a
+    // filter expression; it is not looked at if no service is registered under `clazz`
     std::vector<ServiceReferenceU> GetServiceReferences(std::string const& clazz,
                                                         std::string const& filter = std::string());
 
-    /// \throws ServiceException if the interface identifier of `S` is empty
+    // \throws ServiceException if the interface identifier of `S` is empty
     template <class S>
     std::vector<ServiceReference<S>> GetServiceReferences(std::string const& filter = std::string()) {
         std::string const& interfaceId = detail::RequiredInterfaceId<S>();
@@ -117,22 +117,22 @@ public:
         return references;
     }
 
-    /// The most preferred service under the interface: the one with the highest ranking, of those the first
-    /// registered. The first registered of all, if `clazz` is empty. Invalid if there is none.
+    // The most preferred service under the interface: the one with the highest ranking, of those the first
+    // registered. The first registered of all, if `clazz` is empty. Invalid if there is none.
     ServiceReferenceU GetServiceReference(std::string const& clazz);
 
-    /// \throws ServiceException if the interface identifier of `S` is empty
+    // \throws ServiceException if the interface identifier of `S` is empty
     template <class S>
     ServiceReference<S> GetServiceReference() {
         return ServiceReference<S>(GetServiceReference(detail::RequiredInterfaceId<S>()));
     }
 
-    /// The service object, as the interface that the reference names. The bundle uses the service until the
-    /// last copy of the pointer is gone; do not keep it when the service is unregistered. Empty if the
-    /// service is unregistered meanwhile or its factory failed. \throws std::invalid_argument if `reference`
-    /// is invalid
+    // The service object, as the interface that the reference names. The bundle uses the service until the
+    // last copy of the pointer is gone; do not keep it when the service is unregistered. Empty if the
+    // service is unregistered meanwhile or its factory failed. \throws std::invalid_argument if `reference`
+    // is invalid
     std::shared_ptr<void> GetService(ServiceReferenceBase const& reference);
-    /// The service object with all of its interfaces.
+    // The service object with all of its interfaces.
     InterfaceMapConstPtr GetService(ServiceReferenceU const& reference);
 
     template <class S>
@@ -140,32 +140,32 @@ public:
         return std::static_pointer_cast<S>(GetService(static_cast<ServiceReferenceBase const&>(reference)));
     }
 
-    /// May be called when the context is no longer valid, but then gives an object that throws when it is
-    /// asked for a service. \throws std::invalid_argument if `reference` is invalid
+    // May be called when the context is no longer valid, but then gives an object that throws when it is
+    // asked for a service. \throws std::invalid_argument if `reference` is invalid
     template <class S>
     ServiceObjects<S> GetServiceObjects(ServiceReference<S> const& reference) {
         return ServiceObjects<S>(RequiredRecord(), reference);
     }
 
-    /// Adds a listener that is told of the services which match `filter`; of all if it is empty.
-    /// \throws std::invalid_argument if `filter` is neither empty nor a filter expression
+    // Adds a listener that is told of the services which match `filter`; of all if it is empty.
+    // \throws std::invalid_argument if `filter` is neither empty nor a filter expression
     ListenerToken AddServiceListener(ServiceListener const& listener,
                                      std::string const& filter = std::string());
     ListenerToken AddBundleListener(BundleListener const& listener);
     ListenerToken AddFrameworkListener(FrameworkListener const& listener);
 
-    /// Removes the listener if this context's bundle has added it. No call to it begins after this returns;
-    /// one that another thread has begun may still run.
+    // Removes the listener if this context's bundle has added it. No call to it begins after this returns;
+    // one that another thread has begun may still run.
     void RemoveListener(ListenerToken token);
 
-    /// The forms of earlier releases. The first remove a plain function that this context's bundle has added
-    /// as a listener; nothing if it has not, or if the listener is another callable, which cannot be found
-    /// again without its token.
+    // The forms of earlier releases. The first remove a plain function that this context's bundle has added
+    // as a listener; nothing if it has not, or if the listener is another callable, which cannot be found
+    // again without its token.
     US_DEPRECATED void RemoveServiceListener(ServiceListener const& listener);
     US_DEPRECATED void RemoveBundleListener(BundleListener const& listener);
     US_DEPRECATED void RemoveFrameworkListener(FrameworkListener const& listener);
 
-    /// Adds a member function, which replaces the listener with the same receiver and member function.
+    // Adds a member function, which replaces the listener with the same receiver and member function.
     template <class R>
     US_DEPRECATED ListenerToken AddServiceListener(R* receiver, void (R::*callback)(ServiceEvent const&),
                                                    std::string const& filter = std::string()) {
@@ -200,21 +200,21 @@ public:
         RemoveFrameworkListeners(SameAs(detail::MemberListener<R, FrameworkEvent>{receiver, callback}));
     }
 
-    /// The path of a file in the bundle's directory in the framework's storage, FRAMEWORK_STORAGE; of that
-    /// directory if `filename` is empty. The directory is made when it is first asked for, and removed with
-    /// all that is in it when the bundle is uninstalled. Empty for the framework's own context.
-    /// \throws std::invalid_argument if the directory cannot be made
+    // The path of a file in the bundle's directory in the framework's storage, FRAMEWORK_STORAGE; of that
+    // directory if `filename` is empty. The directory is made when it is first asked for, and removed with
+    // all that is in it when the bundle is uninstalled. Empty for the framework's own context.
+    // \throws std::invalid_argument if the directory cannot be made
     std::string GetDataFile(std::string const& filename) const;
 
-    /// Installs the bundle of the file `location`, or those for which manifests are given. If bundles of the
-    /// same location are installed, they are returned, too, and only those are installed that were
-    /// uninstalled since. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR.
-    /// \param bundleManifest the headers of each bundle by its symbolic name, taken in place of those in the
-    /// file; if they are empty, the file's
-    /// \return the bundles of the location, in the order of their installation; new ones are in the order of
-    /// their names
-    /// \throws std::runtime_error, and nothing is installed, if the file does not exist, is no bundle or has
-    /// a bad manifest, or if a bundle of the same symbolic name and version is installed from elsewhere
+    // Installs the bundle of the file `location`, or those for which manifests are given. If bundles of the
+    // same location are installed, they are returned, too, and only those are installed that were
+    // uninstalled since. A relative path starts from the framework's property FRAMEWORK_WORKING_DIR.
+    // \param bundleManifest the headers of each bundle by its symbolic name, taken in place of those in the
+    // file; if they are empty, the file's
+    // \return the bundles of the location, in the order of their installation; new ones are in the order of
+    // their names
+    // \throws std::runtime_error, and nothing is installed, if the file does not exist, is no bundle or has
+    // a bad manifest, or if a bundle of the same symbolic name and version is installed from elsewhere
     std::vector<Bundle>
     InstallBundles(std::string const& location,
                    cppmicroservices::AnyMap const& bundleManifest = cppmicroservices::AnyMap(
@@ -224,14 +224,14 @@ private:
     friend struct detail::Access;
     explicit BundleContext(std::shared_ptr<detail::ContextRecord> record);
 
-    /// The record, or IllegalStateException.
+    // The record, or IllegalStateException.
     std::shared_ptr<detail::ContextRecord> const& ValidRecord() const;
-    /// As above, but of a context that is no longer valid, too.
+    // As above, but of a context that is no longer valid, too.
     std::shared_ptr<detail::ContextRecord> const& RequiredRecord() const;
     std::shared_ptr<detail::ServiceRecords const> FindServices(std::string const& interfaceId,
                                                                std::string const& filter) const;
 
-    /// Which of the listeners are meant; called with a lock held, it only compares.
+    // Which of the listeners are meant; called with a lock held, it only compares.
     template <class Event>
     using Predicate = std::function<bool(std::function<void(Event const&)> const&)>;
     template <class R, class Event>

@@ -11,9 +11,9 @@
 
 #include <new>
 
-/// Stands once in a bundle's sources, outside every namespace; the build functions generate it.
-/// The slot is never destroyed: at the end of the process a bundle's statics go before the framework is
-/// stopped, which still takes the context out of the slot.
+// Stands once in a bundle's sources, outside every namespace; the build functions generate it.
+// The slot is never destroyed: at the end of the process a bundle's statics go before the framework is
+// stopped, which still takes the context out of the slot.
 #define CPPMICROSERVICES_INITIALIZE_BUNDLE                                                                   \
     extern "C" US_ABI_EXPORT ::cppmicroservices::detail::BundleContextSlot* US_GET_CTX_FUNC(                 \
         US_BUNDLE_NAME)();                                                                                   \

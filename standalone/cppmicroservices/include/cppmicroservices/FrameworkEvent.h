@@ -23,22 +23,22 @@ public:
         FRAMEWORK_INFO = 0x00000020,
         FRAMEWORK_STOPPED = 0x00000040,
         FRAMEWORK_STOPPED_UPDATE = 0x00000080,
-        FRAMEWORK_WAIT_TIMEDOUT = 0x00000200 ///< WaitForStop ended before the framework had stopped
+        FRAMEWORK_WAIT_TIMEDOUT = 0x00000200 // WaitForStop ended before the framework had stopped
     };
 
-    /// An invalid event.
+    // An invalid event.
     FrameworkEvent();
     FrameworkEvent(Type type, Bundle const& bundle, std::string const& message,
                    std::exception_ptr exception = nullptr);
 
     explicit operator bool() const;
 
-    /// The bundle concerned; invalid for an invalid event.
+    // The bundle concerned; invalid for an invalid event.
     Bundle GetBundle() const;
     std::string GetMessage() const;
-    /// The exception reported; null if there is none.
+    // The exception reported; null if there is none.
     std::exception_ptr GetThrowable() const;
-    /// FRAMEWORK_ERROR for an invalid event.
+    // FRAMEWORK_ERROR for an invalid event.
     Type GetType() const;
 
 private:
@@ -49,7 +49,7 @@ private:
 US_Framework_EXPORT std::ostream& operator<<(std::ostream& os, FrameworkEvent::Type eventType);
 US_Framework_EXPORT std::ostream& operator<<(std::ostream& os, FrameworkEvent const& evt);
 
-/// Same type, bundle, message and exception text; all invalid events are equal.
+// Same type, bundle, message and exception text; all invalid events are equal.
 US_Framework_EXPORT bool operator==(FrameworkEvent const& rhs, FrameworkEvent const& lhs);
 
 } // namespace cppmicroservices

@@ -17,13 +17,13 @@ class Framework;
 
 using FrameworkConfiguration = std::unordered_map<std::string, Any>;
 
-/// Thread safe. Frameworks of one process are independent of each other.
+// Thread safe. Frameworks of one process are independent of each other.
 class US_Framework_EXPORT FrameworkFactory {
 public:
-    /// \param configuration launching properties (see Constants) and whatever else BundleContext::GetProperty
-    /// is to give
-    /// \param logger takes diagnostic text when the property FRAMEWORK_LOG is true; std::clog if null. It
-    /// must outlive the framework.
+    // \param configuration launching properties (see Constants) and whatever else BundleContext::GetProperty
+    // is to give
+    // \param logger takes diagnostic text when the property FRAMEWORK_LOG is true; std::clog if null. It
+    // must outlive the framework.
     Framework NewFramework(FrameworkConfiguration const& configuration, std::ostream* logger = nullptr);
     Framework NewFramework();
     US_DEPRECATED Framework NewFramework(std::map<std::string, Any> const& configuration,

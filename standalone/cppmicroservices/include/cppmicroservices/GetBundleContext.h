@@ -13,7 +13,7 @@ extern "C" cppmicroservices::detail::BundleContextSlot* US_GET_CTX_FUNC(US_BUNDL
 
 namespace cppmicroservices {
 
-/// The calling bundle's context; invalid unless the bundle is starting, active or stopping. Thread safe.
+// The calling bundle's context; invalid unless the bundle is starting, active or stopping. Thread safe.
 static inline BundleContext GetBundleContext() {
     return detail::MakeBundleContext(US_GET_CTX_FUNC(US_BUNDLE_NAME)()->load());
 }

@@ -10,23 +10,23 @@
 
 namespace cppmicroservices {
 
-/// A filter under construction; converts to the filter's string. Null as long as it holds none.
+// A filter under construction; converts to the filter's string. Null as long as it holds none.
 class US_Framework_EXPORT LDAPPropExpr {
 public:
     LDAPPropExpr();
     explicit LDAPPropExpr(std::string expr);
 
-    /// Negates this expression in place and returns it; a null expression stays null.
+    // Negates this expression in place and returns it; a null expression stays null.
     LDAPPropExpr& operator!();
 
     operator std::string() const;
 
     bool IsNull() const;
 
-    /// "(|(this)(right))"; if either is null, the other.
+    // "(|(this)(right))"; if either is null, the other.
     LDAPPropExpr& operator|=(LDAPPropExpr const& right);
 
-    /// "(&(this)(right))"; if either is null, the other.
+    // "(&(this)(right))"; if either is null, the other.
     LDAPPropExpr& operator&=(LDAPPropExpr const& right);
 
 private:
@@ -35,20 +35,20 @@ private:
     std::string expression_;
 };
 
-/// The attribute of a filter. Comparing it gives a filter expression:
-/// `LDAPProp("name") == "Ben" && !(LDAPProp("count") >= 1)` is "(&(name=Ben)(!(count>=1)))"; used as an
-/// expression it is "(name=*)". Values are written with operator<<, except that == writes a bool as "true" or
-/// "false"; special characters in them are not escaped. Comparing with a value whose text is empty gives a
-/// null expression, but for == with another type than std::string and Any.
+// The attribute of a filter. Comparing it gives a filter expression:
+// `LDAPProp("name") == "Ben" && !(LDAPProp("count") >= 1)` is "(&(name=Ben)(!(count>=1)))"; used as an
+// expression it is "(name=*)". Values are written with operator<<, except that == writes a bool as "true" or
+// "false"; special characters in them are not escaped. Comparing with a value whose text is empty gives a
+// null expression, but for == with another type than std::string and Any.
 class US_Framework_EXPORT LDAPProp {
 public:
-    /// \throws std::invalid_argument if `property` is empty.
+    // \throws std::invalid_argument if `property` is empty.
     LDAPProp(std::string property);
 
     LDAPProp& operator=(LDAPProp const&) = delete;
 
     LDAPPropExpr operator==(std::string const& s) const;
-    /// \throws std::logic_error, as do the other operators, if the Any is empty.
+    // \throws std::logic_error, as do the other operators, if the Any is empty.
     LDAPPropExpr operator==(cppmicroservices::Any const& s) const;
     LDAPPropExpr operator==(bool b) const;
     template <class T>
@@ -56,10 +56,10 @@ public:
         return LDAPPropExpr("(" + property_ + "=" + textOf(s) + ")");
     }
 
-    /// "(property=*)".
+    // "(property=*)".
     operator LDAPPropExpr() const;
 
-    /// "(!(property=*))".
+    // "(!(property=*))".
     LDAPPropExpr operator!() const;
 
     LDAPPropExpr operator!=(std::string const& s) const;
@@ -83,7 +83,7 @@ public:
         return operator<=(textOf(s));
     }
 
-    /// "(property~=s)".
+    // "(property~=s)".
     LDAPPropExpr Approx(std::string const& s) const;
     LDAPPropExpr Approx(cppmicroservices::Any const& s) const;
     template <class T>
@@ -106,11 +106,11 @@ private:
 
 } // namespace cppmicroservices
 
-/// "(&(left)(right))"; if either is null, the other.
+// "(&(left)(right))"; if either is null, the other.
 US_Framework_EXPORT cppmicroservices::LDAPPropExpr operator&&(cppmicroservices::LDAPPropExpr const& left,
                                                               cppmicroservices::LDAPPropExpr const& right);
 
-/// "(|(left)(right))"; if either is null, the other.
+// "(|(left)(right))"; if either is null, the other.
 US_Framework_EXPORT cppmicroservices::LDAPPropExpr operator||(cppmicroservices::LDAPPropExpr const& left,
                                                               cppmicroservices::LDAPPropExpr const& right);
 

@@ -14,16 +14,16 @@ class ServiceEvent;
 class BundleEvent;
 class FrameworkEvent;
 
-/// Listeners run on the thread that causes the event, before the call that causes it returns, and with no
-/// lock of the framework held: a listener may call anything, and several threads may call it at once. A
-/// listener that throws disturbs nothing else; the exception is reported as a FrameworkEvent of type
-/// FRAMEWORK_ERROR, unless a framework listener itself threw it.
+// Listeners run on the thread that causes the event, before the call that causes it returns, and with no
+// lock of the framework held: a listener may call anything, and several threads may call it at once. A
+// listener that throws disturbs nothing else; the exception is reported as a FrameworkEvent of type
+// FRAMEWORK_ERROR, unless a framework listener itself threw it.
 using ServiceListener = std::function<void(ServiceEvent const&)>;
 using BundleListener = std::function<void(BundleEvent const&)>;
 using FrameworkListener = std::function<void(FrameworkEvent const&)>;
 
 namespace detail {
-/// A member function bound as a listener, comparable, so that the listener can be found again.
+// A member function bound as a listener, comparable, so that the listener can be found again.
 template <class R, class Event>
 struct MemberListener {
     void operator()(Event const& event) const { (receiver->*callback)(event); }
@@ -37,7 +37,7 @@ struct MemberListener {
 };
 } // namespace detail
 
-/// Binds a member function as a listener. `receiver` must outlive the listener's registration.
+// Binds a member function as a listener. `receiver` must outlive the listener's registration.
 template <class R>
 US_DEPRECATED ServiceListener ServiceListenerMemberFunctor(R* receiver,
                                                            void (R::*callback)(ServiceEvent const&)) {

@@ -6,8 +6,8 @@
 
 namespace cppmicroservices {
 
-/// A factory that is asked anew by each ServiceObjects::GetService; BundleContext::GetService treats it as a
-/// factory with one object per bundle. Several threads may call it at once.
+// A factory that is asked anew by each ServiceObjects::GetService; BundleContext::GetService treats it as a
+// factory with one object per bundle. Several threads may call it at once.
 struct PrototypeServiceFactory : public ServiceFactory {
     InterfaceMapConstPtr GetService(Bundle const& bundle,
                                     ServiceRegistrationBase const& registration) override = 0;

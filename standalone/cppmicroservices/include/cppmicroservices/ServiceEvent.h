@@ -12,15 +12,15 @@ namespace cppmicroservices {
 class US_Framework_EXPORT ServiceEvent {
 public:
     enum Type : uint32_t {
-        SERVICE_REGISTERED = 0x00000001,    ///< the service can be got now
-        SERVICE_MODIFIED = 0x00000002,      ///< the properties have changed
-        SERVICE_UNREGISTERING = 0x00000004, ///< the service can be got until the delivery of this event ends
-        /// The properties have changed and match the listener's filter no longer; goes only to listeners with
-        /// a filter.
+        SERVICE_REGISTERED = 0x00000001,    // the service can be got now
+        SERVICE_MODIFIED = 0x00000002,      // the properties have changed
+        SERVICE_UNREGISTERING = 0x00000004, // the service can be got until the delivery of this event ends
+        // The properties have changed and match the listener's filter no longer; goes only to listeners with
+        // a filter.
         SERVICE_MODIFIED_ENDMATCH = 0x00000008
     };
 
-    /// An invalid event.
+    // An invalid event.
     ServiceEvent();
     ServiceEvent(Type type, ServiceReferenceBase const& reference);
     ServiceEvent(ServiceEvent const& other);
@@ -28,14 +28,14 @@ public:
 
     explicit operator bool() const;
 
-    /// The service that changed; names no interface.
+    // The service that changed; names no interface.
     ServiceReferenceU GetServiceReference() const;
     template <class S>
     ServiceReference<S> GetServiceReference() const {
         return GetServiceReference();
     }
 
-    /// 0, which is no type, for an invalid event.
+    // 0, which is no type, for an invalid event.
     Type GetType() const;
 
 private:

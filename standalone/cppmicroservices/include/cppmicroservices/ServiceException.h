@@ -14,11 +14,11 @@ class US_Framework_EXPORT ServiceException : public std::runtime_error {
 public:
     enum Type {
         UNSPECIFIED = 0,
-        UNREGISTERED = 1,      ///< the service is gone
-        FACTORY_ERROR = 2,     ///< the factory returned no usable service object
-        FACTORY_EXCEPTION = 3, ///< the factory threw; what it threw is nested
-        REMOTE = 5,            ///< a remote service failed
-        FACTORY_RECURSION = 6  ///< the factory asked for its own service on behalf of the same bundle
+        UNREGISTERED = 1,      // the service is gone
+        FACTORY_ERROR = 2,     // the factory returned no usable service object
+        FACTORY_EXCEPTION = 3, // the factory threw; what it threw is nested
+        REMOTE = 5,            // a remote service failed
+        FACTORY_RECURSION = 6  // the factory asked for its own service on behalf of the same bundle
     };
 
     ServiceException(std::string const& msg, Type const& type = UNSPECIFIED);
@@ -34,7 +34,7 @@ private:
 
 } // namespace cppmicroservices
 
-/// Writes "ServiceException: " and the message.
+// Writes "ServiceException: " and the message.
 US_Framework_EXPORT std::ostream& operator<<(std::ostream& os, cppmicroservices::ServiceException const& exc);
 
 #endif

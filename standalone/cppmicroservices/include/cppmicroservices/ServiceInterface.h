@@ -14,8 +14,8 @@
 #include <unordered_map>
 #include <utility>
 
-/// The identifier of the service interface `T`: its demangled name, unless
-/// CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE gives another. Empty for void. Thread safe.
+// The identifier of the service interface `T`: its demangled name, unless
+// CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE gives another. Empty for void. Thread safe.
 template <class T>
 std::string const& us_service_interface_iid();
 
@@ -23,7 +23,7 @@ namespace cppmicroservices {
 
 class ServiceFactory;
 
-/// A whole service object: for each interface identifier a pointer to the object as that interface.
+// A whole service object: for each interface identifier a pointer to the object as that interface.
 using InterfaceMap = std::unordered_map<std::string, std::shared_ptr<void>>;
 using InterfaceMapPtr = std::shared_ptr<InterfaceMap>;
 using InterfaceMapConstPtr = std::shared_ptr<InterfaceMap const>;
@@ -32,10 +32,10 @@ namespace detail {
 
 US_Framework_EXPORT std::string GetDemangledName(std::type_info const& typeInfo);
 
-/// The key under which an interface map carries a service factory instead of a service object.
+// The key under which an interface map carries a service factory instead of a service object.
 US_Framework_EXPORT extern std::string const serviceFactoryKey;
 
-/// Whether `T` is among `List`.
+// Whether `T` is among `List`.
 template <class T, class... List>
 struct Contains : std::disjunction<std::is_same<T, List>...> {};
 
@@ -56,8 +56,8 @@ inline std::string const& us_service_interface_iid<void>() {
     return name;
 }
 
-/// Gives the interface type the identifier, a string literal. Stands outside every namespace, after the type
-/// and before its first use as a service.
+// Gives the interface type the identifier, a string literal. Stands outside every namespace, after the type
+// and before its first use as a service.
 #define CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE(_service_interface_type, _service_interface_id)           \
     template <>                                                                                              \
     inline std::string const& us_service_interface_iid<_service_interface_type>() {                          \
@@ -67,12 +67,12 @@ inline std::string const& us_service_interface_iid<void>() {
 
 namespace cppmicroservices {
 
-/// Builds the interface map of a service object, or of a factory, under all of `Interfaces`:
-/// `InterfaceMapPtr map = MakeInterfaceMap<I1, I2>(service)`.
+// Builds the interface map of a service object, or of a factory, under all of `Interfaces`:
+// `InterfaceMapPtr map = MakeInterfaceMap<I1, I2>(service)`.
 template <class... Interfaces>
 class MakeInterfaceMap {
 public:
-    /// `impl` may be empty; registering the map then fails.
+    // `impl` may be empty; registering the map then fails.
     template <class Impl>
     MakeInterfaceMap(std::shared_ptr<Impl> const& impl)
         : map_(std::make_shared<InterfaceMap>()) {
@@ -80,7 +80,7 @@ public:
          ...);
     }
 
-    /// \throws ServiceException if `factory` is empty
+    // \throws ServiceException if `factory` is empty
     MakeInterfaceMap(std::shared_ptr<ServiceFactory> factory)
         : map_(std::make_shared<InterfaceMap>()) {
         if (!factory) {
@@ -97,15 +97,15 @@ private:
     InterfaceMapPtr map_;
 };
 
-/// The service object of `map` as `Interface`; empty if the map lacks it. `map` must not be empty.
+// The service object of `map` as `Interface`; empty if the map lacks it. `map` must not be empty.
 template <class Interface>
 std::shared_ptr<Interface> ExtractInterface(InterfaceMapConstPtr const& map) {
     auto const found = map->find(us_service_interface_iid<Interface>());
     return found == map->end() ? nullptr : std::static_pointer_cast<Interface>(found->second);
 }
 
-/// The service object of `map` under `interfaceId`, or under any of its interfaces if `interfaceId` is empty;
-/// empty if there is none.
+// The service object of `map` under `interfaceId`, or under any of its interfaces if `interfaceId` is empty;
+// empty if there is none.
 inline std::shared_ptr<void> ExtractInterface(InterfaceMapConstPtr const& map,
                                               std::string const& interfaceId) {
     if (!map) {
@@ -115,7 +115,7 @@ inline std::shared_ptr<void> ExtractInterface(InterfaceMapConstPtr const& map,
     return found == map->end() ? nullptr : found->second;
 }
 
-/// The factory as what RegisterService takes, so that it is not mistaken for the service itself.
+// The factory as what RegisterService takes, so that it is not mistaken for the service itself.
 template <class T>
 std::shared_ptr<ServiceFactory> ToFactory(std::shared_ptr<T> const& factory) {
     return std::static_pointer_cast<ServiceFactory>(factory);

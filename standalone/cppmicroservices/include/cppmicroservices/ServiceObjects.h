@@ -32,8 +32,8 @@ private:
     ServiceReferenceU reference_;
 };
 
-/// Made by BundleContext::GetServiceObjects. Move-only; a moved-from object must only be destroyed or
-/// assigned to. Thread safe, but for moves.
+// Made by BundleContext::GetServiceObjects. Move-only; a moved-from object must only be destroyed or
+// assigned to. Thread safe, but for moves.
 template <class S>
 class ServiceObjects : private ServiceObjectsBase {
 public:
@@ -46,10 +46,10 @@ public:
         return *this;
     }
 
-    /// An object of the service: a new one if the service's scope is prototype, otherwise what
-    /// BundleContext::GetService gives. It is released with the last copy of the pointer. Empty if the
-    /// service is unregistered or its factory failed. \throws std::runtime_error if the context that this was
-    /// made with is no longer valid
+    // An object of the service: a new one if the service's scope is prototype, otherwise what
+    // BundleContext::GetService gives. It is released with the last copy of the pointer. Empty if the
+    // service is unregistered or its factory failed. \throws std::runtime_error if the context that this was
+    // made with is no longer valid
     std::shared_ptr<S> GetService() const {
         return std::static_pointer_cast<S>(ServiceObjectsBase::GetService());
     }
@@ -63,7 +63,7 @@ private:
         : ServiceObjectsBase(context, reference) {}
 };
 
-/// As above; an object is given with all of its interfaces.
+// As above; an object is given with all of its interfaces.
 template <>
 class US_Framework_EXPORT ServiceObjects<void> : private ServiceObjectsBase {
 public:

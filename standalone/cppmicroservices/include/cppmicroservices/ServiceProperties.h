@@ -9,7 +9,7 @@
 
 namespace cppmicroservices {
 
-/// Keys are unique without regard to case once registered; see BundleContext::RegisterService.
+// Keys are unique without regard to case once registered; see BundleContext::RegisterService.
 using ServiceProperties = std::unordered_map<std::string, Any>;
 
 } // namespace cppmicroservices

@@ -7,20 +7,20 @@
 
 namespace cppmicroservices {
 
-/// Names one registration of a service that has the interface `S`. See ServiceReferenceBase for what holds of
-/// every reference.
+// Names one registration of a service that has the interface `S`. See ServiceReferenceBase for what holds of
+// every reference.
 template <class S>
 class ServiceReference : public ServiceReferenceBase {
 public:
     using ServiceType = S;
 
-    /// Names no service.
+    // Names no service.
     ServiceReference() = default;
     ServiceReference(ServiceReference const&) = default;
     ServiceReference& operator=(ServiceReference const&) = default;
 
-    /// Names the service of `base` as `S`; invalid if the service is not registered under `S`. Once the
-    /// service is unregistered, only a reference that names `S` already can be copied.
+    // Names the service of `base` as `S`; invalid if the service is not registered under `S`. Once the
+    // service is unregistered, only a reference that names `S` already can be copied.
     ServiceReference(ServiceReferenceBase const& base)
         : ServiceReferenceBase(base) {
         BindTo(us_service_interface_iid<S>());
@@ -39,7 +39,7 @@ private:
     using ServiceReferenceBase::ServiceReferenceBase;
 };
 
-/// A reference that names no interface.
+// A reference that names no interface.
 template <>
 class ServiceReference<void> : public ServiceReferenceBase {
 public:
@@ -58,8 +58,8 @@ public:
 
 using ServiceReferenceU = ServiceReference<void>;
 
-/// The reference that the service object was got with.
-/// \throws std::runtime_error if `s` was not handed out by a framework
+// The reference that the service object was got with.
+// \throws std::runtime_error if `s` was not handed out by a framework
 US_Framework_EXPORT ServiceReferenceU ServiceReferenceFromService(std::shared_ptr<void> const& s);
 
 template <typename T, typename U = T>

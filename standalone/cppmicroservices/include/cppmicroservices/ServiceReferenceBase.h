@@ -23,11 +23,11 @@ class TrackedServices;
 
 class Bundle;
 
-/// Names one registration of a service, and possibly one of its interfaces. Use ServiceReference<S> instead
-/// where the interface is known.
-///
-/// A reference outlives its service: it then converts to false and still answers for the properties.
-/// Thread safe: one object may be read, copied and assigned by several threads at once.
+// Names one registration of a service, and possibly one of its interfaces. Use ServiceReference<S> instead
+// where the interface is known.
+//
+// A reference outlives its service: it then converts to false and still answers for the properties.
+// Thread safe: one object may be read, copied and assigned by several threads at once.
 class US_Framework_EXPORT ServiceReferenceBase {
 public:
     ServiceReferenceBase(ServiceReferenceBase const& ref);
@@ -35,32 +35,32 @@ public:
     ServiceReferenceBase& operator=(std::nullptr_t);
     ~ServiceReferenceBase();
 
-    /// Whether the service is registered. False for a default-constructed reference.
+    // Whether the service is registered. False for a default-constructed reference.
     explicit operator bool() const;
 
-    /// The value of the property, whose name is compared without regard to case; empty if there is none.
+    // The value of the property, whose name is compared without regard to case; empty if there is none.
     Any GetProperty(std::string const& key) const;
 
-    /// The names of all properties, in no particular order. The first form is the older one and replaces
-    /// `keys`.
+    // The names of all properties, in no particular order. The first form is the older one and replaces
+    // `keys`.
     void GetPropertyKeys(std::vector<std::string>& keys) const;
     std::vector<std::string> GetPropertyKeys() const;
 
-    /// The bundle that registered the service; invalid once the service is unregistered.
+    // The bundle that registered the service; invalid once the service is unregistered.
     Bundle GetBundle() const;
 
-    /// The bundles that hold an object of the service now.
+    // The bundles that hold an object of the service now.
     std::vector<Bundle> GetUsingBundles() const;
 
-    /// The interface that this reference names; empty if none.
+    // The interface that this reference names; empty if none.
     std::string GetInterfaceId() const;
 
-    /// Whether the service is registered under `interfaceid` too, so that a reference to that interface can
-    /// be made. False once the service is unregistered.
+    // Whether the service is registered under `interfaceid` too, so that a reference to that interface can
+    // be made. False once the service is unregistered.
     bool IsConvertibleTo(std::string const& interfaceid) const;
 
-    /// Ascending order of preference: lower ranking first; of two with the same ranking the later registered
-    /// first. An invalid reference comes before every other. References to the same registration are equal.
+    // Ascending order of preference: lower ranking first; of two with the same ranking the later registered
+    // first. An invalid reference comes before every other. References to the same registration are equal.
     bool operator<(ServiceReferenceBase const& reference) const;
     bool operator==(ServiceReferenceBase const& reference) const;
 
@@ -74,20 +74,20 @@ private:
     friend struct ::std::hash<ServiceReferenceBase>;
 
     ServiceReferenceBase() = default;
-    /// Names the interface `interfaceId` of `record` if the service has it, no interface otherwise.
+    // Names the interface `interfaceId` of `record` if the service has it, no interface otherwise.
     ServiceReferenceBase(std::shared_ptr<detail::ServiceRecord> const& record,
                          std::string const& interfaceId);
 
     std::size_t Hash() const;
-    /// Whether the service is registered and its unregistration has not begun.
+    // Whether the service is registered and its unregistration has not begun.
     bool IsToStay() const;
-    /// Names the interface instead of the present one; becomes invalid if the service does not have it.
+    // Names the interface instead of the present one; becomes invalid if the service does not have it.
     void BindTo(std::string const& interfaceId);
 
     detail::ServiceLink link_;
 };
 
-/// Writes the registering bundle and the properties, or "Invalid service reference".
+// Writes the registering bundle and the properties, or "Invalid service reference".
 US_Framework_EXPORT std::ostream& operator<<(std::ostream& os, ServiceReferenceBase const& serviceRef);
 
 } // namespace cppmicroservices

@@ -6,14 +6,14 @@
 
 namespace cppmicroservices {
 
-/// See ServiceRegistrationBase for what holds of every registration.
+// See ServiceRegistrationBase for what holds of every registration.
 template <class I1, class... Interfaces>
 class ServiceRegistration : public ServiceRegistrationBase {
 public:
-    /// Stands for no registration.
+    // Stands for no registration.
     ServiceRegistration() = default;
 
-    /// A reference to the service as `Interface`, which must be among those it was registered under.
+    // A reference to the service as `Interface`, which must be among those it was registered under.
     template <class Interface>
     ServiceReference<Interface> GetReference() const {
         static_assert(detail::Contains<Interface, I1, Interfaces...>::value,
@@ -21,7 +21,7 @@ public:
         return ServiceRegistrationBase::GetReference(us_service_interface_iid<Interface>());
     }
 
-    /// A reference to the service as its first interface.
+    // A reference to the service as its first interface.
     ServiceReference<I1> GetReference() const { return GetReference<I1>(); }
 
     using ServiceRegistrationBase::operator=;
@@ -32,11 +32,11 @@ private:
         : ServiceRegistrationBase(base) {}
 };
 
-/// A registration whose interfaces are not known at compile time.
+// A registration whose interfaces are not known at compile time.
 template <>
 class ServiceRegistration<void> : public ServiceRegistrationBase {
 public:
-    /// Stands for no registration.
+    // Stands for no registration.
     ServiceRegistration() = default;
     ServiceRegistration(ServiceRegistrationBase const& base)
         : ServiceRegistrationBase(base) {}

@@ -13,11 +13,11 @@
 
 namespace cppmicroservices {
 
-/// What the registrant of a service changes its properties and unregisters it with. Destroying it leaves the
-/// service registered, until the registering bundle stops.
-///
-/// The member functions may be called by several threads at once; assigning to one object while others use it
-/// needs outside synchronisation.
+// What the registrant of a service changes its properties and unregisters it with. Destroying it leaves the
+// service registered, until the registering bundle stops.
+//
+// The member functions may be called by several threads at once; assigning to one object while others use it
+// needs outside synchronisation.
 class US_Framework_EXPORT ServiceRegistrationBase {
 public:
     ServiceRegistrationBase(ServiceRegistrationBase const& reg);
@@ -27,27 +27,27 @@ public:
     ServiceRegistrationBase& operator=(std::nullptr_t);
     ~ServiceRegistrationBase();
 
-    /// Whether this object stands for a registration, even one that is unregistered.
+    // Whether this object stands for a registration, even one that is unregistered.
     explicit operator bool() const;
 
-    /// A reference to the service, as the interface if one is given.
-    /// \throws std::logic_error if this object is invalid or the service unregistered
+    // A reference to the service, as the interface if one is given.
+    // \throws std::logic_error if this object is invalid or the service unregistered
     ServiceReferenceBase GetReference(std::string const& interfaceId = std::string()) const;
 
-    /// Replaces all properties but those that the framework sets, then delivers SERVICE_MODIFIED, or
-    /// SERVICE_MODIFIED_ENDMATCH to listeners whose filter matched only before; also while the service is
-    /// being unregistered, until that has been delivered.
-    /// \throws std::logic_error if this object is invalid or the service unregistered
-    /// \throws std::runtime_error if two keys differ in case only
+    // Replaces all properties but those that the framework sets, then delivers SERVICE_MODIFIED, or
+    // SERVICE_MODIFIED_ENDMATCH to listeners whose filter matched only before; also while the service is
+    // being unregistered, until that has been delivered.
+    // \throws std::logic_error if this object is invalid or the service unregistered
+    // \throws std::runtime_error if two keys differ in case only
     void SetProperties(ServiceProperties const& properties);
     void SetProperties(ServiceProperties&& properties);
 
-    /// Takes the service out of the registry, delivers SERVICE_UNREGISTERING, then releases the objects that
-    /// bundles still use. Does nothing while another call does this, be it on this thread.
-    /// \throws std::logic_error if this object is invalid or the service unregistered
+    // Takes the service out of the registry, delivers SERVICE_UNREGISTERING, then releases the objects that
+    // bundles still use. Does nothing while another call does this, be it on this thread.
+    // \throws std::logic_error if this object is invalid or the service unregistered
     void Unregister();
 
-    /// An invalid object comes first; others are ordered as their references.
+    // An invalid object comes first; others are ordered as their references.
     bool operator<(ServiceRegistrationBase const& o) const;
     bool operator==(ServiceRegistrationBase const& registration) const;
 

@@ -13,17 +13,17 @@ namespace cppmicroservices {
 
 namespace detail {
 
-/// How the service of a tracker becomes its tracked object if no customizer says otherwise.
+// How the service of a tracker becomes its tracked object if no customizer says otherwise.
 template <class S, class T>
 struct TrackedTypeTraits {
     using ServiceType = S;
     using TrackedType = T;
-    /// Trackers of services of any type track the whole service object.
+    // Trackers of services of any type track the whole service object.
     using TrackedParamType = std::conditional_t<std::is_void_v<T>, InterfaceMap const, T>;
-    /// What BundleContext::GetService gives for the service.
+    // What BundleContext::GetService gives for the service.
     using ServiceObject = std::conditional_t<std::is_void_v<S>, InterfaceMap const, S>;
 
-    /// \throws std::runtime_error unless `S` and `T` are the same
+    // \throws std::runtime_error unless `S` and `T` are the same
     static std::shared_ptr<TrackedParamType>
     ConvertToTrackedType(std::shared_ptr<ServiceObject> const& service) {
         if constexpr (std::is_same_v<S, T>) {
@@ -38,9 +38,9 @@ struct TrackedTypeTraits {
 
 } // namespace detail
 
-/// Called by a ServiceTracker with no lock held; by several threads at once, but for one service by one at a
-/// time. An exception thrown for a service event is reported as a FrameworkEvent; otherwise Open(), Close()
-/// or Remove() throws it.
+// Called by a ServiceTracker with no lock held; by several threads at once, but for one service by one at a
+// time. An exception thrown for a service event is reported as a FrameworkEvent; otherwise Open(), Close()
+// or Remove() throws it.
 template <class S, class T = S>
 struct ServiceTrackerCustomizer {
     using TypeTraits = detail::TrackedTypeTraits<S, T>;
@@ -48,16 +48,16 @@ struct ServiceTrackerCustomizer {
 
     virtual ~ServiceTrackerCustomizer() = default;
 
-    /// Gives the object to track for the service; null leaves the service untracked until it is next
-    /// modified.
+    // Gives the object to track for the service; null leaves the service untracked until it is next
+    // modified.
     virtual std::shared_ptr<TrackedParamType> AddingService(ServiceReference<S> const& reference) = 0;
 
-    /// The properties of a tracked service have changed.
+    // The properties of a tracked service have changed.
     virtual void ModifiedService(ServiceReference<S> const& reference,
                                  std::shared_ptr<TrackedParamType> const& service) = 0;
 
-    /// The service is no longer tracked: it is unregistered, does not match any more, or the tracker is
-    /// closed.
+    // The service is no longer tracked: it is unregistered, does not match any more, or the tracker is
+    // closed.
     virtual void RemovedService(ServiceReference<S> const& reference,
                                 std::shared_ptr<TrackedParamType> const& service) = 0;
 };

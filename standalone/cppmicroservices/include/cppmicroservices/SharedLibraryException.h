@@ -15,7 +15,7 @@ public:
     explicit SharedLibraryException(std::error_code ec, std::string what, cppmicroservices::Bundle origin);
     ~SharedLibraryException() override;
 
-    /// The bundle that failed to start.
+    // The bundle that failed to start.
     Bundle GetBundle() const;
 
 private:

@@ -1,6 +1,6 @@
 // The one door between the public handles and the records behind them.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_ACCESS_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_ACCESS_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_ACCESS_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_ACCESS_HPP
 
 #include "cppmicroservices/Bundle.h"
 #include "cppmicroservices/BundleContext.h"

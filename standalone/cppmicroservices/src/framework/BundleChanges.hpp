@@ -1,6 +1,6 @@
 // Who may change the state of which bundle.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_BUNDLECHANGES_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_BUNDLECHANGES_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_BUNDLECHANGES_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_BUNDLECHANGES_HPP
 
 #include <condition_variable>
 #include <mutex>
@@ -11,18 +11,18 @@ namespace cppmicroservices::detail {
 
 class BundleRecord;
 
-/// Gives one thread at a time the right to start, stop or uninstall a bundle. The right is no lock:
-/// activators and listeners run while it is held, and may change other bundles. Threads that would wait for
-/// each other without end are found, and the one that would close the circle gets an exception instead.
-/// Thread safe.
+// Gives one thread at a time the right to start, stop or uninstall a bundle. The right is no lock:
+// activators and listeners run while it is held, and may change other bundles. Threads that would wait for
+// each other without end are found, and the one that would close the circle gets an exception instead.
+// Thread safe.
 class BundleChanges {
 public:
-    /// The calling thread's right to change `bundle`, for as long as this object lives.
+    // The calling thread's right to change `bundle`, for as long as this object lives.
     class Right {
     public:
-        /// Waits while another thread has the right.
-        /// \throws std::logic_error if the calling thread itself has it
-        /// \throws std::runtime_error if the thread that has it waits, over however many others, for this one
+        // Waits while another thread has the right.
+        // \throws std::logic_error if the calling thread itself has it
+        // \throws std::runtime_error if the thread that has it waits, over however many others, for this one
         Right(BundleChanges& changes, BundleRecord const& bundle);
         Right(Right const&) = delete;
         Right& operator=(Right const&) = delete;

@@ -14,7 +14,7 @@
 #include <system_error>
 #include <unistd.h>
 
-/// The header of the library that this code is in, as the linker calls it.
+// The header of the library that this code is in, as the linker calls it.
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the linker's
 extern "C" __attribute__((visibility("hidden"))) ElfW(Ehdr) const __ehdr_start;
 
@@ -22,13 +22,13 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-/// The section that the build functions put a manifest into.
+// The section that the build functions put a manifest into.
 constexpr std::string_view manifestSection = "cppmicroservices_manifest";
 
 using FileHeader = ElfW(Ehdr); // of this machine's programs: of 32 or of 64 bits
 using SectionHeader = ElfW(Shdr);
 
-/// The bytes [offset, offset + size) of the image.
+// The bytes [offset, offset + size) of the image.
 std::string_view slice(std::string_view image, std::uint64_t offset, std::uint64_t size, char const* what) {
     if (offset > image.size() || size > image.size() - offset) {
         throw std::runtime_error(std::string("it is truncated: ") + what + " lies outside the file");
@@ -56,12 +56,12 @@ FileHeader readElfHeader(std::string_view image) {
     return header;
 }
 
-/// The index is 0, or below a count of headers that fit into the image.
+// The index is 0, or below a count of headers that fit into the image.
 SectionHeader readSectionHeader(std::string_view image, FileHeader const& header, std::uint64_t index) {
     return readHeader<SectionHeader>(image, header.e_shoff + index * header.e_shentsize, "a section header");
 }
 
-/// Files with very many sections keep the two numbers in the first section header.
+// Files with very many sections keep the two numbers in the first section header.
 std::uint64_t sectionCount(std::string_view image, FileHeader const& header) {
     return header.e_shnum != 0 ? header.e_shnum : readSectionHeader(image, header, 0).sh_size;
 }
@@ -76,7 +76,7 @@ std::string_view sectionName(std::string_view names, std::uint64_t offset) {
     return rest.substr(0, rest.find('\0'));
 }
 
-/// A file mapped for reading.
+// A file mapped for reading.
 class MappedFile {
 public:
     explicit MappedFile(std::string const& path) {
@@ -103,7 +103,7 @@ public:
 private:
     static std::string systemError() { return std::generic_category().message(errno); }
 
-    /// What is wrong with the file; empty if it is mapped.
+    // What is wrong with the file; empty if it is mapped.
     std::string map(int file) {
         struct stat status {};
         if (fstat(file, &status) != 0) {

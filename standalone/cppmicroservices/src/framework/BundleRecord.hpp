@@ -1,6 +1,6 @@
 // An installed bundle: what it is, and its way through its states.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_BUNDLERECORD_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_BUNDLERECORD_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_BUNDLERECORD_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_BUNDLERECORD_HPP
 
 #include "BundleLibrary.hpp"
 #include "Manifest.hpp"
@@ -18,11 +18,11 @@ namespace cppmicroservices::detail {
 class ContextRecord;
 class FrameworkCore;
 
-/// Thread safe. Activators and listeners are called with no lock held, but with the right to change the
-/// bundle (see BundleChanges).
+// Thread safe. Activators and listeners are called with no lock held, but with the right to change the
+// bundle (see BundleChanges).
 class BundleRecord : public std::enable_shared_from_this<BundleRecord> {
 public:
-    /// `path` is where `location` leads.
+    // `path` is where `location` leads.
     BundleRecord(std::weak_ptr<FrameworkCore> core, long id, std::string location, std::string path,
                  Manifest manifest);
     BundleRecord(BundleRecord const&) = delete;
@@ -34,34 +34,34 @@ public:
     std::string const& symbolicName() const noexcept { return manifest_.symbolicName; }
     BundleVersion const& version() const noexcept { return manifest_.version; }
     AnyMap const& headers() const noexcept { return manifest_.headers; }
-    /// Empty once the framework is gone.
+    // Empty once the framework is gone.
     std::shared_ptr<FrameworkCore> core() const { return core_.lock(); }
-    /// "Bundle NAME (location=LOCATION)", as messages begin.
+    // "Bundle NAME (location=LOCATION)", as messages begin.
     std::string description() const;
 
     Bundle::State state() const noexcept { return state_.load(); }
-    /// Whether the bundle is starting, active or stopping, or a thread is about to start it.
+    // Whether the bundle is starting, active or stopping, or a thread is about to start it.
     bool mayRun() const noexcept;
     Bundle::TimeStamp lastModified() const;
-    /// Null unless the bundle is starting, active or stopping.
+    // Null unless the bundle is starting, active or stopping.
     std::shared_ptr<ContextRecord> context() const;
-    /// Whether the framework is to start the bundle when it starts.
+    // Whether the framework is to start the bundle when it starts.
     bool autoStart() const noexcept { return autoStart_.load(std::memory_order_acquire); }
 
     virtual void start(FrameworkCore& core, std::uint32_t options);
     virtual void stop(FrameworkCore& core, std::uint32_t options);
     virtual void uninstall(FrameworkCore& core);
 
-    /// Stops the bundle because its framework stops.
+    // Stops the bundle because its framework stops.
     void stopForFramework(FrameworkCore& core);
-    /// Ends the bundle's time with its framework, which has stopped. It can never be started again.
+    // Ends the bundle's time with its framework, which has stopped. It can never be started again.
     void abandon();
 
 protected:
-    /// Makes the bundle's context, and takes it away together with all that was done with it.
+    // Makes the bundle's context, and takes it away together with all that was done with it.
     void openContext(FrameworkCore& core);
     void closeContext(FrameworkCore& core);
-    /// What the bundle has registered is unregistered when it stops.
+    // What the bundle has registered is unregistered when it stops.
     virtual void unregisterServices(FrameworkCore& core);
     void setState(Bundle::State state) noexcept { state_.store(state); }
 
@@ -72,7 +72,7 @@ private:
     void warnOfBadActivatorHeader(FrameworkCore& core);
     void callStart(FrameworkCore& core);
     void rollBack(FrameworkCore& core);
-    /// What the activator threw, or null.
+    // What the activator threw, or null.
     std::exception_ptr deactivate(FrameworkCore& core);
     void takeBackAll(FrameworkCore& core, ContextRecord const& context);
     void rethrowStopFailure(std::exception_ptr const& error) const;
@@ -101,7 +101,7 @@ private:
     Bundle::TimeStamp lastModified_ = std::chrono::steady_clock::now();
 };
 
-/// What the exception says, or "unknown".
+// What the exception says, or "unknown".
 std::string textOf(std::exception_ptr const& error);
 
 } // namespace cppmicroservices::detail

@@ -33,7 +33,7 @@ std::set<std::string> keysOf(AnyMap const& map) {
     return keys;
 }
 
-/// None if none are given. \throws BadAnyCastException if what is given is no map
+// None if none are given. \throws BadAnyCastException if what is given is no map
 AnyMap takeHeaders(AnyMap& given, std::string const& name) {
     auto const found = given.find(name);
     if (found == given.end()) {
@@ -45,18 +45,18 @@ AnyMap takeHeaders(AnyMap& given, std::string const& name) {
 
 } // namespace
 
-/// What a file says of its bundle; read when it is asked for first.
+// What a file says of its bundle; read when it is asked for first.
 class BundleTable::FileManifest {
 public:
     explicit FileManifest(std::string path)
         : path_(std::move(path)) {}
 
-    /// \throws std::runtime_error, with path and reason, if the file is no bundle
+    // \throws std::runtime_error, with path and reason, if the file is no bundle
     std::string const& name() {
         read();
         return name_;
     }
-    /// None if the file's bundle has another name.
+    // None if the file's bundle has another name.
     AnyMap const& headersOf(std::string const& name) {
         read();
         return name == name_ ? headers_ : none_;
@@ -121,7 +121,7 @@ BundleTable::Installed BundleTable::install(FrameworkCore& core, std::string con
     return installed;
 }
 
-/// Their identifiers are used up even if one of them is refused.
+// Their identifiers are used up even if one of them is refused.
 void BundleTable::addCandidates(std::vector<Candidate>& candidates, Contents const& contents, AnyMap& given) {
     std::set<std::string> missing = contents.names;
     for (auto const& bundle : contents.bundles) {

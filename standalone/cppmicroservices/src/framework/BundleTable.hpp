@@ -1,6 +1,6 @@
 // The installed bundles of one framework.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_BUNDLETABLE_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_BUNDLETABLE_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_BUNDLETABLE_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_BUNDLETABLE_HPP
 
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/Bundle.h"
@@ -17,37 +17,37 @@ namespace cppmicroservices::detail {
 class BundleRecord;
 class FrameworkCore;
 
-/// Thread safe.
+// Thread safe.
 class BundleTable {
 public:
     using Record = std::shared_ptr<BundleRecord>;
     struct Installed {
-        std::vector<Bundle> bundles; ///< of the location, in the order of their installation
-        std::vector<Record> added;   ///< those of them that were not there before
+        std::vector<Bundle> bundles; // of the location, in the order of their installation
+        std::vector<Record> added;   // those of them that were not there before
     };
 
-    /// The system bundle, which stays, as 0.
+    // The system bundle, which stays, as 0.
     void setSystemBundle(Record system);
 
-    /// As BundleContext::InstallBundles, without events. Whatever it throws, nothing is installed.
+    // As BundleContext::InstallBundles, without events. Whatever it throws, nothing is installed.
     Installed install(FrameworkCore& core, std::string const& location, AnyMap const& givenManifests);
-    /// Installs the running program if it is a bundle.
+    // Installs the running program if it is a bundle.
     void installProgram(FrameworkCore& core);
     void remove(BundleRecord const& record);
-    /// Takes all but the system bundle out of the table; identifiers begin anew.
+    // Takes all but the system bundle out of the table; identifiers begin anew.
     std::vector<Record> clear();
 
     Record find(long id) const;
-    /// Those of the location, in the order of their installation.
+    // Those of the location, in the order of their installation.
     std::vector<Record> find(std::string const& location) const;
-    /// In the order of their locations, byte by byte; those of one location in that of their installation.
+    // In the order of their locations, byte by byte; those of one location in that of their installation.
     std::vector<Record> all() const;
 
 private:
-    /// What a location holds while bundles of it are installed.
+    // What a location holds while bundles of it are installed.
     struct Contents {
-        std::set<std::string> names; ///< of all its bundles, as far as they are known
-        std::vector<Record> bundles; ///< the installed ones
+        std::set<std::string> names; // of all its bundles, as far as they are known
+        std::vector<Record> bundles; // the installed ones
     };
     struct Candidate {
         long id;
@@ -60,7 +60,7 @@ private:
     static Record makeRecord(FrameworkCore& core, std::string const& location, Candidate& candidate,
                              FileManifest& file);
     void requireUnique(BundleRecord const& record) const;
-    /// A file that has been read has told the name of its bundle.
+    // A file that has been read has told the name of its bundle.
     void learnNames(std::string const& location, FileManifest& file);
     Contents contentsOf(std::string const& location) const;
     long nextId();

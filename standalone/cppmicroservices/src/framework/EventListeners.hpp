@@ -1,6 +1,6 @@
 // The listeners of one kind of event without a filter: bundle events, framework events.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_EVENTLISTENERS_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_EVENTLISTENERS_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_EVENTLISTENERS_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_EVENTLISTENERS_HPP
 
 #include "ContextRecord.hpp"
 #include "SnapshotMap.hpp"
@@ -14,7 +14,7 @@
 
 namespace cppmicroservices::detail {
 
-/// Thread safe. Listeners are called with no lock held, the latest first. To remove them takes no memory.
+// Thread safe. Listeners are called with no lock held, the latest first. To remove them takes no memory.
 template <class Event>
 class EventListeners {
 public:
@@ -30,7 +30,7 @@ public:
         entries_.insert(id, std::move(entry));
     }
 
-    /// Does nothing unless the listener was added with the same context.
+    // Does nothing unless the listener was added with the same context.
     void remove(ListenerTokenId id, ContextRecord const& context) {
         removeIf(
             [id, &context](Entry const& entry) { return entry.id == id && entry.context.get() == &context; });
@@ -40,15 +40,15 @@ public:
         removeIf([&context](Entry const& entry) { return entry.context.get() == &context; });
     }
 
-    /// `isMeant` is called with the lock held and must only compare.
+    // `isMeant` is called with the lock held and must only compare.
     template <class Predicate>
     void removeAllOf(ContextRecord const& context, Predicate const& isMeant) {
         removeIf(
             [&](Entry const& entry) { return entry.context.get() == &context && isMeant(entry.listener); });
     }
 
-    /// Calls every listener; `handleError` with the listener's context while an exception of the listener is
-    /// handled.
+    // Calls every listener; `handleError` with the listener's context while an exception of the listener is
+    // handled.
     template <class HandleError>
     void deliver(Event const& event, HandleError const& handleError) {
         auto const entries = snapshot();

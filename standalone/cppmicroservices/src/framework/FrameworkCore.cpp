@@ -31,7 +31,7 @@ void SystemBundleRecord::uninstall(FrameworkCore&) {
     throw std::runtime_error("Cannot uninstall a system bundle.");
 }
 
-/// What all public handles own together: its end stops the framework.
+// What all public handles own together: its end stops the framework.
 class FrameworkCore::Handle {
 public:
     explicit Handle(std::shared_ptr<FrameworkCore> core)

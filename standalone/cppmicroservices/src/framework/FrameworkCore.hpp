@@ -1,6 +1,6 @@
 // One framework: its bundles, its services, its listeners, its life cycle.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_FRAMEWORKCORE_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_FRAMEWORKCORE_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_FRAMEWORKCORE_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_FRAMEWORKCORE_HPP
 
 #include "BundleChanges.hpp"
 #include "BundleRecord.hpp"
@@ -26,7 +26,7 @@
 
 namespace cppmicroservices::detail {
 
-/// The bundle that stands for the framework.
+// The bundle that stands for the framework.
 class SystemBundleRecord : public BundleRecord {
 public:
     explicit SystemBundleRecord(std::weak_ptr<FrameworkCore> core);
@@ -36,18 +36,18 @@ public:
     void uninstall(FrameworkCore& core) override;
 
 protected:
-    /// Leaves the services registered: the host that stops its framework unregisters them itself, before or
-    /// after.
+    // Leaves the services registered: the host that stops its framework unregisters them itself, before or
+    // after.
     void unregisterServices(FrameworkCore&) override {}
 
 private:
     friend class FrameworkCore;
 };
 
-/// Thread safe. No lock is held while activators, listeners and factories run.
+// Thread safe. No lock is held while activators, listeners and factories run.
 class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
 public:
-    /// A framework that stops, and is waited for, when the last copy of the pointer is gone; see handle().
+    // A framework that stops, and is waited for, when the last copy of the pointer is gone; see handle().
     static std::shared_ptr<FrameworkCore> make(FrameworkConfiguration const& configuration,
                                                std::ostream* logger);
 
@@ -55,19 +55,19 @@ public:
     FrameworkCore(FrameworkCore const&) = delete;
     FrameworkCore& operator=(FrameworkCore const&) = delete;
 
-    /// What public handles hold. While the last handle is being destroyed: a pointer without its effect.
+    // What public handles hold. While the last handle is being destroyed: a pointer without its effect.
     std::shared_ptr<FrameworkCore> handle();
 
-    /// Frameworks of one process are numbered in the order of their making.
+    // Frameworks of one process are numbered in the order of their making.
     std::uint64_t number() const noexcept { return number_; }
 
     void init();
     void start();
-    /// Begins to stop; returns at once.
+    // Begins to stop; returns at once.
     void stop();
     FrameworkEvent waitForStop(std::chrono::milliseconds const& timeout);
-    /// Whether bundles may be started now: not any more once a stop has come to the bundles, and not yet by a
-    /// framework that has stopped and is only initialised again.
+    // Whether bundles may be started now: not any more once a stop has come to the bundles, and not yet by a
+    // framework that has stopped and is only initialised again.
     bool startsBundles() const noexcept { return startsBundles_.load(); }
 
     std::shared_ptr<SystemBundleRecord> const& systemBundle() const noexcept { return system_; }
@@ -79,24 +79,24 @@ public:
     EventListeners<FrameworkEvent>& frameworkListeners() noexcept { return frameworkListeners_; }
     void removeListenersOf(ContextRecord const& context);
 
-    /// Delivers the event to the listeners. One for which there is no memory is dropped: it comes in the
-    /// middle of a change that must not end half done.
+    // Delivers the event to the listeners. One for which there is no memory is dropped: it comes in the
+    // middle of a change that must not end half done.
     void fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) noexcept;
-    /// Delivers the event to the listeners.
+    // Delivers the event to the listeners.
     void report(FrameworkEvent::Type type, std::shared_ptr<BundleRecord> const& bundle,
                 std::string const& message, std::exception_ptr error = nullptr);
-    /// Writes a line to the log, if the configuration asks for one.
+    // Writes a line to the log, if the configuration asks for one.
     void log(std::string const& line);
 
     AnyMap properties() const;
     Any property(std::string const& key) const;
     int libraryLoadOptions() const;
-    /// A relative path starts from the framework's working directory.
+    // A relative path starts from the framework's working directory.
     std::string absolutePath(std::string const& path) const;
 
-    /// The path of a file among those that the bundle keeps, in a directory which comes into being with the
-    /// first such path. Empty for the framework's own bundle, and if the framework has no storage.
-    /// \throws std::invalid_argument if the directory cannot be made
+    // The path of a file among those that the bundle keeps, in a directory which comes into being with the
+    // first such path. Empty for the framework's own bundle, and if the framework has no storage.
+    // \throws std::invalid_argument if the directory cannot be made
     std::string dataFile(BundleRecord const& bundle, std::string const& name) const;
     void removeDataFiles(BundleRecord const& bundle) const;
 
@@ -106,7 +106,7 @@ private:
     void initWithRight();
     void startMarkedBundles();
     void stopNow();
-    /// In the reverse order of the table.
+    // In the reverse order of the table.
     void stopBundles();
     bool running() const noexcept;
     void shutDown() noexcept;
@@ -129,8 +129,8 @@ private:
     mutable std::mutex mutex_; // guards what follows
     AnyMap properties_;
     std::thread stopper_;
-    bool stopRequested_ = false; ///< whether stopper_ has a stop before it
-    std::uint64_t stops_ = 0;    ///< how often the framework has stopped
+    bool stopRequested_ = false; // whether stopper_ has a stop before it
+    std::uint64_t stops_ = 0;    // how often the framework has stopped
     std::condition_variable stopped_;
 };
 

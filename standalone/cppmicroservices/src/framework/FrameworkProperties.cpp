@@ -24,8 +24,8 @@ std::string currentDirectory() {
     return std::filesystem::current_path(error).string();
 }
 
-/// When the library was loaded: a program that changes its directory later does not lose sight of its
-/// bundles.
+// When the library was loaded: a program that changes its directory later does not lose sight of its
+// bundles.
 std::string const initialDirectory = currentDirectory();
 
 } // namespace

@@ -1,6 +1,6 @@
 // What a framework says about itself: its properties and its headers as a bundle.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_FRAMEWORKPROPERTIES_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_FRAMEWORKPROPERTIES_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_FRAMEWORKPROPERTIES_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_FRAMEWORKPROPERTIES_HPP
 
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/FrameworkFactory.h"
@@ -11,14 +11,14 @@ namespace cppmicroservices::detail {
 
 constexpr char const* defaultStorage = "fwdir";
 
-/// The configuration completed by the defaults and by what cannot be configured. Load options that are no int
-/// are replaced by the default.
-/// \throws BadAnyCastException if the working directory is no std::string, or the logging no bool.
+// The configuration completed by the defaults and by what cannot be configured. Load options that are no int
+// are replaced by the default.
+// \throws BadAnyCastException if the working directory is no std::string, or the logging no bool.
 AnyMap launchingProperties(FrameworkConfiguration const& configuration);
 
 AnyMap systemBundleHeaders();
 
-/// A new random identifier in the form of RFC 4122.
+// A new random identifier in the form of RFC 4122.
 std::string makeUuid();
 
 } // namespace cppmicroservices::detail

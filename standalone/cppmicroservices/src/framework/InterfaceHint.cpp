@@ -22,8 +22,8 @@ bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
            });
 }
 
-/// Whether the text is a value that stands for itself: no wildcard, no escape, nothing that trimming would
-/// change.
+// Whether the text is a value that stands for itself: no wildcard, no escape, nothing that trimming would
+// change.
 bool isPlainValue(std::string_view value) {
     return !value.empty() && value.find_first_of("*\\(") == std::string_view::npos &&
            std::isspace(static_cast<unsigned char>(value.front())) == 0 &&

@@ -21,11 +21,11 @@ using Json = nlohmann::json;
 
 constexpr std::size_t maximumDepth = 64;
 
-/// Makes headers of the parser's events: a tree of JSON values in between would end the process when it is
-/// destroyed without memory.
+// Makes headers of the parser's events: a tree of JSON values in between would end the process when it is
+// destroyed without memory.
 class HeadersReader {
 public:
-    /// What the text holds; empty before the end of the text and for null.
+    // What the text holds; empty before the end of the text and for null.
     Any& root() { return root_; }
 
     bool null() { return true; }
@@ -58,7 +58,7 @@ private:
 
     struct Container {
         std::variant<AnyMap, std::vector<Any>> values;
-        std::string key; ///< of the next value, in a map
+        std::string key; // of the next value, in a map
     };
 
     bool open(std::variant<AnyMap, std::vector<Any>> values) {
@@ -99,7 +99,7 @@ private:
     }
 
     Any root_;
-    std::vector<Container> unfinished_; ///< each within the one before
+    std::vector<Container> unfinished_; // each within the one before
 };
 
 BundleVersion readVersion(Any const& header) {
@@ -145,7 +145,7 @@ void requireName(AnyMap const& headers, std::string const& name, std::string con
     }
 }
 
-/// Whatever is not true or false stands for false; who starts the bundle is warned.
+// Whatever is not true or false stands for false; who starts the bundle is warned.
 bool hasActivator(AnyMap const& headers) {
     auto const found = headers.find(Constants::BUNDLE_ACTIVATOR);
     auto const* const value = found == headers.end() ? nullptr : any_cast<bool>(&found->second);

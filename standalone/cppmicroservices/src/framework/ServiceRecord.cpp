@@ -122,7 +122,7 @@ bool ServiceRecord::matches(LDAPFilter const& filter) const {
 
 namespace {
 
-/// `key` is one that there is already: in another letter case, or among the framework's own.
+// `key` is one that there is already: in another letter case, or among the framework's own.
 [[noreturn]] void throwCaseVariants(ServiceProperties const& properties, std::string const& key) {
     auto const* const variant = findCaseVariant(properties);
     throw std::runtime_error("Properties contain case variants of the key: " + (variant ? *variant : key));

@@ -1,6 +1,6 @@
 // A registered service: its identity, its properties, its state, and who uses it.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_SERVICERECORD_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_SERVICERECORD_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_SERVICERECORD_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_SERVICERECORD_HPP
 
 #include "ServiceUses.hpp"
 #include "cppmicroservices/AnyMap.h"
@@ -25,7 +25,7 @@ class FrameworkCore;
 
 enum class ServiceScope { Singleton, Bundle, Prototype };
 
-/// The order of preference of services, the most preferred first.
+// The order of preference of services, the most preferred first.
 struct ServiceRank {
     int ranking;
     long id;
@@ -35,7 +35,7 @@ struct ServiceRank {
     }
 };
 
-/// Thread safe.
+// Thread safe.
 class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
 public:
     using Properties = std::shared_ptr<AnyMap const>;
@@ -46,58 +46,58 @@ public:
         ServiceRank newRank;
     };
 
-    /// \throws std::invalid_argument if `service` is empty or has an empty object
-    /// \throws std::runtime_error if two keys of `properties` differ in case only
+    // \throws std::invalid_argument if `service` is empty or has an empty object
+    // \throws std::runtime_error if two keys of `properties` differ in case only
     ServiceRecord(long id, std::shared_ptr<BundleRecord> registrant, std::weak_ptr<FrameworkCore> core,
                   InterfaceMapConstPtr service, ServiceProperties const& properties);
 
     long id() const noexcept { return id_; }
     std::shared_ptr<BundleRecord> const& registrant() const noexcept { return registrant_; }
-    /// Empty once the framework is gone.
+    // Empty once the framework is gone.
     std::shared_ptr<FrameworkCore> core() const { return core_.lock(); }
-    /// \throws std::logic_error unless present, and once the framework is gone
+    // \throws std::logic_error unless present, and once the framework is gone
     std::shared_ptr<FrameworkCore> requiredCore() const;
-    /// The service object, or the map with its factory; null after dropService().
+    // The service object, or the map with its factory; null after dropService().
     InterfaceMapConstPtr service() const;
-    /// Null unless the scope is bundle or prototype; null after dropService().
+    // Null unless the scope is bundle or prototype; null after dropService().
     std::shared_ptr<ServiceFactory> factory() const;
     ServiceScope scope() const noexcept { return scope_; }
-    /// In alphabetical order.
+    // In alphabetical order.
     std::vector<std::string> const& interfaces() const noexcept { return interfaces_; }
-    /// Null if the service does not have the interface.
+    // Null if the service does not have the interface.
     std::string const* findInterface(std::string const& interfaceId) const;
 
     Properties properties() const;
-    /// Matching runs under this record's lock: it calls no code but the provider's own.
+    // Matching runs under this record's lock: it calls no code but the provider's own.
     bool matches(LDAPFilter const& filter) const;
     ServiceRank rank() const noexcept { return {ranking_.load(std::memory_order_relaxed), id_}; }
 
-    /// Has `adopt` called with the change under this record's lock, so that the registry's order of services
-    /// follows changes in the order in which they are made. \throws std::logic_error if the service is
-    /// unregistered
+    // Has `adopt` called with the change under this record's lock, so that the registry's order of services
+    // follows changes in the order in which they are made. \throws std::logic_error if the service is
+    // unregistered
     template <class Adopt>
     Change replaceProperties(ServiceProperties const& properties, Adopt const& adopt);
 
-    /// Whether the service can be got: from its registration until its unregistration has been announced.
+    // Whether the service can be got: from its registration until its unregistration has been announced.
     bool available() const noexcept { return state_.load(std::memory_order_acquire) <= State::Unregistering; }
-    /// Whether references to the service are valid: until its unregistration is over.
+    // Whether references to the service are valid: until its unregistration is over.
     bool present() const noexcept { return state_.load(std::memory_order_acquire) != State::Unregistered; }
-    /// \throws std::logic_error unless available
+    // \throws std::logic_error unless available
     void requireAvailable() const;
-    /// \throws std::logic_error unless present
+    // \throws std::logic_error unless present
     void requirePresent() const;
 
-    /// Whether the service's unregistration has not begun.
+    // Whether the service's unregistration has not begun.
     bool registered() const noexcept { return state_.load(std::memory_order_acquire) == State::Registered; }
 
-    /// Has `leave` called under this record's lock, so that no change of the properties comes between, unless
-    /// the service is being unregistered already. Returns whether it was. \throws std::logic_error unless
-    /// present
+    // Has `leave` called under this record's lock, so that no change of the properties comes between, unless
+    // the service is being unregistered already. Returns whether it was. \throws std::logic_error unless
+    // present
     template <class Leave>
     bool beginUnregistration(Leave const& leave);
     void beginRelease() noexcept { state_.store(State::Releasing, std::memory_order_release); }
     void endUnregistration() noexcept { state_.store(State::Unregistered, std::memory_order_release); }
-    /// Lets go of the service object, which references to an unregistered service must not keep.
+    // Lets go of the service object, which references to an unregistered service must not keep.
     void dropService();
 
     ServiceUses& uses() noexcept { return uses_; }

@@ -1,6 +1,6 @@
 // Public references to registered services.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_SERVICEREFERENCES_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_SERVICEREFERENCES_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_SERVICEREFERENCES_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_SERVICEREFERENCES_HPP
 
 #include "ServiceRecord.hpp"
 #include "cppmicroservices/ServiceReference.h"
@@ -11,7 +11,7 @@
 
 namespace cppmicroservices::detail {
 
-/// References in the same order, to the interface if one is given.
+// References in the same order, to the interface if one is given.
 std::vector<ServiceReferenceU> referencesTo(std::vector<std::shared_ptr<ServiceRecord>> const& records,
                                             std::string const& interfaceId = std::string());
 

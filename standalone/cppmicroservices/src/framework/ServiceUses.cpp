@@ -50,8 +50,8 @@ void reportMissing(ServiceRecord& service, std::shared_ptr<BundleRecord> const& 
     }
 }
 
-/// The exception being handled as a ServiceException with the same text and itself nested; what comes in its
-/// way if there is no memory for it.
+// The exception being handled as a ServiceException with the same text and itself nested; what comes in its
+// way if there is no memory for it.
 std::exception_ptr asFactoryException() noexcept {
     try {
         std::throw_with_nested(
@@ -61,7 +61,7 @@ std::exception_ptr asFactoryException() noexcept {
     }
 }
 
-/// One of the service's interfaces that the object lacks; null if it has all.
+// One of the service's interfaces that the object lacks; null if it has all.
 std::string const* findMissingInterface(InterfaceMap const& object, ServiceRecord const& service) {
     auto const& interfaces = service.interfaces();
     auto const missing =
@@ -72,8 +72,8 @@ std::string const* findMissingInterface(InterfaceMap const& object, ServiceRecor
     return missing == interfaces.end() ? nullptr : &*missing;
 }
 
-/// The deleter of the pointers that bundles get: keeps the object, and releases the use with the last
-/// pointer.
+// The deleter of the pointers that bundles get: keeps the object, and releases the use with the last
+// pointer.
 struct ReleaseUse {
     std::shared_ptr<ServiceUse> use;
     std::shared_ptr<void const> object;

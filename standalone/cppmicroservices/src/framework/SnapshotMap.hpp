@@ -1,6 +1,6 @@
 // A map whose values can be handed out as an immutable list, so that they can be walked without a lock.
-#ifndef SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
-#define SPF_MICROSERVICES_FRAMEWORK_SNAPSHOTMAP_HPP
+#ifndef CPPMICROSERVICES_SRC_FRAMEWORK_SNAPSHOTMAP_HPP
+#define CPPMICROSERVICES_SRC_FRAMEWORK_SNAPSHOTMAP_HPP
 
 #include <algorithm>
 #include <functional>
@@ -11,9 +11,9 @@
 
 namespace cppmicroservices::detail {
 
-/// The list is made at the first request after a change and shared until the next change, so that a run of
-/// changes costs nothing beyond the map's own, and neither does a run of requests. Not thread safe; the lists
-/// are.
+// The list is made at the first request after a change and shared until the next change, so that a run of
+// changes costs nothing beyond the map's own, and neither does a run of requests. Not thread safe; the lists
+// are.
 template <class Key, class Value, class Compare = std::less<Key>>
 class SnapshotMap {
 public:
@@ -32,7 +32,7 @@ public:
         snapshot_.reset();
     }
 
-    /// Moves the values for which `isMeant` is true out of the map, without need of memory.
+    // Moves the values for which `isMeant` is true out of the map, without need of memory.
     template <class Predicate>
     Map extractIf(Predicate const& isMeant) {
         Map extracted;
@@ -46,8 +46,8 @@ public:
         return extracted;
     }
 
-    /// The first value whose key comes after `key` and for which `isMeant` is true; null if there is
-    /// none.
+    // The first value whose key comes after `key` and for which `isMeant` is true; null if there is
+    // none.
     template <class Predicate>
     Value const* findAfter(Key const& key, Predicate const& isMeant) const {
         auto const found = std::find_if(values_.upper_bound(key), values_.end(),
@@ -57,10 +57,10 @@ public:
 
     bool empty() const { return values_.empty(); }
 
-    /// The value with the first key. The map must not be empty.
+    // The value with the first key. The map must not be empty.
     Value const& front() const { return values_.begin()->second; }
 
-    /// All values in the order of their keys.
+    // All values in the order of their keys.
     std::shared_ptr<Values const> snapshot() {
         if (!snapshot_) {
             auto values = std::make_shared<Values>();

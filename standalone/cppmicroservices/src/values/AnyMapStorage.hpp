@@ -18,14 +18,14 @@
 
 namespace cppmicroservices::detail {
 
-/// Memory for nodes: first that which it was given, then chunks from the heap, all given back as a whole.
+// Memory for nodes: first that which it was given, then chunks from the heap, all given back as a whole.
 class NodePool {
 public:
     struct Slot {
         alignas(AnyMapNode) std::array<std::byte, sizeof(AnyMapNode)> memory;
     };
 
-    /// How many slots are allocated at once, beside an object of `headerSize` bytes, for `wanted` nodes.
+    // How many slots are allocated at once, beside an object of `headerSize` bytes, for `wanted` nodes.
     static std::size_t slotsAtOnce(std::size_t wanted, std::size_t headerSize) noexcept;
 
     NodePool(void* slots, std::size_t count) noexcept
@@ -34,7 +34,7 @@ public:
     NodePool& operator=(NodePool const&) = delete;
     ~NodePool();
 
-    /// Memory for one more node than the `used` that there are.
+    // Memory for one more node than the `used` that there are.
     void* take(std::size_t used) {
         if (!free_) {
             addChunk(used);
@@ -47,7 +47,7 @@ public:
         return memory;
     }
 
-    /// Takes back what take() gave; no node lives in it any more.
+    // Takes back what take() gave; no node lives in it any more.
     void giveBack(void* memory) noexcept { free_ = ::new (memory) FreeSlots{free_, 1}; }
 
 private:
@@ -65,20 +65,20 @@ private:
     Chunk* chunks_ = nullptr;
 };
 
-/// Up to this many entries, a processor's cache holds all nodes, so that it does not matter where they lie.
+// Up to this many entries, a processor's cache holds all nodes, so that it does not matter where they lie.
 inline constexpr std::size_t largestInCache = 1000;
 
-/// Nodes never move, so that references to entries stay valid. A map of a few entries has no index: walking
-/// along them is faster, and spares it all memory but this object.
+// Nodes never move, so that references to entries stay valid. A map of a few entries has no index: walking
+// along them is faster, and spares it all memory but this object.
 class AnyMapStorage {
 public:
     static constexpr std::size_t usualCapacity = 4;
 
-    /// Up to this many entries, an index is slower than comparing keys one after the other.
+    // Up to this many entries, an index is slower than comparing keys one after the other.
     static constexpr std::size_t largestWithoutIndex = 8;
 
-    /// Room for `capacity` entries, or for as many of them as are allocated at once, lies in the same block
-    /// of memory as the object.
+    // Room for `capacity` entries, or for as many of them as are allocated at once, lies in the same block
+    // of memory as the object.
     static std::unique_ptr<AnyMapStorage> create(any_map::map_type kind,
                                                  std::size_t capacity = usualCapacity);
     static std::unique_ptr<AnyMapStorage> copy(AnyMapStorage const& other);
@@ -91,15 +91,15 @@ public:
     AnyMapNode* first() const noexcept { return first_; }
     std::size_t size() const noexcept { return size_; }
 
-    /// Null if there is no such entry.
+    // Null if there is no such entry.
     AnyMapNode* find(std::string const& key) const;
 
-    /// The entry with this key, and whether it is new; a new one is constructed from `args`, which begin with
-    /// the key.
+    // The entry with this key, and whether it is new; a new one is constructed from `args`, which begin with
+    // the key.
     template <typename... Args>
     std::pair<AnyMapNode*, bool> tryInsert(std::string const& key, Args&&... args);
 
-    /// The entry with this key; a new one has an empty value.
+    // The entry with this key; a new one has an empty value.
     template <typename Key>
     AnyMapNode* findOrInsert(Key&& key) {
         return tryInsert(key, std::piecewise_construct, std::forward_as_tuple(std::forward<Key>(key)),
@@ -107,7 +107,7 @@ public:
             .first;
     }
 
-    /// Adds an entry whose key is not here and, in an ordered map, greater than all that are.
+    // Adds an entry whose key is not here and, in an ordered map, greater than all that are.
     template <typename... Args>
     void append(Args&&... args);
 
@@ -124,23 +124,23 @@ private:
 
     static std::unique_ptr<AnyMapStorage> allocate(any_map::map_type kind, std::size_t capacity);
 
-    /// The object must have been allocated with the same capacity.
+    // The object must have been allocated with the same capacity.
     AnyMapStorage(any_map::map_type kind, Capacity capacity) noexcept;
 
-    /// Where the entry with some key is in an ordered map, or belongs.
+    // Where the entry with some key is in an ordered map, or belongs.
     struct Place {
         AnyMapNode* node = nullptr;           // the first one whose key is not less; null: there is none
         bool isFound = false;                 // its key is the one
         SortedIndex::Position position{0, 0}; // of the node, if there is an index
     };
 
-    /// What the nodes of a large map are found by: the one of the two that its kind needs.
+    // What the nodes of a large map are found by: the one of the two that its kind needs.
     struct Index {
         HashedIndex hashed;
         SortedIndex sorted;
     };
 
-    /// Gives a node that was made but not yet kept back to the pool.
+    // Gives a node that was made but not yet kept back to the pool.
     struct NodeDeleter {
         AnyMapStorage* storage;
         void operator()(AnyMapNode* node) const noexcept { storage->destroyNode(node); }
@@ -157,7 +157,7 @@ private:
     bool eraseOrdered(std::string const& key);
     bool eraseHashed(std::string const& key);
 
-    /// Calls `visitor`, which may destroy the node, with each node in iteration order.
+    // Calls `visitor`, which may destroy the node, with each node in iteration order.
     template <typename Visitor>
     void visit(Visitor const& visitor) const;
 
@@ -169,16 +169,16 @@ private:
     OwnedNode makeNode(Args&&... args);
     void destroyNode(AnyMapNode* node) noexcept;
 
-    /// The index of the nodes that there are.
+    // The index of the nodes that there are.
     std::unique_ptr<Index> makeIndex() const;
-    /// The same, where `other` is that of the map whose entries were copied.
+    // The same, where `other` is that of the map whose entries were copied.
     std::unique_ptr<Index> makeIndexLike(Index const& other) const;
 
-    /// Put a node that was made into the index and the iteration order. If that throws, nothing is changed.
+    // Put a node that was made into the index and the iteration order. If that throws, nothing is changed.
     void keepOrdered(Place const& place, AnyMapNode* node);
     void keepHashed(std::size_t hash, AnyMapNode* node);
 
-    /// Puts the node in front of `successor` in the iteration order, at the end if that is null.
+    // Puts the node in front of `successor` in the iteration order, at the end if that is null.
     void link(AnyMapNode* node, AnyMapNode* successor) noexcept;
     void unlink(AnyMapNode* node) noexcept;
 

@@ -12,15 +12,15 @@
 
 namespace cppmicroservices::detail {
 
-/// Nodes are numbered as they come, and they and what is known of them lie in the order of their numbers. So
-/// a table grows, and is copied for a map with the same entries, without a look at any key.
+// Nodes are numbered as they come, and they and what is known of them lie in the order of their numbers. So
+// a table grows, and is copied for a map with the same entries, without a look at any key.
 class HashedIndex {
 public:
-    /// Makes room for that many nodes, of which there are none. If there is no memory for it, nothing is
-    /// changed.
+    // Makes room for that many nodes, of which there are none. If there is no memory for it, nothing is
+    // changed.
     void reserve(std::size_t count);
 
-    /// The node with this hash that `isMeant`, null if there is none. Requires that there is room for one.
+    // The node with this hash that `isMeant`, null if there is none. Requires that there is room for one.
     template <typename Predicate>
     AnyMapNode* find(std::size_t hash, Predicate const& isMeant) const {
         for (Number number = heads_[headOf(hash)]; number != none; number = links_[number].next) {
@@ -32,8 +32,8 @@ public:
         return nullptr;
     }
 
-    /// If there is no memory for it, nothing is changed.
-    /// \throws std::length_error if there are too many nodes to be numbered
+    // If there is no memory for it, nothing is changed.
+    // \throws std::length_error if there are too many nodes to be numbered
     void insert(std::size_t hash, AnyMapNode* node) {
         if (unused_ == none) {
             grow();
@@ -45,13 +45,13 @@ public:
         prepend(number);
     }
 
-    /// Requires that the node is here.
+    // Requires that the node is here.
     void erase(std::size_t hash, AnyMapNode const* node) noexcept;
 
-    /// Whether the numbers of the nodes ascend in the order of their insertion.
+    // Whether the numbers of the nodes ascend in the order of their insertion.
     bool isInOrder() const noexcept { return isInOrder_; }
 
-    /// The index of a chain of nodes whose keys are those of the nodes here, which are in order.
+    // The index of a chain of nodes whose keys are those of the nodes here, which are in order.
     HashedIndex copyFor(AnyMapNode* first) const;
 
 private:
@@ -67,7 +67,7 @@ private:
     std::size_t headOf(std::size_t hash) const noexcept { return shortened(hash) & (heads_.size() - 1); }
     void grow();
 
-    /// Makes a full table larger.
+    // Makes a full table larger.
     void growTo(std::size_t size);
 
     void prepend(Number number) noexcept {

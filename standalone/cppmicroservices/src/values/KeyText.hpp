@@ -16,7 +16,7 @@ namespace cppmicroservices::detail {
 // Texts of at least one word are read in words, the last of which may overlap the one before it.
 inline constexpr std::size_t wordSize = sizeof(std::uint64_t);
 
-/// The bytes of `word` with those between 'A' and 'Z' made lower-case.
+// The bytes of `word` with those between 'A' and 'Z' made lower-case.
 inline std::uint64_t foldCase(std::uint64_t word) noexcept {
     constexpr std::uint64_t eachByte = 0x0101010101010101U;
     std::uint64_t const lowBits = word & (0x7f * eachByte);
@@ -33,7 +33,7 @@ Word loadWord(char const* text) noexcept {
     return word;
 }
 
-/// All bytes of a text of less than eight; the reads may overlap, so that none of them has a variable length.
+// All bytes of a text of less than eight; the reads may overlap, so that none of them has a variable length.
 inline std::uint64_t loadShort(char const* text, std::size_t length) noexcept {
     if (length >= 4) {
         return loadWord<std::uint32_t>(text) | std::uint64_t{loadWord<std::uint32_t>(text + length - 4)}
@@ -46,8 +46,8 @@ inline std::uint64_t loadShort(char const* text, std::size_t length) noexcept {
     return byteAt(0) | byteAt(length / 2) << 8 | byteAt(length - 1) << 16;
 }
 
-/// The same for texts that are equal but for case. All bits of the hash depend on all bytes, so that its low
-/// bits can choose a place in a table.
+// The same for texts that are equal but for case. All bits of the hash depend on all bytes, so that its low
+// bits can choose a place in a table.
 inline std::size_t hashFolded(std::string_view key) noexcept {
     constexpr std::uint64_t multiplier = 0x9e3779b97f4a7c15U;
     // In which the cases of a letter differ. What else it makes equal, such as '_' and the delete character,
@@ -91,7 +91,7 @@ inline bool equalFolded(std::string_view left, std::string_view right) noexcept 
     return equalWordsAt(left.size() - wordSize);
 }
 
-/// The first key of the map of which a variant in other letter case follows; null if there is none.
+// The first key of the map of which a variant in other letter case follows; null if there is none.
 template <typename Map>
 std::string const* findCaseVariant(Map const& map) {
     for (auto entry = map.begin(); entry != map.end(); ++entry) {
@@ -109,14 +109,14 @@ std::uint64_t loadBigEndian(char const* text, std::index_sequence<i...> /*bytes*
     return ((std::uint64_t{static_cast<unsigned char>(text[i])} << 8 * (sizeof...(i) - 1 - i)) | ...);
 }
 
-/// A number whose highest bytes are the first `bytes` bytes of `text`.
+// A number whose highest bytes are the first `bytes` bytes of `text`.
 template <std::size_t bytes>
 std::uint64_t loadOrdered(char const* text) noexcept {
     return loadBigEndian(text, std::make_index_sequence<bytes>()) << 8 * (wordSize - bytes);
 }
 
-/// The eight bytes from `begin` on as a number that orders texts, which are equal up to there, as they are
-/// ordered, as far as it tells them apart.
+// The eight bytes from `begin` on as a number that orders texts, which are equal up to there, as they are
+// ordered, as far as it tells them apart.
 inline std::uint64_t orderingPrefix(std::string_view text, std::size_t begin) noexcept {
     auto const size = text.size();
     if (begin >= size) {

@@ -9,11 +9,11 @@
 
 namespace cppmicroservices::detail {
 
-/// Stands in patterns for any text. The character DEL, because no text has it and because it orders values
-/// against patterns as filters always have.
+// Stands in patterns for any text. The character DEL, because no text has it and because it orders values
+// against patterns as filters always have.
 constexpr char wildcard = '\x7f';
 
-/// The right-hand side of a comparison, in every form that a property's type can ask for.
+// The right-hand side of a comparison, in every form that a property's type can ask for.
 struct LDAPPattern {
     std::string text;             // '*' as wildcard, escapes removed
     std::string approximate;      // for approximation only: the text as normaliseForApproximation() makes it
@@ -25,10 +25,10 @@ struct LDAPPattern {
 struct LDAPExpression {
     enum class Operator { And, Or, Not, Equal, Approximate, GreaterOrEqual, LessOrEqual };
 
-    /// \throws std::invalid_argument if `filter` is malformed.
+    // \throws std::invalid_argument if `filter` is malformed.
     static LDAPExpression parse(std::string_view filter);
 
-    /// The filter in its shortest form.
+    // The filter in its shortest form.
     std::string toString() const;
 
     Operator operation = Operator::And;
@@ -42,7 +42,7 @@ private:
 
 LDAPPattern makePattern(std::string text, LDAPExpression::Operator operation);
 
-/// Removes white space and makes ASCII letters lower-case.
+// Removes white space and makes ASCII letters lower-case.
 std::string normaliseForApproximation(std::string_view text);
 
 } // namespace cppmicroservices::detail

@@ -7,7 +7,7 @@
 
 namespace cppmicroservices {
 
-/// What an LDAPFilter shares with its copies.
+// What an LDAPFilter shares with its copies.
 class LDAPFilterData {
 public:
     explicit LDAPFilterData(std::string const& filter)
@@ -20,7 +20,7 @@ namespace detail {
 
 enum class KeyCase { Ignored, Respected };
 
-/// \throws std::runtime_error if `properties` has keys that differ in case only.
+// \throws std::runtime_error if `properties` has keys that differ in case only.
 bool matches(LDAPExpression const& expression, AnyMap const& properties, KeyCase keyCase);
 
 } // namespace detail

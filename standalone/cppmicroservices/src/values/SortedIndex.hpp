@@ -12,38 +12,38 @@
 
 namespace cppmicroservices::detail {
 
-/// Nodes in key order. Beside each stands a part of its key, behind what all keys here begin with, so that a
-/// search looks at few of the nodes.
+// Nodes in key order. Beside each stands a part of its key, behind what all keys here begin with, so that a
+// search looks at few of the nodes.
 class SortedNodes {
 public:
     explicit SortedNodes(std::size_t capacity = 0);
 
-    /// The nodes of `others` from `first` on.
+    // The nodes of `others` from `first` on.
     SortedNodes(SortedNodes const& others, std::size_t first, std::size_t capacity);
 
     std::size_t size() const noexcept { return nodes_.size(); }
     AnyMapNode* operator[](std::size_t slot) const noexcept { return nodes_[slot]; }
     AnyMapNode* back() const noexcept { return nodes_.back(); }
 
-    /// The first node whose key is not less than `key`; size() if there is none.
+    // The first node whose key is not less than `key`; size() if there is none.
     std::size_t lowerBound(std::string const& key) const noexcept;
 
-    /// Makes the next insertion one that cannot throw.
+    // Makes the next insertion one that cannot throw.
     void makeRoom();
 
-    /// Puts the node in front of the one at `slot`.
+    // Puts the node in front of the one at `slot`.
     void insert(std::size_t slot, AnyMapNode* node);
 
-    /// Puts the node, which has the key of the one at `slot` or one that belongs there, in its place.
+    // Puts the node, which has the key of the one at `slot` or one that belongs there, in its place.
     void replace(std::size_t slot, AnyMapNode* node) noexcept;
 
     void erase(std::size_t slot) noexcept;
 
-    /// Removes the nodes from `size` on.
+    // Removes the nodes from `size` on.
     void truncate(std::size_t size) noexcept;
 
-    /// Calls `visitor` with each node, in order. Nodes that come later may lie anywhere, so they and then
-    /// their keys are fetched from memory in the meantime.
+    // Calls `visitor` with each node, in order. Nodes that come later may lie anywhere, so they and then
+    // their keys are fetched from memory in the meantime.
     template <typename Visitor>
     void visit(Visitor const& visitor) const {
         constexpr std::size_t keyDistance = 8;
@@ -60,8 +60,8 @@ public:
         }
     }
 
-    /// Puts the nodes of a chain that has the same keys in the place of those here. Returns what follows in
-    /// the chain.
+    // Puts the nodes of a chain that has the same keys in the place of those here. Returns what follows in
+    // the chain.
     AnyMapNode* replaceAll(AnyMapNode* first) noexcept;
 
 private:
@@ -81,19 +81,19 @@ private:
 
 class SortedIndex {
 public:
-    /// A place between nodes: where a key is, or where it belongs.
+    // A place between nodes: where a key is, or where it belongs.
     struct Position {
         std::size_t block;
         std::size_t slot;
     };
 
-    /// Adds a chain of nodes whose keys ascend and are greater than all keys here.
+    // Adds a chain of nodes whose keys ascend and are greater than all keys here.
     void append(AnyMapNode* first);
 
-    /// The index of a chain of nodes whose keys are those of the nodes here.
+    // The index of a chain of nodes whose keys are those of the nodes here.
     SortedIndex copyFor(AnyMapNode* first) const;
 
-    /// Calls `visitor` with each node, in order.
+    // Calls `visitor` with each node, in order.
     template <typename Visitor>
     void visit(Visitor const& visitor) const {
         for (auto const& block : blocks_) {
@@ -101,16 +101,16 @@ public:
         }
     }
 
-    /// The first node whose key is not less than `key`.
+    // The first node whose key is not less than `key`.
     Position lowerBound(std::string const& key) const;
 
-    /// Behind the last node.
+    // Behind the last node.
     Position end() const { return {blocks_.size(), 0}; }
 
-    /// Null at the end.
+    // Null at the end.
     AnyMapNode* nodeAt(Position position) const;
 
-    /// Puts the node in front of the one at `position`.
+    // Puts the node in front of the one at `position`.
     void insert(Position position, AnyMapNode* node);
 
     void erase(Position position);

@@ -22,14 +22,14 @@ namespace cppmicroservices {
 
 class Any;
 
-/// Significant digits of floating-point numbers in every text form.
+// Significant digits of floating-point numbers in every text form.
 constexpr int DOUBLE_PRECISION = 12;
 
-/// Starts a line indented by `indent` spaces, unless `increment` is 0.
+// Starts a line indented by `indent` spaces, unless `increment` is 0.
 US_Framework_EXPORT std::ostream& newline_and_indent(std::ostream& os, std::uint8_t increment,
                                                      std::int32_t indent);
 
-/// \throws std::logic_error if `any` is empty.
+// \throws std::logic_error if `any` is empty.
 US_Framework_EXPORT std::ostream& any_value_to_string(std::ostream& os, Any const& any);
 
 US_Framework_EXPORT std::ostream& any_value_to_json(std::ostream& os, Any const& val, std::uint8_t,
@@ -158,7 +158,7 @@ std::ostream& any_value_to_cpp(std::ostream& os, std::map<K, V> const& m, std::u
 
 namespace detail {
 
-/// Writes every element of [i1, i2) through `printElement`, separated by `separator`.
+// Writes every element of [i1, i2) through `printElement`, separated by `separator`.
 template <typename Iterator, typename PrintElement>
 void printSeparated(std::ostream& os, Iterator i1, Iterator i2, char const* separator,
                     PrintElement printElement) {
@@ -170,8 +170,8 @@ void printSeparated(std::ostream& os, Iterator i1, Iterator i2, char const* sepa
     }
 }
 
-/// The same with each element on a line of its own, between `open` and `close`; nothing stands between those
-/// two if there is no element.
+// The same with each element on a line of its own, between `open` and `close`; nothing stands between those
+// two if there is no element.
 template <typename Iterator, typename PrintElement>
 void printLines(std::ostream& os, Iterator i1, Iterator i2, char const* open, char const* separator,
                 char const* close, std::uint8_t increment, std::int32_t indent, PrintElement printElement) {

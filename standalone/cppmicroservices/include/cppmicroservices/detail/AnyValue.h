@@ -24,15 +24,15 @@ union AnyStorage {
     alignas(std::string) std::array<std::byte, sizeof(std::string)> bytes;
 };
 
-/// How a value that fits into a word is copied and moved. It is written as a word, too: a processor waits
-/// for smaller writes to finish before it reads what they are a part of.
+// How a value that fits into a word is copied and moved. It is written as a word, too: a processor waits
+// for smaller writes to finish before it reads what they are a part of.
 inline void copyWord(AnyStorage const& from, AnyStorage& to) noexcept {
     std::memcpy(&to, &from, sizeof(void*));
 }
 
-/// The operations on one type. `relocate` moves the value and ends the life of the one moved from, so that an
-/// Any whose value was taken is simply empty. Null stands for copyWord(), as `copy` and `relocate`, and for
-/// nothing to be done, as `destroy`.
+// The operations on one type. `relocate` moves the value and ends the life of the one moved from, so that an
+// Any whose value was taken is simply empty. Null stands for copyWord(), as `copy` and `relocate`, and for
+// nothing to be done, as `destroy`.
 struct AnyOperations {
     std::type_info const& type;
     bool isInline;
@@ -52,7 +52,7 @@ template <typename T>
 struct HasEquality<T, std::void_t<decltype(std::declval<T const&>() == std::declval<T const&>())>>
     : std::true_type {};
 
-/// Types that cannot be compared are equal to nothing; neither are arrays, which no Any holds.
+// Types that cannot be compared are equal to nothing; neither are arrays, which no Any holds.
 template <typename T>
 bool equalValues(T const& left, T const& right) {
     if constexpr (std::conjunction_v<std::negation<std::is_array<T>>, HasEquality<T>>) {
@@ -62,8 +62,8 @@ bool equalValues(T const& left, T const& right) {
     }
 }
 
-/// Exported, so that where possible all libraries share one table per type, and none is left pointing into a
-/// library that was unloaded.
+// Exported, so that where possible all libraries share one table per type, and none is left pointing into a
+// library that was unloaded.
 template <typename T>
 class US_Framework_EXPORT AnyOperationsFor {
 public:

@@ -16,10 +16,10 @@ namespace cppmicroservices::detail {
 
 class ContextRecord;
 
-/// The public handle to the record, which may be null.
+// The public handle to the record, which may be null.
 US_Framework_EXPORT BundleContext MakeBundleContext(std::shared_ptr<ContextRecord> record);
 
-/// Thread safe: a bundle may ask for its context while the framework takes it away.
+// Thread safe: a bundle may ask for its context while the framework takes it away.
 class BundleContextSlot {
 public:
     std::shared_ptr<ContextRecord> load() const {

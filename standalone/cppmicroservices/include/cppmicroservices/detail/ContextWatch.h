@@ -13,12 +13,12 @@ namespace cppmicroservices::detail {
 
 using ContextWatchId = std::uint64_t;
 
-/// Has a function called once when a context becomes invalid, until this object is destroyed. Not thread
-/// safe.
+// Has a function called once when a context becomes invalid, until this object is destroyed. Not thread
+// safe.
 class US_Framework_EXPORT ContextWatch {
 public:
-    /// `invalidated` is called from another thread, and may be called once more while this object is being
-    /// destroyed.
+    // `invalidated` is called from another thread, and may be called once more while this object is being
+    // destroyed.
     ContextWatch(BundleContext const& context, std::function<void()> invalidated);
     ContextWatch(ContextWatch const&) = delete;
     ContextWatch& operator=(ContextWatch const&) = delete;

@@ -13,12 +13,12 @@ namespace cppmicroservices::detail {
 class ServiceRecord;
 struct Access;
 
-/// Thread safe: loads and stores of one link by several threads do not disturb each other.
+// Thread safe: loads and stores of one link by several threads do not disturb each other.
 class ServiceLink {
 public:
     struct Target {
         std::shared_ptr<ServiceRecord> record;
-        /// Lies in `record`, which keeps it; null if no interface is named.
+        // Lies in `record`, which keeps it; null if no interface is named.
         std::string const* interfaceId = nullptr;
     };
 

@@ -20,8 +20,8 @@
 
 namespace cppmicroservices::detail {
 
-/// Thread safe. The customizer is called with no lock held, and not after close() has returned. The mutex is
-/// the tracker's: whoever holds it already may call what ends in "WithLock".
+// Thread safe. The customizer is called with no lock held, and not after close() has returned. The mutex is
+// the tracker's: whoever holds it already may call what ends in "WithLock".
 template <class S, class T>
 class TrackedServices {
 public:
@@ -50,8 +50,8 @@ public:
         }
     }
 
-    /// Tracks the services that were found after the tracker began to listen, unless they are gone or an
-    /// event has brought them already. An exception of the customizer is thrown when all are done.
+    // Tracks the services that were found after the tracker began to listen, unless they are gone or an
+    // event has brought them already. An exception of the customizer is thrown when all are done.
     void trackFound(std::vector<ServiceReferenceU> const& found) {
         std::exception_ptr error;
         Call const call(*this);
@@ -94,8 +94,8 @@ public:
         customizer_.RemovedService(reference, object);
     }
 
-    /// Untracks all services and waits for the calls of the customizer that other threads are in, unless the
-    /// calling thread is in one itself. An exception of the customizer is thrown when all are done.
+    // Untracks all services and waits for the calls of the customizer that other threads are in, unless the
+    // calling thread is in one itself. An exception of the customizer is thrown when all are done.
     void close() {
         Objects objects;
         {
@@ -132,15 +132,15 @@ public:
         return found == objects_.end() ? nullptr : found->second;
     }
 
-    /// The most preferred service; invalid if there is none.
+    // The most preferred service; invalid if there is none.
     Reference best() const {
         std::lock_guard const lock(mutex_);
         auto const* const best = bestWithLock();
         return best ? best->first : Reference();
     }
 
-    /// Its object; null if there is none, or if the service is unregistered, which the tracker of a stopped
-    /// bundle is not told of. Once given, it is given again until what is tracked changes.
+    // Its object; null if there is none, or if the service is unregistered, which the tracker of a stopped
+    // bundle is not told of. Once given, it is given again until what is tracked changes.
     Object bestObjectWithLock() const {
         if (!given_) {
             auto const* const best = bestWithLock();
@@ -159,8 +159,8 @@ public:
         return trackingCount_;
     }
 
-    /// Waits until a service is tracked, the tracker is closed, `cancelled()` or the deadline is past;
-    /// without deadline for ever. Whoever makes `cancelled()` true calls wake().
+    // Waits until a service is tracked, the tracker is closed, `cancelled()` or the deadline is past;
+    // without deadline for ever. Whoever makes `cancelled()` true calls wake().
     template <class Cancelled>
     void wait(std::optional<Clock::time_point> const& deadline, Cancelled const& cancelled) {
         std::unique_lock lock(mutex_);
@@ -178,8 +178,8 @@ public:
     }
 
 private:
-    /// That the calling thread may call the customizer; begins before it looks whether it is to, so that
-    /// close() waits for it. Links itself, so that a service can be untracked without memory.
+    // That the calling thread may call the customizer; begins before it looks whether it is to, so that
+    // close() waits for it. Links itself, so that a service can be untracked without memory.
     class Call {
     public:
         explicit Call(TrackedServices& services)
@@ -199,7 +199,7 @@ private:
             services_.changed_.notify_all();
         }
 
-        /// Whether the thread is in this call or in one that is linked behind it.
+        // Whether the thread is in this call or in one that is linked behind it.
         bool orNextIsBy(std::thread::id thread) const {
             auto const* call = this;
             while (call && call->thread_ != thread) {
@@ -232,8 +232,8 @@ private:
         }
     }
 
-    /// Whether the calling thread is to add the service. One that is being unregistered is not added: it may
-    /// have been untracked already, and its properties may be changed after that.
+    // Whether the calling thread is to add the service. One that is being unregistered is not added: it may
+    // have been untracked already, and its properties may be changed after that.
     bool beginAdding(Reference const& reference, bool found) {
         std::lock_guard const lock(mutex_);
         if (closed_ || !reference.IsToStay() || objects_.count(reference) > 0 ||
@@ -244,8 +244,8 @@ private:
         return adding_.emplace(reference, nullptr).second;
     }
 
-    /// So that keep() needs no memory for one more: an object that the customizer has given is not lost. The
-    /// one bucket of a new table is none to put anything in.
+    // So that keep() needs no memory for one more: an object that the customizer has given is not lost. The
+    // one bucket of a new table is none to put anything in.
     void makeRoomWithLock() {
         auto const room = static_cast<float>(objects_.bucket_count()) * objects_.max_load_factor();
         if (static_cast<float>(objects_.size() + adding_.size() + 1) > room || objects_.bucket_count() == 1) {
@@ -267,7 +267,7 @@ private:
         }
     }
 
-    /// Whether the service is tracked with the object now; not if it has gone meanwhile.
+    // Whether the service is tracked with the object now; not if it has gone meanwhile.
     bool keep(Reference const& reference, Object const& object) {
         std::lock_guard const lock(mutex_);
         auto entry = adding_.extract(reference);

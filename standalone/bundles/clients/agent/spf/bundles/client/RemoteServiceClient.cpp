@@ -83,7 +83,7 @@ public:
 
 private:
     std::shared_ptr<RemoteOffers> const offers_;
-    std::mutex mutable mutex_; // guards what follows
+    mutable std::mutex mutex_; // guards what follows
     bool isGone_ = false;
     ImportedServices services_;
 };

@@ -62,7 +62,7 @@ private:
 
     std::string const name_;
     std::shared_ptr<Loop> const loop_; // shared with the thread, which may outlive this object
-    std::mutex mutable mutex_;         // guards stopping_ and guard_
+    mutable std::mutex mutex_;         // guards stopping_ and guard_
     bool stopping_ = false;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
     std::mutex joinMutex_; // guards thread_ against two joins; no task takes it

@@ -105,7 +105,7 @@ private:
 
     Gone const gone_;
     BundleContext context_;
-    std::mutex mutable mutex_; // guards counts_
+    mutable std::mutex mutex_; // guards counts_
     std::map<std::string, int> counts_;
     ServiceTracker<ManagedServiceFactory, CountedFactory> tracker_;
 };

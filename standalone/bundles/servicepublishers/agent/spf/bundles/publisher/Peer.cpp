@@ -103,7 +103,7 @@ public:
     }
 
 private:
-    std::mutex mutable mutex_; // guards current_
+    mutable std::mutex mutex_; // guards current_
     std::shared_ptr<PeerOffers const> current_;
 };
 
