@@ -5,6 +5,7 @@
 #include <fstream>
 #include <future>
 #include <stdexcept>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -131,11 +132,50 @@ TEST_F(Discovery, WhatADeadProcessLeftIsIgnoredAndRemovedWithItsSocket) {
     auto const socket = path_ / "name.1.2.sock";
     write("a.json", R"({"name":"name","endpoint":"unix:)" + socket.string() + R"("})");
     write(socket.filename(), "");
+    write(socket.filename().string() + ".lock", ""); // killed as it made the socket
 
     auto const handle = lookOut("name");
 
     EXPECT_TRUE(told_->waitFor("-"));
     EXPECT_THAT(filesIn(path_), IsEmpty());
+}
+
+TEST_F(Discovery, AnAnnouncementThatADeadProcessHasNotFinishedIsRemoved) {
+    write("a.json.unfinished", "");
+    write("b.json.unfinished", R"({"name":"name","endpoint":"unix:/b"})");
+
+    auto const handle = lookOut("name");
+
+    EXPECT_TRUE(told_->waitFor("-"));
+    EXPECT_THAT(filesIn(path_), IsEmpty());
+}
+
+TEST_F(Discovery, AnAnnouncementThatALivingProcessHasNotFinishedIsPassedOver) {
+    write("a.json.unfinished", R"({"name":"name","endpoint":"unix:/a"})");
+    FileDescriptor const lock(::open((path_ / "a.json.unfinished").c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
+
+    auto const handle = lookOut("name");
+
+    EXPECT_TRUE(told_->waitFor("-"));
+    EXPECT_EQ(onlyFile(), path_ / "a.json.unfinished");
+}
+
+TEST_F(Discovery, AnAnnouncementThatIsLookedAtBeforeItIsLockedIsMadeAllTheSame) {
+    std::filesystem::create_directory(path_);
+    bool isFirst = true;
+    bundles_test::BeforeFlock const looking([&] {
+        if (std::exchange(isFirst, false)) {
+            readAnnouncements(path_);
+            EXPECT_THAT(filesIn(path_), IsEmpty()) << "it was not taken for a dead process's";
+        }
+        return 0;
+    });
+
+    AnnouncementFile const announcement(path_ / "a.json", {"name", "unix:/a"});
+
+    EXPECT_THAT(readAnnouncements(path_),
+                testing::ElementsAre(testing::Field(&Announcement::endpoint, "unix:/a")));
 }
 
 TEST_F(Discovery, OfADeadProcessNothingOutsideTheDirectoryIsRemoved) {

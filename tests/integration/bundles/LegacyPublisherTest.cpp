@@ -1,17 +1,71 @@
 // Publishers whose endpoints are discovery names.
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "ChildProcess.hpp"
 #include "RawSocket.hpp"
 #include "agent/spf/bundles/DiscoveryService.hpp"
+#include "agent/spf/bundles/EndpointProvider.hpp"
+#include "agent/spf/bundles/discovery/Announcement.hpp"
 
 namespace {
 
 using namespace bundles_test;
 using namespace testing;
 
-class LegacyPublisher : public BundlesTest {};
+// Takes the place of the sockets' provider; calls the functions when an endpoint is bound and when it is
+// closed.
+class ObservingProvider : public agent::spf::bundles::EndpointProvider {
+public:
+    using Endpoint = agent::spf::bundles::Endpoint;
+    using Handler = std::shared_ptr<agent::spf::bundles::EndpointHandler>;
+    using Observer = std::function<void(std::string const& endpoint)>;
+
+    ObservingProvider(Observer binding, Observer closed)
+        : binding_(std::move(binding))
+        , closed_(std::move(closed)) {}
+
+    std::unique_ptr<Endpoint> bind(std::string const& endpoint, Handler handler) override {
+        binding_(endpoint);
+        handler->bound(endpoint);
+        return std::make_unique<Bound>(closed_, endpoint);
+    }
+    std::unique_ptr<Endpoint> connect(std::string const&, Handler) override { return nullptr; }
+
+private:
+    struct Bound : Endpoint {
+        Bound(Observer observer, std::string text)
+            : closed(std::move(observer))
+            , endpoint(std::move(text)) {}
+        ~Bound() override { closed(endpoint); }
+        void close() override {}
+
+        Observer const closed;
+        std::string const endpoint;
+    };
+
+    Observer const binding_;
+    Observer const closed_;
+};
+
+class LegacyPublisher : public BundlesTest {
+protected:
+    std::filesystem::path runtimeDirectory() const { return directory_.path() / "runtime"; }
+
+    void useProvider(ObservingProvider::Observer binding, ObservingProvider::Observer closed) {
+        installation_.bundle("agent_spf_socketprovider").Stop();
+        installation_.context().RegisterService<agent::spf::bundles::EndpointProvider>(
+            std::make_shared<ObservingProvider>(std::move(binding), std::move(closed)));
+    }
+};
 
 TEST_F(LegacyPublisher, LegacyPublishersFindEachOtherByDiscoveryName) {
     installation_.publish(
@@ -42,6 +96,36 @@ TEST_F(LegacyPublisher, ALegacyPublisherSeesTheAnnouncementGo) {
     EXPECT_TRUE(statuses_.waitForOneWith("no running process announces \"name\""));
 }
 
+// So that whatever a killed process leaves of its socket is found by the announcement.
+TEST_F(LegacyPublisher, AnAnnouncementIsThereBeforeItsSocketAndUntilThatHasGone) {
+    Record<std::string> seen;
+    auto const see = [&](std::string const& when) {
+        return [this, &seen, when](std::string const& endpoint) {
+            auto const all = agent::spf::bundles::discovery::readAnnouncements(runtimeDirectory());
+            auto const isAnnounced = !all.empty() && all.front().endpoint == endpoint;
+            seen.add(when + (isAnnounced ? " announced" : " not announced"));
+        };
+    };
+    useProvider(see("binding"), see("closed"));
+
+    installation_.publish("server", ConfigurationMap().legacyPublisher("server", {"name"}).build());
+    ASSERT_TRUE(events_.waitFor("Bound name server 1"));
+    installation_.withdraw("server");
+    ASSERT_TRUE(events_.waitFor("ConfigurationRemoved server 1"));
+
+    EXPECT_THAT(seen.values(), ElementsAre("binding announced", "closed announced"));
+    EXPECT_TRUE(std::filesystem::is_empty(runtimeDirectory()));
+}
+
+TEST_F(LegacyPublisher, WhatCannotBeBoundIsNotAnnounced) {
+    useProvider([](auto const&) { throw std::runtime_error("not today"); }, {});
+
+    installation_.publish("server", ConfigurationMap().legacyPublisher("server", {"name"}).build());
+
+    EXPECT_TRUE(events_.waitForOneWith("Error server 1: publisher \"server\": cannot bind unix:"));
+    EXPECT_TRUE(std::filesystem::is_empty(runtimeDirectory()));
+}
+
 TEST_F(LegacyPublisher, AnAddressThatFailedIsTriedAgainByTheNextModification) {
     auto const discovery = installation_.context().GetService(
         installation_.context().GetServiceReference<agent::spf::bundles::DiscoveryService>());
@@ -57,7 +141,7 @@ TEST_F(LegacyPublisher, AnAddressThatFailedIsTriedAgainByTheNextModification) {
 TEST_F(LegacyPublisher, AnAnnouncerThatIsKilledIsLookedForAgain) {
     RawListener const server(socketPath("a.sock"));
     ChildProcess announcer(
-        {BUNDLES_TEST_ANNOUNCER, (directory_.path() / "runtime").string(), "name", socketEndpoint("a.sock")});
+        {BUNDLES_TEST_ANNOUNCER, runtimeDirectory().string(), "name", socketEndpoint("a.sock")});
     installation_.publish("client", ConfigurationMap().legacyPublisher("client", {}, {"name"}).build());
     auto peer = server.accept();
     peer.sendFrame(R"({"type":"hello","protocol":1,"agent":"raw","publisher":"r"})");

@@ -35,8 +35,9 @@ public:
     // names the file and the reason when the announcement cannot be written.
     virtual std::unique_ptr<Handle> announce(std::string const& name, std::string const& endpoint) = 0;
 
-    // A unix endpoint of this process's own that nobody else uses, fit to be bound and announced under
-    // `name`. Throws std::runtime_error with the reason when there can be none.
+    // A unix endpoint of this process's own that nobody else uses, fit to be announced under `name`: from
+    // before it is bound until after it is closed, since what a killed process leaves is found by its
+    // announcement. Throws std::runtime_error with the reason when there can be none.
     virtual std::string privateEndpoint(std::string const& name) = 0;
 };
 

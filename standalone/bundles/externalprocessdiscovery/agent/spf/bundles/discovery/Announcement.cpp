@@ -27,7 +27,9 @@ namespace fs = std::filesystem;
 
 constexpr char const* nameKey = "name";
 constexpr char const* endpointKey = "endpoint";
-constexpr std::size_t maximumSize = 65536; // bytes of a file
+constexpr std::size_t maximumSize = 65536;                 // bytes of a file
+constexpr char const* unfinishedExtension = ".unfinished"; // after that of an announcement
+constexpr char const* lockExtension = ".lock";             // after that of a socket that is just being made
 
 [[noreturn]] void throwSystemError() {
     throw std::system_error(errno, std::system_category());
@@ -57,13 +59,23 @@ void writeAll(int descriptor, std::string const& text) {
     }
 }
 
+bool isDeleted(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 && status.st_nlink == 0;
+}
+
 // The file stays open for writing: when the last process that has it so closes it, by ending if not before,
-// those who watch the directory are told.
+// those who watch the directory are told. Whoever sees it before it is locked takes it for a dead process's,
+// and removes it before the lock can be had: then it takes another one.
 FileDescriptor writeLocked(fs::path const& path, std::string const& text) {
-    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    if (file.get() < 0 || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-        throwSystemError();
-    }
+    FileDescriptor file;
+    do {
+        file =
+            FileDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+        if (file.get() < 0 || ::flock(file.get(), LOCK_EX) != 0) {
+            throwSystemError();
+        }
+    } while (isDeleted(file.get()));
     writeAll(file.get(), text);
     return file;
 }
@@ -97,11 +109,6 @@ std::string readBeginning(int descriptor) {
     return text;
 }
 
-bool isDeleted(int descriptor) {
-    struct stat status {};
-    return ::fstat(descriptor, &status) == 0 && status.st_nlink == 0;
-}
-
 enum class Announcer { Living, Dead, Unknown };
 
 // Of the announcement in a file. Where files cannot be locked nobody knows; nor when the file was deleted
@@ -113,7 +120,12 @@ Announcer announcerOf(int descriptor) {
     return errno == EWOULDBLOCK ? Announcer::Living : Announcer::Unknown;
 }
 
-// Reads the directory itself: the standard library's iterator ends the process when it runs out of memory.
+bool isUnfinished(fs::path const& file) {
+    return file.extension() == unfinishedExtension;
+}
+
+// Finished ones and others. Reads the directory itself: the standard library's iterator ends the process when
+// it runs out of memory.
 std::vector<fs::path> announcementFiles(fs::path const& directory) {
     std::vector<fs::path> files;
     std::unique_ptr<DIR, int (*)(DIR*)> const entries(::opendir(directory.c_str()), &::closedir);
@@ -122,7 +134,8 @@ std::vector<fs::path> announcementFiles(fs::path const& directory) {
         return files;
     }
     while (auto const* const entry = ::readdir(entries.get())) {
-        if (fs::path const name(entry->d_name); name.extension() == announcementExtension) {
+        fs::path const name(entry->d_name);
+        if ((isUnfinished(name) ? name.stem() : name).extension() == announcementExtension) {
             files.push_back(directory / name);
         }
     }
@@ -130,14 +143,15 @@ std::vector<fs::path> announcementFiles(fs::path const& directory) {
     return files;
 }
 
-// Removes what a dead process has left: its announcement, and the socket if that is in the same directory,
-// where each path is used once.
+// Removes what a dead process has left: its announcement, and the socket with its lock if that is in the same
+// directory, where each path is used once.
 void removeDead(fs::path const& file, Announcement const& announcement) {
     auto const prefix = "unix:" + file.parent_path().string() + "/";
     auto const isOwnSocket = announcement.endpoint.compare(0, prefix.size(), prefix) == 0;
     auto const socket = isOwnSocket ? announcement.endpoint.substr(prefix.size()) : std::string();
     if (fs::path(socket).extension() == socketExtension && socket.find('/') == std::string::npos) {
         ::unlink((file.parent_path() / socket).c_str());
+        ::unlink((file.parent_path() / (socket + lockExtension)).c_str());
     }
     ::unlink(file.c_str());
 }
@@ -170,7 +184,7 @@ void AnnouncementFile::withdraw() noexcept {
 
 FileDescriptor AnnouncementFile::write() const {
     auto unfinished = path_;
-    unfinished += ".unfinished";
+    unfinished += unfinishedExtension;
     try {
         auto file = writeLocked(unfinished, text_);
         fs::rename(unfinished, path_);
@@ -200,14 +214,14 @@ std::vector<Announcement> readAnnouncements(fs::path const& directory) {
             continue;
         }
         auto announcement = parseAnnouncement(readBeginning(file.get()));
-        if (!announcement) {
+        if (!announcement && !isUnfinished(path)) {
             continue;
         }
         auto const announcer = announcerOf(file.get());
-        if (announcer == Announcer::Living) {
+        if (announcer == Announcer::Dead) {
+            removeDead(path, announcement.value_or(Announcement()));
+        } else if (announcer == Announcer::Living && !isUnfinished(path)) {
             announcements.push_back(*std::move(announcement));
-        } else if (announcer == Announcer::Dead) {
-            removeDead(path, *announcement);
         }
     }
     return announcements;

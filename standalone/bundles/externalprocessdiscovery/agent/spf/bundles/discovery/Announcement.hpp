@@ -57,8 +57,8 @@ private:
 // Nothing if the text is no announcement.
 std::optional<Announcement> parseAnnouncement(std::string_view text);
 
-// The announcements of living processes, in the order of the files' names. Those of dead ones are removed,
-// and with them the sockets in the directory that they announce.
+// The announcements of living processes, in the order of the files' names. Those of dead ones, finished or
+// not, are removed, and with them the sockets in the directory that they announce.
 std::vector<Announcement> readAnnouncements(std::filesystem::path const& directory);
 
 // The text with everything but letters, digits, '-' and '_' written as %XX: fit for a file's name.

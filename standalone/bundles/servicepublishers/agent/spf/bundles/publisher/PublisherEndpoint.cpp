@@ -109,11 +109,13 @@ void PublisherEndpoint::openAddress(std::string const& address) {
     }
 }
 
-// A name to bind gets an address of the process's own, which is announced once it is bound. A name to connect
-// to is looked up for as long as the endpoint is open.
+// A name to bind gets an address of the process's own, which is announced for as long as the endpoint is
+// open. A name to connect to is looked up for as long.
 void PublisherEndpoint::openName() {
     if (role_ == EndpointRole::Bind) {
-        return openAddress(context_.discovery->privateEndpoint(text_));
+        auto const address = context_.discovery->privateEndpoint(text_);
+        discovery_ = context_.discovery->announce(text_, address);
+        return openAddress(address);
     }
     discovery_ = context_.discovery->resolve(text_, [worker = context_.worker, weak = weak_from_this()](
                                                         std::optional<std::string> const& address) {
@@ -148,8 +150,8 @@ void PublisherEndpoint::closeAddress() {
 }
 
 void PublisherEndpoint::close() {
-    discovery_.reset();
     closeAddress();
+    discovery_.reset();
     isOpen_ = false;
 }
 
@@ -192,13 +194,6 @@ void PublisherEndpoint::refreshPeers() {
 }
 
 void PublisherEndpoint::bound(std::string const& address) {
-    if (isName()) {
-        try {
-            discovery_ = context_.discovery->announce(text_, address);
-        } catch (std::exception const& error) {
-            return cannotUse(text_, error);
-        }
-    }
     if (setState(EndpointState::Bound, address == text_ ? std::string() : "listens at " + address)) {
         reportUp();
         owner_.endpointBound();
@@ -258,6 +253,9 @@ void PublisherEndpoint::cannotUse(std::string const& endpoint, std::exception co
 
 void PublisherEndpoint::failed(std::string const& reason) {
     closeAddress();
+    if (role_ == EndpointRole::Bind) {
+        discovery_.reset();
+    }
     setState(EndpointState::Failed, reason);
     context_.reporter.reportError("publisher \"" + owner_.publisherID() + "\": " + reason,
                                   owner_.publisherID(), owner_.modificationCount());
