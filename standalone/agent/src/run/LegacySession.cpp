@@ -68,6 +68,7 @@ LegacySession::LegacySession(Narrator& narrator, MessageBox& messages)
     , thread_([this] { workAndStopFramework([this] { setUpAndStay(); }, messages_); }) {}
 
 LegacySession::~LegacySession() {
+    requestStop(); // nobody has if run() was left by an exception
     messages_.close();
     thread_.join();
 }
@@ -88,6 +89,12 @@ void LegacySession::setUpAndStay() {
 }
 
 // The main thread
+
+void LegacySession::requestStop() {
+    if (!std::exchange(isAskedToStop_, true)) {
+        stop_.set_value();
+    }
+}
 
 int LegacySession::run() {
     narrator_.tell("starting", "setting up the service framework with the legacy configuration");
@@ -152,7 +159,7 @@ void LegacySession::handle(SignalReceived const& message) {
                    {{"signal", message.number}});
     status_ = exitStatusOfSignal(message.number);
     deadline_ = Clock::now() + stopLimit;
-    stop_.set_value();
+    requestStop();
 }
 
 void LegacySession::handle(ReloadRequested const& message) {

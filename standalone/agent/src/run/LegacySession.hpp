@@ -16,7 +16,7 @@ namespace agent::program {
 class LegacySession {
 public:
     LegacySession(Narrator& narrator, MessageBox& messages);
-    ~LegacySession();
+    ~LegacySession(); // stops the framework
     LegacySession(LegacySession const&) = delete;
     LegacySession& operator=(LegacySession const&) = delete;
 
@@ -28,6 +28,7 @@ private:
     using Clock = MessageBox::Clock;
 
     void setUpAndStay();
+    void requestStop(); // idempotent
 
     template <typename Other>
     void handle(Other const&) {} // of other kinds of run
@@ -65,6 +66,7 @@ private:
     std::vector<Message> earlyMessages_; // of the framework, before that
     Clock::time_point deadline_ = Clock::time_point::max();
     int status_;
+    bool isAskedToStop_ = false; // then stop_ has its value
     std::promise<void> stop_;
     std::thread thread_;
 };
