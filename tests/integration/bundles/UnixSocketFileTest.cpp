@@ -208,6 +208,20 @@ TEST_F(UnixSocketFile, NoFileButOneOfThisUserIsLocked) {
     }
 }
 
+TEST_F(UnixSocketFile, InAWorkingDirectoryThatHasGoneIsAFailureThatNamesThat) {
+    auto const gone = directory_.path() / "gone";
+    auto const before = std::filesystem::current_path();
+    std::filesystem::create_directory(gone);
+    std::filesystem::current_path(gone);
+    std::filesystem::remove(gone);
+
+    bound_ = provider_.bind("unix:s", recorder_);
+
+    EXPECT_TRUE(recorder_->reports.waitFor(
+        "failed: cannot bind unix:s: working directory: No such file or directory"));
+    std::filesystem::current_path(before);
+}
+
 TEST_F(UnixSocketFile, IsMadeWithNothingLeftBesideIt) {
     bindAndReport();
 

@@ -42,9 +42,8 @@ public:
                        S_IRUSR | S_IWUSR)) {
         if (file_.get() < 0) {
             auto const error = errno;
-            auto const directory = std::filesystem::path(path_).parent_path().string();
-            throw std::runtime_error((error == ENOENT ? "directory " + directory : "cannot open " + path_) +
-                                     ": " + errorText(error));
+            throw std::runtime_error((error == ENOENT ? directoryText() : "cannot open " + path_) + ": " +
+                                     errorText(error));
         }
         if (auto const status = fileStatus(); !S_ISREG(status.st_mode) || status.st_uid != ::geteuid()) {
             throw std::runtime_error(path_ + " is not a file of this user");
@@ -67,6 +66,11 @@ private:
         struct stat status {};
         ::fstat(file_.get(), &status);
         return status;
+    }
+
+    std::string directoryText() const {
+        auto const directory = std::filesystem::path(path_).parent_path();
+        return directory.empty() ? "working directory" : "directory " + directory.string();
     }
 
     std::string const path_;
