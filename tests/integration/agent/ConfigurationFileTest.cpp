@@ -27,6 +27,7 @@ using testing::Field;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 auto problem(std::string const& where, std::string const& what) {
     return AllOf(Field(&Problem::where, where), Field(&Problem::what, HasSubstr(what)));
@@ -245,6 +246,14 @@ TEST(ConfigurationFile, TheNameOfARequiredPropertyMustNotEndInADot) {
     EXPECT_THAT(
         problemsOf(withRequiredProperty("a.")),
         ElementsAre(problem("/serviceInterfaces/0/requiredRuntimeProperties/a.", "does not end in a dot")));
+}
+
+TEST(ConfigurationFile, ANameThatEndsInADotHidesNoConflictOfTheOthers) {
+    constexpr char const* properties = "/serviceInterfaces/0/requiredRuntimeProperties";
+    EXPECT_THAT(
+        problemsOf(withRequiredProperty(R"(a.": "1", "b": "2", "b.c)")),
+        UnorderedElementsAre(problem(properties + std::string("/a."), "does not end in a dot"),
+                             problem(properties + std::string("/b"), "before a dot in another name")));
 }
 
 TEST(ConfigurationFile, WhatIsFoundIsShownCutAndInAscii) {

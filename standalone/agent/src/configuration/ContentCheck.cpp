@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <vector>
 
 #include <boost/algorithm/string/case_conv.hpp>
 #include <cppmicroservices/LDAPFilter.h>
@@ -181,7 +182,7 @@ private:
             return;
         }
         auto const listPointer = memberPointer(pointer, list);
-        auto const before = problems_.size();
+        std::vector<std::string> names; // those that can be taken apart
         for (auto const& [name, value] : object->items()) {
             if (std::count(name.begin(), name.end(), '.') >= static_cast<std::ptrdiff_t>(maximumNesting)) {
                 report(listPointer, "found " + shown(name) + ", whose dots make more than the " +
@@ -189,18 +190,18 @@ private:
             } else if (!name.empty() && name.back() == '.') {
                 report(memberPointer(listPointer, name),
                        "found " + shown(name) + "; expected a name that does not end in a dot");
+            } else {
+                names.push_back(name);
             }
         }
-        if (problems_.size() == before) {
-            checkConflictsOfLevels(*object, listPointer);
-        }
+        checkConflictsOfLevels(names, listPointer);
     }
 
     // A published map has one value for a name, and letter case makes no other name.
-    void checkConflictsOfLevels(json const& object, std::string const& pointer) {
+    void checkConflictsOfLevels(std::vector<std::string> const& names, std::string const& pointer) {
         std::map<std::string, std::string>
             levels; // what stands before a dot: from lower case to how it stands
-        for (auto const& [name, value] : object.items()) {
+        for (auto const& name : names) {
             for (auto dot = name.find('.'); dot != std::string::npos; dot = name.find('.', dot + 1)) {
                 auto const level = name.substr(0, dot);
                 auto const& known =
@@ -213,7 +214,7 @@ private:
                 }
             }
         }
-        for (auto const& [name, value] : object.items()) {
+        for (auto const& name : names) {
             if (levels.count(boost::algorithm::to_lower_copy(name)) != 0) {
                 report(
                     memberPointer(pointer, name),
