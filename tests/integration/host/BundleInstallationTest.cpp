@@ -1,4 +1,5 @@
 // Installing and starting the bundles of a directory.
+#include <exception>
 #include <stdexcept>
 
 #include <cppmicroservices/Bundle.h>
@@ -18,6 +19,8 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
+using testing::ThrowsMessage;
 
 class BundleInstallation : public host_test::HostTest {
 protected:
@@ -148,6 +151,21 @@ TEST_F(BundleInstallation, ActivatorThatThrowsIsAnErrorThatNamesItsBundleAndTheR
     EXPECT_THAT(messageOf([] { installAndStart(Path(u"bundles")); }),
                 AllOf(HasSubstr((installation.root() / "bundles/alpha.so").string()),
                       HasSubstr("host_test_alpha"), HasSubstr("out of coffee")));
+}
+
+TEST_F(BundleInstallation, WhatTheFrameworkThrewIsNestedInTheError) {
+    installation.addBundle("host_test_alpha", "bundles", "alpha.so");
+    probe.onReport([](std::string const&) { throw std::invalid_argument("out of coffee"); });
+
+    auto const nested = [] {
+        try {
+            installAndStart(Path(u"bundles"));
+        } catch (std::nested_exception const& error) {
+            error.rethrow_nested();
+        }
+    };
+    EXPECT_THAT(nested,
+                ThrowsMessage<std::runtime_error>(AllOf(StartsWith("Bundle"), HasSubstr("out of coffee"))));
 }
 
 TEST_F(BundleInstallation, ActivatorMayInstallAnotherDirectory) {

@@ -31,8 +31,8 @@
 //   has run. Installing a directory again returns the bundles that are there, and starts those that are
 //   stopped. With a filter, the second result holds the bundles that do not match: installed, not started.
 //   The path must be well-formed UTF-16. Whatever fails is a std::runtime_error that names the file or
-//   directory and the reason; the exception of an activator is nested in it. Bundles that were installed or
-//   started before the failure stay so.
+//   directory and the reason; what CppMicroServices threw is nested in it, of an activator's exception the
+//   text. Bundles that were installed or started before the failure stay so.
 namespace agent::host::standalone {
 
 // The directory below which the installation lies; relative paths are resolved when they are set. Bundles
