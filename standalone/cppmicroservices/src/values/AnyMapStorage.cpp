@@ -112,9 +112,7 @@ bool AnyMapStorage::eraseHashed(std::string const& key) {
 
 AnyMapStorage::Place AnyMapStorage::placeInOrder(std::string const& key) const {
     if (index_) {
-        auto const position = index_->sorted.lowerBound(key);
-        AnyMapNode* const node = index_->sorted.nodeAt(position);
-        return {node, node != nullptr && node->entry.first == key, position};
+        return index_->sorted.placeOf(key);
     }
     auto const prefix = orderingPrefix(key, 0);
     for (AnyMapNode* node = first_; node; node = node->next) {
@@ -162,7 +160,7 @@ void AnyMapStorage::keepOrdered(Place const& place, AnyMapNode* node) {
         index_->sorted.insert(place.position, node);
     } else if (size_ == largestWithoutIndex) {
         index_ = makeIndex();
-        index_->sorted.insert(index_->sorted.lowerBound(node->entry.first), node);
+        index_->sorted.insert(index_->sorted.placeOf(node->entry.first).position, node);
     }
     link(node, place.node);
 }

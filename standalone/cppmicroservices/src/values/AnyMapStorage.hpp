@@ -127,12 +127,8 @@ private:
     // The object must have been allocated with the same capacity.
     AnyMapStorage(any_map::map_type kind, Capacity capacity) noexcept;
 
-    // Where the entry with some key is in an ordered map, or belongs.
-    struct Place {
-        AnyMapNode* node = nullptr;           // the first one whose key is not less; null: there is none
-        bool isFound = false;                 // its key is the one
-        SortedIndex::Position position{0, 0}; // of the node, if there is an index
-    };
+    // Where the entry with some key is in an ordered map, or belongs; its position only if there is an index.
+    using Place = SortedIndex::Place;
 
     // What the nodes of a large map are found by: the one of the two that its kind needs.
     struct Index {
@@ -283,11 +279,7 @@ template <typename... Args>
 void AnyMapStorage::append(Args&&... args) {
     OwnedNode node = makeNode(std::forward<Args>(args)...);
     if (isOrdered()) {
-        Place behindAll;
-        if (index_) {
-            behindAll.position = index_->sorted.end();
-        }
-        keepOrdered(behindAll, node.get());
+        keepOrdered(index_ ? index_->sorted.end() : Place(), node.get());
     } else {
         keepHashed(hashIfIndexed(node->entry.first), node.get());
     }

@@ -51,25 +51,28 @@ SortedNodes::SortedNodes(SortedNodes const& others, std::size_t first, std::size
     skipCommonBytes();
 }
 
-// Finds the place by what follows the common bytes, and compares those only with a key next to it: the caller
-// needs that node anyway.
+// Looks at the first node for the common bytes, rather than at one next to the place: that one is in the
+// cache more often.
 std::size_t SortedNodes::lowerBound(std::string const& key) const noexcept {
+    if (commonBytes_ != 0) {
+        auto const order = std::string_view(key)
+                               .substr(0, commonBytes_)
+                               .compare(std::string_view(keyOf(nodes_.front())).substr(0, commonBytes_));
+        if (order != 0) {
+            return order < 0 ? 0 : size();
+        }
+    }
     auto const prefix = prefixOf(key);
     auto const isLess = [&](std::uint64_t const& other) {
         auto const slot = static_cast<std::size_t>(&other - prefixes_.data());
         return other != prefix ? other < prefix : keyOf(nodes_[slot]) < key;
     };
-    auto const place = static_cast<std::size_t>(
-        std::partition_point(prefixes_.begin(), prefixes_.end(), isLess) - prefixes_.begin());
-    if (commonBytes_ != 0) {
-        std::string_view const near(keyOf(place < size() ? nodes_[place] : back()));
-        auto const order =
-            std::string_view(key).substr(0, commonBytes_).compare(near.substr(0, commonBytes_));
-        if (order != 0) {
-            return order < 0 ? 0 : size();
-        }
-    }
-    return place;
+    return static_cast<std::size_t>(std::partition_point(prefixes_.begin(), prefixes_.end(), isLess) -
+                                    prefixes_.begin());
+}
+
+bool SortedNodes::hasKey(std::size_t slot, std::string const& key) const noexcept {
+    return prefixes_[slot] == prefixOf(key) && keyOf(nodes_[slot]) == key;
 }
 
 void SortedNodes::makeRoom() {
@@ -150,17 +153,14 @@ SortedIndex SortedIndex::copyFor(AnyMapNode* first) const {
     return copy;
 }
 
-SortedIndex::Position SortedIndex::lowerBound(std::string const& key) const {
+SortedIndex::Place SortedIndex::placeOf(std::string const& key) const {
     auto const block = blocks_.size() == 1 ? 0 : last_.lowerBound(key);
     if (block == blocks_.size()) {
         return end();
     }
-    auto const slot = blocks_[block].lowerBound(key);
-    return slot < blocks_[block].size() ? Position{block, slot} : end();
-}
-
-AnyMapNode* SortedIndex::nodeAt(Position position) const {
-    return position.block < blocks_.size() ? blocks_[position.block][position.slot] : nullptr;
+    auto const& nodes = blocks_[block];
+    auto const slot = nodes.lowerBound(key);
+    return slot < nodes.size() ? Place{nodes[slot], nodes.hasKey(slot, key), {block, slot}} : end();
 }
 
 void SortedIndex::insert(Position position, AnyMapNode* node) {

@@ -28,6 +28,9 @@ public:
     // The first node whose key is not less than `key`; size() if there is none.
     std::size_t lowerBound(std::string const& key) const noexcept;
 
+    // Whether the node at `slot`, the first one whose key is not less, has this key.
+    bool hasKey(std::size_t slot, std::string const& key) const noexcept;
+
     // Makes the next insertion one that cannot throw.
     void makeRoom();
 
@@ -81,10 +84,16 @@ private:
 
 class SortedIndex {
 public:
-    // A place between nodes: where a key is, or where it belongs.
     struct Position {
-        std::size_t block;
-        std::size_t slot;
+        std::size_t block = 0;
+        std::size_t slot = 0;
+    };
+
+    // Where a key is, or where it belongs.
+    struct Place {
+        AnyMapNode* node = nullptr; // the first one whose key is not less; null: there is none
+        bool isFound = false;       // its key is the one
+        Position position;          // its position
     };
 
     // Adds a chain of nodes whose keys ascend and are greater than all keys here.
@@ -101,14 +110,10 @@ public:
         }
     }
 
-    // The first node whose key is not less than `key`.
-    Position lowerBound(std::string const& key) const;
+    Place placeOf(std::string const& key) const;
 
     // Behind the last node.
-    Position end() const { return {blocks_.size(), 0}; }
-
-    // Null at the end.
-    AnyMapNode* nodeAt(Position position) const;
+    Place end() const { return {nullptr, false, {blocks_.size(), 0}}; }
 
     // Puts the node in front of the one at `position`.
     void insert(Position position, AnyMapNode* node);
