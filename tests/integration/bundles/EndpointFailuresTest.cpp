@@ -60,7 +60,7 @@ TEST_F(EndpointFailures, AnEndpointThatIsNoTextIsAnErrorThatNamesIt) {
 
     EXPECT_TRUE(events_.waitForOneWith("Error p 1"));
     EXPECT_THAT(events_.values(),
-                ElementsAre(HasSubstr("endpoint 7 in \"endpointsToBindTo\" is not a string")));
+                ElementsAre(HasSubstr("endpoint 7 in \"endpointsToBindTo\" is not a std::string")));
 }
 
 TEST_F(EndpointFailures, AnAddressInUseIsAnErrorThatNamesIt) {

@@ -85,7 +85,8 @@ public:
                                                  std::set<std::string> endpointsToBindTo,
                                                  std::string importFilter, std::string exportFilter);
 
-    // As above, with the endpoints as they are, order and duplicates kept.
+    // As above, with the endpoints as they are, order and duplicates kept. A text must be a std::string: a
+    // character pointer is of another type, and equals no endpoint that is reported.
     SPFConfigurationBuilder& addServicePublisherAny(std::string uniqueID, std::string name,
                                                     std::vector<cppmicroservices::Any> endpointsToConnectTo,
                                                     std::vector<cppmicroservices::Any> endpointsToBindTo,

@@ -21,7 +21,7 @@ std::vector<std::string> readEndpoints(AnyMap const& config, char const* key, st
     for (auto const& element : listAt(config, key, where)) {
         if (element.Type() != typeid(std::string)) {
             throw std::runtime_error(where + ": endpoint " + element.ToString() + " in \"" + key +
-                                     "\" is not a string");
+                                     "\" is not a std::string");
         }
         auto const& endpoint = cppmicroservices::ref_any_cast<std::string>(element);
         if (known.insert(endpoint).second) {
