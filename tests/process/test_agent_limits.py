@@ -72,13 +72,19 @@ class SmallFiles(AgentTest):
 class LittleMemory(AgentTest):
     LIMIT = 60 << 20  # bytes of addresses; enough to begin with
 
-    def test_a_file_that_does_not_fit_is_told_in_words(self):
-        name = self.write("c.json", {"configurationID": "c" * 15_000_000})
+    def check_does_not_fit(self, content):
+        name = self.write("c.json", content)
         done = subprocess.run(
             [AGENT, "validate", name], cwd=self.directory, capture_output=True, text=True, check=False,
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (self.LIMIT, self.LIMIT)),
         )
         self.assertEqual((done.returncode, done.stderr), (FAILED, "spf-agent: out of memory\n"))
+
+    def test_a_long_text_that_does_not_fit_is_told_in_words(self):
+        self.check_does_not_fit({"configurationID": "c" * 15_000_000})
+
+    def test_a_long_list_that_does_not_fit_is_told_in_words(self):
+        self.check_does_not_fit({"configurationID": "c", "serviceInterfaces": [1] * 2_000_000})
 
 
 class LongNames(AgentTest):

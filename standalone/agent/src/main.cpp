@@ -1,6 +1,7 @@
 // spf-agent: applies a configuration file to a service framework in its own process.
 #include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -44,10 +45,31 @@ void complain(std::string const& text) {
     std::fprintf(stderr, "%s\n", printable(text).c_str());
 }
 
+constexpr char const* outOfMemory = "out of memory";
+
 // What has gone wrong, in words for people.
 std::string reasonOf(std::exception const& error) {
     bool const isMemory = dynamic_cast<std::bad_alloc const*>(&error) != nullptr;
-    return isMemory ? "out of memory" : error.what();
+    return isMemory ? outOfMemory : error.what();
+}
+
+// For want of memory where nobody can catch it: destructors of the JSON library take some for a long list.
+// Takes none itself.
+void tellWhenMemoryEndsTheProcess() {
+    static auto const otherwise = std::get_terminate();
+    std::set_terminate([] {
+        try {
+            if (auto const error = std::current_exception()) {
+                std::rethrow_exception(error);
+            }
+        } catch (std::bad_alloc const&) {
+            std::fprintf(stderr, "spf-agent: %s\n", outOfMemory);
+            std::_Exit(exitstatus::failed);
+        } catch (...) {
+            // The handler that was there before says what it is.
+        }
+        otherwise();
+    });
 }
 
 // Prints a result; false, which was said then, if it could not be written whole.
@@ -182,6 +204,7 @@ int dispatch(CommandLine const& line) {
 
 int main(int argc, char** argv) {
     occupyClosedStandardStreams();
+    tellWhenMemoryEndsTheProcess();
     // For the width of characters; whatever is written is UTF-8. There is no second thread yet.
     std::setlocale(LC_CTYPE, "C.UTF-8"); // NOLINT(concurrency-mt-unsafe)
     try {
