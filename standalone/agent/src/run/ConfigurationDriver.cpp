@@ -29,10 +29,8 @@ std::vector<std::string> publisherIDs(ConfigurationFile const& configuration) {
 
 } // namespace
 
-ConfigurationDriver::ConfigurationDriver(ConfigurationFile configuration, milliseconds removalTimeout,
-                                         MessageBox& messages)
+ConfigurationDriver::ConfigurationDriver(ConfigurationFile configuration, MessageBox& messages)
     : current_{std::move(configuration), 1}
-    , removalTimeout_(removalTimeout)
     , messages_(messages)
     , thread_([this] { workAndStopFramework([this] { drive(); }, messages_); }) {}
 
@@ -138,7 +136,7 @@ void ConfigurationDriver::withdraw(SPFConfiguration& published) {
     auto const& publishers = current_.configuration.publishers;
     try {
         if (!publishers.empty()) {
-            published.waitForAllServicesToBeUnpublished(removalTimeout_, publishers.front().uniqueID);
+            published.waitForAllServicesToBeUnpublished(removalTimeout, publishers.front().uniqueID);
         }
     } catch (std::exception const&) {
         // The error of the publisher, which was reported when it arrived.

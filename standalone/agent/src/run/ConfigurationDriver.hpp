@@ -30,9 +30,10 @@ namespace agent::program {
 // its publishers to be removed.
 class ConfigurationDriver {
 public:
-    // `removalTimeout` bounds the library's wait for the removal to be reported.
-    ConfigurationDriver(ConfigurationFile configuration, std::chrono::milliseconds removalTimeout,
-                        MessageBox& messages);
+    // Bounds the library's wait for the removal to be reported.
+    static constexpr std::chrono::seconds removalTimeout{8};
+
+    ConfigurationDriver(ConfigurationFile configuration, MessageBox& messages);
 
     // Waits for the thread, which ends after FrameworkStopped. Nobody may take messages any more.
     ~ConfigurationDriver();
@@ -66,7 +67,6 @@ private:
     void waitForFinish();
 
     Version current_; // used by the thread only
-    std::chrono::milliseconds const removalTimeout_;
     MessageBox& messages_;
 
     std::mutex mutex_; // guards request_, next_ and lastCount_

@@ -20,9 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 using nlohmann::ordered_json;
 
-constexpr std::chrono::milliseconds removalTimeout = 8s;
-constexpr std::chrono::milliseconds withdrawalLimit =
-    10s; // longer than the library's wait that is part of it
+constexpr std::chrono::milliseconds withdrawalLimit = ConfigurationDriver::removalTimeout + 2s;
 constexpr std::chrono::milliseconds stopLimit = 5s;
 constexpr std::chrono::milliseconds tick = 1s;
 constexpr auto noDeadline = MessageBox::Clock::time_point::max();
@@ -36,7 +34,7 @@ RunSession::RunSession(ConfigurationSource source, ConfigurationFile configurati
     , options_(std::move(options))
     , messages_(messages)
     , narrator_(narrator)
-    , driver_(configuration_, removalTimeout, messages)
+    , driver_(configuration_, messages)
     , status_(exitstatus::success) {}
 
 int RunSession::run() {
