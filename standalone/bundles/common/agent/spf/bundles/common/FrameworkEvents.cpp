@@ -11,12 +11,12 @@ namespace agent::spf::bundles {
 using namespace frameworklistener;
 
 FrameworkEvents::FrameworkEvents(cppmicroservices::BundleContext const& context)
-    : tracker_(std::make_unique<Tracker>(context)) {
-    tracker_->Open();
+    : tracker_(context) {
+    tracker_.Open();
 }
 
 void FrameworkEvents::deliver(std::shared_ptr<Event> const& event) const {
-    for (auto const& listener : persistently([this] { return tracker_->GetServices(); })) {
+    for (auto const& listener : persistently([this] { return tracker_.GetServices(); })) {
         try {
             listener->handleEvent(event);
         } catch (...) {
@@ -34,7 +34,7 @@ void FrameworkEvents::deliverError(std::string const& text, std::string const& p
 }
 
 void FrameworkEvents::close() {
-    tracker_->Close();
+    tracker_.Close();
 }
 
 } // namespace agent::spf::bundles

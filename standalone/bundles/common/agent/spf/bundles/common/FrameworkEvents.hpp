@@ -28,8 +28,7 @@ public:
     void close();
 
 private:
-    using Tracker = cppmicroservices::ServiceTracker<frameworklistener::FrameworkListener>;
-    std::unique_ptr<Tracker> const tracker_;
+    cppmicroservices::ServiceTracker<frameworklistener::FrameworkListener> tracker_;
 };
 
 } // namespace agent::spf::bundles
