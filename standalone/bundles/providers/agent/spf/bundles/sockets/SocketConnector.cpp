@@ -147,10 +147,13 @@ void SocketConnector::notConnected(error_code const& error) {
     if (!failure_ || !isPermanent(error)) {
         failure_ = error;
     }
-    if (untried_.empty() || timedOut_) {
-        return retryOrFail(failure_);
+    if (!untried_.empty() && !timedOut_) {
+        connectToNext();
+    } else if (isPermanent(failure_)) {
+        fail(failure_.message());
+    } else {
+        retry(failure_.message());
     }
-    connectToNext();
 }
 
 void SocketConnector::hand() {
@@ -177,14 +180,6 @@ void SocketConnector::hand() {
     objects_->add(connection);
     auto const handler = handler_; // the call may close the connector
     handler->opened(std::make_shared<SocketConnectionHandle>(std::move(worker), connection));
-}
-
-void SocketConnector::retryOrFail(error_code const& error) {
-    if (isPermanent(error)) {
-        fail(error.message());
-    } else {
-        retry(error.message());
-    }
 }
 
 void SocketConnector::retry(std::string_view reason) {

@@ -47,7 +47,6 @@ private:
     void notConnected(boost::system::error_code const& error);
     void ended(boost::system::error_code const& error);
     void hand();
-    void retryOrFail(boost::system::error_code const& error);
     void retry(std::string_view reason);
     void fail(std::string_view reason);
 
