@@ -5,7 +5,6 @@
 #include "quickBlock.hpp"
 
 #include <algorithm>
-#include <string_view>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -55,9 +54,7 @@ SortedNodes::SortedNodes(SortedNodes const& others, std::size_t first, std::size
 // cache more often.
 std::size_t SortedNodes::lowerBound(std::string const& key) const noexcept {
     if (commonBytes_ != 0) {
-        auto const order = std::string_view(key)
-                               .substr(0, commonBytes_)
-                               .compare(std::string_view(keyOf(nodes_.front())).substr(0, commonBytes_));
+        auto const order = key.compare(0, commonBytes_, keyOf(nodes_.front()), 0, commonBytes_);
         if (order != 0) {
             return order < 0 ? 0 : size();
         }
