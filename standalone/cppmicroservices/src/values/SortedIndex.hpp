@@ -93,7 +93,7 @@ public:
     struct Place {
         AnyMapNode* node = nullptr; // the first one whose key is not less; null: there is none
         bool isFound = false;       // its key is the one
-        Position position;          // its position
+        Position position;          // of that node, or of the end
     };
 
     // Adds a chain of nodes whose keys ascend and are greater than all keys here.
