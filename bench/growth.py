@@ -1,10 +1,5 @@
 #!/usr/bin/env python3
-"""Prints from a run of the benchmarks how cost grows, as the data file that growth.gnuplot draws.
-
-usage: growth.py RESULTS     the directory with the JSON files of the benchmarks
-"""
-import sys
-
+"""Prints from a run of the benchmarks how cost grows, as the data file that growth.gnuplot draws."""
 import results
 
 COUNTS = (1, 2, 5, 10, 100, 1000, 10000, 100000)
@@ -23,7 +18,7 @@ def curves():
 
 
 def main():
-    measured = results.Results(sys.argv[1])
+    measured = results.Results(results.argument_parser(__doc__).parse_args().results)
     print("# Nanoseconds per endpoint, mapping entry or node: medians of the benchmarks. By bench/growth.py.")
     for name, benchmarks in curves():
         print(f"\n\n# {name}")

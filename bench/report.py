@@ -1,9 +1,5 @@
 #!/usr/bin/env python3
-"""Prints each figure of a run beside its floor and its goal, and fails when a goal is missed by more than noise.
-
-usage: report.py [--works] RESULTS     the directory with the JSON files of the benchmarks
-    --works    fails only when a benchmark failed or is missing, whatever the figures
-"""
+"""Prints each figure of a run beside its floor and its goal, and fails when a goal is missed by more than noise."""
 import sys
 
 import goals
@@ -27,8 +23,11 @@ def judge(goal, measured):
 
 
 def main():
-    only_works = sys.argv[1] == "--works"
-    measured = results.Results(sys.argv[-1])
+    parser = results.argument_parser(__doc__)
+    parser.add_argument("--works", action="store_true",
+                        help="fail only when a benchmark failed or is missing, whatever the figures")
+    arguments = parser.parse_args()
+    measured = results.Results(arguments.results)
     lines = [("figure (times in ns)", "figure", "floor", "ratio", "noise", "goal", "")]
     lines += [judge(goal, measured) for goal in goals.all_goals()]
     judging.print_table(lines)
@@ -36,7 +35,7 @@ def main():
         print("failed: " + failure)
     missed, sentence = judging.count([line[-1] for line in lines[1:] if line[-1]])
     print(sentence)
-    return 1 if measured.failures or (missed and not only_works) else 0
+    return 1 if measured.failures or (missed and not arguments.works) else 0
 
 
 if __name__ == "__main__":

@@ -1,8 +1,6 @@
 #!/usr/bin/env python3
-"""Reads what the benchmarks of a run wrote: for each quantity its values over the repetitions.
-
-usage: results.py RESULTS, the directory with the JSON files of the benchmarks; prints the medians as CSV
-"""
+"""Reads what the benchmarks of a run wrote: for each quantity its values over the repetitions. Prints the medians as CSV."""
+import argparse
 import csv
 import json
 import pathlib
@@ -43,6 +41,13 @@ class Results:
         return Sample(self.values[name, kind])
 
 
+def argument_parser(description):
+    """Of a program that works on a run's results."""
+    parser = argparse.ArgumentParser(description=description)
+    parser.add_argument("results", metavar="RESULTS", help="the directory with the JSON files of the benchmarks")
+    return parser
+
+
 def print_medians(measured):
     table = csv.writer(sys.stdout, lineterminator="\n")
     table.writerow(("benchmark", "quantity", "median"))
@@ -51,4 +56,4 @@ def print_medians(measured):
 
 
 if __name__ == "__main__":
-    print_medians(Results(sys.argv[1]))
+    print_medians(Results(argument_parser(__doc__).parse_args().results))
