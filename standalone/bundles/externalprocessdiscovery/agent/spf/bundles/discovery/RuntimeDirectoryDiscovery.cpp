@@ -63,9 +63,6 @@ public:
     std::uint64_t add(std::string const& name, Resolved resolved) {
         std::uint64_t id = 0;
         worker_.run([&] {
-            if (stopped_) {
-                return; // a watch that began now would have nobody to end it
-            }
             prepareRuntimeDirectory(directory_);
             checkSoon();
             lookOuts_.emplace(lastID_ + 1, LookOut{name, std::move(resolved)});

@@ -177,7 +177,7 @@ void SocketConnection::writeWhatTheSystemTakes() {
 }
 
 void SocketConnection::confirm() const {
-    if (!ended_ && owner_.confirmed) {
+    if (owner_.confirmed) {
         owner_.confirmed();
     }
 }

@@ -201,7 +201,6 @@ void SocketConnector::retry(std::string_view reason) {
     auto const handler = handler_; // the call may close the connector
     handler->retrying(timedOut_ ? "no answer in " + std::to_string(seconds) + " seconds"
                                 : std::string(reason));
-    timedOut_ = false;
 }
 
 void SocketConnector::fail(std::string_view reason) {

@@ -93,9 +93,6 @@ void SocketListener::listen(TcpAddress const& address) {
     resolver_.resolve(address, tcp::resolver::passive,
                       [self = shared_from_this(), host = address.host](
                           std::vector<tcp::endpoint> const& found, std::string const& reason) {
-                          if (!self->handler_) {
-                              return;
-                          }
                           if (found.empty()) {
                               return self->fail(reason);
                           }
