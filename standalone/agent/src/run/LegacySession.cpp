@@ -123,28 +123,16 @@ void LegacySession::handle(ConfigurationAdopted const& message) {
     narrator_.reconfigure(message.configuration);
     narrator_.tell("published", "configuration " + id + " handed to the service framework",
                    {{"configurationID", id}});
-    if (!narrator_.result("published " + id)) {
-        fail();
-    }
+    narrator_.result("published " + id);
     isAdopted_ = true;
     for (auto const& early : std::exchange(earlyMessages_, {})) {
         std::visit([this](auto const& content) { handle(content); }, early);
     }
 }
 
-void LegacySession::happened(PublisherFailed const& message) {
-    if (narrator_.tell(message)) {
-        fail();
-    }
-}
-
 void LegacySession::handle(ConfigurationFailed const& message) {
     narrator_.tellFailure(message.reason);
-    fail();
-}
-
-// An interrupt that came before is why it ends.
-void LegacySession::fail() {
+    // An interrupt that came before is why it ends.
     status_ = status_ == exitstatus::success ? exitstatus::failed : status_;
 }
 

@@ -45,17 +45,11 @@ private:
     template <typename FromFramework>
     void onceAdopted(FromFramework const& message) {
         if (isAdopted_) {
-            happened(message);
+            narrator_.tell(message);
         } else {
             earlyMessages_.push_back(message);
         }
     }
-    template <typename FromFramework>
-    void happened(FromFramework const& message) {
-        narrator_.tell(message);
-    }
-    void happened(PublisherFailed const& message);
-    void fail();
     void stopTookTooLong();
 
     MessageBox& messages_;
