@@ -1,15 +1,22 @@
 // Bundles that are stopped and started while others go on.
+#include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceEvent.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <gmock/gmock.h>
 
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
+#include "agent/spf/bundles/EndpointProvider.hpp"
+#include "agent/spf/bundles/WithdrawalListener.hpp"
+#include "agent/spf/bundles/common/Properties.hpp"
 
 namespace {
 
@@ -44,6 +51,63 @@ TEST_F(BundleLifecycle, EndpointsAreLostWithTheProviderAndComeBackWithIt) {
     EXPECT_TRUE(events_.waitFor("Rebound " + endpoint + " server 1"));
     EXPECT_TRUE(events_.waitFor("Reconnected " + endpoint + " client 1"));
     EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+}
+
+// Leaves the handlers of its endpoints to the test.
+struct KeepingProvider : agent::spf::bundles::EndpointProvider {
+    using Endpoint = agent::spf::bundles::Endpoint;
+    using Handler = std::shared_ptr<agent::spf::bundles::EndpointHandler>;
+
+    std::unique_ptr<Endpoint> bind(std::string const&, Handler handler) override {
+        handlers.add(std::move(handler));
+        return nullptr;
+    }
+    std::unique_ptr<Endpoint> connect(std::string const&, Handler handler) override {
+        handlers.add(std::move(handler));
+        return nullptr;
+    }
+
+    Handler firstHandler() const {
+        handlers.waitUntil([](auto const& all) { return !all.empty(); });
+        return handlers.values().at(0);
+    }
+
+    Record<Handler> handlers;
+};
+
+TEST_F(BundleLifecycle, AReasonThatDoesNotChangeIsToldOnce) {
+    installation_.bundle("agent_spf_socketprovider").Stop();
+    auto const provider = std::make_shared<KeepingProvider>();
+    installation_.context().RegisterService<agent::spf::bundles::EndpointProvider>(provider);
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {"e"}).build());
+    auto const handler = provider->firstHandler();
+
+    for (auto const* const reason : {"refused", "refused", "no answer"}) {
+        handler->retrying(reason);
+    }
+
+    EXPECT_TRUE(statuses_.waitFor("p e connecting: no answer"));
+    auto const statuses = statuses_.values();
+    EXPECT_EQ(std::count(statuses.begin(), statuses.end(), "p e connecting: refused"), 1);
+}
+
+TEST_F(BundleLifecycle, WhatWasReportedByAProviderThatHasGoneMeanwhileCountsNoMore) {
+    using agent::spf::bundles::EndpointProvider;
+    installation_.bundle("agent_spf_socketprovider").Stop();
+    auto const first = std::make_shared<KeepingProvider>();
+    auto const second = std::make_shared<KeepingProvider>();
+    auto registration = installation_.context().RegisterService<EndpointProvider>(first);
+    installation_.publish("one", ConfigurationMap().publisher("p", {"e"}).build());
+    auto const late = first->firstHandler();
+    installation_.context().RegisterService<EndpointProvider>(second);
+    registration.Unregister();
+    auto const present = second->firstHandler();
+
+    late->bound("e");
+    present->failed("not today");
+
+    EXPECT_TRUE(events_.waitForOneWith("not today"));
+    EXPECT_THAT(events_.values(), ElementsAre(HasSubstr("Error p 1")));
 }
 
 // Listeners on the publishers' thread that stop the provider: what they are told of ends in the middle.
@@ -303,6 +367,64 @@ TEST_F(BundleLifecycle, ARestartOfConfigurationAdminWithdrawsEverythingAndTheNex
         EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p " + std::to_string(count)));
         admin.Start();
     }
+}
+
+TEST_F(BundleLifecycle, WithoutConfigurationAdminAPublisherCannotBeConfiguredAndThatIsAnErrorOfIt) {
+    using cppmicroservices::service::cm::ManagedServiceFactory;
+    auto context = installation_.context();
+    auto const factory = context.GetService(
+        context.GetServiceReferences<ManagedServiceFactory>("(service.pid=qo.spf.framework)").at(0));
+    installation_.bundle("configuration_admin").Stop();
+
+    factory->Updated("qo.spf.framework~late", ConfigurationMap(4).publisher("p", {}).build());
+
+    EXPECT_TRUE(events_.waitFor("Error p 4: publisher \"p\": there is no Configuration Admin service"));
+}
+
+class PublisherConfigurationsByHand : public BundlesTest {
+protected:
+    static constexpr auto factoryPID = "qo.spf.rpcservicepublisher";
+
+    std::shared_ptr<cppmicroservices::service::cm::ConfigurationAdmin> admin() const {
+        auto context = installation_.context();
+        return context.GetService(
+            context.GetServiceReference<cppmicroservices::service::cm::ConfigurationAdmin>());
+    }
+};
+
+TEST_F(PublisherConfigurationsByHand, ThatLackAModificationCountAreErrorsUnderTheCountZero) {
+    auto const configuration = admin()->GetFactoryConfiguration(factoryPID, "x");
+    auto properties = agent::spf::bundles::makeMap();
+    properties["name"] = std::string("rpcservicepublisher");
+
+    configuration->Update(properties);
+    EXPECT_TRUE(events_.waitForOneWith("Error  0: publisher configuration: \"uniqueID\" is missing"));
+
+    properties["uniqueID"] = std::string("p");
+    configuration->Update(properties);
+    EXPECT_TRUE(events_.waitForOneWith("Error p 0: publisher \"p\": \"modificationCount\" is missing"));
+}
+
+TEST_F(PublisherConfigurationsByHand, ThatWereRemovedBeforeAreReportedAsRemovedAllTheSame) {
+    class Withdrawals : public agent::spf::bundles::WithdrawalListener {
+    public:
+        void withdrawn(std::string const& pid) override { pids.add(pid); }
+        Record<std::string> pids;
+    };
+    auto const withdrawals = std::make_shared<Withdrawals>();
+    installation_.context().RegisterService<agent::spf::bundles::WithdrawalListener>(withdrawals);
+    installation_.publish("one", ConfigurationMap(3).publisher("p", {socketEndpoint("a.sock")}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 3"));
+    for (auto const& configuration : admin()->ListConfigurations()) {
+        if (configuration->GetFactoryPid() == factoryPID) {
+            configuration->Remove().get();
+        }
+    }
+    ASSERT_TRUE(withdrawals->pids.waitForOneWith(factoryPID));
+
+    installation_.withdraw("one");
+
+    EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
 }
 
 TEST_F(BundleLifecycle, StoppingTheFrameworkWithLiveConnectionsRemovesTheSockets) {

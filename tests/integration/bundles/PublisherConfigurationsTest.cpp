@@ -1,6 +1,7 @@
 // How published configurations become publisher configurations, and how these come and go.
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -29,6 +30,9 @@ public:
         if (isOutOfMemory) {
             throw std::bad_alloc();
         }
+        if (entry.uniqueID == refused) {
+            throw std::runtime_error("refused");
+        }
         calls.push_back("update " + entry.uniqueID + " " + std::to_string(entry.modificationCount));
     }
     bool remove(PublisherEntry const& entry) override {
@@ -50,7 +54,20 @@ public:
     std::vector<std::string> calls;
     bool hasPublisher = true;
     bool isOutOfMemory = false;
+    std::string refused; // the unique ID of a publisher that cannot be configured
 };
+
+// The configuration with another first publisher.
+template <class Change>
+cppmicroservices::AnyMap withFirstPublisherChanged(cppmicroservices::AnyMap configuration, Change change) {
+    auto publishers =
+        agent::spf::bundles::listAt(configuration, keys::servicePublisherConfigurations, "configuration");
+    auto publisher = agent::spf::bundles::asMap(publishers.at(0), "publisher");
+    change(publisher);
+    publishers[0] = publisher;
+    configuration[keys::servicePublisherConfigurations] = publishers;
+    return configuration;
+}
 
 class PublisherConfigurationsTest : public testing::Test {
 protected:
@@ -181,6 +198,14 @@ TEST_F(PublisherConfigurationsTest, AWithdrawalBeforeAnUpdateIsNotTakenForThatOf
     EXPECT_THAT(environment_.take(), ElementsAre("remove p"));
 }
 
+TEST_F(PublisherConfigurationsTest, APublisherThatCannotBeConfiguredIsAnErrorAndTheOthersAre) {
+    environment_.refused = "p";
+
+    publishers_.updated("c", ConfigurationMap(3).publisher("p", {}).publisher("q", {}).build());
+
+    EXPECT_THAT(environment_.take(), ElementsAre("error p 3: publisher \"p\": refused", "update q 3"));
+}
+
 TEST_F(PublisherConfigurationsTest, AConfigurationNotYetFilledIsNoError) {
     publishers_.updated("c", makeMap());
 
@@ -250,6 +275,32 @@ TEST(PublisherEntries, OneBadPublisherThatIsCalledAsTheConfigurationDoesNotSpoil
     EXPECT_EQ(read.entries[0].uniqueID, "q");
     ASSERT_EQ(read.errors.size(), 1U);
     EXPECT_EQ(read.errors[0].publisherID, "c");
+}
+
+TEST(PublisherEntries, APublisherThatLacksSomethingIsAnErrorThatNamesItAndDoesNotSpoilTheOthers) {
+    auto const configuration =
+        withFirstPublisherChanged(ConfigurationMap().publisher("p", {}).publisher("q", {}).build(),
+                                  [](auto& publisher) { publisher.erase(keys::name); });
+
+    auto const read = publisherEntries("c", configuration);
+
+    EXPECT_THAT(read.entries, ElementsAre(Field(&PublisherEntry::uniqueID, "q")));
+    ASSERT_EQ(read.errors.size(), 1U);
+    EXPECT_EQ(read.errors[0].publisherID, "p");
+    EXPECT_EQ(read.errors[0].text,
+              "configuration \"c\": publisher \"p\": \"name\" is missing, expected a string");
+}
+
+TEST(PublisherEntries, AnEmptyFactoryPIDIsAnError) {
+    auto const configuration =
+        withFirstPublisherChanged(ConfigurationMap().publisher("p", {}).build(),
+                                  [](auto& publisher) { publisher[keys::factoryPID] = std::string(); });
+
+    auto const read = publisherEntries("c", configuration);
+
+    EXPECT_THAT(read.entries, IsEmpty());
+    ASSERT_EQ(read.errors.size(), 1U);
+    EXPECT_THAT(read.errors[0].text, HasSubstr("\"factoryPID\" is empty"));
 }
 
 TEST(PublisherEntries, AMappingToAnUnknownPublisherIsAnErrorThatNamesBoth) {

@@ -82,7 +82,8 @@ TEST_F(Publishing, AMappingToAnUnknownInterfaceIsAnErrorOfThePublisher) {
         "one", ConfigurationMap().publisher("p", {}).publisher("q", {}).map("nothing", "p").build());
 
     ASSERT_TRUE(events_.waitForOneWith("Error p 1"));
-    EXPECT_THAT(events_.values(), Contains(HasSubstr("unknown interface \"nothing\"")));
+    EXPECT_THAT(events_.values(), Contains(AllOf(HasSubstr("configuration \"one\": publisher \"p\""),
+                                                 HasSubstr("unknown interface \"nothing\""))));
     EXPECT_TRUE(events_.waitFor("AllServicesPublished q 1"));
 }
 
@@ -146,6 +147,16 @@ TEST_F(Publishing, AModificationAddsAndRemovesEndpointsInterfacesAndPublishers) 
     EXPECT_TRUE(events_.waitFor("ConfigurationRemoved idle 1"));
     EXPECT_TRUE(waitForRemoteServices({"lamp i2 server via " + second}));
     EXPECT_FALSE(std::filesystem::exists(socketPath("a.sock")));
+}
+
+TEST_F(Publishing, AModificationMayConnectToWhatIsBoundToAsWell) {
+    auto const endpoint = socketEndpoint("a.sock");
+    installation_.publish("one", ConfigurationMap(1).publisher("p", {endpoint}).build());
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+
+    installation_.publish("one", ConfigurationMap(2).publisher("p", {endpoint}, {endpoint}).build());
+
+    EXPECT_TRUE(events_.waitFor("Connected " + endpoint + " p 2"));
 }
 
 TEST_F(Publishing, AModificationMayGiveToOnePublisherWhatItTakesFromAnother) {
