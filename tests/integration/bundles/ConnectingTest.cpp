@@ -8,6 +8,7 @@
 #include "BundlesTest.hpp"
 #include "RawSocket.hpp"
 #include "Unprivileged.hpp"
+#include "agent/spf/bundles/RemoteOffers.hpp"
 
 namespace {
 
@@ -61,6 +62,7 @@ TEST_F(Connecting, AConnectionWithoutAHandshakeIsNotConnected) {
     peer.close();
     EXPECT_TRUE(statuses_.waitForOneWith("connecting: connection closed by the peer"));
     EXPECT_THAT(events_.values(), Not(Contains(HasSubstr("Connected"))));
+    EXPECT_THAT(statuses_.values(), Not(Contains(HasSubstr(" lost")))) << "it was never there";
 }
 
 TEST_F(Connecting, APeerOfAnotherProtocolVersionIsRefusedWithTheReason) {
@@ -166,6 +168,20 @@ TEST_F(Connecting, APeerThatHasAnsweredIsNamedCutAndWithoutControlCharacters) {
     EXPECT_LT(status.size(), 400U);
 }
 
+TEST_F(Connecting, APeersNameIsNotCutWithinACharacter) {
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("one", ConfigurationMap().publisher("p", {}, {socketEndpoint("a.sock")}).build());
+    auto peer = server.accept();
+    std::string name = "x"; // so that a character of two bytes lies across every even length
+    for (int i = 0; i < 150; ++i) {
+        name += "\u00fc";
+    }
+
+    peer.sendFrame(R"({"type":"hello","protocol":1,"publisher":"b","agent":")" + name + "\"}");
+
+    EXPECT_THAT(statuses_.waitForFirstWith(" connected: "), EndsWith("\u00fc..."));
+}
+
 struct Mistake {
     char const* name;
     std::string bytes; // that the peer sends
@@ -205,6 +221,8 @@ INSTANTIATE_TEST_SUITE_P(
            Mistake{"UnknownType", frame(R"({"type":"x"})"), R"(connecting: message: unknown type "x")"},
            Mistake{"NoVersion", frame(R"({"type":"hello"})"),
                    R"(connecting: hello: "protocol" is missing, expected an integer)"},
+           Mistake{"AnOlderVersion", frame(R"({"type":"hello","protocol":0,"agent":"a","publisher":"r"})"),
+                   "connecting: protocol version 0 is not supported, expected 1"},
            Mistake{"AgentOfAnotherType", frame(R"({"type":"hello","protocol":1,"agent":2,"publisher":"r"})"),
                    R"(connecting: hello: "agent" is not a string)"},
            Mistake{"OffersBeforeHello", frame(R"({"type":"offers","interfaces":[]})"),
@@ -232,6 +250,8 @@ TEST_F(Connecting, APeerThatHasNotGreetedIsToldNothingOfAModification) {
     later.readFrame(); // so the one before it has been accepted, too
 
     publish(2);
+    EXPECT_THAT(installation_.context().GetServiceReferences<agent::spf::bundles::RemoteOffers>(), IsEmpty())
+        << "nor is anybody told of offers of who has made none";
     silent.sendFrame(hello);
 
     EXPECT_THAT(silent.readFrame(), HasSubstr(R"("hello")"));

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -54,6 +55,24 @@ private:
 
     Observer const binding_;
     Observer const closed_;
+};
+
+// Takes the place of the discovery by the runtime directory; the test tells what a name stands for.
+class ToldDiscovery : public agent::spf::bundles::DiscoveryService {
+public:
+    std::unique_ptr<Handle> resolve(std::string const&, Resolved resolved) override {
+        lookOuts.add(std::move(resolved));
+        return std::make_unique<Handle>();
+    }
+    std::unique_ptr<Handle> announce(std::string const&, std::string const&) override { return nullptr; }
+    std::string privateEndpoint(std::string const&) override { return {}; }
+
+    void tell(std::optional<std::string> const& endpoint) const {
+        lookOuts.waitUntil([](auto const& all) { return !all.empty(); });
+        lookOuts.values().back()(endpoint);
+    }
+
+    Record<Resolved> lookOuts;
 };
 
 class LegacyPublisher : public BundlesTest {
@@ -136,6 +155,41 @@ TEST_F(LegacyPublisher, AnAddressThatFailedIsTriedAgainByTheNextModification) {
         EXPECT_TRUE(events_.waitForOneWith("Error p " + std::to_string(count) +
                                            ": publisher \"p\": cannot connect to nonsense:"));
     }
+}
+
+// As when what was found is told once more by a look-out that has just been given up.
+TEST_F(LegacyPublisher, AnAddressThatIsFoundOnceMoreIsNotConnectedToAnew) {
+    installation_.bundle("agent_spf_runtimedirectorydiscovery").Stop();
+    auto const discovery = std::make_shared<ToldDiscovery>();
+    installation_.context().RegisterService<agent::spf::bundles::DiscoveryService>(discovery);
+    RawListener const server(socketPath("a.sock"));
+    installation_.publish("client", ConfigurationMap().legacyPublisher("client", {}, {"name"}).build());
+    discovery->tell(socketEndpoint("a.sock"));
+    auto peer = server.accept();
+    peer.sendFrame(R"({"type":"hello","protocol":1,"agent":"raw","publisher":"r"})");
+    ASSERT_TRUE(events_.waitFor("Connected name client 1"));
+
+    discovery->tell(socketEndpoint("a.sock"));
+    discovery->tell(std::nullopt);
+
+    auto const lost = statuses_.waitForFirstWith("client name lost");
+    EXPECT_EQ(lost, "client name lost: no running process announces \"name\"");
+}
+
+TEST_F(LegacyPublisher, WhatIsFoundOnceTheEndpointHasBeenGivenUpCountsNoMore) {
+    installation_.bundle("agent_spf_runtimedirectorydiscovery").Stop();
+    auto const discovery = std::make_shared<ToldDiscovery>();
+    installation_.context().RegisterService<agent::spf::bundles::DiscoveryService>(discovery);
+    installation_.publish("client", ConfigurationMap().legacyPublisher("client", {}, {"name"}).build());
+    discovery->tell(std::nullopt);
+    installation_.bundle("agent_spf_socketprovider").Stop();
+    ASSERT_TRUE(statuses_.waitForOneWith("waits for the endpoint provider"));
+
+    discovery->tell("unix:/late");
+
+    installation_.bundle("agent_spf_socketprovider").Start();
+    ASSERT_TRUE(discovery->lookOuts.waitUntil([](auto const& all) { return all.size() == 2; }));
+    EXPECT_THAT(statuses_.values(), Not(Contains(HasSubstr("found at"))));
 }
 
 TEST_F(LegacyPublisher, AnAnnouncerThatIsKilledIsLookedForAgain) {

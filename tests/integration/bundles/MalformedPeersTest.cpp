@@ -40,9 +40,9 @@ std::string helloOf(std::string const& agent) {
 std::string const hello = helloOf("a");
 
 // A message of one interface that has as many bytes.
-std::string offersOfSize(std::size_t size) {
-    std::string const begin =
-        R"({"type":"offers","interfaces":[{"name":"n","uniqueID":"i","version":1,"properties":{"p":")";
+std::string offersOfSize(std::size_t size, std::string const& uniqueID = "i") {
+    auto const begin = R"({"type":"offers","interfaces":[{"name":"n","uniqueID":")" + uniqueID +
+                       R"(","version":1,"properties":{"p":")";
     std::string const end = R"("}}]})";
     return begin + std::string(size - begin.size() - end.size(), 'x') + end;
 }
@@ -139,6 +139,30 @@ TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClo
     peer.send(frames);
 
     EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+TEST_F(PeersInExcess, APeerThatIsListenedToMaySendAnyAmount) {
+    serve();
+    auto peer = greetedPeer();
+
+    for (std::string const id : {"1", "2", "3", "4", "5", "6"}) {
+        peer.sendFrame(offersOfSize(std::size_t{1024} * 1024, id));
+        ASSERT_TRUE(waitForRemoteServices({"n " + id + " b via " + endpoint_}));
+    }
+}
+
+TEST_F(PeersInExcess, PeersThatHaveGoneAreNotTakenForSuchAsDoNotGreet) {
+    serve();
+    RawSocket slow(socketPath("a.sock"));
+
+    for (int i = 0; i < 40; ++i) {
+        RawSocket peer(socketPath("a.sock"));
+        peer.send(RawSocket::frame("{}"));
+        ASSERT_TRUE(peer.isClosedByPeer());
+    }
+
+    slow.sendFrame(hello);
+    EXPECT_THAT(slow.readFrame(), HasSubstr("hello"));
 }
 
 TEST_F(PeersInExcess, APublisherThatOffersMoreThanAPeerTakesSaysSo) {

@@ -45,17 +45,19 @@ TEST(OfferedInterface, ARequiredPropertyIsCarriedWithoutThePrefix) {
 TEST(OfferedInterface, ARequiredPropertyWhoseNameHasDotsIsPutTogetherAgain) {
     auto inner = makeMap();
     inner["b"] = std::string("1");
-    inner["c"] = std::string("2");
+    inner[R"(c\/d)"] = std::string("2");
 
     auto const offer = offerWith(required + "a", Any(inner));
 
+    EXPECT_EQ(offer.properties.size(), 2U);
     EXPECT_EQ(offer.properties.at("a.b"), std::string("1"));
-    EXPECT_EQ(offer.properties.at("a.c"), std::string("2"));
+    EXPECT_EQ(offer.properties.at("a.c/d"), std::string("2"));
 }
 
 TEST(OfferedInterface, EscapesOfKeysAreUndone) {
     EXPECT_EQ(offerWith(R"(a\/b)", Any(1)).properties.count("a/b"), 1U);
     EXPECT_EQ(offerWith(R"(a\\\"\t\u001Fz)", Any(1)).properties.count("a\\\"\t\x1fz"), 1U);
+    EXPECT_EQ(offerWith(R"(\r\u001F)", Any(1)).properties.count("\r\x1f"), 1U);
     EXPECT_EQ(offerWith(R"(end\)", Any(1)).properties.count("end\\"), 1U);
 }
 

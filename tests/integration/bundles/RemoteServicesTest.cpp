@@ -65,6 +65,34 @@ TEST_F(RemoteServices, RemoteServicesCarryTheirOriginAndTheRequiredProperties) {
     EXPECT_EQ(property("colour"), "red");
 }
 
+TEST_F(RemoteServices, AModificationOfPropertiesArrives) {
+    auto const endpoint = socketEndpoint("a.sock");
+    auto const publish = [&](int count, char const* colour) {
+        installation_.publish("one", ConfigurationMap(count)
+                                         .interface("i1", "clock", {{"colour", colour}})
+                                         .publisher("server", {endpoint})
+                                         .publisher("client", {}, {endpoint})
+                                         .map("i1", "server")
+                                         .build());
+    };
+    Record<std::string> colours;
+    installation_.context().AddServiceListener(
+        [&colours](cppmicroservices::ServiceEvent const& event) {
+            if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+                colours.add(event.GetServiceReference().GetProperty("colour").ToString());
+            }
+        },
+        "(interface=clock)");
+    publish(1, "red");
+    ASSERT_TRUE(colours.waitFor("red"));
+
+    publish(2, "blue");
+
+    EXPECT_TRUE(colours.waitFor("blue"));
+    EXPECT_TRUE(waitForRemoteServices({"clock i1 server via " + endpoint}));
+    installation_.stop(); // the listener refers to the record
+}
+
 TEST_F(RemoteServices, TheExportFilterKeepsInterfacesFromPeers) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one", ConfigurationMap()
