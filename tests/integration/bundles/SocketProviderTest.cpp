@@ -1,4 +1,6 @@
 // The socket provider alone: endpoints, connections and frames.
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -288,19 +290,21 @@ TEST_F(SocketProviderTest, AnAddressInUseIsBoundToWhenItIsGivenUpSoon) {
 }
 
 TEST_F(SocketProviderTest, AnEndpointThatWaitsForAnAddressInUseCanBeClosed) {
-    RawListener const other(path());
+    std::atomic<bool> isInUse = true;
     Record<int> attempts;
     bundles_test::BeforeFlock const counting([&] {
         attempts.add(0);
-        return 0;
+        return isInUse ? EWOULDBLOCK : 0;
     });
     auto bound = provider_.bind(endpoint(), listener_);
     ASSERT_TRUE(attempts.waitFor(0));
 
     bound.reset();
+    isInUse = false;
     provider_.stop();
 
     EXPECT_THAT(listener_->reports.values(), testing::IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(path()));
 }
 
 TEST_F(SocketProviderTest, OfAHostThatThisMachineHasOneAddressOfThatIsBoundTo) {
@@ -322,6 +326,16 @@ TEST_F(SocketProviderTest, AHostOfWhichOneAddressIsInUseIsNotBoundToAtAnother) {
     auto const boundAgain = provider_.bind(endpoint, second);
 
     EXPECT_TRUE(second->reports.waitFor("failed: cannot bind " + endpoint + ": Address already in use"));
+}
+
+TEST_F(SocketProviderTest, OfAHostOfWhichNoAddressCanBeBoundToTheReasonIsThatOfTheFirst) {
+    bundles_test::HostWithAddresses const host("two.test", {"192.0.2.1", "::1"});
+    bundles_test::WithoutFamily const noIPv6(AF_INET6);
+
+    auto const bound = provider_.bind("tcp:two.test:0", listener_);
+
+    EXPECT_EQ(listener_->reports.waitForFirstWith("failed: "),
+              "failed: cannot bind tcp:two.test:0: Cannot assign requested address");
 }
 
 TEST_F(SocketProviderTest, APeerThatCannotBeAcceptedIsTriedNowAndThenUntilItCan) {
@@ -373,6 +387,22 @@ TEST_F(SocketProviderTest, APortLeftToTheSystemIsReported) {
     EXPECT_THAT(report, testing::MatchesRegex("bound tcp:127\\.0\\.0\\.1:[1-9][0-9]*"));
     auto const connected = provider_.connect(report.substr(6), connector_);
     EXPECT_NE(connector_->firstConnection(), nullptr);
+}
+
+// As when an agent is restarted.
+TEST_F(SocketProviderTest, APortWhoseConnectionsHaveJustBeenClosedCanBeBoundToAgain) {
+    auto const port = "tcp:127.0.0.1:" + std::to_string(bundles_test::freeTcpPort());
+    auto bound = provider_.bind(port, listener_);
+    ASSERT_TRUE(listener_->reports.waitFor("bound " + port));
+    auto const connected = provider_.connect(port, connector_);
+    connector_->firstConnection()->start(frames_);
+    bound->close();
+    listener_->firstConnection()->close();
+    ASSERT_TRUE(frames_->reports.waitFor("closed: connection closed by the peer"));
+
+    bound = provider_.bind(port, listener_);
+
+    EXPECT_TRUE(listener_->reports.waitFor("bound " + port, 2));
 }
 
 TEST_F(SocketProviderTest, PortZeroCannotBeConnectedTo) {
@@ -492,6 +522,22 @@ TEST(HostResolver, ACancelledLookUpThatGoesOnIsTakenUpByTheNext) {
     EXPECT_EQ(reports.values().size(), 2U);
 }
 
+TEST(HostResolver, ALookUpThatHasEndedIsFollowedByAnother) {
+    auto const worker = std::make_shared<WorkerThread>("resolving");
+    Record<std::string> found;
+    sockets::HostResolver resolver(worker);
+
+    for (std::string const address : {"127.0.0.1", "127.0.0.2"}) {
+        bundles_test::HostWithAddresses const host("moving.test", {address});
+        worker->run([&] {
+            resolver.resolve({"moving.test", 1}, {}, [&found](auto const& addresses, auto const&) {
+                found.add(addresses.at(0).address().to_string());
+            });
+        });
+        EXPECT_TRUE(found.waitFor(address));
+    }
+}
+
 TEST_F(SocketProviderTest, ARefusedConnectionIsTriedAgainUntilItSucceeds) {
     { RawListener const dead(path()); }
     auto const connected = provider_.connect(endpoint(), connector_);
@@ -535,6 +581,42 @@ TEST_F(SocketProviderTest, AConnectionThatEndsIsMadeAgain) {
     EXPECT_TRUE(connector_->connections.waitUntil([](auto const& all) { return all.size() == 2; }));
 }
 
+TEST_F(SocketProviderTest, NoFrameFollowsTheOneInWhoseCallTheConnectionIsClosed) {
+    class Closing : public Frames {
+    public:
+        void received(std::string frame) override {
+            Frames::received(std::move(frame));
+            connection->close();
+        }
+        std::shared_ptr<Connection> connection;
+    };
+    auto const bound = bind();
+    RawSocket peer(path());
+    auto const closing = std::make_shared<Closing>();
+    closing->connection = listener_->firstConnection();
+
+    peer.send(RawSocket::frame("first") + RawSocket::frame("second"));
+    closing->connection->start(closing);
+
+    EXPECT_TRUE(peer.isClosedByPeer());
+    provider_.stop();
+    EXPECT_THAT(closing->reports.values(), ElementsAre("first"));
+    closing->connection.reset();
+}
+
+TEST_F(SocketProviderTest, AConnectionThatHasEndedBeforeItIsStartedSaysSo) {
+    auto const bound = bind();
+    RawSocket peer(path());
+    auto const connection = listener_->firstConnection();
+    for (int i = 0; i < 10; ++i) { // more than is kept for a peer that does not read
+        connection->send(std::string(maximumFrameSize, 'x'));
+    }
+
+    connection->start(frames_);
+
+    EXPECT_TRUE(frames_->reports.waitFor("closed: connection closed"));
+}
+
 TEST_F(SocketProviderTest, TheReasonOfARejectionIsThatOfTheFailedAttempt) {
     auto const bound = bind();
     auto const connected = provider_.connect(endpoint(), connector_);
@@ -575,6 +657,22 @@ TEST_F(SocketProviderTest, StoppingRemovesSocketsAndLeavesHandlesHarmless) {
     connection->send("nobody listens");
     connection->close();
     connected->close();
+}
+
+TEST_F(SocketProviderTest, StoppingEndsTheConnectionsOfPeersThatStay) {
+    std::future<void> stopped;
+    auto const bound = bind();
+    RawListener const server(path("server"));
+    auto const connected = provider_.connect(endpoint("server"), connector_);
+    connector_->firstConnection()->start(frames_);
+    auto accepted = server.accept();
+    RawSocket peer(path());
+    listener_->firstConnection()->start(std::make_shared<Frames>());
+
+    stopped = std::async(std::launch::async, [this] { provider_.stop(); });
+
+    EXPECT_TRUE(peer.isClosedByPeer());
+    EXPECT_TRUE(accepted.isClosedByPeer());
 }
 
 // As when somebody binds while the provider stops.
