@@ -1,4 +1,5 @@
 // Discovery through a runtime directory.
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -188,6 +189,35 @@ TEST_F(Discovery, OfADeadProcessNothingOutsideTheDirectoryIsRemoved) {
 
     EXPECT_TRUE(told_->waitFor("-"));
     EXPECT_TRUE(std::filesystem::exists(outside));
+}
+
+TEST_F(Discovery, OfADeadProcessNothingButSocketsIsRemoved) {
+    write("notes", "");
+    write("a.json", R"({"name":"name","endpoint":"unix:)" + (path_ / "notes").string() + R"("})");
+
+    auto const handle = lookOut("name");
+
+    EXPECT_TRUE(told_->waitFor("-"));
+    EXPECT_EQ(onlyFile(), path_ / "notes");
+}
+
+TEST_F(Discovery, AnnouncementsAreReadInTheOrderOfTheirFiles) {
+    std::filesystem::create_directory(path_);
+    std::vector<std::unique_ptr<AnnouncementFile>> files;
+    std::vector<std::string> endpoints;
+    for (char const name : std::string("hbkdafcjgei")) {
+        endpoints.push_back(std::string("unix:/") + name);
+        files.push_back(std::make_unique<AnnouncementFile>(path_ / (name + std::string(".json")),
+                                                           Announcement{"name", endpoints.back()}));
+    }
+
+    std::vector<std::string> read;
+    for (auto const& announcement : readAnnouncements(path_)) {
+        read.push_back(announcement.endpoint);
+    }
+
+    std::sort(endpoints.begin(), endpoints.end());
+    EXPECT_EQ(read, endpoints);
 }
 
 TEST_F(Discovery, WhatWasFoundIsNotTakenForGoneWhileTooManyFilesAreOpen) {
@@ -439,6 +469,26 @@ TEST_F(Discovery, ADirectoryInWhichOthersMayWriteIsRefused) {
     EXPECT_THAT([&] { discovery_.announce("name", "unix:/a"); },
                 ThrowsMessage<std::runtime_error>(AllOf(HasSubstr(path_.string()), HasSubstr("may write"))));
     EXPECT_THAT([&] { lookOut("name"); }, ThrowsMessage<std::runtime_error>(HasSubstr(path_.string())));
+    EXPECT_THAT([&] { discovery_.privateEndpoint("name"); },
+                ThrowsMessage<std::runtime_error>(HasSubstr(path_.string())));
+}
+
+TEST_F(Discovery, ADirectoryOfAnotherUserIsRefused) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "takes the rights of two users";
+    }
+    prepareRuntimeDirectory(path_);
+    std::filesystem::permissions(directory_.path(), std::filesystem::perms::all);
+    bundles_test::Unprivileged const user;
+
+    EXPECT_THAT([&] { prepareRuntimeDirectory(path_); },
+                ThrowsMessage<std::runtime_error>(HasSubstr("it belongs to another user")));
+}
+
+TEST_F(Discovery, TheDirectoriesAboveItsOwnAreMade) {
+    prepareRuntimeDirectory(directory_.path() / "a/b/runtime");
+
+    EXPECT_TRUE(std::filesystem::is_directory(directory_.path() / "a/b/runtime"));
 }
 
 TEST_F(Discovery, PrivateEndpointsAreAllDifferent) {
@@ -453,6 +503,14 @@ TEST_F(Discovery, AnAnnouncementThatCannotBeWrittenNamesItsFile) {
                 ThrowsMessage<std::runtime_error>(HasSubstr("announcement " + (path_ / longName).string())));
 }
 
+TEST_F(Discovery, AnAnnouncementThatCannotBeFinishedLeavesNothing) {
+    std::filesystem::create_directories(path_ / "a.json"); // in the place of the announcement
+
+    EXPECT_THROW(AnnouncementFile(path_ / "a.json", {"name", "unix:/a"}), std::runtime_error);
+
+    EXPECT_EQ(onlyFile(), path_ / "a.json");
+}
+
 TEST(RuntimeDirectory, IsAbsolute) {
     EXPECT_EQ(runtimeDirectory(cppmicroservices::Any(std::string("here"))),
               std::filesystem::current_path() / "here");
@@ -463,6 +521,15 @@ TEST(RuntimeDirectory, IsThatOfTheUserWhoseRightsTheProcessHas) {
     bundles_test::Unprivileged const user;
 
     EXPECT_EQ(runtimeDirectory({}), "/tmp/spf-" + std::to_string(::geteuid()));
+}
+
+TEST(RuntimeDirectory, OfTheEnvironmentCountsWhenItIsAbsolute) {
+    ::setenv("XDG_RUNTIME_DIR", "/run/user/7", 1);
+    EXPECT_EQ(runtimeDirectory({}), "/run/user/7/spf");
+
+    ::setenv("XDG_RUNTIME_DIR", "run/user/7", 1);
+    EXPECT_EQ(runtimeDirectory({}), "/tmp/spf-" + std::to_string(::geteuid()));
+    ::unsetenv("XDG_RUNTIME_DIR");
 }
 
 TEST(RuntimeDirectory, ThePropertyNamesIt) {
