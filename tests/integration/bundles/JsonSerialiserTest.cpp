@@ -15,6 +15,7 @@ namespace {
 using agent::spf::bundles::AnyList;
 using agent::spf::bundles::makeMap;
 using agent::spf::bundles::json::JsonSerialiser;
+using agent::spf::bundles::json::maximumDepth;
 using agent::spf::bundles::json::maximumMembers;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
@@ -107,7 +108,7 @@ TEST_P(BadJson, IsRefusedWithWhatAndWhere) {
 
 INSTANTIATE_TEST_SUITE_P(
     Bundles, BadJson,
-    testing::Values(BadText{"Empty", "", "unexpected end of input"},
+    testing::Values(BadText{"Empty", "", "JSON text: parse error at line 1, column 1: "},
                     BadText{"Unfinished", "{", "line 1, column 2"},
                     BadText{"NoValue", "{\n\"a\": ?}", "line 2, column 6"},
                     BadText{"Array", "[1]", "an array where an object"},
@@ -126,6 +127,40 @@ TEST(JsonSerialiser, AnObjectMayHaveAsManyMembersAsTheLimitSays) {
     auto const text = objectOf(maximumMembers);
 
     EXPECT_EQ(serialiser.parse(serialiser.serialise(serialiser.parse(text))).size(), maximumMembers);
+}
+
+// Lists in a map, together that deep.
+AnyMap nested(std::size_t depth) {
+    Any value(AnyList{});
+    for (std::size_t i = 2; i < depth; ++i) {
+        value = Any(AnyList{value});
+    }
+    return mapOf("a", value);
+}
+
+TEST(JsonSerialiser, AValueMayBeNestedAsDeepAsTheLimitSays) {
+    auto const text = serialiser.serialise(nested(maximumDepth));
+
+    EXPECT_EQ(serialiser.serialise(serialiser.parse(text)), text);
+}
+
+TEST(JsonSerialiser, AValueThatIsNestedTooDeepIsRefusedBothWays) {
+    auto const tooDeep = HasSubstr("nested deeper than 64 levels");
+    auto text = serialiser.serialise(nested(maximumDepth));
+    text.replace(text.find("[]"), 2, "[[]]");
+
+    EXPECT_THAT([&] { serialiser.parse(text); }, ThrowsMessage<std::invalid_argument>(tooDeep));
+    EXPECT_THAT([] { serialiser.serialise(nested(maximumDepth + 1)); },
+                ThrowsMessage<std::invalid_argument>(tooDeep));
+}
+
+TEST(JsonSerialiser, ValuesSideBySideAreNotNested) {
+    auto const pair = Any(AnyList{Any(makeMap()), Any(AnyList{})});
+    auto const map = mapOf("a", Any(AnyList(maximumDepth, pair)));
+
+    auto const text = serialiser.serialise(map);
+
+    EXPECT_EQ(serialiser.serialise(serialiser.parse(text)), text);
 }
 
 TEST(JsonSerialiser, AMapOfTooManyMembersIsNamed) {
