@@ -74,9 +74,27 @@ TEST_F(BoardTest, OtherWordsAboutAnEndpointThatIsUpAreNoChange) {
     EXPECT_FALSE(connection(EndpointState::Connected));
 }
 
+TEST_F(BoardTest, AnEndpointIsInItsStateSinceThatBegan) {
+    auto const since = [this] { return board.publishers().front().endpoints[1].since; };
+    auto const atFirst = since();
+
+    connection(EndpointState::Connecting, "refused");
+    EXPECT_EQ(since(), atFirst) << "in the same state";
+    connection(EndpointState::Connected);
+    EXPECT_GT(since(), atFirst);
+}
+
 TEST_F(BoardTest, AnEndpointIsKnownByItsRole) {
     EXPECT_FALSE(board.apply({"rpc", "unix:b", EndpointRole::Connect, EndpointState::Connected, "", count}));
     EXPECT_EQ(board.publishers().front().endpoints[0].state, EndpointState::Binding);
+}
+
+TEST_F(BoardTest, WhatIsToldAgainIsNoChange) {
+    EXPECT_TRUE(board.apply(ServicesPublished{"rpc", count}));
+    EXPECT_FALSE(board.apply(ServicesPublished{"rpc", count}));
+    EXPECT_TRUE(board.apply(PublisherFailed{"rpc", "why", count}));
+    EXPECT_FALSE(board.apply(PublisherFailed{"rpc", "why", count}));
+    EXPECT_TRUE(board.apply(PublisherFailed{"rpc", "another reason", count}));
 }
 
 TEST_F(BoardTest, UnknownPublishersArePassedOver) {
@@ -143,13 +161,18 @@ TEST_F(BoardTest, AnotherVersionKeepsTheStatesOfEndpointsThatItShares) {
     connection(EndpointState::Connected);
     publishAll();
 
-    board.reconfigure({"id", {}, {{"rpc", "rpcservicepublisher", {"unix:new"}, {"unix:b"}, "", ""}}});
+    board.reconfigure({"id",
+                       {},
+                       {{"new", "rpcservicepublisher", {}, {"unix:b"}, "", ""},
+                        {"rpc", "rpcservicepublisher", {"unix:new"}, {"unix:b"}, "", ""}}});
 
-    ASSERT_EQ(board.publishers().size(), 1U);
-    auto const& endpoints = board.publishers().front().endpoints;
+    ASSERT_EQ(board.publishers().size(), 2U);
+    EXPECT_EQ(board.publishers().front().endpoints[0].state, EndpointState::Binding)
+        << "of another publisher";
+    auto const& endpoints = board.publishers().back().endpoints;
     EXPECT_EQ(endpoints[0].state, EndpointState::Bound);
     EXPECT_EQ(endpoints[1].state, EndpointState::Connecting) << "a new one";
-    EXPECT_FALSE(board.publishers().front().servicesPublished) << "not this version";
+    EXPECT_FALSE(board.publishers().back().servicesPublished) << "not this version";
 }
 
 TEST_F(BoardTest, ANewConfigurationWithoutPublishersIsReadyAndRemoved) {

@@ -119,10 +119,13 @@ TEST(ConfigurationFile, AnInterfaceThatIsMappedToNoPublisherIsNoted) {
 }
 
 TEST(ConfigurationFile, WithoutPublishersEveryInterfaceIsNoted) {
-    auto const parsed = parseConfiguration(R"({"configurationID": "c", "serviceInterfaces": [
-        {"uniqueID": "a", "name": "A", "servicePublishers": "all"}]})");
+    for (std::string const publishers : {"", R"(, "servicePublishers": [])"}) {
+        auto const parsed = parseConfiguration(R"({"configurationID": "c", "serviceInterfaces": [
+            {"uniqueID": "a", "name": "A", "servicePublishers": "all"}])" +
+                                               publishers + "}");
 
-    EXPECT_THAT(parsed.notes, ElementsAre(problem("/serviceInterfaces/0", "the file has no publishers")));
+        EXPECT_THAT(parsed.notes, ElementsAre(problem("/serviceInterfaces/0", "the file has no publishers")));
+    }
 }
 
 TEST(ConfigurationFile, SyntaxErrorsNameLineAndColumn) {
@@ -133,6 +136,7 @@ TEST(ConfigurationFile, SyntaxErrorsNameLineAndColumn) {
     EXPECT_THAT(problemsOf(std::string("{\0}", 3)), ElementsAre(problemAt(1, 2, "found a NUL byte")));
     EXPECT_THAT(problemsOf(std::string("{}\n\0", 4)), ElementsAre(problemAt(2, 1, "found a NUL byte")));
     EXPECT_THAT(problemsOf("[1e999]"), ElementsAre(problemAt(1, 6, "number overflow parsing '1e999'")));
+    EXPECT_THAT(problemsOf("{\"a\n\""), ElementsAre(problemAt(2, 1, "control character")));
     EXPECT_THAT(problemsOf("{} {}"), ElementsAre(problemAt(1, 4, "expected end of input")));
 }
 
@@ -239,6 +243,7 @@ TEST(ConfigurationFile, NestingByDotsInTheNameOfARequiredPropertyIsLimited) {
     EXPECT_THAT(
         problemsOf(withDots(100'000)),
         ElementsAre(problem("/serviceInterfaces/0/requiredRuntimeProperties", "more than the 64 levels")));
+    EXPECT_THAT(problemsOf(withDots(maximumNesting)), testing::SizeIs(1));
     EXPECT_THAT(problemsOf(withDots(maximumNesting - 1)), IsEmpty());
 }
 

@@ -22,8 +22,13 @@ protected:
                      "Connection refused", 1});
     }
 
-    std::vector<TableRow> layOut(std::size_t columns, std::size_t rows) {
-        return agent::program::layOut(board, {columns, rows}, Board::Clock::now() + std::chrono::seconds(75));
+    std::vector<TableRow> layOut(std::size_t columns, std::size_t rows,
+                                 std::chrono::seconds later = std::chrono::seconds(75)) {
+        return agent::program::layOut(board, {columns, rows}, Board::Clock::now() + later);
+    }
+
+    void connection(EndpointState state) {
+        board.apply({"kitchen", "tcp:host:1", EndpointRole::Connect, state, "", 1});
     }
 
     Board board{ConfigurationFile{
@@ -40,6 +45,44 @@ TEST_F(TableLayoutTest, ShowsPublisherEndpointStateSinceWhenAndReason) {
     EXPECT_EQ(table[3].text, "kitchen    (services)  waiting");
 }
 
+TEST_F(TableLayoutTest, SinceWhenIsShownInTheTwoLargestUnits) {
+    auto const shown = [this](int seconds) {
+        auto const row = layOut(80, 24, std::chrono::seconds(seconds))[1].text;
+        return row.substr(row.find_last_of(' ') + 1);
+    };
+
+    EXPECT_EQ(shown(59), "59s");
+    EXPECT_EQ(shown(60), "1m00s");
+    EXPECT_EQ(shown(3599), "59m59s");
+    EXPECT_EQ(shown(3600), "1h00m");
+    EXPECT_EQ(shown(2 * 3600 + 61), "2h01m");
+}
+
+TEST_F(TableLayoutTest, ServicesThatFailedAreShownWithTheReasonAndThoseThatAreGoneAsRemoved) {
+    board.apply(ServicesPublished{"kitchen", 1});
+    EXPECT_EQ(layOut(80, 24)[3].text, "kitchen    (services)  published");
+    EXPECT_EQ(layOut(80, 24)[3].tone, Tone::Settled);
+
+    board.apply(PublisherFailed{"kitchen", "why", 1});
+    EXPECT_EQ(layOut(80, 24)[3].text, "kitchen    (services)  failed             why");
+    EXPECT_EQ(layOut(80, 24)[3].tone, Tone::Bad);
+
+    board.apply(PublisherRemoved{"kitchen", 1});
+    EXPECT_THAT(layOut(80, 24)[3].text, HasSubstr("removed"));
+    EXPECT_EQ(layOut(80, 24)[3].tone, Tone::Settled);
+    EXPECT_EQ(layOut(80, 24)[2].text, "kitchen    tcp:host:1  closed");
+    EXPECT_EQ(layOut(80, 24)[2].tone, Tone::Settled);
+}
+
+TEST_F(TableLayoutTest, AnEndpointThatIsLostOrFailedIsNotMerelyPending) {
+    EXPECT_EQ(layOut(80, 24)[1].tone, Tone::Settled) << "bound";
+    EXPECT_EQ(layOut(80, 24)[2].tone, Tone::Pending) << "connecting";
+    for (auto const state : {EndpointState::Lost, EndpointState::Failed}) {
+        connection(state);
+        EXPECT_EQ(layOut(80, 24)[2].tone, Tone::Bad) << wordFor(state);
+    }
+}
+
 TEST_F(TableLayoutTest, ReasonsGiveWayFirstThenEndpointsAndPublishers) {
     EXPECT_EQ(layOut(50, 24)[2].text, "kitchen    tcp:host:1  connecting  1m15s  Connec~");
     EXPECT_EQ(layOut(41, 24)[2].text, "kitchen    tcp:host:1  connecting  1m15s");
@@ -48,10 +91,12 @@ TEST_F(TableLayoutTest, ReasonsGiveWayFirstThenEndpointsAndPublishers) {
 
 TEST_F(TableLayoutTest, EveryRowIsNarrowerThanTheWindowAndShowsAState) {
     for (std::size_t columns = 1; columns <= 100; ++columns) {
-        for (auto const& row : layOut(columns, 24)) {
-            EXPECT_LT(displayWidth(row.text), std::max<std::size_t>(columns, 2))
-                << columns << ": " << row.text;
-            EXPECT_FALSE(row.text.empty()) << columns;
+        for (std::size_t const rows : {4, 24}) {
+            for (auto const& row : layOut(columns, rows)) {
+                EXPECT_LT(displayWidth(row.text), std::max<std::size_t>(columns, 2))
+                    << columns << ": " << row.text;
+                EXPECT_FALSE(row.text.empty()) << columns;
+            }
         }
         if (columns >= 12) {
             EXPECT_THAT(layOut(columns, 24)[1].text, HasSubstr("bound")) << columns;
@@ -84,6 +129,12 @@ TEST_F(TableLayoutTest, EveryHeightIsKept) {
     for (std::size_t rows = 1; rows <= 10; ++rows) {
         EXPECT_LT(layOut(80, rows).size(), std::max<std::size_t>(rows, 2)) << rows;
     }
+}
+
+TEST_F(TableLayoutTest, WhatPeersSayReachesTheTerminalWithoutControlCharacters) {
+    board.apply(RemoteInterface{"\x1b[2J", "i", "p", "peer", "e", "kitchen", true});
+
+    EXPECT_THAT(layOut(80, 24)[4].text, HasSubstr("kitchen    \\x1b[2J "));
 }
 
 TEST_F(TableLayoutTest, WideCharactersAreCountedAsTwoColumns) {
