@@ -1,5 +1,6 @@
 """What a person or a script sees of spf-agent, with real processes and real sockets."""
 
+import fcntl
 import json
 import os
 import signal
@@ -115,6 +116,23 @@ class Failures(AgentTest):
         content = configuration("c", bind=["carrier-pigeon:7"], connect=["unix:nobody"])
         self.check(content, "carrier-pigeon:7")
 
+    def test_one_that_comes_later_shows_in_the_status_at_the_end(self):
+        runtime = self.directory / "runtime"
+        runtime.mkdir(mode=0o700)
+        content = configuration("c")
+        content["servicePublishers"][0] |= {"name": "legacyservicepublisher", "endpointsToConnectTo": ["name"]}
+        agent = self.start(content, "--for", "3s")
+        agent.wait_for(event="ready")
+        with open(runtime / "unfinished", "w", encoding="utf-8") as announcement:
+            fcntl.flock(announcement, fcntl.LOCK_EX)  # as of a process that lives
+            announcement.write('{"name": "name", "endpoint": "carrier-pigeon:7"}')
+            announcement.flush()
+            os.rename(runtime / "unfinished", runtime / "a.json")
+            agent.wait_for(event="failure")
+            agent.wait_for(event="withdrawn")
+            self.assertEqual(agent.end(), FAILED)
+        self.assertIn("unknown scheme", agent.texts("failure")[0])
+
     def test_missing_installation(self):
         content = configuration("c", bind=["unix:socket"])
         agent = self.start(content, "--root", "nothing-here")
@@ -126,7 +144,11 @@ class Waiting(AgentTest):
     """Endpoints that are not there yet are waited for, as long as the time-out says."""
 
     def test_timeout_lists_what_is_outstanding_and_why(self):
-        agent = self.start(configuration("c", bind=["unix:mine"], connect=["unix:nobody"]), "--timeout", "500ms")
+        content = configuration("c", bind=["unix:mine"], connect=["unix:nobody"])
+        content["servicePublishers"].append(  # whose endpoints nobody waits for
+            {"uniqueID": "old", "name": "legacyservicepublisher", "endpointsToConnectTo": ["nobody"]}
+        )
+        agent = self.start(content, "--timeout", "500ms")
         self.assertEqual(agent.end(), NOT_READY)
         self.assertEqual(agent.texts("failure"), ["not ready within 0.5s"])
         self.assertEqual(
@@ -144,6 +166,7 @@ class Waiting(AgentTest):
         outstanding = agent.seen_of("outstanding")
         self.assertEqual([entry["interface"] for entry in outstanding], ["Missing"])
         self.assertIn("no peer offers the expected interface Missing", outstanding[0]["text"])
+        self.assertIn("check that the other agent maps it", outstanding[0]["advice"])
 
     def test_late_peer_is_connected_to(self):
         early = self.start(configuration("early", connect=["unix:meeting"]), "--once")
@@ -166,6 +189,8 @@ class Peers(AgentTest):
 
     def test_interfaces_of_a_peer_are_seen_and_go_with_it(self):
         binder, connector = self.pair()
+        offered = connector.seen_of("remote")[0]
+        self.assertEqual(offered["peer"], f"{socket.gethostname()}/{binder.pid}")
         binder.send(signal.SIGINT)
         connector.wait_for(event="remote", interface="Offered", state="gone")
         self.assertEqual(binder.end(), 128 + signal.SIGINT)

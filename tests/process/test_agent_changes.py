@@ -147,6 +147,22 @@ class Hangup(ChangeTest):
         agent.wait_for(event="ready")
         self.check_goes_on(agent)
 
+    def test_a_modification_that_is_late_becomes_ready_when_its_peer_comes(self):
+        agent = self.ready("--timeout", "1s")
+        self.reload(agent, configuration("c", bind=["unix:first"], connect=["unix:late"]))
+        agent.wait_for(event="outstanding", endpoint="unix:late")
+        self.start(configuration("late", bind=["unix:late"]))
+        agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_a_failure_that_a_modification_has_mended_fails_again_aloud(self):
+        bad = configuration("c", bind=["unix:first", "carrier-pigeon:7"])
+        agent = self.ready()
+        for content in (bad, AFTER, bad):
+            self.reload(agent, content)
+            agent.wait_for(event="failure" if content is bad else "ready")
+        self.check_goes_on(agent)
+
     def test_standard_input_cannot_be_read_again(self):
         name = self.write("c.json", BEFORE)
         with open(self.directory / name, encoding="utf-8") as stream:

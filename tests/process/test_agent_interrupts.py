@@ -284,6 +284,15 @@ class WhileStopping(GatedAgentTest):
         self.assertEqual(agent.end(), INTERRUPTED)
         self.assertEqual(agent.texts("failure"), [])
 
+    def test_a_hangup_changes_nothing_any_more(self):
+        agent = self.stopping()
+        agent.send(signal.SIGHUP)
+        agent.send(signal.SIGINT)  # is taken after it
+        agent.wait_for(event="interrupted")
+        self.open_gate()
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.seen_of("reload"), [])
+
     def test_second_signal_leaves_at_once(self):
         agent = self.stopping()
         agent.send(signal.SIGINT)
@@ -299,3 +308,4 @@ class WhileStopping(GatedAgentTest):
         self.assertNotEqual(agent.end(), SUCCESS)
         self.assertLess(time.monotonic() - begin, 15)
         self.assertEqual(agent.texts("failure"), ["the framework did not stop within 5s"])
+        self.assertEqual(agent.texts("summary"), ["ended with status 1"])

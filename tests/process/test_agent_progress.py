@@ -1,5 +1,6 @@
 """Progress as lines: for programs, for people, and none."""
 
+import copy
 import json
 import os
 import re
@@ -80,7 +81,11 @@ class PlainLines(ProgressTest):
         self.assertEqual(results, ["ready c", "withdrawn c"])
 
     def test_a_heartbeat_says_what_is_missing_while_nothing_changes(self):
-        lines, _ = self.lines(NEVER_READY, "--timeout", "12s", "--progress", "plain", status=NOT_READY)
+        content = copy.deepcopy(NEVER_READY)
+        content["servicePublishers"].append(  # whose endpoints nobody waits for
+            {"uniqueID": "old", "name": "legacyservicepublisher", "endpointsToConnectTo": ["nobody"]}
+        )
+        lines, _ = self.lines(content, "--timeout", "12s", "--progress", "plain", status=NOT_READY)
         beats = [re.fullmatch(r"\[ *(\d+)\.\d+\] still waiting: (.*)", line) for line in lines]
         beats = [beat for beat in beats if beat]
         self.assertEqual(len(beats), 1)

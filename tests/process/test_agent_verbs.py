@@ -2,6 +2,7 @@
 
 import json
 import os
+import pathlib
 import signal
 import subprocess
 import unittest
@@ -43,6 +44,20 @@ class Verbs(AgentTest):
     def test_once_and_for_exclude_each_other(self):
         done = self.answer("run", "c.json", "--once", "--for", "1s", status=INVALID)
         self.assertRegex(done.stderr, r"--for excludes --once|--once excludes --for")
+
+    def test_an_option_takes_one_value_only(self):
+        done = self.answer("run", "c.json", "--expect", "Lamp", "Door", status=INVALID)
+        self.assertIn("not expected: Door", done.stderr)
+
+    def test_an_installation_without_configuration_admin_is_named_as_such(self):
+        bundles = self.directory / "root/bin/darwinarm64"
+        (bundles / "microservices").mkdir(parents=True)
+        (bundles / "spf").symlink_to(pathlib.Path(AGENT).parent / "darwinarm64/spf")
+        for arguments in (["run", self.write("c.json", configuration("c"))], ["legacy"]):
+            with self.subTest(arguments=arguments):
+                agent = self.start_with(*arguments, "--root", "root", "--runtime-directory", "runtime", "--progress", "json")
+                self.assertEqual(agent.end(), FAILED)
+                self.assertIn("the framework has no Configuration Admin service", agent.texts("failure")[0])
 
     def test_schema_is_the_one_that_is_shipped_for_editors(self):
         shipped = EXAMPLES.parent / "standalone/agent/schema/spf-agent.schema.json"
@@ -144,6 +159,14 @@ class Verbs(AgentTest):
             agent.wait_for(event="services", state="published")
             agent.send(signal.SIGTERM)
             self.assertEqual(agent.end(), 128 + signal.SIGTERM)
+
+    def test_legacy_has_no_file_to_read_again_and_says_so(self):
+        agent = self.start_with("legacy", "--progress", "json", "--runtime-directory", "runtime")
+        agent.wait_for(event="published")
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="unchanged", text="SIGHUP: the legacy configuration has no file to read again")
+        agent.send(signal.SIGINT)
+        self.assertEqual(agent.end(), 128 + signal.SIGINT)
 
     def test_legacy_without_an_installation_fails(self):
         agent = self.start_with("legacy", "--progress", "json", "--root", "nowhere")
