@@ -43,6 +43,10 @@ TEST(Advice, AnEndpointToConnectToAlwaysHasOne) {
 TEST(Advice, OfAFailureGoesByItsWords) {
     EXPECT_THAT(adviceForFailure("cannot bind to tcp:h:1: Address already in use"), HasSubstr("ss -ltnp"));
     EXPECT_THAT(adviceForFailure("cannot connect to x: no such host"), HasSubstr("host's name"));
+    EXPECT_THAT(adviceForFailure("cannot connect to unix:x: No such file or directory"),
+                HasSubstr("start the agent"));
+    EXPECT_THAT(adviceForFailure("cannot bind unix:x/y: No such file or directory"),
+                HasSubstr("create the directory"));
     EXPECT_EQ(adviceForFailure("something else"), "");
 }
 

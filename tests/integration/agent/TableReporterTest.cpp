@@ -1,4 +1,7 @@
 // When the table is drawn.
+#include <string>
+#include <utility>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,7 +23,9 @@ protected:
         return testing::internal::GetCapturedStderr();
     }
 
-    void change(Change::Kind kind) { reporter.changed({kind, "event", "text", {}}, board); }
+    void change(Change::Kind kind, std::string text = "text") {
+        reporter.changed({kind, "event", std::move(text), {}}, board);
+    }
 
     Board board{
         ConfigurationFile{"id", {}, {{"kitchen", "rpcservicepublisher", {}, {"unix:a"}, "", ""}}, {}}};
@@ -48,6 +53,10 @@ TEST_F(TableReporterTest, AnyOtherChangeIsWrittenAtOnce) {
     for (auto const kind : {Change::Kind::Step, Change::Kind::Failure}) {
         EXPECT_THAT(drawnBy([&] { change(kind); }), HasSubstr("text\nPUBLISHER"));
     }
+}
+
+TEST_F(TableReporterTest, WhatIsWrittenHoldsNoControlCharactersOfTheText) {
+    EXPECT_THAT(drawnBy([&] { change(Change::Kind::Step, "a\x1b[31mb"); }), HasSubstr("a\\x1b[31mb\n"));
 }
 
 } // namespace
