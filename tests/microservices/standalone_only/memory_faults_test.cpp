@@ -11,6 +11,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 using namespace cppmicroservices;
@@ -135,6 +136,48 @@ TEST_P(MemoryFaults, AnInstallationThatRunsOutOfMemoryLeavesNothing) {
         return failed;
     });
     EXPECT_GT(count, 10U);
+}
+
+TEST_P(MemoryFaults, ARegistrationThatRunsOutOfMemoryLeavesNothing) {
+    auto const object = std::make_shared<int>();
+    auto const service = std::make_shared<InterfaceMap const>(InterfaceMap{{"a", object}, {"b", object}});
+    auto const count = failEachAllocation([&](std::size_t n) {
+        ServiceRegistrationU registration;
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                registration = context_.RegisterService(service);
+            } catch (std::bad_alloc const&) {
+            }
+        });
+        std::size_t const registered = registration ? 1 : 0;
+        EXPECT_EQ(context_.GetServiceReferences("").size(), 1 + registered); // made_ is one
+        EXPECT_EQ(context_.GetServiceReferences("a").size(), registered);
+        EXPECT_EQ(context_.GetServiceReferences("b").size(), registered);
+        if (registration) {
+            registration.Unregister();
+        }
+        return failed;
+    });
+    EXPECT_GT(count, 10U);
+}
+
+TEST_P(MemoryFaults, AListenerThatCouldNotBeAddedForLackOfMemoryHearsNothing) {
+    for (std::string const filter : {"", "(objectclass=int)"}) {
+        failEachAllocation([&](std::size_t n) {
+            int told = 0;
+            ListenerToken token;
+            auto const failed = runsOutOfMemoryAt(n, [&] {
+                try {
+                    token = context_.AddServiceListener([&told](ServiceEvent const&) { ++told; }, filter);
+                } catch (std::bad_alloc const&) {
+                }
+            });
+            context_.RegisterService<int>(std::make_shared<int>()).Unregister();
+            EXPECT_EQ(told, token ? 2 : 0);
+            context_.RemoveListener(std::move(token));
+            return failed;
+        });
+    }
 }
 
 TEST_P(MemoryFaults, AStartThatRunsOutOfMemoryLeavesNothing) {

@@ -33,12 +33,13 @@ void ServiceListeners::add(ListenerTokenId id, std::shared_ptr<ContextRecord> co
     }
     std::lock_guard const lock(mutex_);
     context->requireValid();
-    auto& listeners = entry->interfaceId.empty() ? general_ : byInterface_[entry->interfaceId];
-    listeners.insert(entry->turn, entry);
+    auto const added = entries_.emplace(id, entry).first;
     try {
-        entries_.emplace(id, entry);
+        auto& listeners = entry->interfaceId.empty() ? general_ : byInterface_[entry->interfaceId];
+        listeners.insert(entry->turn, entry);
     } catch (...) {
-        listeners.erase(entry->turn);
+        disconnectWithLock(*entry);
+        entries_.erase(added);
         throw;
     }
 }
@@ -80,6 +81,9 @@ void ServiceListeners::disconnectWithLock(Entry& entry) {
         return;
     }
     auto const bucket = byInterface_.find(entry.interfaceId);
+    if (bucket == byInterface_.end()) {
+        return; // there was no memory for it
+    }
     bucket->second.erase(entry.turn);
     if (bucket->second.empty()) {
         byInterface_.erase(bucket);
