@@ -196,6 +196,38 @@ TEST_F(FrameworkTest, RegistrationsOfTheHostOutliveTheStop) {
     EXPECT_THAT(context().GetServiceReferences<int>(), IsEmpty());
 }
 
+TEST_F(FrameworkTest, ServicesOfTheHostAreNotFoundInTheNextRun) {
+    auto const registration = context().RegisterService<int>(std::make_shared<int>());
+    stopFramework();
+    framework_.Start();
+    EXPECT_THAT(context().GetServiceReferences<int>(), IsEmpty());
+    EXPECT_THAT(context().GetServiceReferences(""), IsEmpty());
+}
+
+TEST(FrameworkLifeCycle, ReferenceToAServiceOfAFrameworkThatIsGoneHasNoBundle) {
+    auto framework = FrameworkFactory().NewFramework();
+    framework.Start();
+    auto const registration = framework.GetBundleContext().RegisterService<int>(std::make_shared<int>());
+    auto const reference = registration.GetReference();
+    EXPECT_TRUE(reference.GetBundle() == framework);
+    framework = FrameworkFactory().NewFramework();
+    EXPECT_FALSE(reference.GetBundle());
+    EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+}
+
+TEST_F(FrameworkTest, InitAndStartDoNothingInsideTheReportThatTheFrameworkHasStarted) {
+    auto framework = FrameworkFactory().NewFramework();
+    framework.Init();
+    std::vector<FrameworkEvent::Type> events;
+    framework.GetBundleContext().AddFrameworkListener([&](FrameworkEvent const& event) {
+        events.push_back(event.GetType());
+        EXPECT_NO_THROW(framework.Init());
+        EXPECT_NO_THROW(framework.Start());
+    });
+    framework.Start();
+    EXPECT_THAT(events, ElementsAre(FrameworkEvent::FRAMEWORK_STARTED));
+}
+
 TEST_F(FrameworkTest, FrameworkCannotBeUninstalled) {
     EXPECT_EQ(messageOf<std::runtime_error>([this] { framework_.Uninstall(); }),
               "Cannot uninstall a system bundle.");
@@ -353,6 +385,7 @@ TEST(FrameworkEvents, InvalidEventsSayNothing) {
     FrameworkEvent const event;
     EXPECT_FALSE(event);
     EXPECT_TRUE(event == FrameworkEvent());
+    EXPECT_TRUE(event == FrameworkEvent(FrameworkEvent::FRAMEWORK_ERROR, Bundle(), ""));
     EXPECT_EQ(textOf(event), "NONE");
     EXPECT_EQ(event.GetType(), FrameworkEvent::FRAMEWORK_ERROR);
     EXPECT_EQ(textOf(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT), "WAIT_TIMEDOUT");

@@ -48,7 +48,7 @@ auto samePlainFunction(std::function<void(Event const&)> const& listener) {
     auto const* const function = listener.template target<Function>();
     return [function = function ? *function : nullptr](std::function<void(Event const&)> const& other) {
         auto const* const otherFunction = other.template target<Function>();
-        return function && otherFunction && *otherFunction == function;
+        return otherFunction && *otherFunction == function;
     };
 }
 

@@ -46,9 +46,7 @@ void ContextRecord::notifyWatchers() {
 ContextWatchId ContextRecord::watch(std::function<void()> watcher) {
     std::lock_guard const lock(mutex_);
     auto const id = ++lastWatch_;
-    if (valid()) {
-        watchers_.emplace(id, std::move(watcher));
-    }
+    watchers_.emplace(id, std::move(watcher));
     return id;
 }
 

@@ -36,7 +36,7 @@ public:
     // Calls the watchers, each once, with no lock held.
     void notifyWatchers();
 
-    // Has `watcher` called when the context has become invalid; not if it is already.
+    // Has `watcher` called when the context has become invalid; not if it has been before.
     ContextWatchId watch(std::function<void()> watcher);
     // After this returns no call to the watcher begins.
     void unwatch(ContextWatchId id);

@@ -156,9 +156,6 @@ std::ostream& operator<<(std::ostream& os, FrameworkEvent const& evt) {
 }
 
 bool operator==(FrameworkEvent const& rhs, FrameworkEvent const& lhs) {
-    if (!rhs || !lhs) {
-        return static_cast<bool>(rhs) == static_cast<bool>(lhs);
-    }
     return rhs.GetType() == lhs.GetType() && rhs.GetBundle() == lhs.GetBundle() &&
            rhs.GetMessage() == lhs.GetMessage() && exceptionText(rhs) == exceptionText(lhs);
 }

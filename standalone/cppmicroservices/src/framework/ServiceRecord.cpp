@@ -156,12 +156,6 @@ void ServiceRecord::requireAvailable() const {
     }
 }
 
-void ServiceRecord::requirePresent() const {
-    if (!present()) {
-        throwUnregistered();
-    }
-}
-
 int rankingOf(AnyMap const& properties) {
     auto const found = properties.find(Constants::SERVICE_RANKING);
     if (found == properties.end()) {

@@ -84,15 +84,12 @@ public:
     bool present() const noexcept { return state_.load(std::memory_order_acquire) != State::Unregistered; }
     // \throws std::logic_error unless available
     void requireAvailable() const;
-    // \throws std::logic_error unless present
-    void requirePresent() const;
 
     // Whether the service's unregistration has not begun.
     bool registered() const noexcept { return state_.load(std::memory_order_acquire) == State::Registered; }
 
     // Has `leave` called under this record's lock, so that no change of the properties comes between, unless
-    // the service is being unregistered already. Returns whether it was. \throws std::logic_error unless
-    // present
+    // the service's unregistration has begun already. Returns whether it was.
     template <class Leave>
     bool beginUnregistration(Leave const& leave);
     void beginRelease() noexcept { state_.store(State::Releasing, std::memory_order_release); }
@@ -126,7 +123,6 @@ int rankingOf(AnyMap const& properties);
 template <class Leave>
 bool ServiceRecord::beginUnregistration(Leave const& leave) {
     std::lock_guard const lock(mutex_);
-    requirePresent();
     if (!registered()) {
         return false;
     }

@@ -8,7 +8,6 @@
 #include "cppmicroservices/ServiceEvent.h"
 
 #include <atomic>
-#include <exception>
 #include <map>
 #include <utility>
 
@@ -88,13 +87,7 @@ void ServiceRegistry::unregisterAllOf(BundleRecord const& registrant) {
     auto const isMeant = [&](ServiceRecord const& record) {
         return record.registrant().get() == &registrant;
     };
-    forEach(isMeant, [this](ServiceRecord& record) {
-        try {
-            unregister(record);
-        } catch (std::exception const&) {
-            // Another thread has unregistered it. If there is no memory to say so, that is another exception.
-        }
-    });
+    forEach(isMeant, [this](ServiceRecord& record) { unregister(record); });
 }
 
 void ServiceRegistry::releaseAllOf(BundleRecord const& user) {

@@ -223,15 +223,10 @@ bool ServiceUses::usedBy(BundleRecord const& user) const {
 
 std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
     std::vector<std::shared_ptr<BundleRecord>> users;
-    auto const add = [&users](std::shared_ptr<BundleRecord> const& user) {
-        if (std::find(users.begin(), users.end(), user) == users.end()) {
-            users.push_back(user);
-        }
-    };
-    auto const addThoseOf = [&add](Uses const& uses) {
+    auto const addThoseOf = [&users](Uses const& uses) {
         for (auto const& use : uses) {
             if (!use->prototype) {
-                add(use->user);
+                users.push_back(use->user);
             }
         }
     };
@@ -239,7 +234,7 @@ std::vector<std::shared_ptr<BundleRecord>> ServiceUses::users() const {
     addThoseOf(uses_);
     addThoseOf(ending_);
     for (auto const& making : making_) {
-        add(making.user);
+        users.push_back(making.user);
     }
     return users;
 }

@@ -37,9 +37,6 @@ public:
 
     void handle(ServiceEvent const& event) {
         Reference const reference(event.GetServiceReference());
-        if (!reference) {
-            return; // the service does not have the interface
-        }
         switch (event.GetType()) {
         case ServiceEvent::SERVICE_REGISTERED:
         case ServiceEvent::SERVICE_MODIFIED:
@@ -58,7 +55,7 @@ public:
         for (auto const& service : found) {
             try {
                 Reference const reference(service);
-                if (reference && beginAdding(reference, true)) {
+                if (beginAdding(reference, true)) {
                     add(reference);
                 }
             } catch (...) {
@@ -232,8 +229,9 @@ private:
         }
     }
 
-    // Whether the calling thread is to add the service. One that is being unregistered is not added: it may
-    // have been untracked already, and its properties may be changed after that.
+    // Whether the calling thread is to add the service. One without the interface is not added, as its
+    // reference is invalid, nor is one that is being unregistered: it may have been untracked already, and
+    // its properties may be changed after that.
     bool beginAdding(Reference const& reference, bool found) {
         std::lock_guard const lock(mutex_);
         if (closed_ || !reference.IsToStay() || objects_.count(reference) > 0 ||
