@@ -89,6 +89,8 @@ TEST(Manifest, MayBeNestedSixtyFourLevelsDeepAndNoDeeper) {
     auto const maps = [&](int levels) { return nested(R"({"x": )", "}", levels); };
     EXPECT_EQ(refusal(lists(64)), "accepted");
     EXPECT_EQ(refusal(maps(64)), "accepted");
+    auto const full = lists(64);
+    EXPECT_EQ(refusal(std::string(full).insert(full.find(']'), "5")), "accepted");
     for (int const levels : {65, 100000}) {
         EXPECT_EQ(refusal(lists(levels)), "the manifest is nested too deeply") << levels;
         EXPECT_EQ(refusal(maps(levels)), "the manifest is nested too deeply") << levels;

@@ -62,7 +62,9 @@ private:
     };
 
     bool open(std::variant<AnyMap, std::vector<Any>> values) {
-        requireDepth();
+        if (unfinished_.size() > maximumDepth) {
+            throw std::runtime_error("the manifest is nested too deeply");
+        }
         unfinished_.push_back({std::move(values), {}});
         return true;
     }
@@ -74,7 +76,6 @@ private:
     }
 
     bool add(Any value) {
-        requireDepth();
         if (unfinished_.empty()) {
             root_ = std::move(value);
         } else if (auto& [values, key] = unfinished_.back(); auto* const map = std::get_if<AnyMap>(&values)) {
@@ -89,12 +90,6 @@ private:
         auto const [entry, isNew] = map.emplace(key, std::move(value));
         if (!isNew && entry->first == key) {
             throw std::runtime_error("its manifest has the key \"" + key + "\" twice in one object");
-        }
-    }
-
-    void requireDepth() const {
-        if (unfinished_.size() > maximumDepth) {
-            throw std::runtime_error("the manifest is nested too deeply");
         }
     }
 

@@ -19,8 +19,7 @@ struct Manifest {
 // The headers that the JSON object `text` holds. A leading "%" of a text, which marks it for translation,
 // nulls and integers beyond `int` are left out; of keys that differ in case only, the first counts.
 // \throws std::runtime_error, saying where, if `text` is no JSON object, has a key twice in one object or is
-// nested
-//     more than 64 levels deep
+// nested more than 64 levels deep
 AnyMap parseHeaders(std::string const& text);
 
 // The symbolic name among the headers. \throws std::runtime_error if there is none
