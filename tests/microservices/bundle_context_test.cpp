@@ -220,6 +220,16 @@ TEST_F(BundleContextTest, RemovedListenersAreNotCalled) {
     install("recorder");
 }
 
+TEST_F(BundleContextTest, RemovedListenersAreDestroyed) {
+    auto const captured = std::make_shared<int>();
+    auto const remove = [this](ListenerToken token) { context().RemoveListener(std::move(token)); };
+    remove(context().AddBundleListener([captured](BundleEvent const&) {}));
+    remove(context().AddFrameworkListener([captured](FrameworkEvent const&) {}));
+    remove(context().AddServiceListener([captured](ServiceEvent const&) {}));
+    remove(context().AddServiceListener([captured](ServiceEvent const&) {}, "(objectclass=int)"));
+    EXPECT_EQ(captured.use_count(), 1);
+}
+
 TEST_F(BundleContextTest, TokenThatWasMovedFromIsEmpty) {
     auto token = context().AddBundleListener([](BundleEvent const&) {});
     ListenerToken assigned;

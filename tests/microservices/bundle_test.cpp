@@ -6,6 +6,7 @@
 #include "givenManifests.hpp"
 
 #include <cppmicroservices/Constants.h>
+#include <cppmicroservices/GlobalConfig.h>
 #include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/SharedLibraryException.h>
 
@@ -216,6 +217,14 @@ TEST_F(BundleTest, StartThatCannotLoadTheLibraryThrowsASharedLibraryException) {
     EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
 }
 
+TEST_F(BundleTest, LibraryIsLoadedWithTheOptionsOfTheConfiguration) {
+    auto framework = FrameworkFactory().NewFramework(
+        FrameworkConfiguration{{Constants::LIBRARY_LOAD_OPTIONS, RTLD_LAZY | RTLD_GLOBAL}});
+    framework.Start();
+    framework.GetBundleContext().InstallBundles(locationOf("registers_service")).at(0).Start();
+    EXPECT_NE(dlsym(RTLD_DEFAULT, US_STR(US_CREATE_ACTIVATOR_PREFIX) "test_registers_service"), nullptr);
+}
+
 TEST_F(BundleTest, StartFailsWithWhatTheActivatorsConstructorThrows) {
     auto bundle = install("throws_when_made");
     EXPECT_EQ(messageOf<std::runtime_error>([&bundle] { bundle.Start(); }),
@@ -279,13 +288,20 @@ TEST_F(BundleTest, ContextIsStillValidWhileTheServicesAreUnregistered) {
 
 TEST_F(BundleTest, StopRemovesTheListenersOfTheBundle) {
     auto bundle = start("manifest_only");
+    context().AddBundleListener([](BundleEvent const&) { throw std::runtime_error("to be reported"); });
     int calls = 0;
-    bundle.GetBundleContext().AddServiceListener([&calls](ServiceEvent const&) { ++calls; });
+    auto const count = [&calls](auto const&) { ++calls; };
+    bundle.GetBundleContext().AddServiceListener(count);
+    bundle.GetBundleContext().AddBundleListener(count);
+    bundle.GetBundleContext().AddFrameworkListener(count);
     context().RegisterService<int>(std::make_shared<int>());
-    EXPECT_EQ(calls, 1);
+    install("recorder"); // which is told, and the listener's exception reported
+    EXPECT_EQ(calls, 3);
     bundle.Stop();
+    calls = 0;
     context().RegisterService<int>(std::make_shared<int>());
-    EXPECT_EQ(calls, 1);
+    install("pair");
+    EXPECT_EQ(calls, 0);
 }
 
 TEST_F(BundleTest, ListenersFindTheBundleInTheStateThatTheyAreToldOf) {

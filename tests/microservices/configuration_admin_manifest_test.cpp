@@ -99,6 +99,12 @@ TEST_F(ConfigurationAdminManifest, ConfigurationsAreThereWhileTheBundleIsActive)
     EXPECT_THAT(all(), IsEmpty());
 }
 
+TEST_F(ConfigurationAdminManifest, OfBundlesThatAreNotActiveBringNoneWhenTheAdminStarts) {
+    install(section({configuration("pid", numbered(1))}));
+    restartAdmin();
+    EXPECT_THAT(all(), IsEmpty());
+}
+
 TEST_F(ConfigurationAdminManifest, ABundleThatFailsToStartBringsNone) {
     auto const listener = registerListener();
     auto headers = givenHeaders("test_throws_on_start");

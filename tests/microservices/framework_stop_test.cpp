@@ -3,6 +3,9 @@
 #include "bundleInMessages.hpp"
 #include "givenManifests.hpp"
 
+#include <chrono>
+#include <stdexcept>
+
 using namespace cppmicroservices;
 using testing::ElementsAre;
 
@@ -66,6 +69,33 @@ TEST_F(FrameworkStopTest, WaitsForNoBundleThatDoesNotRun) {
     });
     bundle.Uninstall();
     EXPECT_EQ(stopped.GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
+TEST_F(FrameworkStopTest, WaitsForNoBundleThatFailedToStart) {
+    auto bundle = install("throws_on_start");
+    EXPECT_THROW(bundle.Start(), std::runtime_error);
+    FrameworkEvent stopped;
+    context().AddBundleListener([this, &stopped](BundleEvent const& event) {
+        if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
+            framework_.Stop();
+            stopped = framework_.WaitForStop(failureTimeout);
+        }
+    });
+    bundle.Uninstall();
+    EXPECT_EQ(stopped.GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
+TEST_F(FrameworkStopTest, FrameworkIsStoppingUntilItsBundlesHaveStopped) {
+    auto const bundle = start("recorder");
+    context().AddBundleListener([&](BundleEvent const& event) {
+        if (event.GetBundle() == bundle) {
+            EXPECT_EQ(framework_.GetState(), Bundle::STATE_STOPPING);
+            EXPECT_EQ(framework_.WaitForStop(std::chrono::milliseconds(1)).GetType(),
+                      FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+        }
+    });
+    stopFramework();
+    EXPECT_EQ(framework_.GetState(), Bundle::STATE_RESOLVED);
 }
 
 TEST_F(FrameworkStopTest, BundleThatFailsToStopIsReportedAndTheOthersAreStopped) {

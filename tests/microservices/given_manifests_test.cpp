@@ -159,6 +159,15 @@ TEST_F(GivenManifestsTest, InstallAgainWhatWasUninstalledFromALocationWithOtherB
                 ElementsAre("d"));
 }
 
+TEST_F(GivenManifestsTest, ThatAreRefusedWithoutALookAtTheFileLeaveUnknownWhatItHolds) {
+    auto bundles = context().InstallBundles(locationOf("manifest_only"), givenManifests({"a", "b"}));
+    bundles.at(1).Uninstall();
+    headers_[Constants::BUNDLE_VERSION] = std::string("one");
+    EXPECT_THAT(refusalOf(manifestOf("b")), testing::EndsWith("invalid format"));
+    EXPECT_THAT(namesOf(context().InstallBundles(locationOf("manifest_only"), givenManifests({"b"}))),
+                ElementsAre("a", "b"));
+}
+
 TEST_F(GivenManifestsTest, OfALocationThatHasNoBundleLeftAreForgotten) {
     for (auto bundle : context().InstallBundles(locationOf("manifest_only"), givenManifests({"a", "b"}))) {
         bundle.Uninstall();

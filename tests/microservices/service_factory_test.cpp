@@ -231,6 +231,17 @@ TEST_F(ServiceFactoryTest, ReportsNameTheUserUnlessTheServiceIsUnregistered) {
                     "no return today"));
 }
 
+TEST_F(ServiceFactoryTest, ReportsNameTheUserThatStops) {
+    auto const reference = registerFactory().GetReference();
+    auto bundle = start("manifest_only");
+    recordFrameworkEvents();
+    factory_->onUnget = [] { throw std::logic_error("no return today"); };
+    auto const held = bundle.GetBundleContext().GetService(reference);
+    bundle.Stop();
+    EXPECT_THAT(frameworkEvents_.take(),
+                ElementsAre("ERROR test_manifest_only ServiceFactory threw an exception: no return today"));
+}
+
 TEST_F(ServiceFactoryTest, FailuresNameTheUser) {
     auto const reference = registerFactory().GetReference();
     auto bundle = start("manifest_only");
@@ -278,6 +289,12 @@ TEST_F(ServiceFactoryTest, ContextGivesOneObjectPerBundleOfAPrototypeToo) {
     auto const first = context().GetService(reference);
     EXPECT_EQ(context().GetService(reference), first);
     EXPECT_NE(context().GetServiceObjects(reference).GetService(), first);
+}
+
+TEST_F(ServiceFactoryTest, ContextGivesNoneOfThePrototypesObjectsThatOthersHold) {
+    auto const reference = registerPrototype().GetReference();
+    auto const first = context().GetServiceObjects(reference).GetService();
+    EXPECT_NE(context().GetService(reference), first);
 }
 
 TEST_F(ServiceFactoryTest, ServiceObjectsOfOtherServicesAreTheBundlesOne) {

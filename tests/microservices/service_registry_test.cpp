@@ -248,6 +248,12 @@ TEST_F(ServiceRegistryTest, SetPropertiesReplacesAllButTheFrameworksOwn) {
     EXPECT_EQ(reference.GetProperty(Constants::SERVICE_SCOPE).ToString(), Constants::SCOPE_SINGLETON);
 }
 
+TEST_F(ServiceRegistryTest, ServiceWhosePropertiesAreSetIsFoundAsBefore) {
+    auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
+    registration.SetProperties({{"x", 2}});
+    EXPECT_THAT(context().GetServiceReferences<First>(), ElementsAre(registration.GetReference()));
+}
+
 TEST_F(ServiceRegistryTest, UnregisteredServiceIsGoneButItsReferencesAnswer) {
     auto registration = context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}});
     auto const reference = registration.GetReference();
@@ -345,7 +351,8 @@ TEST_F(ServiceRegistryTest, ReferencesAndWeakPointersDoNotKeepAnUnregisteredServ
     std::weak_ptr<First> const observer = service;
     auto registration = context().RegisterService<First>(std::move(service));
     service.reset();
-    std::weak_ptr<First> const got = context().GetService(registration.GetReference());
+    auto const reference = registration.GetReference();
+    std::weak_ptr<First> const got = context().GetService(reference);
     EXPECT_FALSE(observer.expired());
     registration.Unregister();
     registration = nullptr;

@@ -216,6 +216,15 @@ TEST_F(ServiceTrackerTest, CloseRemovesEveryService) {
     EXPECT_EQ(tracker.Size(), 3);
 }
 
+TEST_F(ServiceTrackerTest, OpenOfAnOpenTrackerDoesNothing) {
+    auto registration = registerService();
+    CustomTracker tracker(context(), &customizer_);
+    tracker.Open();
+    tracker.Open();
+    registration.SetProperties({{"x", 1}});
+    EXPECT_THAT(customizer_.calls.take(), ElementsAre("adding", "modified"));
+}
+
 TEST_F(ServiceTrackerTest, DestructorCloses) {
     auto const registration = registerService();
     {

@@ -186,6 +186,8 @@ TEST(ElfSection, ImageWithoutItHasNone) {
     EXPECT_EQ(findIn(makeImage("another", "{}")), std::nullopt);
     EXPECT_EQ(findIn(makeImage("cppmicroservices_manifest_", "{}")), std::nullopt);
     EXPECT_EQ(findIn(withHeader([](FileHeader& header) { header.e_shoff = 0; })), std::nullopt);
+    EXPECT_EQ(findIn(withSection(2, [](SectionHeader& section) { section.sh_type = SHT_NOBITS; })),
+              std::nullopt);
 }
 
 TEST(ElfSection, OtherFilesAreRefused) {

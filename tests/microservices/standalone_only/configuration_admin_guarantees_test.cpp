@@ -1,5 +1,6 @@
 // What the standalone Configuration Admin guarantees beyond what every implementation of the interface does.
 #include "ConfigurationAdminFixture.hpp"
+#include "waitUntilAsleep.hpp"
 
 #include <algorithm>
 #include <atomic>
@@ -132,6 +133,108 @@ TEST_F(ConfigurationAdminGuarantees, WhatAServiceThrowsIsToldOnStandardErrorWith
         "reason\n");
 }
 
+TEST_F(ConfigurationAdminGuarantees, WhatIsThrownWithoutATextIsToldOnStandardErrorToo) {
+    registerService("pid", [](AnyMap const& properties) {
+        if (numberIn(properties) == 1) {
+            throw 5;
+        }
+        try {
+            throw 5;
+        } catch (...) {
+            std::throw_with_nested(std::runtime_error("not now"));
+        }
+    });
+    testing::internal::CaptureStderr();
+    admin_->GetConfiguration("pid")->Update(numbered(1)).get();
+    admin_->GetConfiguration("pid")->Update(numbered(2)).get();
+    std::string const beginning =
+        "Configuration Admin: ManagedService::Updated() threw for the configuration 'pid': ";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), beginning + "an exception of unknown type\n" +
+                                                          beginning +
+                                                          "not now: an exception of unknown type\n");
+}
+
+TEST_F(ConfigurationAdminGuarantees, ListenerThatLeftIsToldOfNoUpdateThatIsStillQueued) {
+    Gate gate;
+    auto const service = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
+    auto const listener = std::make_shared<RecordingListener>();
+    auto registration = keep(context_.RegisterService<ConfigurationListener>(listener));
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(numbered(1));
+    auto const last = configuration->Update(numbered(2));
+    ASSERT_TRUE(service->updates.reaches(1));
+    registration.Unregister();
+    gate.open();
+    EXPECT_TRUE(becomesReady(last));
+    EXPECT_EQ(listener->events.values().size(), 1U);
+}
+
+TEST_F(ConfigurationAdminGuarantees, EventsReferToTheServiceOfTheirOwnAdminBesideAnother) {
+    keep(
+        context_.RegisterService<ConfigurationAdmin>(admin_, ServiceProperties{{"service.ranking", Any{1}}}));
+    auto const listener = registerListener();
+    admin_->GetConfiguration("pid")->Update(numbered(1)).get();
+    auto const events = listener->events.values();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].getReference().GetBundle(), bundle_);
+}
+
+TEST_F(ConfigurationAdminGuarantees, ServiceThatWaitsSafelyForAnotherIsToldOfItsUpdatesMeanwhile) {
+    Gate told;
+    std::promise<pid_t> waiting;
+    auto const other = admin_->GetConfiguration("other");
+    registerService("other", [told](AnyMap const&) { told.pass(); });
+    auto const service = registerService("pid", [&, told](AnyMap const& properties) mutable {
+        if (numberIn(properties) == 1) {
+            waiting.set_value(gettid());
+            other->SafeUpdate(numbered(1))->get();
+        } else {
+            told.open();
+        }
+    });
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto const first = configuration->Update(numbered(1));
+    waitUntilAsleep(waiting.get_future().get());
+    auto const second = configuration->Update(numbered(2));
+    ASSERT_TRUE(becomesReady(first));
+    ASSERT_TRUE(becomesReady(second));
+    EXPECT_THAT(service->numbers(), ElementsAre(1, 2));
+}
+
+TEST_F(ConfigurationAdminGuarantees, UpdateIsDoneWhenItsPropertiesAreReleased) {
+    struct Slow : ManagedService {
+        explicit Slow(Gate opened)
+            : gate(std::move(opened)) {}
+        void Updated(AnyMap const&) override { gate.pass(); }
+        Gate gate;
+    };
+    Gate gate;
+    registerFor<ManagedService>("pid", std::make_shared<Slow>(gate));
+    std::shared_future<void> first;
+    std::atomic<bool> doneBefore{false};
+    auto const configuration = admin_->GetConfiguration("pid");
+    {
+        std::shared_ptr<int> const value(new int(1), [&](int const* number) {
+            doneBefore = isReady(first);
+            delete number;
+        });
+        AnyMap properties{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+        properties["value"] = value;
+        first = configuration->Update(std::move(properties));
+    }
+    auto const second = configuration->Update(numbered(2)); // from now on the delivery alone has the value
+    gate.open();
+    EXPECT_TRUE(becomesReady(second));
+    EXPECT_FALSE(doneBefore);
+}
+
+TEST_F(ConfigurationAdminGuarantees, ServiceWithoutPidIsNotToldOfTheConfigurationWithoutOne) {
+    auto const service = std::make_shared<RecordingService>();
+    keep(context_.RegisterService<ManagedService>(service));
+    admin_->GetConfiguration("")->Update(numbered(1)).get();
+    EXPECT_THAT(service->numbers(), ElementsAre());
+}
+
 TEST_F(ConfigurationAdminGuarantees, ServiceThatLeftIsReleasedWhileItsUpdatesAreStillQueued) {
     Gate gate;
     auto const blocked = registerService("pid", [gate](AnyMap const&) { gate.pass(); });
@@ -188,7 +291,33 @@ TEST_F(ConfigurationAdminGuarantees, StopInsideUpdatedReturnsAndDropsTheUpdatesB
     queued.open();
     EXPECT_TRUE(becomesReady(first));
     EXPECT_TRUE(secondDoneByStop);
+    EXPECT_NO_THROW(second.get());
     EXPECT_THAT(service->numbers(), ElementsAre(1, none));
+}
+
+TEST_F(ConfigurationAdminGuarantees, StopInsideUpdatedEndsTheWaitForAnUpdateThatItDrops) {
+    Gate queued;
+    std::promise<pid_t> waiting;
+    auto const configuration = admin_->GetConfiguration("pid");
+    registerService("pid", [&, queued](AnyMap const& properties) {
+        if (numberIn(properties) == 1) {
+            queued.pass();
+            waitUntilAsleep(waiting.get_future().get());
+            bundle_.Stop();
+        }
+    });
+    registerService("other", [&, queued](AnyMap const& properties) mutable {
+        if (!properties.empty()) {
+            auto const dropped = configuration->SafeUpdate(numbered(2));
+            waiting.set_value(gettid());
+            queued.open();
+            EXPECT_NO_THROW(dropped->get());
+        }
+    });
+    auto const first = configuration->Update(numbered(1));
+    auto const second = admin_->GetConfiguration("other")->Update(numbered(1));
+    EXPECT_TRUE(becomesReady(first));
+    EXPECT_TRUE(becomesReady(second));
 }
 
 TEST_F(ConfigurationAdminGuarantees, StopTellsWhatIsGoneEvenIfSomebodyStillHasTheService) {
@@ -302,6 +431,18 @@ TEST_F(ConfigurationAdminGuarantees, UpdateIfDifferentComparesAgainIfAnUpdateCom
     Compared::then = [&] { configuration->Update(compared(2)).get(); };
     EXPECT_FALSE(configuration->UpdateIfDifferent(compared(2)).first);
     EXPECT_EQ(configuration->GetChangeCount(), 2U);
+}
+
+TEST_F(ConfigurationAdminGuarantees, UpdateIfDifferentOfAConfigurationThatIsRemovedMeanwhileThrows) {
+    auto const compared = [](int number) {
+        return AnyMap{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS, {{"value", Any{Compared{number}}}}};
+    };
+    auto const service = registerService("pid");
+    auto const configuration = admin_->GetConfiguration("pid");
+    configuration->Update(compared(1)).get();
+    Compared::then = [&] { configuration->Remove().get(); };
+    EXPECT_THROW(configuration->UpdateIfDifferent(compared(2)), std::runtime_error);
+    EXPECT_EQ(service->updates.values().size(), 2U); // the removal is the last that it is told
 }
 
 struct StopDuringUpdates : ConfigurationAdminGuarantees, ::testing::WithParamInterface<bool> {

@@ -120,6 +120,15 @@ TEST(LDAPFilter, MayBeNestedAThousandLevelsDeepAndNoDeeper) {
     }
 }
 
+TEST(LDAPFilter, MayHaveThousandsOfOperandsSideBySide) {
+    std::string filter = "(&";
+    for (int i = 0; i < 2000; ++i) {
+        filter += "(|(a=b))";
+    }
+    EXPECT_TRUE(
+        cppmicroservices::LDAPFilter(filter + ")").Match(cppmicroservices::AnyMap{{"a", std::string("b")}}));
+}
+
 // What the speed of maps of many keys rests on; the installed provider makes no such promise.
 TEST(AnyMap, KeysThatDifferInAnyPlaceHaveDifferentHashes) {
     cppmicroservices::detail::any_map_cihash const hash;
