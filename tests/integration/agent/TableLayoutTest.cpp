@@ -91,7 +91,7 @@ TEST_F(TableLayoutTest, ReasonsGiveWayFirstThenEndpointsAndPublishers) {
 
 TEST_F(TableLayoutTest, EveryRowIsNarrowerThanTheWindowAndShowsAState) {
     for (std::size_t columns = 1; columns <= 100; ++columns) {
-        for (std::size_t const rows : {4, 24}) {
+        for (std::size_t const rows : {4U, 24U}) {
             for (auto const& row : layOut(columns, rows)) {
                 EXPECT_LT(displayWidth(row.text), std::max<std::size_t>(columns, 2))
                     << columns << ": " << row.text;
