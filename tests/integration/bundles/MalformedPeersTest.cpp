@@ -233,9 +233,13 @@ TEST_F(PeersInExcess, APeerThatTricklesItsGreetingIsClosedInTime) {
 // Peers of several addresses, which share what there is for peers.
 class PeersOfSeveralAddresses : public BundlesTest {
 protected:
-    void SetUp() override {
-        installation_.publish("one", ConfigurationMap().publisher("server", {endpoint_}).build());
-        ASSERT_TRUE(events_.waitFor("AllServicesPublished server 1"));
+    void SetUp() override { port_ = publishAt(endpoint_, "server"); }
+
+    // Publishes at an endpoint whose port is left to the system, and returns that port.
+    std::uint16_t publishAt(std::string const& endpoint, std::string const& publisher) {
+        installation_.publish("of " + publisher, ConfigurationMap().publisher(publisher, {endpoint}).build());
+        auto const bound = statuses_.waitForFirstWith(publisher + " " + endpoint + " bound: listens at tcp:");
+        return static_cast<std::uint16_t>(std::stoul(bound.substr(bound.rfind(':') + 1)));
     }
 
     RawSocket greet(std::string const& address) const {
@@ -268,8 +272,8 @@ protected:
     }
 
     std::string const largestOffer = offersOfSize(std::size_t{1024} * 1024);
-    std::uint16_t const port_ = freeTcpPort();
-    std::string const endpoint_ = "tcp:127.0.0.1:" + std::to_string(port_);
+    std::string const endpoint_ = "tcp:127.0.0.1:0";
+    std::uint16_t port_ = 0; // of the publisher "server"
 };
 
 TEST_F(PeersOfSeveralAddresses, OneGetsHalfOfTheConnectionsAndOthersTheRest) {
@@ -333,10 +337,7 @@ TEST_F(PeersOfSeveralAddresses, OneIsTheSameAtAnEndpointThatListensForIPv6AsWell
     if (agent::spf::bundles::FileDescriptor(::socket(AF_INET6, SOCK_STREAM, 0)).get() < 0) {
         GTEST_SKIP() << "this machine has no IPv6";
     }
-    auto const port = freeTcpPort();
-    installation_.publish(
-        "two", ConfigurationMap().publisher("other", {"tcp:[::]:" + std::to_string(port)}).build());
-    ASSERT_TRUE(events_.waitFor("AllServicesPublished other 1"));
+    auto const port = publishAt("tcp:[::]:0", "other");
     auto const peers = offering(8, "127.0.0.2");
     ASSERT_TRUE(waitForOffers(8));
 

@@ -168,7 +168,7 @@ RawSocket RawListener::accept() const {
 
 std::uint16_t freeTcpPort() {
     auto const descriptor = check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    auto address = name("127.0.0.1", 0);
+    auto address = name("0.0.0.0", 0);
     socklen_t size = sizeof(address);
     check(::bind(descriptor, reinterpret_cast<sockaddr const*>(&address), size), "bind");
     check(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");

@@ -60,7 +60,7 @@ private:
     int const descriptor_;
 };
 
-// A port of 127.0.0.1 on which nobody listens, and which the system gives to nobody else who asks it for one
+// A port that is free at every address of IPv4, and which the system gives to nobody else who asks it for one
 // soon.
 std::uint16_t freeTcpPort();
 
