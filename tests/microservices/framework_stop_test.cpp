@@ -9,7 +9,21 @@
 using namespace cppmicroservices;
 using testing::ElementsAre;
 
-using FrameworkStopTest = FrameworkTest;
+class FrameworkStopTest : public FrameworkTest {
+protected:
+    // Stops the framework inside the bundle's uninstallation, and waits for that there.
+    FrameworkEvent stopFrameworkInsideUninstallationOf(Bundle bundle) {
+        FrameworkEvent stopped;
+        context().AddBundleListener([this, &stopped](BundleEvent const& event) {
+            if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
+                framework_.Stop();
+                stopped = framework_.WaitForStop(failureTimeout);
+            }
+        });
+        bundle.Uninstall();
+        return stopped;
+    }
+};
 
 TEST_F(FrameworkStopTest, StopsBundlesInTheReverseOrderOfTheirLocations) {
     auto second = install("recorder");
@@ -60,29 +74,13 @@ TEST_F(FrameworkStopTest, StopsABundleThatIsStartedWhenTheStopBegins) {
 TEST_F(FrameworkStopTest, WaitsForNoBundleThatDoesNotRun) {
     auto bundle = start("recorder");
     bundle.Stop();
-    FrameworkEvent stopped;
-    context().AddBundleListener([this, &stopped](BundleEvent const& event) {
-        if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
-            framework_.Stop();
-            stopped = framework_.WaitForStop(failureTimeout);
-        }
-    });
-    bundle.Uninstall();
-    EXPECT_EQ(stopped.GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+    EXPECT_EQ(stopFrameworkInsideUninstallationOf(bundle).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
 }
 
 TEST_F(FrameworkStopTest, WaitsForNoBundleThatFailedToStart) {
     auto bundle = install("throws_on_start");
     EXPECT_THROW(bundle.Start(), std::runtime_error);
-    FrameworkEvent stopped;
-    context().AddBundleListener([this, &stopped](BundleEvent const& event) {
-        if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
-            framework_.Stop();
-            stopped = framework_.WaitForStop(failureTimeout);
-        }
-    });
-    bundle.Uninstall();
-    EXPECT_EQ(stopped.GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+    EXPECT_EQ(stopFrameworkInsideUninstallationOf(bundle).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
 }
 
 TEST_F(FrameworkStopTest, FrameworkIsStoppingUntilItsBundlesHaveStopped) {
