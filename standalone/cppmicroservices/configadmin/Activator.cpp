@@ -16,9 +16,11 @@ public:
     // The trackers open before anybody can find the service, so that no listener misses an event.
     void Start(cppmicroservices::BundleContext context) override {
         reference_ = std::make_shared<AdminReference>(context);
-        store_ = std::make_shared<ConfigurationStore>(SerialQueues::create(), reference_);
+        auto const queues = std::make_shared<SerialQueues>();
+        store_ = std::make_shared<ConfigurationStore>(queues, reference_);
         manifests_ = std::make_shared<ManifestConfigurations>(context, store_);
         try {
+            queues->start();
             listeners_ = std::make_unique<SubscriberTracker<ConfigurationStore::ConfigurationListener>>(
                 context, store_);
             managedServices_ =

@@ -21,11 +21,9 @@ std::size_t const maximumOfBusyThreads = std::max<std::size_t>(2, std::thread::h
 
 thread_local SerialQueues::Current SerialQueues::current_;
 
-std::shared_ptr<SerialQueues> SerialQueues::create() {
-    std::shared_ptr<SerialQueues> queues{new SerialQueues};
-    std::lock_guard lock{queues->mutex_};
-    queues->startThreadWithLock();
-    return queues;
+void SerialQueues::start() {
+    std::lock_guard lock{mutex_};
+    startThreadWithLock();
 }
 
 std::shared_future<void> SerialQueues::post(std::string const& name, Job job) {

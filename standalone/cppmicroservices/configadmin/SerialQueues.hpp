@@ -24,14 +24,14 @@ namespace agent::configurationadmin {
 // cause no crowd of threads. A thread that runs out of work watches out for more for some microseconds before
 // it sleeps, and ends when there was none for a while.
 //
-// Thread-safe. Owned by shared pointers; stop() must be called before the last owner goes.
+// Thread-safe. Owned by shared pointers; after start(), stop() must be called before the last owner goes.
 class SerialQueues : public std::enable_shared_from_this<SerialQueues> {
 public:
     // A job must not throw. It may call every member of this class.
     using Job = std::function<void()>;
 
-    // Throws std::system_error if the system provides no thread.
-    static std::shared_ptr<SerialQueues> create();
+    // To be called once, before anything else. Throws std::system_error if the system provides no thread.
+    void start();
 
     // Appends the job to the queue. The result is ready when the job has run and has been destroyed, or at
     // once if jobs are refused: the job then does not run. Destroying the result never waits.
@@ -69,7 +69,6 @@ private:
     };
     static thread_local Current current_;
 
-    SerialQueues() = default;
     void startThreadWithLock();
     void callThreadWithLock();
     void work();
@@ -86,7 +85,7 @@ private:
     std::mutex mutex_;
     NamedQueues queues_;
     std::deque<NamedQueue*> ready_;  // have entries and wait for a thread
-    std::list<std::thread> threads_; // at least one until stop()
+    std::list<std::thread> threads_; // at least one from start() to stop()
     std::list<std::thread> retired_; // at most one: each thread that retires joins the one before it
     std::size_t idle_ = 0;           // threads that wait in called_ or have just been called
     std::size_t busy_ = 0;           // threads that run a job and are not taken for blocked

@@ -1,16 +1,75 @@
-// Changes that run out of memory. Only the standalone Configuration Admin promises that they hold up no later
-// one.
+// What runs out of memory. Only the standalone Configuration Admin promises that a change that does holds up no
+// later one, and that its bundle leaves nothing behind.
 #include "ConfigurationAdminFixture.hpp"
+#include "givenManifests.hpp"
 #include "support/AllocationFailure.hpp"
 
+#include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <iterator>
 #include <new>
+#include <thread>
 
 using agent::spf::frameworksetup::test::AllocationFailure;
 
 namespace configuration_admin_test {
 
-using ConfigurationAdminMemoryFaults = ConfigurationAdminTest;
+class ConfigurationAdminMemoryFaults : public ConfigurationAdminTest {
+protected:
+    static AnyMap mapOf(std::initializer_list<AnyMap::value_type> entries) {
+        return {AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS, entries};
+    }
+
+    // Brings along one configuration.
+    cppmicroservices::Bundle installWith(std::string const& pid, AnyMap const& properties) {
+        auto headers = givenHeaders("given");
+        auto const configuration = mapOf({{"pid", pid}, {"properties", properties}});
+        headers["cm"] = mapOf({{"version", 1}, {"configurations", std::vector<Any>{configuration}}});
+        return context_
+            .InstallBundles(SPF_TEST_BUNDLE_DIRECTORY "/test_manifest_only.so", mapOf({{"given", headers}}))
+            .at(0);
+    }
+
+    static std::ptrdiff_t threadCount() {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+    }
+
+    // One that was waited for to end may still be counted for a moment.
+    static bool threadCountBecomes(std::ptrdiff_t count) {
+        auto const end = std::chrono::steady_clock::now() + failureGuard;
+        while (threadCount() != count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::yield();
+        }
+        return threadCount() == count;
+    }
+
+    // Calls `call` with the n-th allocation failing. Whether there was one.
+    template <class Call>
+    static bool runsOutOfMemoryAt(std::size_t n, AllocationFailure::Duration duration, Call const& call) {
+        AllocationFailure const failure(n, duration);
+        try {
+            call();
+        } catch (std::exception const&) {
+        }
+        return failure.happened();
+    }
+
+    // Calls `fails(n, duration)` for each n from 1 until there is no n-th allocation to fail.
+    template <class Fails>
+    static void failEachAllocation(Fails const& fails) {
+        for (auto const duration : {AllocationFailure::Duration::Once, AllocationFailure::Duration::Lasting}) {
+            auto failed = true;
+            std::size_t n = 0;
+            while (failed && !HasFailure()) {
+                ++n;
+                SCOPED_TRACE(n);
+                failed = fails(n, duration);
+            }
+            EXPECT_GT(n, 10U);
+        }
+    }
+};
 
 // What is kept of an update grows now and then only, so each allocation fails often.
 TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsLaterOnesAreDelivered) {
@@ -114,6 +173,30 @@ TEST_F(ConfigurationAdminMemoryFaults,
         EXPECT_THAT(admin_->ListConfigurations(), testing::IsEmpty());
     }
     EXPECT_GT(n, 10U);
+}
+
+TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfItsStartFailsTheBundleLeavesNoThreadAndUsesNothing) {
+    auto const service = registerService("pid");
+    installWith("pid", numbered(1)).Start();
+    admin_.reset();
+    bundle_.Stop();
+    auto const threads = threadCount();
+    failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
+        auto const failed = runsOutOfMemoryAt(n, duration, [this] { bundle_.Start(); });
+        if (bundle_.GetState() == cppmicroservices::Bundle::STATE_ACTIVE) {
+            bundle_.Stop();
+        } else {
+            EXPECT_TRUE(failed);
+        }
+        EXPECT_TRUE(threadCountBecomes(threads));
+        EXPECT_FALSE(findAdmin());
+        EXPECT_THAT(bundle_.GetServicesInUse(), testing::IsEmpty());
+        if (auto const numbers = service->numbers();
+            duration == AllocationFailure::Duration::Once && !numbers.empty()) {
+            EXPECT_EQ(numbers.back(), -1); // told that its configuration is gone
+        }
+        return failed;
+    });
 }
 
 } // namespace configuration_admin_test
