@@ -15,9 +15,8 @@ class Activator final : public cppmicroservices::BundleActivator {
 public:
     // The trackers open before anybody can find the service, so that no listener misses an event.
     void Start(cppmicroservices::BundleContext context) override {
-        reference_ = std::make_shared<AdminReference>(context);
         auto const queues = std::make_shared<SerialQueues>();
-        store_ = std::make_shared<ConfigurationStore>(queues, reference_);
+        store_ = std::make_shared<ConfigurationStore>(queues, std::make_shared<AdminReference>(context));
         manifests_ = std::make_shared<ManifestConfigurations>(context, store_);
         try {
             queues->start();
@@ -49,13 +48,8 @@ private:
     void stopDelivery() {
         manifests_->close();
         store_->stop();
-        factories_.reset();
-        managedServices_.reset();
-        listeners_.reset();
-        reference_->release();
     }
 
-    std::shared_ptr<AdminReference> reference_;
     std::shared_ptr<ConfigurationStore> store_;
     std::shared_ptr<ManifestConfigurations> manifests_;
     std::unique_ptr<SubscriberTracker<ConfigurationStore::ConfigurationListener>> listeners_;

@@ -30,26 +30,16 @@ AdminReference::AdminReference(cppmicroservices::BundleContext context)
     : context_(std::move(context)) {}
 
 AdminReference::Reference AdminReference::get() {
-    cppmicroservices::BundleContext context;
     {
         std::lock_guard lock{mutex_};
-        if (reference_ || !context_) {
+        if (reference_) {
             return reference_;
         }
-        context = context_;
     }
-    auto const found = lookUp(context);
+    auto const found = lookUp(context_);
     std::lock_guard lock{mutex_};
-    if (context_) {
-        reference_ = found;
-    }
+    reference_ = found;
     return found;
-}
-
-void AdminReference::release() {
-    std::lock_guard lock{mutex_};
-    reference_ = {};
-    context_ = {};
 }
 
 } // namespace agent::configurationadmin

@@ -21,12 +21,9 @@ public:
     // Invalid if the service is not registered.
     Reference get();
 
-    // Lets go of the framework: from now on get() returns an invalid reference.
-    void release();
-
 private:
-    std::mutex mutex_; // guards what follows
-    cppmicroservices::BundleContext context_;
+    cppmicroservices::BundleContext const context_;
+    std::mutex mutex_; // guards reference_
     Reference reference_;
 };
 

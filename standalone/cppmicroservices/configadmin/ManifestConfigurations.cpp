@@ -66,7 +66,7 @@ ManifestConfigurations::ManifestConfigurations(cppmicroservices::BundleContext c
     , store_(std::move(store)) {}
 
 void ManifestConfigurations::open() {
-    listener_ = context_.AddBundleListener(
+    context_.AddBundleListener(
         [self = shared_from_this()](BundleEvent const& event) { self->bundleChanged(event); });
     for (auto const& bundle : context_.GetBundles()) {
         provide(bundle);
@@ -74,7 +74,6 @@ void ManifestConfigurations::open() {
 }
 
 void ManifestConfigurations::close() {
-    context_.RemoveListener(std::move(listener_));
     std::lock_guard lock{mutex_};
     isOpen_ = false;
     for (auto const& [bundleId, configurations] : byBundle_) {

@@ -12,7 +12,6 @@
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/BundleEvent.h>
-#include <cppmicroservices/ListenerToken.h>
 
 #include <map>
 #include <memory>
@@ -29,7 +28,8 @@ public:
     // Provides those of all active bundles, and from now on those of every bundle that starts.
     void open();
 
-    // Withdraws them all.
+    // Withdraws them all, and provides no more: the framework still tells of bundles until it has stopped
+    // this one.
     void close();
 
 private:
@@ -42,7 +42,6 @@ private:
 
     cppmicroservices::BundleContext context_;
     std::shared_ptr<ConfigurationStore> const store_;
-    cppmicroservices::ListenerToken listener_;
 
     // Guards what follows. Held while configurations are stored, so that a bundle that stops meanwhile waits
     // until there is something to withdraw. That compares them with those that are there: the values of a

@@ -77,7 +77,6 @@ void SerialQueues::stop() {
     std::list<Entry> dropped;
     {
         std::lock_guard lock{mutex_};
-        refusing_ = true;
         if (current_.owner == this) {
             dropped.swap(current_.queue->entries);
         }

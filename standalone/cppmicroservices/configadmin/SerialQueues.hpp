@@ -45,7 +45,7 @@ public:
     // Lets nobody post any more jobs.
     void refuse();
 
-    // Refuses further jobs and returns when all accepted ones have run and all threads have ended. Called
+    // To be called after refuse(). Returns when all accepted jobs have run and all threads have ended. Called
     // inside a job, it drops the jobs behind that one, whose results become ready, and the calling thread
     // ends when the job returns.
     void stop();
