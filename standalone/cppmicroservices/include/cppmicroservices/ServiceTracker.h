@@ -176,8 +176,11 @@ public:
         return services ? services->trackingCount() : -1;
     }
 
-    // Replaces `tracked` by the tracked services and their objects.
-    virtual void GetTracked(TrackingMap& tracked) const { tracked = Objects(); }
+    // Adds the tracked services and their objects to `tracked`. What is there stays as it is.
+    virtual void GetTracked(TrackingMap& tracked) const {
+        auto objects = Objects();
+        tracked.merge(objects);
+    }
 
     virtual bool IsEmpty() const { return Size() == 0; }
 
