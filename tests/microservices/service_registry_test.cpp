@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -234,6 +235,23 @@ TEST_F(ServiceRegistryTest, InvalidReferencesAndRegistrationsComeFirst) {
     assigned = nullptr;
     EXPECT_FALSE(assigned);
     EXPECT_TRUE(assigned == ServiceReferenceU());
+}
+
+TEST_F(ServiceRegistryTest, TextOfAReferenceHasAllPropertiesInAnyOrderWithCommasBetween) {
+    auto const reference =
+        context().RegisterService<First>(std::make_shared<First>(), {{"x", 1}}).GetReference();
+    auto const text = textOf(reference);
+    auto const begin = text.find('(');
+    EXPECT_THAT(text, testing::StartsWith("Reference for service object registered from system_bundle "));
+    ASSERT_EQ(text.back(), ')');
+    std::istringstream list(text.substr(begin + 1, text.size() - begin - 2));
+    std::vector<std::string> properties;
+    for (std::string property; std::getline(list, property, ',');) {
+        properties.push_back(property);
+    }
+    EXPECT_THAT(properties, testing::UnorderedElementsAre("x=1", testing::HasSubstr("objectclass="),
+                                                          "service.id=" + std::to_string(idOf(reference)),
+                                                          "service.scope=singleton"));
 }
 
 TEST_F(ServiceRegistryTest, SetPropertiesReplacesAllButTheFrameworksOwn) {

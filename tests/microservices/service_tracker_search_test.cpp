@@ -53,3 +53,14 @@ TEST_F(ServiceTrackerSearchTest, TrackerOfAStoppedBundleGivesNoUnregisteredServi
     EXPECT_EQ(tracker.Size(), 1);
     EXPECT_EQ(tracker.GetService(), nullptr);
 }
+
+TEST_F(ServiceTrackerSearchTest, TrackerOfAStoppedBundleGivesAgainWhatItHasGiven) {
+    auto bundle = start("manifest_only");
+    auto registration = context().RegisterService<int>(std::make_shared<int>(1));
+    ServiceTracker<int> tracker(bundle.GetBundleContext());
+    tracker.Open();
+    auto const given = tracker.GetService();
+    bundle.Stop();
+    registration.Unregister();
+    EXPECT_EQ(tracker.GetService(), given);
+}

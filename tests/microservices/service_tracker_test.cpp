@@ -83,6 +83,7 @@ TEST_F(ServiceTrackerTest, OpenTracksWhatIsRegisteredNowAndLater) {
     tracker.Open();
     tracker.Open();
     EXPECT_EQ(tracker.Size(), 1);
+    EXPECT_FALSE(tracker.IsEmpty());
     auto const second = registerService();
     EXPECT_THAT(tracker.GetServiceReferences(),
                 testing::UnorderedElementsAre(first.GetReference(), second.GetReference()));
@@ -321,7 +322,12 @@ TEST_F(ServiceTrackerTest, WaitOfAClosedTrackerReturnsNothingAtOnce) {
 TEST_F(ServiceTrackerTest, CloseEndsAWait) {
     ServiceTracker<Service> tracker(context());
     tracker.Open();
-    auto waiting = std::async(std::launch::async, [&tracker] { return tracker.WaitForService(); });
+    std::promise<pid_t> beginning;
+    auto waiting = std::async(std::launch::async, [&] {
+        beginning.set_value(::gettid());
+        return tracker.WaitForService();
+    });
+    waitUntilAsleep(beginning.get_future().get());
     tracker.Close();
     ASSERT_EQ(waiting.wait_for(failureTimeout), std::future_status::ready);
     EXPECT_EQ(waiting.get(), nullptr);

@@ -1,5 +1,5 @@
-// What runs out of memory. Only the standalone Configuration Admin promises that a change that does holds up no
-// later one, and that its bundle leaves nothing behind.
+// What runs out of memory. Only the standalone Configuration Admin promises that a change that does holds up
+// no later one, and that its bundle leaves nothing behind.
 #include "ConfigurationAdminFixture.hpp"
 #include "givenManifests.hpp"
 #include "support/AllocationFailure.hpp"
@@ -58,7 +58,8 @@ protected:
     // Calls `fails(n, duration)` for each n from 1 until there is no n-th allocation to fail.
     template <class Fails>
     static void failEachAllocation(Fails const& fails) {
-        for (auto const duration : {AllocationFailure::Duration::Once, AllocationFailure::Duration::Lasting}) {
+        for (auto const duration :
+             {AllocationFailure::Duration::Once, AllocationFailure::Duration::Lasting}) {
             auto failed = true;
             std::size_t n = 0;
             while (failed && !HasFailure()) {
@@ -175,7 +176,8 @@ TEST_F(ConfigurationAdminMemoryFaults,
     EXPECT_GT(n, 10U);
 }
 
-TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfItsStartFailsTheBundleLeavesNoThreadAndUsesNothing) {
+TEST_F(ConfigurationAdminMemoryFaults,
+       WhicheverAllocationOfItsStartFailsTheBundleLeavesNoThreadAndUsesNothing) {
     auto const service = registerService("pid");
     installWith("pid", numbered(1)).Start();
     admin_.reset();

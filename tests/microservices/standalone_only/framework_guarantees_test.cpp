@@ -321,6 +321,15 @@ TEST_F(FrameworkGuarantees, FiltersOnSeveralInterfacesFindEachServiceThatMatches
     EXPECT_EQ(context().GetServiceReferences("", "(|(objectclass=int)(objectclass=long))").size(), 1U);
 }
 
+TEST_F(FrameworkGuarantees, InterfacesOfAServiceStandInTheOrderOfTheirNames) {
+    auto const object = std::make_shared<int>();
+    auto const interfaces = std::make_shared<InterfaceMap const>(
+        InterfaceMap{{"d", object}, {"a", object}, {"e", object}, {"c", object}, {"b", object}});
+    auto const reference = context().RegisterService(interfaces).GetReference();
+    EXPECT_THAT(any_cast<std::vector<std::string>>(reference.GetProperty(Constants::OBJECTCLASS)),
+                ElementsAre("a", "b", "c", "d", "e"));
+}
+
 TEST_F(FrameworkGuarantees, BundleOfAStoppedFrameworkCannotBeStartedInItsNextRun) {
     auto bundle = start("recorder");
     stopFramework();

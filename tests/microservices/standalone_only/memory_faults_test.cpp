@@ -8,6 +8,7 @@
 #include <cppmicroservices/ServiceObjects.h>
 #include <cppmicroservices/ServiceTracker.h>
 
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <new>
@@ -16,6 +17,7 @@
 
 using namespace cppmicroservices;
 using agent::spf::frameworksetup::test::AllocationFailure;
+using agent::spf::frameworksetup::test::liveAllocations;
 using testing::IsEmpty;
 
 namespace {
@@ -297,9 +299,123 @@ TEST_P(MemoryFaults, ListenersAreToldWhateverHappensToAServiceWhicheverAllocatio
     eachTells(make, [&] { registration.Unregister(); });
 }
 
+TEST_P(MemoryFaults, ListenersAreToldInTheSameOrderWhicheverAllocationFails) {
+    std::vector<int> told;
+    told.reserve(6); // by listeners that need no memory
+    std::string const interfaceOnly = "(objectclass=testbundles.TestService/1)";
+    std::string const more = "(service.id>=0)";
+    failEachAllocation([&](std::size_t n) {
+        std::vector<ListenerToken> tokens;
+        auto const add = [&](int number, std::string const& filter) {
+            tokens.push_back(context_.AddServiceListener(
+                [&told, number](ServiceEvent const&) { told.push_back(number); }, filter));
+        };
+        add(1, "");
+        add(2, interfaceOnly);
+        add(3, "(&" + interfaceOnly + more + ")");
+        add(4, more);
+        add(5, interfaceOnly);
+        add(6, "");
+        ServiceRegistration<testbundles::TestService> registration;
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                registration = context_.RegisterService<testbundles::TestService>(std::make_shared<Other>());
+            } catch (std::bad_alloc const&) {
+            }
+        });
+        if (registration) {
+            EXPECT_THAT(told, testing::ElementsAre(5, 2, 6, 4, 3, 1));
+            registration.Unregister();
+        }
+        for (auto& token : tokens) {
+            context_.RemoveListener(std::move(token));
+        }
+        told.clear();
+        return failed;
+    });
+}
+
+TEST_P(MemoryFaults, AnObjectIsTrackedOrGivenBackWhicheverAllocationFailsWhileOthersAreAdded) {
+    constexpr std::size_t others = 20;
+    struct Customizer : ServiceTrackerCustomizer<testbundles::TestService> {
+        using Reference = ServiceReference<testbundles::TestService>;
+        using Object = std::shared_ptr<testbundles::TestService>;
+        explicit Customizer(BundleContext const& context)
+            : context_(context) {
+            registrations.reserve(others);
+        }
+        Object AddingService(Reference const&) override {
+            if (++asked <= others) {
+                registrations.push_back(
+                    context_.RegisterService<testbundles::TestService>(std::make_shared<Other>()));
+            }
+            ++given;
+            return object;
+        }
+        void ModifiedService(Reference const&, Object const&) override {}
+        void RemovedService(Reference const&, Object const&) override { ++givenBack; }
+
+        BundleContext context_;
+        Object const object = std::make_shared<Other>();
+        std::size_t asked = 0;
+        std::vector<ServiceRegistration<testbundles::TestService>> registrations;
+        int given = 0;
+        int givenBack = 0;
+    };
+    failEachAllocation([&](std::size_t n) {
+        Customizer customizer(context_);
+        ServiceTracker<testbundles::TestService> tracker(context_, &customizer);
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                tracker.Open();
+            } catch (std::bad_alloc const&) {
+            }
+        });
+        EXPECT_EQ(customizer.given, tracker.Size() + customizer.givenBack);
+        for (auto& registration : customizer.registrations) {
+            registration.Unregister();
+        }
+        return failed;
+    });
+}
+
 INSTANTIATE_TEST_SUITE_P(Durations, MemoryFaults,
                          testing::Values(AllocationFailure::Duration::Once,
                                          AllocationFailure::Duration::Lasting),
                          [](auto const& duration) {
                              return duration.param == AllocationFailure::Duration::Once ? "Once" : "Lasting";
                          });
+
+namespace {
+
+class TrackerMemory : public FrameworkTest {
+protected:
+    // How many more blocks there are after the call, when it has been called before.
+    template <class Call>
+    static std::ptrdiff_t growthBy(Call const& call) {
+        call();
+        auto const before = liveAllocations();
+        call();
+        return static_cast<std::ptrdiff_t>(liveAllocations() - before);
+    }
+};
+
+} // namespace
+
+TEST_F(TrackerMemory, OpenTrackerKeepsNothingOfServicesThatAreGone) {
+    ServiceTracker<testbundles::TestService> tracker(context());
+    tracker.Open();
+    EXPECT_EQ(growthBy([this] {
+                  context().RegisterService<testbundles::TestService>(std::make_shared<Other>()).Unregister();
+              }),
+              0);
+}
+
+TEST_F(TrackerMemory, ClosedTrackerKeepsNothing) {
+    ServiceTracker<testbundles::TestService> tracker(context());
+    EXPECT_EQ(growthBy([&tracker] {
+                  tracker.Open();
+                  tracker.Close();
+              }),
+              0);
+}
