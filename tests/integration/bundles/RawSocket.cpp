@@ -166,14 +166,40 @@ RawSocket RawListener::accept() const {
     return RawSocket(check(::accept(descriptor_, nullptr, nullptr), "accept"));
 }
 
+namespace {
+
+std::uint16_t portOf(int descriptor) {
+    sockaddr_in address{};
+    socklen_t size = sizeof(address);
+    check(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
+    return ntohs(address.sin_port);
+}
+
+void bindTo(std::string const& address, int descriptor) {
+    auto const anyPort = name(address, 0);
+    check(::bind(descriptor, reinterpret_cast<sockaddr const*>(&anyPort), sizeof(anyPort)), "bind");
+}
+
+} // namespace
+
+SilentPort::SilentPort()
+    : descriptor_(check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
+    bindTo("127.0.0.1", descriptor_);
+    check(::listen(descriptor_, 0), "listen");
+    number_ = portOf(descriptor_);
+    taken_.emplace_back("127.0.0.1", number_);
+}
+
+SilentPort::~SilentPort() {
+    ::close(descriptor_);
+}
+
 std::uint16_t freeTcpPort() {
     auto const descriptor = check(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    auto address = name("0.0.0.0", 0);
-    socklen_t size = sizeof(address);
-    check(::bind(descriptor, reinterpret_cast<sockaddr const*>(&address), size), "bind");
-    check(::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
+    bindTo("0.0.0.0", descriptor);
+    auto const port = portOf(descriptor);
     ::close(descriptor);
-    return ntohs(address.sin_port);
+    return port;
 }
 
 } // namespace bundles_test

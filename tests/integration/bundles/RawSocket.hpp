@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace bundles_test {
 
@@ -58,6 +59,22 @@ private:
     RawListener(std::filesystem::path const& path, unsigned type);
 
     int const descriptor_;
+};
+
+// A TCP port of 127.0.0.1 at which nobody answers: attempts to connect to it neither succeed nor fail.
+class SilentPort {
+public:
+    SilentPort();
+    ~SilentPort();
+    SilentPort(SilentPort const&) = delete;
+    SilentPort& operator=(SilentPort const&) = delete;
+
+    std::uint16_t number() const noexcept { return number_; }
+
+private:
+    int const descriptor_;
+    std::uint16_t number_ = 0;
+    std::vector<RawSocket> taken_; // all the places in its queue
 };
 
 // A port that is free at every address of IPv4, and which the system gives to nobody else who asks it for one

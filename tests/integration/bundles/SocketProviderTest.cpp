@@ -437,6 +437,41 @@ TEST_F(SocketProviderTest, EveryAddressOfAHostIsTriedUntilOneIsConnected) {
     EXPECT_THAT(connector_->reports.values(), testing::IsEmpty()) << "in one attempt";
 }
 
+TEST_F(SocketProviderTest, AnAddressThatDoesNotAnswerDoesNotKeepTheNextFromBeingTried) {
+    SocketProvider provider(std::chrono::milliseconds(50));
+    bundles_test::SilentPort const silent;
+    auto const port = std::to_string(silent.number());
+    auto const bound = provider_.bind("tcp:127.0.0.2:" + port, listener_);
+    ASSERT_TRUE(listener_->reports.waitFor("bound tcp:127.0.0.2:" + port));
+    bundles_test::HostWithAddresses const host("two.test", {"127.0.0.1", "127.0.0.2"});
+
+    auto const connected = provider.connect("tcp:two.test:" + port, connector_);
+
+    EXPECT_NE(connector_->firstConnection(), nullptr);
+    EXPECT_THAT(connector_->reports.values(), testing::IsEmpty()) << "in one attempt";
+}
+
+TEST_F(SocketProviderTest, AHostOfWhichNoAddressAnswersFailsTheAttempt) {
+    SocketProvider provider(std::chrono::milliseconds(50));
+    bundles_test::SilentPort const silent;
+    bundles_test::HostWithAddresses const host("two.test", {"127.0.0.1", "127.0.0.1"});
+
+    auto const connected = provider.connect("tcp:two.test:" + std::to_string(silent.number()), connector_);
+
+    EXPECT_TRUE(connector_->reports.waitForOneWith("retrying: no answer in "));
+}
+
+TEST_F(SocketProviderTest, AHostOfWhichOneAddressDoesNotAnswerIsTriedAgainThoughAnotherIsOfAMissingFamily) {
+    SocketProvider provider(std::chrono::milliseconds(50));
+    bundles_test::SilentPort const silent;
+    bundles_test::HostWithAddresses const host("two.test", {"127.0.0.1", "::1"});
+    bundles_test::WithoutFamily const noIPv6(AF_INET6);
+
+    auto const connected = provider.connect("tcp:two.test:" + std::to_string(silent.number()), connector_);
+
+    EXPECT_TRUE(connector_->reports.waitFor("retrying: Connection timed out"));
+}
+
 TEST_F(SocketProviderTest, AHostThatIsStillBeingLookedUpDoesNotHoldUpOtherHosts) {
     auto const port = std::to_string(bundles_test::freeTcpPort());
     auto const bound = provider_.bind("tcp:127.0.0.1:" + port, listener_);

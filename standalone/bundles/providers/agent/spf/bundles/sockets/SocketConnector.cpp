@@ -82,18 +82,23 @@ void SocketConnector::attempt() {
     if (!handler_) {
         return;
     }
+    limitTime();
+    std::visit([this](auto const& address) { resolve(address); }, address_);
+}
+
+// Of what the attempt does next: of the look-up, or of the connection to one address.
+void SocketConnector::limitTime() {
     timedOut_ = false;
     deadline_.expires_after(timeout_);
     deadline_.async_wait([self = shared_from_this()](error_code const& error) {
-        if (error || self->deadline_.expiry() == noDeadline) {
-            return; // the attempt has ended, perhaps at the very moment when its time was up
+        if (error || self->deadline_.expiry() > std::chrono::steady_clock::now()) {
+            return; // it has ended, perhaps at the very moment when its time was up
         }
         self->timedOut_ = true;
         error_code ignored;
         self->socket_.close(ignored);
         self->guarded([&] { self->resolver_.cancel(); });
     });
-    std::visit([this](auto const& address) { resolve(address); }, address_);
 }
 
 void SocketConnector::resolve(UnixAddress const& address) {
@@ -125,6 +130,7 @@ void SocketConnector::connectToNext() {
     untried_.pop_front();
     error_code ignored;
     socket_.close(ignored);
+    limitTime();
     if (auto const error = openSocket(socket_, address.protocol().family())) {
         return notConnected(error);
     }
@@ -145,9 +151,9 @@ void SocketConnector::ended(error_code const& error) {
 
 void SocketConnector::notConnected(error_code const& error) {
     if (!failure_ || !isPermanent(error)) {
-        failure_ = error;
+        failure_ = timedOut_ ? boost::asio::error::timed_out : error;
     }
-    if (!untried_.empty() && !timedOut_) {
+    if (!untried_.empty()) {
         connectToNext();
     } else if (isPermanent(failure_)) {
         fail(failure_.message());

@@ -26,7 +26,8 @@ class SocketConnector : public IoObject, public std::enable_shared_from_this<Soc
 public:
     static constexpr std::chrono::seconds attemptTimeout{10}; // the bundle's
 
-    // `worker` and `objects` outlive the connector. Longer than `timeout` an attempt does not take.
+    // `worker` and `objects` outlive the connector. Longer than `timeout` no look-up of a host takes, nor the
+    // attempt to connect to one of its addresses.
     SocketConnector(std::shared_ptr<WorkerThread> const& worker, std::shared_ptr<IoObjects> objects,
                     std::string endpoint, std::shared_ptr<EndpointHandler> handler,
                     std::chrono::milliseconds timeout = attemptTimeout);
@@ -40,6 +41,7 @@ private:
     template <class Action>
     void guarded(Action const& action);
     void attempt();
+    void limitTime();
     void resolve(UnixAddress const& address);
     void resolve(TcpAddress const& address);
     void connect(Addresses addresses);
@@ -60,7 +62,7 @@ private:
     Addresses untried_;                 // of the attempt under way
     boost::system::error_code failure_; // of those tried; one that may pass rather than a permanent one
     Socket socket_;
-    boost::asio::steady_timer deadline_; // of the attempt under way
+    boost::asio::steady_timer deadline_; // of the step under way
     boost::asio::steady_timer pause_;    // before the next attempt
     Backoff backoff_;
     bool timedOut_ = false;
