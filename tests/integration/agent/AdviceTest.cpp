@@ -1,4 +1,8 @@
 // What a person is told to try next.
+#include <array>
+#include <string>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,6 +24,23 @@ TEST(Advice, DependsOnTheReasonAndOnWhatTheEndpointIsFor) {
     EXPECT_THAT(adviceFor(EndpointRole::Bind, "Address already in use"), HasSubstr("ss -ltnp"));
     EXPECT_THAT(adviceFor(EndpointRole::Connect, "no such host \"x\" (Host not found)"),
                 HasSubstr("host's name"));
+}
+
+TEST(Advice, OfEndpointsGoesByTheWordsOfTheSystemAndOfTheBundles) {
+    for (auto const& [reason, binding, connecting] : std::vector<std::array<std::string, 3>>{
+             {"Permission denied", "permissions of the socket", "permissions of the socket"},
+             {"Cannot assign requested address", "an address of this machine", "the other agent binds"},
+             {"no answer in 10 seconds", "", "nobody answers there"},
+             {"no answer to the handshake in 5 seconds", "", "accepts and says nothing"},
+             {"waits for the peer to answer the handshake", "", "accepts and says nothing"},
+             {"no running process announces \"name\"", "", "the same --runtime-directory"},
+             {"waits for the endpoint provider", "a bundle is missing", "a bundle is missing"},
+             {"unknown scheme \"x\"", "tcp:<host>:<port>", "tcp:<host>:<port>"},
+         }) {
+        EXPECT_THAT(adviceFor(EndpointRole::Bind, reason), HasSubstr(binding)) << reason;
+        EXPECT_EQ(adviceFor(EndpointRole::Bind, reason).empty(), binding.empty()) << reason;
+        EXPECT_THAT(adviceFor(EndpointRole::Connect, reason), HasSubstr(connecting)) << reason;
+    }
 }
 
 TEST(Advice, OfALimitGoesBeforeThatOfWhatItKeptFromWorking) {
