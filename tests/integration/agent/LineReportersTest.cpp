@@ -1,4 +1,7 @@
 // What is written of a change by those that write lines.
+#include <chrono>
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -8,6 +11,7 @@
 namespace {
 
 using namespace agent::program;
+using namespace std::chrono_literals;
 using testing::EndsWith;
 
 // What a reporter writes on standard error about a failure of this text.
@@ -30,6 +34,38 @@ TEST(LineReporters, TextThatIsNotUtf8IsStillJson) {
 
     EXPECT_EQ(object.at("text"), "a\xef\xbf\xbd");
     EXPECT_EQ(object.at("reason"), "a\xef\xbf\xbd");
+}
+
+// What the heartbeat says of a board with a publisher that has an endpoint to bind to.
+class Heartbeat : public testing::Test {
+protected:
+    std::string says() {
+        PlainReporter reporter{0s};
+        testing::internal::CaptureStderr();
+        reporter.timePassed(board, true);
+        return testing::internal::GetCapturedStderr();
+    }
+    void bound() { board.apply({"p", "unix:a", EndpointRole::Bind, EndpointState::Bound, "", 1}); }
+
+    Board board{ConfigurationFile{"id", {}, {{"p", "rpcservicepublisher", {}, {"unix:a"}, "", ""}}, {}}};
+};
+
+TEST_F(Heartbeat, NamesEndpointsAndServices) {
+    EXPECT_THAT(says(),
+                EndsWith("still waiting: p unix:a is binding; the services of p are not published\n"));
+}
+
+TEST_F(Heartbeat, NamesOnlyWhatIsMissing) {
+    bound();
+
+    EXPECT_THAT(says(), EndsWith("still waiting: the services of p are not published\n"));
+}
+
+TEST_F(Heartbeat, NamesThePeersWhenAllOfTheConfigurationIsThere) {
+    bound();
+    board.apply(ServicesPublished{"p", 1});
+
+    EXPECT_THAT(says(), EndsWith("still waiting: interfaces of peers\n"));
 }
 
 } // namespace

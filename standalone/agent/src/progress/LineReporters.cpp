@@ -12,7 +12,6 @@ namespace agent::program {
 
 namespace {
 
-constexpr std::chrono::seconds heartbeat{10};
 constexpr int jsonFormatVersion = 1;
 
 double secondsSince(Board::Clock::time_point start) {
@@ -44,7 +43,7 @@ void PlainReporter::changed(Change const& change, Board const&) {
 }
 
 void PlainReporter::timePassed(Board const& board, bool waiting) {
-    if (waiting && Board::Clock::now() - lastLine_ >= heartbeat) {
+    if (waiting && Board::Clock::now() - lastLine_ >= heartbeat_) {
         line("still waiting: " + missing(board));
     }
 }

@@ -2,6 +2,8 @@
 #ifndef AGENT_PROGRAM_PROGRESS_LINE_REPORTERS_HPP
 #define AGENT_PROGRAM_PROGRESS_LINE_REPORTERS_HPP
 
+#include <chrono>
+
 #include "progress/Reporter.hpp"
 
 namespace agent::program {
@@ -9,12 +11,17 @@ namespace agent::program {
 // One line for people per change, and now and then one that says what is still missing.
 class PlainReporter : public Reporter {
 public:
+    // Without changes there is a line each `heartbeat`.
+    explicit PlainReporter(Board::Clock::duration heartbeat = std::chrono::seconds(10))
+        : heartbeat_(heartbeat) {}
+
     void changed(Change const& change, Board const& board) override;
     void timePassed(Board const& board, bool waiting) override;
 
 private:
     void line(std::string const& text);
 
+    Board::Clock::duration const heartbeat_;
     Board::Clock::time_point const start_ = Board::Clock::now();
     Board::Clock::time_point lastLine_ = start_;
 };
