@@ -6,7 +6,7 @@ import pathlib
 import shutil
 import signal
 
-from support import INVALID, AgentTest, configuration
+from support import INVALID, SUCCESS, AgentTest, configuration
 
 LATE_REPORT = pathlib.Path(os.environ["SPF_TEST_LATE_REPORT_BUNDLE"])
 BEFORE = configuration("c", bind=["unix:first"], interfaces=["Lamp"])
@@ -154,6 +154,16 @@ class Hangup(ChangeTest):
         self.start(configuration("late", bind=["unix:late"]))
         agent.wait_for(event="ready")
         self.check_goes_on(agent)
+
+    def test_the_time_to_stay_goes_on_while_a_modification_is_late_and_its_mending_is_a_success(self):
+        agent = self.ready("--for", "3s", "--timeout", "1s")
+        self.reload(agent, configuration("c", bind=["unix:first"], connect=["unix:nobody"]))
+        agent.wait_for(event="outstanding", endpoint="unix:nobody")
+        self.reload(agent, AFTER)
+        mended = agent.wait_for(event="ready")
+        ended = agent.wait_for(event="withdrawing")
+        self.assertLess(ended["elapsed"] - mended["elapsed"], 3)
+        self.assertEqual(agent.end(), SUCCESS)
 
     def test_a_failure_that_a_modification_has_mended_fails_again_aloud(self):
         bad = configuration("c", bind=["unix:first", "carrier-pigeon:7"])

@@ -60,6 +60,22 @@ class WhileStarting(GatedAgentTest):
         self.assertNotIn("ready c", agent.results())
         self.assertFalse((self.directory / "mine").exists())
 
+    def test_a_start_that_does_not_end_is_waited_for_so_long_only(self):
+        agent = self.start_gated("SPF_TEST_START_GATE", configuration("c"))
+        agent.wait_for(event="starting")
+        agent.send(signal.SIGTERM)
+        agent.wait_for(event="withdrawing")
+        self.assertEqual(agent.end(), TERMINATED)
+        self.assertEqual(
+            agent.texts("failure"),
+            [
+                "not withdrawn within 10s; the service framework is still being started",
+                "the framework did not stop within 5s",
+            ],
+        )
+        begin, end = (agent.seen_of(event)[0]["elapsed"] for event in ("withdrawing", "failure"))
+        self.assertLess(end - begin, 15)
+
     def test_second_signal_leaves_at_once(self):
         agent = self.start_gated("SPF_TEST_START_GATE", configuration("c"))
         agent.wait_for(event="starting")

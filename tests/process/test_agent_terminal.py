@@ -109,6 +109,14 @@ class Sizes(TerminalTest):
     def test_narrower_leaves_one_table_that_fits_on_terminals_that_wrap(self):
         self.check_narrower(wrap=True)
 
+    def test_narrower_keeps_the_results(self):
+        screen = self.start_on_terminal(configuration("c", bind=["unix:mine"]))
+        screen.wait_until(has("configuration c is ready"))
+        screen.wait_until(lambda rows: "ready c" in rows)
+        screen.resize(34, 24)
+        rows = screen.wait_until(lambda rows: has("~")(rows) and "ready c" in rows)
+        self.table(rows)
+
     def test_wider_shows_the_reasons_again(self):
         screen = self.start_on_terminal(WAITING, columns=34)
         screen.wait_until(has("connecting"))

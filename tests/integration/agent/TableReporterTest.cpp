@@ -55,6 +55,16 @@ TEST_F(TableReporterTest, AnyOtherChangeIsWrittenAtOnce) {
     }
 }
 
+TEST_F(TableReporterTest, AResultTakesThePlaceOfTheTableWhichIsDrawnBelowItAnew) {
+    testing::internal::CaptureStdout();
+    auto const table = drawnBy([&] { reporter.timePassed(board, false); });
+
+    auto const drawn = drawnBy([&] { reporter.result("ready id"); });
+
+    EXPECT_EQ(drawn, "\r\x1b[3A\x1b[J" + table);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ready id\n");
+}
+
 TEST_F(TableReporterTest, WhatIsWrittenHoldsNoControlCharactersOfTheText) {
     EXPECT_THAT(drawnBy([&] { change(Change::Kind::Step, "a\x1b[31mb"); }), HasSubstr("a\\x1b[31mb\n"));
 }

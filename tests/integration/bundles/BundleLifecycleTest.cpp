@@ -355,6 +355,19 @@ TEST_F(BundleLifecycle, APublisherThatGoesUnderAnotherPIDIsMissedUnderItsFirst) 
     EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
 }
 
+TEST_F(BundleLifecycle, AFactoryWhosePIDIsNoTextIsNobodysPublisher) {
+    installation_.context().RegisterService<cppmicroservices::service::cm::ManagedServiceFactory>(
+        std::make_shared<SilentPublisher>(),
+        {{cppmicroservices::Constants::SERVICE_PID, cppmicroservices::Any(7)}});
+    auto framework = installation_.bundle("agent_spf_configurationframework");
+    framework.Stop();
+
+    framework.Start();
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {socketEndpoint("a.sock")}).build());
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+}
+
 // The framework bundle and the publisher are told in any order that their configurations are gone.
 TEST_F(BundleLifecycle, ARestartOfConfigurationAdminWithdrawsEverythingAndTheNextConfigurationIsPublished) {
     auto const endpoint = socketEndpoint("a.sock");

@@ -19,6 +19,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using testing::ThrowsMessage;
 
@@ -166,6 +167,19 @@ TEST_F(BundleInstallation, WhatTheFrameworkThrewIsNestedInTheError) {
     };
     EXPECT_THAT(nested,
                 ThrowsMessage<std::runtime_error>(AllOf(StartsWith("Bundle"), HasSubstr("out of coffee"))));
+}
+
+TEST_F(BundleInstallation, WhatTheFrameworkThrewAtAnInstallationIsNestedInTheError) {
+    installation.addFile("bundles/text.so", "no shared library");
+
+    auto const nested = [] {
+        try {
+            installAndStart(Path(u"bundles"));
+        } catch (std::nested_exception const& error) {
+            error.rethrow_nested();
+        }
+    };
+    EXPECT_THAT(nested, ThrowsMessage<std::runtime_error>(Not(StartsWith("cannot install the bundle"))));
 }
 
 TEST_F(BundleInstallation, ActivatorMayInstallAnotherDirectory) {
