@@ -244,12 +244,16 @@ void ConfigurationStore::stop() {
     {
         std::lock_guard lock{mutex_};
         queues_->refuse(); // in one step with what is told instead, which so ends all that was ever delivered
-        for (auto const& [pid, record] : records_) {
-            if (record->changeCount > 0) {
-                auto change = removalOf(*record);
-                auto recipients = recipientsWithLock(change);
-                farewells.emplace_back(std::move(change), std::move(recipients));
+        try {
+            for (auto const& [pid, record] : records_) {
+                if (record->changeCount > 0) {
+                    auto change = removalOf(*record);
+                    auto recipients = recipientsWithLock(change);
+                    farewells.emplace_back(std::move(change), std::move(recipients));
+                }
             }
+        } catch (std::bad_alloc const&) {
+            // There is no memory to tell of the others.
         }
     }
     queues_->stop();

@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <iostream>
+#include <new>
 #include <sstream>
 
 namespace agent::configurationadmin {
@@ -28,8 +29,8 @@ void describe(std::ostream& output, std::exception const& error) {
     }
 }
 
-// One write per line, so that lines of different threads do not mix. Call in an exception handler.
-void logCurrentException(char const* operation, std::string const& pid) {
+// Call in an exception handler.
+std::string lineOnCurrentException(char const* operation, std::string const& pid) {
     std::ostringstream line;
     line << "Configuration Admin: " << operation << " threw for the configuration '" << pid << "': ";
     try {
@@ -40,7 +41,16 @@ void logCurrentException(char const* operation, std::string const& pid) {
         line << "an exception of unknown type";
     }
     line << '\n';
-    std::clog << line.str() << std::flush;
+    return line.str();
+}
+
+// One write per line, so that lines of different threads do not mix. Call in an exception handler.
+void logCurrentException(char const* operation, std::string const& pid) {
+    try {
+        std::clog << lineOnCurrentException(operation, pid) << std::flush;
+    } catch (std::bad_alloc const&) {
+        // There is no memory for the line.
+    }
 }
 
 template <class Service, class Call>
@@ -62,11 +72,13 @@ void tellListeners(Change const& change, Subscribers<ConfigurationListener> cons
     }
     // By the PID's form: one that begins with the separator names no factory, yet is told of as if it did.
     bool const ofFactory = change.pid.find(factorySeparator) != std::string::npos;
-    ConfigurationEvent const event{reference.get(), change.type, ofFactory ? change.pid : std::string{},
-                                   ofFactory ? std::string{} : change.pid};
     for (auto const& listener : *listeners) {
         tell(*listener, "ConfigurationListener::configurationEvent()", change,
-             [&event](ConfigurationListener& service) { service.configurationEvent(event); });
+             [&](ConfigurationListener& service) { // no memory for its event concerns no other
+                 service.configurationEvent({reference.get(), change.type,
+                                             ofFactory ? change.pid : std::string{},
+                                             ofFactory ? std::string{} : change.pid});
+             });
     }
 }
 

@@ -11,7 +11,10 @@
 #include <new>
 #include <thread>
 
+#include <pthread.h>
+
 using agent::spf::frameworksetup::test::AllocationFailure;
+using agent::spf::frameworksetup::test::AllocationFailureOfThread;
 
 namespace configuration_admin_test {
 
@@ -199,6 +202,91 @@ TEST_F(ConfigurationAdminMemoryFaults,
         }
         return failed;
     });
+}
+
+TEST_F(ConfigurationAdminMemoryFaults,
+       WhicheverAllocationOfItsStopFailsTheBundleLeavesNoThreadAndUsesNothing) {
+    registerService("throwing", [](AnyMap const& properties) {
+        if (properties.empty()) {
+            throw 5;
+        }
+    });
+    registerService("recording");
+    bundle_.Stop();
+    auto const threads = threadCount();
+    testing::internal::CaptureStderr();
+    failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
+        bundle_.Start();
+        for (auto const* const pid : {"recording", "throwing"}) {
+            findAdmin()->GetConfiguration(pid)->Update(numbered(1)).get();
+        }
+        auto const failed = runsOutOfMemoryAt(n, duration, [this] { bundle_.Stop(); });
+        if (bundle_.GetState() == cppmicroservices::Bundle::STATE_ACTIVE) {
+            EXPECT_TRUE(failed);
+            bundle_.Stop();
+        }
+        EXPECT_TRUE(threadCountBecomes(threads));
+        EXPECT_FALSE(findAdmin());
+        EXPECT_THAT(bundle_.GetServicesInUse(), testing::IsEmpty());
+        return failed;
+    });
+    testing::internal::GetCapturedStderr();
+}
+
+// There may be no memory to tell that the bundle stops.
+TEST_F(ConfigurationAdminMemoryFaults,
+       WhicheverAllocationOfAStopFailsTheManifestsConfigurationsGoWithTheNextAtTheLatest) {
+    auto bundle = installWith("pid", numbered(1));
+    failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
+        bundle.Start();
+        EXPECT_EQ(admin_->ListConfigurations().size(), 1U);
+        auto const failed = runsOutOfMemoryAt(n, duration, [&bundle] { bundle.Stop(); });
+        bundle.Start();
+        EXPECT_EQ(admin_->ListConfigurations().size(), 1U);
+        bundle.Stop();
+        EXPECT_THAT(admin_->ListConfigurations(), testing::IsEmpty());
+        return failed;
+    });
+}
+
+// Nothing half-made is left that would be taken for a client's.
+TEST_F(ConfigurationAdminMemoryFaults,
+       ManifestsConfigurationThatCouldNotBeStoredIsNewWhenTheBundleStartsAgain) {
+    auto bundle = installWith("pid", mapOf({}));
+    failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
+        auto const failed = runsOutOfMemoryAt(n, duration, [&bundle] { bundle.Start(); });
+        bundle.Stop();
+        EXPECT_THAT(admin_->ListConfigurations(), testing::IsEmpty());
+        bundle.Start();
+        EXPECT_EQ(admin_->GetConfiguration("pid")->GetChangeCount(), 1U);
+        bundle.Stop();
+        return failed;
+    });
+}
+
+TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterOnesHappen) {
+    static constexpr char const* deliveries = "deliveries";
+    std::string const pid(100, 'p');
+    registerService(pid, [](AnyMap const&) { ::pthread_setname_np(::pthread_self(), deliveries); });
+    auto const listener = registerListener();
+    auto const configuration = admin_->GetConfiguration(pid);
+    configuration->Update(numbered(0)).get();
+    testing::internal::CaptureStderr();
+    auto failed = true;
+    std::size_t n = 0;
+    while (failed && !HasFailure()) {
+        ++n;
+        {
+            AllocationFailureOfThread const failure(deliveries, n);
+            EXPECT_TRUE(becomesReady(configuration->Update(numbered(1))));
+            failed = failure.happened();
+        }
+        auto const before = listener->events.values().size();
+        EXPECT_TRUE(becomesReady(configuration->Update(numbered(2))));
+        EXPECT_EQ(listener->events.values().size(), before + 1);
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_GT(n, 2U);
 }
 
 } // namespace configuration_admin_test
