@@ -16,7 +16,9 @@ endif()
 find_program(SPF_CCACHE ccache)
 mark_as_advanced(SPF_CCACHE)
 if(SPF_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${SPF_CCACHE}")
+    # Only thus does ccache keep what is compiled with a precompiled header; ours has no __DATE__ or __TIME__ in it.
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        "${CMAKE_COMMAND}" -E env CCACHE_SLOPPINESS=pch_defines,time_macros "${SPF_CCACHE}")
 endif()
 
 find_package(Threads REQUIRED)
