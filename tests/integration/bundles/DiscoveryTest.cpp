@@ -119,6 +119,26 @@ TEST_F(Discovery, StaysWithWhatItFoundWhileThatIsAnnounced) {
     EXPECT_TRUE(told_->waitFor("unix:/second"));
 }
 
+TEST_F(Discovery, OfSeveralThatAnnounceANameTheFirstCounts) {
+    std::filesystem::create_directory(path_);
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
+    AnnouncementFile const second(path_ / "b.json", {"name", "unix:/second"});
+    AnnouncementFile const first(path_ / "a.json", {"name", "unix:/first"});
+
+    auto const handle = lookOut("name");
+
+    EXPECT_TRUE(told_->waitUntil([](auto const& told) { return !told.empty(); }));
+    EXPECT_EQ(told_->values().front(), "unix:/first");
+}
+
+TEST_F(Discovery, AnAnnouncementOfMoreThan64KiBIsPassedOver) {
+    auto const announcement = discovery_.announce("name", "unix:/" + std::string(65536, 'x'));
+
+    auto const handle = lookOut("name");
+
+    EXPECT_TRUE(told_->waitFor("-"));
+}
+
 TEST_F(Discovery, NamesAreWholeAndMayHoldAnyCharacter) {
     auto const other = discovery_.announce("../na/me.x", "unix:/other");
     auto const announcement = discovery_.announce("../na/me", "unix:/a");

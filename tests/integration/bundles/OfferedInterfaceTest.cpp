@@ -42,6 +42,16 @@ TEST(OfferedInterface, ARequiredPropertyIsCarriedWithoutThePrefix) {
               std::string("30"));
 }
 
+TEST(OfferedInterface, ARequiredPropertyCountsBeforeAnotherOfItsName) {
+    auto requested = makeMap();
+    requested["timeout"] = std::string("10");
+    requested[required + "timeout"] = std::string("30");
+
+    auto const offer = readInterface(interfaceEntry(requested), "publisher \"p\"");
+
+    EXPECT_EQ(offer.properties.at("timeout"), std::string("30"));
+}
+
 TEST(OfferedInterface, ARequiredPropertyWhoseNameHasDotsIsPutTogetherAgain) {
     auto inner = makeMap();
     inner["b"] = std::string("1");

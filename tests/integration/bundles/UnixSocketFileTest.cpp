@@ -192,6 +192,15 @@ TEST_F(UnixSocketFile, IsMadeWhoeverLocksItsDirectory) {
     EXPECT_EQ(bindAndReport(), "bound " + endpoint());
 }
 
+TEST_F(UnixSocketFile, ALinkInThePlaceOfTheLockIsNotFollowed) {
+    auto const elsewhere = directory_.path() / "elsewhere";
+    std::filesystem::create_symlink(elsewhere, lockPath());
+
+    EXPECT_THAT(bindAndReport(), testing::StartsWith("failed: cannot bind " + endpoint() + ": cannot open "));
+
+    EXPECT_FALSE(std::filesystem::exists(elsewhere));
+}
+
 TEST_F(UnixSocketFile, NoFileButOneOfThisUserIsLocked) {
     ASSERT_EQ(::mkfifo(lockPath().c_str(), S_IRUSR | S_IWUSR), 0);
     auto const notOfThisUser =
