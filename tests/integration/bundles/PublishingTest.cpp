@@ -23,6 +23,26 @@ TEST_F(Publishing, BindsAUnixEndpointAndPublishes) {
     EXPECT_TRUE(std::filesystem::is_socket(socketPath("a.sock")));
 }
 
+TEST_F(Publishing, AListenerThatThrowsKeepsNoOtherFromItsEvents) {
+    struct Throwing : agent::spf::frameworklistener::FrameworkListener {
+        void handleEvent(std::shared_ptr<agent::spf::frameworklistener::Event>) override { throw 1; }
+    };
+    using agent::spf::frameworklistener::FrameworkListener;
+    std::vector<std::shared_ptr<EventRecorder>> others; // some before and some behind those that throw
+    for (int i = 0; i < 10; ++i) {
+        installation_.context().RegisterService<FrameworkListener>(std::make_shared<Throwing>());
+        others.push_back(std::make_shared<EventRecorder>());
+        installation_.context().RegisterService<FrameworkListener>(others.back());
+    }
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {}).build());
+
+    EXPECT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+    for (auto const& other : others) {
+        EXPECT_TRUE(other->events.waitFor("AllServicesPublished p 1"));
+    }
+}
+
 TEST_F(Publishing, UnixSocketsAreTheirUsersAlone) {
     installation_.publish("one", ConfigurationMap().publisher("p", {socketEndpoint("a.sock")}).build());
 
