@@ -21,6 +21,20 @@ std::size_t const maximumOfBusyThreads = std::max<std::size_t>(2, std::thread::h
 
 thread_local SerialQueues::Current SerialQueues::current_;
 
+void SerialQueues::ReadyQueues::append(NamedQueue& queue) noexcept {
+    *end_ = &queue;
+    end_ = &queue.second.nextReady;
+}
+
+SerialQueues::NamedQueue& SerialQueues::ReadyQueues::takeFirst() noexcept {
+    auto& queue = *first_;
+    first_ = std::exchange(queue.second.nextReady, nullptr);
+    if (empty()) {
+        end_ = &first_;
+    }
+    return queue;
+}
+
 void SerialQueues::start() {
     std::lock_guard lock{mutex_};
     startThreadWithLock();
@@ -38,12 +52,10 @@ std::shared_future<void> SerialQueues::post(std::string const& name, Job job) {
     }
     auto& queue = *queues_.try_emplace(name).first;
     auto const isReady = !queue.second.scheduled;
-    if (isReady) {
-        ready_.push_back(&queue); // the last that can fail
-        queue.second.scheduled = true;
-    }
     queue.second.entries.splice(queue.second.entries.end(), entry);
     if (isReady) {
+        queue.second.scheduled = true;
+        ready_.append(queue);
         callThreadWithLock();
     } else if (waiters_ > 0) {
         progress_.notify_all();
@@ -202,8 +214,7 @@ void SerialQueues::lookOutWithLock(std::unique_lock<std::mutex>& lock) {
 
 // Afterwards the queue is ready again, for this thread if no other takes it, or gone.
 void SerialQueues::runReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
-    auto& queue = *ready_.front();
-    ready_.pop_front();
+    auto& queue = ready_.takeFirst();
     ++busy_;
     auto const round = round_;
     if (!ready_.empty()) {
@@ -218,7 +229,7 @@ void SerialQueues::runReadyQueueWithLock(std::unique_lock<std::mutex>& lock) {
     if (queue.second.entries.empty()) {
         queues_.erase(queues_.find(queue.first));
     } else {
-        ready_.push_back(&queue);
+        ready_.append(queue);
     }
 }
 

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
 #include <future>
 #include <list>
@@ -14,6 +13,7 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 
 namespace agent::configurationadmin {
 
@@ -55,12 +55,31 @@ private:
         Job job;
         std::promise<void> done;
     };
+    struct Queue;
+    using NamedQueue = std::pair<std::string const, Queue>;
     struct Queue {
         std::list<Entry> entries;
-        bool scheduled = false; // in ready_ or run by a thread
+        bool scheduled = false;          // in ready_ or run by a thread
+        NamedQueue* nextReady = nullptr; // behind this one in ready_
     };
-    using NamedQueues = std::unordered_map<std::string, Queue>;
-    using NamedQueue = NamedQueues::value_type;
+
+    // Queues in the order in which they became ready. Linked to each other, so that a thread puts back a
+    // queue without need of memory, the lack of which it could tell nobody.
+    class ReadyQueues {
+    public:
+        ReadyQueues() = default;
+        ReadyQueues(ReadyQueues const&) = delete;
+        ReadyQueues& operator=(ReadyQueues const&) = delete;
+
+        bool empty() const noexcept { return first_ == nullptr; }
+        void append(NamedQueue& queue) noexcept;
+        // There must be one.
+        NamedQueue& takeFirst() noexcept;
+
+    private:
+        NamedQueue* first_ = nullptr;
+        NamedQueue** end_ = &first_; // where the next one is linked
+    };
 
     // What the calling thread is running, if it is a thread of this class.
     struct Current {
@@ -83,8 +102,8 @@ private:
     // Guards everything below. No job is run or destroyed under it, and no entry is allocated or freed: both
     // can wait for a thread that does the same, which would keep all others waiting.
     std::mutex mutex_;
-    NamedQueues queues_;
-    std::deque<NamedQueue*> ready_;  // have entries and wait for a thread
+    std::unordered_map<std::string, Queue> queues_;
+    ReadyQueues ready_;              // have entries and wait for a thread
     std::list<std::thread> threads_; // at least one from start() to stop()
     std::list<std::thread> retired_; // at most one: each thread that retires joins the one before it
     std::size_t idle_ = 0;           // threads that wait in called_ or have just been called

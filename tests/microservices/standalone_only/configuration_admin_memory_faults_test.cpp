@@ -5,6 +5,7 @@
 #include "support/AllocationFailure.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <filesystem>
 #include <iterator>
@@ -287,6 +288,33 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterO
     }
     testing::internal::GetCapturedStderr();
     EXPECT_GT(n, 2U);
+}
+
+// It could tell nobody; and there are so many of them that each allocation that is made now and then only is.
+TEST_F(ConfigurationAdminMemoryFaults, BetweenTheDeliveriesOfAConfigurationItsThreadNeedsNoMemory) {
+    static constexpr char const* deliveries = "deliveries";
+    static constexpr int updates = 1000;
+    struct Counting : ManagedService {
+        void Updated(AnyMap const& /*properties*/) override {
+            ::pthread_setname_np(::pthread_self(), deliveries);
+            started.pass();
+            ++told;
+        }
+        Gate started;
+        std::atomic<int> told{0};
+    };
+    auto const service = std::make_shared<Counting>();
+    registerFor<ManagedService>("pid", service);
+    auto const configuration = admin_->GetConfiguration("pid");
+    auto last = configuration->Update(numbered(1)); // this one waits, so that the others queue up
+    for (int i = 1; i < updates; ++i) {
+        last = configuration->Update(numbered(1));
+    }
+    AllocationFailureOfThread const failure(deliveries, 1);
+    service->started.open();
+    EXPECT_TRUE(becomesReady(last));
+    EXPECT_EQ(service->told, updates);
+    EXPECT_FALSE(failure.happened());
 }
 
 } // namespace configuration_admin_test
