@@ -1,6 +1,7 @@
 // What runs out of memory. Only the standalone Configuration Admin promises that a change that does holds up
 // no later one, and that its bundle leaves nothing behind.
 #include "ConfigurationAdminFixture.hpp"
+#include "failEachAllocation.hpp"
 #include "givenManifests.hpp"
 #include "support/AllocationFailure.hpp"
 
@@ -48,15 +49,15 @@ protected:
         return threadCount() == count;
     }
 
-    // Calls `call` with the n-th allocation failing. Whether there was one.
+    // Whether `call`, which may throw, has an n-th allocation. That one fails, or all from there on.
     template <class Call>
     static bool runsOutOfMemoryAt(std::size_t n, AllocationFailure::Duration duration, Call const& call) {
-        AllocationFailure const failure(n, duration);
-        try {
-            call();
-        } catch (std::exception const&) {
-        }
-        return failure.happened();
+        return ::runsOutOfMemoryAt(n, duration, [&call] {
+            try {
+                call();
+            } catch (std::exception const&) {
+            }
+        });
     }
 
     // Calls `fails(n, duration)` for each n from 1 until there is no n-th allocation to fail.
@@ -64,14 +65,7 @@ protected:
     static void failEachAllocation(Fails const& fails) {
         for (auto const duration :
              {AllocationFailure::Duration::Once, AllocationFailure::Duration::Lasting}) {
-            auto failed = true;
-            std::size_t n = 0;
-            while (failed && !HasFailure()) {
-                ++n;
-                SCOPED_TRACE(n);
-                failed = fails(n, duration);
-            }
-            EXPECT_GT(n, 10U);
+            EXPECT_GT(::failEachAllocation([&](std::size_t n) { return fails(n, duration); }), 10U);
         }
     }
 };
@@ -81,12 +75,8 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsLaterOn
     constexpr int updates = 200;
     auto const service = registerService("pid");
     auto const configuration = admin_->GetConfiguration("pid");
-    std::size_t n = 0;
-    auto failed = true;
-    while (failed && !HasFailure()) {
-        ++n;
-        SCOPED_TRACE(n);
-        failed = false;
+    auto const count = ::failEachAllocation([&](std::size_t n) {
+        auto failed = false;
         for (int i = 0; i < updates; ++i) {
             auto const properties = numbered(i);
             AllocationFailure const failure(n);
@@ -98,8 +88,9 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsLaterOn
         }
         EXPECT_TRUE(becomesReady(configuration->Update(numbered(updates))));
         EXPECT_EQ(service->numbers().back(), updates);
-    }
-    EXPECT_GT(n, 5U);
+        return failed;
+    });
+    EXPECT_GT(count, 5U);
 }
 
 TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsItChangesNothingOrIsDelivered) {
@@ -107,9 +98,8 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsItChang
     auto const configuration = admin_->GetConfiguration("pid");
     auto expected = 0;
     configuration->Update(numbered(expected)).get();
-    auto failed = true;
-    for (std::size_t n = 1; failed && !HasFailure(); ++n) {
-        SCOPED_TRACE(n);
+    ::failEachAllocation([&](std::size_t n) {
+        auto failed = false;
         auto const number = static_cast<int>(n);
         auto const changes = configuration->GetChangeCount();
         auto const properties = numbered(number);
@@ -126,14 +116,14 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAnUpdateFailsItChang
         EXPECT_EQ(numberIn(configuration->GetProperties()), expected);
         EXPECT_TRUE(becomesReady(configuration->Update(numbered(expected)))); // behind what was delivered
         EXPECT_EQ(service->numbers().size(), configuration->GetChangeCount());
-    }
+        return failed;
+    });
 }
 
 TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfARemovalFailsItChangesNothingOrIsDelivered) {
     auto const factory = registerFactory("factory");
-    auto failed = true;
-    for (std::size_t n = 1; failed && !HasFailure(); ++n) {
-        SCOPED_TRACE(n);
+    ::failEachAllocation([&](std::size_t n) {
+        auto failed = false;
         auto const configuration = admin_->CreateFactoryConfiguration("factory");
         auto const pid = configuration->GetPid();
         configuration->Update(numbered(1)).get();
@@ -152,7 +142,8 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfARemovalFailsItChang
         }
         EXPECT_TRUE(becomesReady(removal));
         EXPECT_EQ(factory->calls.values().back(), (RecordingFactory::Call{pid, RecordingFactory::removed}));
-    }
+        return failed;
+    });
 }
 
 // What was stored before the memory ran out is not forgotten.
@@ -161,23 +152,12 @@ TEST_F(ConfigurationAdminMemoryFaults,
     auto bundle = context_.InstallBundles(SPF_TEST_BUNDLE_DIRECTORY "/test_brings_configurations.so").at(0);
     bundle.Start(); // loads the library
     bundle.Stop();
-    std::size_t n = 0;
-    auto failed = true;
-    while (failed && !HasFailure()) {
-        ++n;
-        SCOPED_TRACE(n);
-        {
-            AllocationFailure const failure(n);
-            try {
-                bundle.Start();
-            } catch (std::exception const&) {
-            }
-            failed = failure.happened();
-        }
+    failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
+        auto const failed = runsOutOfMemoryAt(n, duration, [&bundle] { bundle.Start(); });
         bundle.Stop();
         EXPECT_THAT(admin_->ListConfigurations(), testing::IsEmpty());
-    }
-    EXPECT_GT(n, 10U);
+        return failed;
+    });
 }
 
 TEST_F(ConfigurationAdminMemoryFaults,
@@ -273,10 +253,8 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterO
     auto const configuration = admin_->GetConfiguration(pid);
     configuration->Update(numbered(0)).get();
     testing::internal::CaptureStderr();
-    auto failed = true;
-    std::size_t n = 0;
-    while (failed && !HasFailure()) {
-        ++n;
+    auto const count = ::failEachAllocation([&](std::size_t n) {
+        auto failed = false;
         {
             AllocationFailureOfThread const failure(deliveries, n);
             EXPECT_TRUE(becomesReady(configuration->Update(numbered(1))));
@@ -285,9 +263,10 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterO
         auto const before = listener->events.values().size();
         EXPECT_TRUE(becomesReady(configuration->Update(numbered(2))));
         EXPECT_EQ(listener->events.values().size(), before + 1);
-    }
+        return failed;
+    });
     testing::internal::GetCapturedStderr();
-    EXPECT_GT(n, 2U);
+    EXPECT_GT(count, 2U);
 }
 
 // It could tell nobody; and there are so many of them that each allocation that is made now and then only is.

@@ -2,6 +2,7 @@
 // promises what becomes of them then.
 #include "FrameworkFixture.hpp"
 #include "bundles/TestService.hpp"
+#include "failEachAllocation.hpp"
 #include "support/AllocationFailure.hpp"
 
 #include <cppmicroservices/ServiceFactory.h>
@@ -42,6 +43,22 @@ public:
     int returned = 0;
 };
 
+// Has one object for all services, and counts how often it gives that and gets it back.
+struct CountingCustomizer : ServiceTrackerCustomizer<testbundles::TestService> {
+    using Reference = ServiceReference<testbundles::TestService>;
+    using Object = std::shared_ptr<testbundles::TestService>;
+    Object AddingService(Reference const&) override {
+        ++given;
+        return object;
+    }
+    void ModifiedService(Reference const&, Object const&) override {}
+    void RemovedService(Reference const&, Object const&) override { ++givenBack; }
+
+    Object const object = std::make_shared<Other>();
+    int given = 0;
+    int givenBack = 0;
+};
+
 class MemoryFaults : public FrameworkTest, public testing::WithParamInterface<AllocationFailure::Duration> {
 protected:
     // Starts the bundle and has it add and use one of each kind.
@@ -58,25 +75,22 @@ protected:
         tracker_->Open();
     }
 
-    // Whether `call` has an n-th allocation. That one fails, or all from there on.
     template <class Call>
     bool runsOutOfMemoryAt(std::size_t n, Call const& call) {
-        AllocationFailure const failure(n, GetParam());
-        call();
-        return failure.happened();
+        return ::runsOutOfMemoryAt(n, GetParam(), call);
     }
 
-    // Calls `fails(n)` for each n from 1 until there is no n-th allocation to fail. Returns the last n.
-    template <class Fails>
-    std::size_t failEachAllocation(Fails const& fails) {
-        std::size_t n = 0;
-        auto failed = true;
-        while (failed && !HasFailure()) {
-            ++n;
-            SCOPED_TRACE(n);
-            failed = fails(n);
-        }
-        return n;
+    // As above, of a tracker that opens. Each object that the customizer gives is tracked or given back.
+    bool openRunsOutOfMemoryAt(std::size_t n, CountingCustomizer& customizer) {
+        ServiceTracker<testbundles::TestService> tracker(context_, &customizer);
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                tracker.Open();
+            } catch (std::bad_alloc const&) {
+            }
+        });
+        EXPECT_EQ(customizer.given, tracker.Size() + customizer.givenBack);
+        return failed;
     }
 
     BundleContext context_ = framework_.GetBundleContext();
@@ -238,31 +252,9 @@ TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {
 }
 
 TEST_P(MemoryFaults, AnObjectThatACustomizerHasGivenIsTrackedOrGivenBackWhicheverAllocationFails) {
-    struct Customizer : ServiceTrackerCustomizer<testbundles::TestService> {
-        using Reference = ServiceReference<testbundles::TestService>;
-        using Object = std::shared_ptr<testbundles::TestService>;
-        Object AddingService(Reference const&) override {
-            ++given;
-            return object;
-        }
-        void ModifiedService(Reference const&, Object const&) override {}
-        void RemovedService(Reference const&, Object const&) override { ++givenBack; }
-
-        Object const object = std::make_shared<Other>();
-        int given = 0;
-        int givenBack = 0;
-    };
     failEachAllocation([&](std::size_t n) {
-        Customizer customizer;
-        ServiceTracker<testbundles::TestService> tracker(context_, &customizer);
-        auto const failed = runsOutOfMemoryAt(n, [&] {
-            try {
-                tracker.Open();
-            } catch (std::bad_alloc const&) {
-            }
-        });
-        EXPECT_EQ(customizer.given, tracker.Size() + customizer.givenBack);
-        return failed;
+        CountingCustomizer customizer;
+        return openRunsOutOfMemoryAt(n, customizer);
     });
 }
 
@@ -337,41 +329,26 @@ TEST_P(MemoryFaults, ListenersAreToldInTheSameOrderWhicheverAllocationFails) {
 
 TEST_P(MemoryFaults, AnObjectIsTrackedOrGivenBackWhicheverAllocationFailsWhileOthersAreAdded) {
     constexpr std::size_t others = 20;
-    struct Customizer : ServiceTrackerCustomizer<testbundles::TestService> {
-        using Reference = ServiceReference<testbundles::TestService>;
-        using Object = std::shared_ptr<testbundles::TestService>;
+    struct Customizer : CountingCustomizer {
         explicit Customizer(BundleContext const& context)
             : context_(context) {
             registrations.reserve(others);
         }
-        Object AddingService(Reference const&) override {
+        Object AddingService(Reference const& reference) override {
             if (++asked <= others) {
                 registrations.push_back(
                     context_.RegisterService<testbundles::TestService>(std::make_shared<Other>()));
             }
-            ++given;
-            return object;
+            return CountingCustomizer::AddingService(reference);
         }
-        void ModifiedService(Reference const&, Object const&) override {}
-        void RemovedService(Reference const&, Object const&) override { ++givenBack; }
 
         BundleContext context_;
-        Object const object = std::make_shared<Other>();
         std::size_t asked = 0;
         std::vector<ServiceRegistration<testbundles::TestService>> registrations;
-        int given = 0;
-        int givenBack = 0;
     };
     failEachAllocation([&](std::size_t n) {
         Customizer customizer(context_);
-        ServiceTracker<testbundles::TestService> tracker(context_, &customizer);
-        auto const failed = runsOutOfMemoryAt(n, [&] {
-            try {
-                tracker.Open();
-            } catch (std::bad_alloc const&) {
-            }
-        });
-        EXPECT_EQ(customizer.given, tracker.Size() + customizer.givenBack);
+        auto const failed = openRunsOutOfMemoryAt(n, customizer);
         for (auto& registration : customizer.registrations) {
             registration.Unregister();
         }
