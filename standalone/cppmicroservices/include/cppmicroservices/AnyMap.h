@@ -231,7 +231,7 @@ public:
     // number.
     mapped_type const& AtCompoundKey(key_type const& key) const;
 
-    // As above, but gives a copy, and `defaultValue` if there is no such value.
+    // As above, but gives a copy, and `defaultValue` if there is no such value or it cannot be copied.
     mapped_type AtCompoundKey(key_type const& key, mapped_type defaultValue) const noexcept;
 };
 

@@ -113,8 +113,14 @@ AnyMap::mapped_type const& AnyMap::AtCompoundKey(key_type const& key) const {
 }
 
 AnyMap::mapped_type AnyMap::AtCompoundKey(key_type const& key, mapped_type defaultValue) const noexcept {
-    Any const* const value = findValue(*this, key);
-    return value ? *value : defaultValue;
+    try {
+        if (Any const* const value = findValue(*this, key)) {
+            return *value;
+        }
+    } catch (...) {
+        // There is no memory to find or copy the value, or its type refuses to be copied.
+    }
+    return defaultValue;
 }
 
 } // namespace cppmicroservices
