@@ -13,8 +13,6 @@
 #include <new>
 #include <thread>
 
-#include <pthread.h>
-
 using agent::spf::frameworksetup::test::AllocationFailure;
 using agent::spf::frameworksetup::test::AllocationFailureOfThread;
 
@@ -246,9 +244,8 @@ TEST_F(ConfigurationAdminMemoryFaults,
 }
 
 TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterOnesHappen) {
-    static constexpr char const* deliveries = "deliveries";
     std::string const pid(100, 'p');
-    registerService(pid, [](AnyMap const&) { ::pthread_setname_np(::pthread_self(), deliveries); });
+    registerService(pid);
     auto const listener = registerListener();
     auto const configuration = admin_->GetConfiguration(pid);
     configuration->Update(numbered(0)).get();
@@ -256,7 +253,7 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterO
     auto const count = ::failEachAllocation([&](std::size_t n) {
         auto failed = false;
         {
-            AllocationFailureOfThread const failure(deliveries, n);
+            AllocationFailureOfThread const failure(n);
             EXPECT_TRUE(becomesReady(configuration->Update(numbered(1))));
             failed = failure.happened();
         }
@@ -269,13 +266,12 @@ TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfADeliveryFailsLaterO
     EXPECT_GT(count, 2U);
 }
 
-// It could tell nobody; and there are so many of them that each allocation that is made now and then only is.
+// It could tell nobody that there is none. There are so many of them that what is allocated now and then is,
+// too.
 TEST_F(ConfigurationAdminMemoryFaults, BetweenTheDeliveriesOfAConfigurationItsThreadNeedsNoMemory) {
-    static constexpr char const* deliveries = "deliveries";
     static constexpr int updates = 1000;
     struct Counting : ManagedService {
         void Updated(AnyMap const& /*properties*/) override {
-            ::pthread_setname_np(::pthread_self(), deliveries);
             started.pass();
             ++told;
         }
@@ -289,7 +285,7 @@ TEST_F(ConfigurationAdminMemoryFaults, BetweenTheDeliveriesOfAConfigurationItsTh
     for (int i = 1; i < updates; ++i) {
         last = configuration->Update(numbered(1));
     }
-    AllocationFailureOfThread const failure(deliveries, 1);
+    AllocationFailureOfThread const failure(1);
     service->started.open();
     EXPECT_TRUE(becomesReady(last));
     EXPECT_EQ(service->told, updates);

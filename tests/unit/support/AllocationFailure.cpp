@@ -18,18 +18,24 @@ thread_local bool lasting = false;
 
 std::atomic<std::size_t> live{0};
 
-std::atomic<char const*> failingThread{nullptr};
+constexpr char const* otherThreads = "";
+thread_local bool isOtherThread = true;
+std::atomic<char const*> failingThread{nullptr};     // the name, or otherThreads
 std::atomic<std::size_t> allocationsLeftOfThread{0}; // as allocationsLeft
 std::atomic<bool> failingOfThread{false};
 
-bool isTimeToFailOfThread() {
-    char const* const expected = failingThread;
-    if (!expected) {
-        return false;
+bool isThisThread(char const* expected) {
+    if (expected == otherThreads) {
+        return isOtherThread;
     }
     char name[16] = "";
     ::pthread_getname_np(::pthread_self(), name, sizeof(name));
-    if (std::string_view(name) != expected || failingOfThread || --allocationsLeftOfThread != 0) {
+    return std::string_view(name) == expected;
+}
+
+bool isTimeToFailOfThread() {
+    char const* const expected = failingThread;
+    if (!expected || !isThisThread(expected) || failingOfThread || --allocationsLeftOfThread != 0) {
         return false;
     }
     failingOfThread = true;
@@ -86,8 +92,14 @@ AllocationFailureOfThread::AllocationFailureOfThread(char const* thread, std::si
     failingThread = thread;
 }
 
+AllocationFailureOfThread::AllocationFailureOfThread(std::size_t n)
+    : AllocationFailureOfThread(otherThreads, n) {
+    isOtherThread = false;
+}
+
 AllocationFailureOfThread::~AllocationFailureOfThread() {
     failingThread = nullptr;
+    isOtherThread = true;
 }
 
 bool AllocationFailureOfThread::happened() const {

@@ -21,10 +21,12 @@ public:
     bool happened() const;
 };
 
-// The same for the one allocation of whichever thread has this name, and whoever made it. One at a time.
+// The same for the one allocation of whichever thread has this name; without a name, of whichever has not
+// made this. One at a time.
 class AllocationFailureOfThread {
 public:
     AllocationFailureOfThread(char const* thread, std::size_t n);
+    explicit AllocationFailureOfThread(std::size_t n);
     ~AllocationFailureOfThread();
     AllocationFailureOfThread(AllocationFailureOfThread const&) = delete;
     AllocationFailureOfThread& operator=(AllocationFailureOfThread const&) = delete;
