@@ -63,7 +63,7 @@ protected:
     static void failEachAllocation(Fails const& fails) {
         for (auto const duration :
              {AllocationFailure::Duration::Once, AllocationFailure::Duration::Lasting}) {
-            EXPECT_GT(::failEachAllocation([&](std::size_t n) { return fails(n, duration); }), 10U);
+            EXPECT_GT(::failEachAllocation([&](std::size_t n) { return fails(n, duration); }), 5U);
         }
     }
 };
@@ -200,10 +200,7 @@ TEST_F(ConfigurationAdminMemoryFaults,
             findAdmin()->GetConfiguration(pid)->Update(numbered(1)).get();
         }
         auto const failed = runsOutOfMemoryAt(n, duration, [this] { bundle_.Stop(); });
-        if (bundle_.GetState() == cppmicroservices::Bundle::STATE_ACTIVE) {
-            EXPECT_TRUE(failed);
-            bundle_.Stop();
-        }
+        EXPECT_EQ(bundle_.GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
         EXPECT_TRUE(threadCountBecomes(threads));
         EXPECT_FALSE(findAdmin());
         EXPECT_THAT(bundle_.GetServicesInUse(), testing::IsEmpty());
@@ -212,17 +209,14 @@ TEST_F(ConfigurationAdminMemoryFaults,
     testing::internal::GetCapturedStderr();
 }
 
-// There may be no memory to tell that the bundle stops.
-TEST_F(ConfigurationAdminMemoryFaults,
-       WhicheverAllocationOfAStopFailsTheManifestsConfigurationsGoWithTheNextAtTheLatest) {
+TEST_F(ConfigurationAdminMemoryFaults, WhicheverAllocationOfAStopFailsTheManifestsConfigurationsGo) {
+    registerListener(); // is told of it, if there is memory for that
     auto bundle = installWith("pid", numbered(1));
     failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
         bundle.Start();
         EXPECT_EQ(admin_->ListConfigurations().size(), 1U);
         auto const failed = runsOutOfMemoryAt(n, duration, [&bundle] { bundle.Stop(); });
-        bundle.Start();
-        EXPECT_EQ(admin_->ListConfigurations().size(), 1U);
-        bundle.Stop();
+        EXPECT_EQ(bundle.GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
         EXPECT_THAT(admin_->ListConfigurations(), testing::IsEmpty());
         return failed;
     });

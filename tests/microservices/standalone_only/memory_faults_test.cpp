@@ -13,6 +13,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -104,22 +105,11 @@ protected:
 
 } // namespace
 
-TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStoppedOrAsBefore) {
+TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStopped) {
     auto bundle = context_.InstallBundles(locationOf("registers_service")).at(0);
     auto const count = failEachAllocation([&](std::size_t n) {
         startAndUse(bundle);
-        auto const failed = runsOutOfMemoryAt(n, [&] {
-            try {
-                bundle.Stop();
-            } catch (std::bad_alloc const&) {
-            }
-        });
-        if (bundle.GetState() == Bundle::STATE_ACTIVE) {
-            EXPECT_TRUE(failed);
-            EXPECT_EQ(bundle.GetRegisteredServices().size(), 1U);
-            EXPECT_EQ(bundle.GetServicesInUse().size(), 2U); // its own, which it tracks, among them
-            bundle.Stop();
-        }
+        auto const failed = runsOutOfMemoryAt(n, [&] { bundle.Stop(); });
         EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
         EXPECT_THAT(bundle.GetRegisteredServices(), IsEmpty());
         EXPECT_THAT(made_.GetReference().GetUsingBundles(), IsEmpty());
@@ -131,7 +121,7 @@ TEST_P(MemoryFaults, WhicheverAllocationFailsTheBundleIsStoppedOrAsBefore) {
         EXPECT_EQ(heard_, 0);
         return failed;
     });
-    EXPECT_GT(count, 5U);
+    EXPECT_GT(count, 2U);
 }
 
 TEST_P(MemoryFaults, AnInstallationThatRunsOutOfMemoryLeavesNothing) {
@@ -237,6 +227,61 @@ TEST_P(MemoryFaults, AnObjectThatCannotBeHandedOutIsGivenBackToItsFactory) {
     };
     eachFails([&] { context_.GetService(reference); });
     eachFails([&] { objects.GetService(); });
+}
+
+TEST_P(MemoryFaults, AnObjectIsGivenBackToAFactoryThatThrowsWhicheverAllocationFails) {
+    class Throwing : public Factory {
+        void UngetService(Bundle const&, ServiceRegistrationBase const&,
+                          InterfaceMapConstPtr const&) override {
+            ++returned;
+            throw std::runtime_error("a factory that is given back what it made");
+        }
+    };
+    context_.AddFrameworkListener([this](FrameworkEvent const&) { ++heard_; });
+    auto const factory = std::make_shared<Throwing>();
+    ServiceRegistration<testbundles::TestService> registration;
+    auto const eachReturns = [&](auto const& giveBack) {
+        auto const count = failEachAllocation([&](std::size_t n) {
+            registration = context_.RegisterService<testbundles::TestService>(ToFactory(factory));
+            held_ = context_.GetService(registration.GetReference<testbundles::TestService>());
+            auto const failed = runsOutOfMemoryAt(n, giveBack);
+            EXPECT_EQ(factory->returned, factory->made);
+            held_.reset();
+            return failed;
+        });
+        EXPECT_GT(count, 3U);
+    };
+    eachReturns([this] { held_.reset(); });
+    eachReturns([&] { registration.Unregister(); });
+    EXPECT_GT(heard_, 0);
+}
+
+TEST_P(MemoryFaults, AFactoryThatHasThrownIsAskedAgainWhicheverAllocationFailed) {
+    struct Throwing : ServiceFactory {
+        InterfaceMapConstPtr GetService(Bundle const&, ServiceRegistrationBase const&) override {
+            ++asked;
+            throw std::runtime_error("a factory that makes nothing");
+        }
+        void UngetService(Bundle const&, ServiceRegistrationBase const&,
+                          InterfaceMapConstPtr const&) override {}
+        int asked = 0;
+    };
+    auto const factory = std::make_shared<Throwing>();
+    auto const reference = context_.RegisterService<testbundles::TestService>(ToFactory(factory))
+                               .GetReference<testbundles::TestService>();
+    auto const count = failEachAllocation([&](std::size_t n) {
+        auto const failed = runsOutOfMemoryAt(n, [&] {
+            try {
+                EXPECT_FALSE(context_.GetService(reference));
+            } catch (std::bad_alloc const&) {
+            }
+        });
+        factory->asked = 0;
+        EXPECT_FALSE(context_.GetService(reference));
+        EXPECT_EQ(factory->asked, 1);
+        return failed;
+    });
+    EXPECT_GT(count, 3U);
 }
 
 TEST_P(MemoryFaults, ATrackerIsClosedWhicheverAllocationFails) {

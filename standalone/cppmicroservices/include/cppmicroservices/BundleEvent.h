@@ -2,15 +2,13 @@
 #ifndef CPPMICROSERVICES_BUNDLEEVENT_H
 #define CPPMICROSERVICES_BUNDLEEVENT_H
 
+#include "cppmicroservices/Bundle.h"
 #include "cppmicroservices/FrameworkExport.h"
 
 #include <cstdint>
 #include <iostream>
-#include <memory>
 
 namespace cppmicroservices {
-
-class Bundle;
 
 class US_Framework_EXPORT BundleEvent {
 public:
@@ -44,8 +42,10 @@ public:
     bool operator==(BundleEvent const& evt) const;
 
 private:
-    struct Data;
-    std::shared_ptr<Data const> data_;
+    // In the event itself, so that listeners are told of a bundle that stops while there is no memory.
+    Type type_ = BUNDLE_UNINSTALLED;
+    Bundle bundle_;
+    Bundle origin_;
 };
 
 US_Framework_EXPORT std::ostream& operator<<(std::ostream& os, BundleEvent::Type eventType);

@@ -4,46 +4,72 @@
 #include "BundleRecord.hpp"
 
 #include <stdexcept>
+#include <utility>
 
 namespace cppmicroservices::detail {
 
 BundleChanges::Right::Right(BundleChanges& changes, BundleRecord const& bundle)
     : changes_(changes)
     , bundle_(bundle) {
-    auto const self = std::this_thread::get_id();
     std::unique_lock lock(changes.mutex_);
-    while (changes.holders_.count(&bundle) > 0) {
+    while (changes.findHeldWithLock(bundle)) {
         changes.requireNoCircleWithLock(bundle);
-        changes.waiting_[self] = &bundle;
+        linkWithLock();
         changes.released_.wait(lock);
-        changes.waiting_.erase(self);
+        unlinkWithLock();
     }
-    changes.holders_[&bundle] = self;
+    isHeld_ = true;
+    linkWithLock();
 }
 
 BundleChanges::Right::~Right() {
     std::lock_guard const lock(changes_.mutex_);
-    changes_.holders_.erase(&bundle_);
+    unlinkWithLock();
     changes_.released_.notify_all();
+}
+
+void BundleChanges::Right::linkWithLock() {
+    next_ = std::exchange(changes_.rights_, this);
+}
+
+void BundleChanges::Right::unlinkWithLock() {
+    auto** link = &changes_.rights_;
+    while (*link != this) {
+        link = &(*link)->next_;
+    }
+    *link = next_;
+}
+
+BundleChanges::Right const* BundleChanges::findHeldWithLock(BundleRecord const& bundle) const {
+    auto const* right = rights_;
+    while (right && !(right->isHeld_ && &right->bundle_ == &bundle)) {
+        right = right->next_;
+    }
+    return right;
+}
+
+BundleChanges::Right const* BundleChanges::findAwaitedWithLock(std::thread::id thread) const {
+    auto const* right = rights_;
+    while (right && (right->isHeld_ || right->thread_ != thread)) {
+        right = right->next_;
+    }
+    return right;
 }
 
 void BundleChanges::requireNoCircleWithLock(BundleRecord const& bundle) const {
     auto const self = std::this_thread::get_id();
-    auto const* wanted = &bundle;
-    for (auto holder = holders_.find(wanted); holder != holders_.end(); holder = holders_.find(wanted)) {
-        if (holder->second == self && wanted == &bundle) {
-            throw std::logic_error(bundle.description() + " tries to change its own state");
-        }
-        if (holder->second == self) {
+    auto const* held = findHeldWithLock(bundle);
+    if (held->thread_ == self) {
+        throw std::logic_error(bundle.description() + " tries to change its own state");
+    }
+    while (held) {
+        auto const* const awaited = findAwaitedWithLock(held->thread_);
+        held = awaited ? findHeldWithLock(awaited->bundle_) : nullptr;
+        if (held && held->thread_ == self) {
             throw std::runtime_error(
                 bundle.description() +
                 " cannot change its state: the thread that changes it waits for this one");
         }
-        auto const waiting = waiting_.find(holder->second);
-        if (waiting == waiting_.end()) {
-            return;
-        }
-        wanted = waiting->second;
     }
 }
 

@@ -5,7 +5,6 @@
 #include <condition_variable>
 #include <mutex>
 #include <thread>
-#include <unordered_map>
 
 namespace cppmicroservices::detail {
 
@@ -14,7 +13,7 @@ class BundleRecord;
 // Gives one thread at a time the right to start, stop or uninstall a bundle. The right is no lock:
 // activators and listeners run while it is held, and may change other bundles. Threads that would wait for
 // each other without end are found, and the one that would close the circle gets an exception instead.
-// Thread safe.
+// Thread safe. Takes no memory: a bundle can be stopped without.
 class BundleChanges {
 public:
     // The calling thread's right to change `bundle`, for as long as this object lives.
@@ -29,17 +28,28 @@ public:
         ~Right();
 
     private:
+        friend class BundleChanges;
+
+        void linkWithLock();
+        void unlinkWithLock();
+
         BundleChanges& changes_;
         BundleRecord const& bundle_;
+        std::thread::id const thread_ = std::this_thread::get_id();
+        bool isHeld_ = false; // otherwise its thread waits for it
+        Right* next_ = nullptr;
     };
 
 private:
+    // Null if nobody holds it.
+    Right const* findHeldWithLock(BundleRecord const& bundle) const;
+    // Null if the thread waits for none.
+    Right const* findAwaitedWithLock(std::thread::id thread) const;
     void requireNoCircleWithLock(BundleRecord const& bundle) const;
 
     std::mutex mutex_; // guards what follows
     std::condition_variable released_;
-    std::unordered_map<BundleRecord const*, std::thread::id> holders_;
-    std::unordered_map<std::thread::id, BundleRecord const*> waiting_;
+    Right* rights_ = nullptr; // linked to each other; those that are held or waited for
 };
 
 } // namespace cppmicroservices::detail

@@ -110,7 +110,7 @@ void BundleRecord::uninstall(FrameworkCore& core) {
         try {
             rethrowStopFailure(deactivate(core));
         } catch (...) {
-            core.report(FrameworkEvent::FRAMEWORK_ERROR, self, std::string(), std::current_exception());
+            core.report(FrameworkEvent::FRAMEWORK_ERROR, self, {}, std::current_exception());
         }
     }
     setState(Bundle::STATE_INSTALLED);

@@ -183,16 +183,16 @@ void BundleTable::remove(BundleRecord const& record) {
     byId_.erase(found);
 }
 
-std::vector<BundleTable::Record> BundleTable::clear() {
+std::map<long, BundleTable::Record> BundleTable::clear() {
     std::lock_guard const lock(mutex_);
-    std::vector<Record> records;
-    for (auto entry = std::next(byId_.begin()); entry != byId_.end(); ++entry) {
-        records.push_back(entry->second);
-        byLocation_.erase(entry->second->location());
+    std::map<long, Record> cleared;
+    cleared.swap(byId_);
+    byId_.insert(cleared.extract(cleared.begin()));
+    for (auto const& [id, record] : cleared) {
+        byLocation_.erase(record->location());
     }
-    byId_.erase(std::next(byId_.begin()), byId_.end());
     lastId_ = 0;
-    return records;
+    return cleared;
 }
 
 BundleTable::Record BundleTable::find(long id) const {
@@ -213,6 +213,22 @@ std::vector<BundleTable::Record> BundleTable::all() const {
         records.insert(records.end(), bundles.begin(), bundles.end());
     }
     return records;
+}
+
+BundleTable::Record BundleTable::findLastBefore(BundleRecord const* end) const {
+    auto const isBefore = [end](Record const& record) {
+        return !end || record->location() != end->location() || record->id() < end->id();
+    };
+    std::lock_guard const lock(mutex_);
+    auto next = end ? byLocation_.upper_bound(end->location()) : byLocation_.end();
+    while (next != byLocation_.begin()) {
+        auto const& bundles = (--next)->second.bundles;
+        auto const found = std::find_if(bundles.rbegin(), bundles.rend(), isBefore);
+        if (found != bundles.rend()) {
+            return *found;
+        }
+    }
+    return nullptr;
 }
 
 BundleTable::Contents BundleTable::contentsOf(std::string const& location) const {

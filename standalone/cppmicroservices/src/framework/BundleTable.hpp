@@ -34,14 +34,17 @@ public:
     // Installs the running program if it is a bundle.
     void installProgram(FrameworkCore& core);
     void remove(BundleRecord const& record);
-    // Takes all but the system bundle out of the table; identifiers begin anew.
-    std::vector<Record> clear();
+    // Takes all but the system bundle out of the table, without need of memory; identifiers begin anew.
+    std::map<long, Record> clear();
 
     Record find(long id) const;
     // Those of the location, in the order of their installation.
     std::vector<Record> find(std::string const& location) const;
     // In the order of their locations, byte by byte; those of one location in that of their installation.
     std::vector<Record> all() const;
+    // The last one in this order that comes before `end`, which may be gone, or of all if that is null; null
+    // if there is none.
+    Record findLastBefore(BundleRecord const* end) const;
 
 private:
     // What a location holds while bundles of it are installed.

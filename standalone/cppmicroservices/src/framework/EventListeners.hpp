@@ -8,13 +8,16 @@
 
 #include <atomic>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 
 namespace cppmicroservices::detail {
 
-// Thread safe. Listeners are called with no lock held, the latest first. To remove them takes no memory.
+// Thread safe. Listeners are called with no lock held, the latest first. To remove them takes no memory, nor
+// does it to tell them.
 template <class Event>
 class EventListeners {
 public:
@@ -47,20 +50,19 @@ public:
             [&](Entry const& entry) { return entry.context.get() == &context && isMeant(entry.listener); });
     }
 
-    // Calls every listener; `handleError` with the listener's context while an exception of the listener is
-    // handled.
+    // Calls every listener; `handleError`, which must not throw, with the listener's context while an
+    // exception of the listener is handled.
     template <class HandleError>
-    void deliver(Event const& event, HandleError const& handleError) {
+    void deliver(Event const& event, HandleError const& handleError) noexcept {
         auto const entries = snapshot();
+        if (!entries) {
+            for (auto entry = findAfter(beforeAll); entry; entry = findAfter(entry->id)) {
+                call(*entry, event, handleError);
+            }
+            return;
+        }
         for (auto const& entry : *entries) {
-            if (entry->removed.load(std::memory_order_acquire)) {
-                continue;
-            }
-            try {
-                entry->listener(event);
-            } catch (...) {
-                handleError(*entry->context);
-            }
+            call(*entry, event, handleError);
         }
     }
 
@@ -72,10 +74,35 @@ private:
         std::atomic<bool> removed{false};
     };
     using Entries = SnapshotMap<ListenerTokenId, std::shared_ptr<Entry>, std::greater<>>;
+    static constexpr auto beforeAll = std::numeric_limits<ListenerTokenId>::max(); // nobody's
 
-    std::shared_ptr<typename Entries::Values const> snapshot() {
+    template <class HandleError>
+    static void call(Entry const& entry, Event const& event, HandleError const& handleError) {
+        if (entry.removed.load(std::memory_order_acquire)) {
+            return;
+        }
+        try {
+            entry.listener(event);
+        } catch (...) {
+            handleError(*entry.context);
+        }
+    }
+
+    // Null if there is no memory for it.
+    std::shared_ptr<typename Entries::Values const> snapshot() noexcept {
+        try {
+            std::lock_guard const lock(mutex_);
+            return entries_.snapshot();
+        } catch (std::bad_alloc const&) {
+            return nullptr;
+        }
+    }
+
+    // Null if there is none.
+    std::shared_ptr<Entry> findAfter(ListenerTokenId id) {
         std::lock_guard const lock(mutex_);
-        return entries_.snapshot();
+        auto const* const found = entries_.findAfter(id, [](auto const&) { return true; });
+        return found ? *found : nullptr;
     }
 
     template <class Predicate>

@@ -12,38 +12,34 @@
 
 namespace cppmicroservices {
 
-struct BundleEvent::Data {
-    Type type;
-    Bundle bundle;
-    Bundle origin;
-};
-
 BundleEvent::BundleEvent() = default;
 
 BundleEvent::BundleEvent(Type type, Bundle const& bundle)
     : BundleEvent(type, bundle, bundle) {}
 
-BundleEvent::BundleEvent(Type type, Bundle const& bundle, Bundle const& origin) {
+BundleEvent::BundleEvent(Type type, Bundle const& bundle, Bundle const& origin)
+    : type_(type)
+    , bundle_(bundle)
+    , origin_(origin) {
     if (!bundle || !origin) {
         throw std::invalid_argument(bundle ? "invalid origin" : "invalid bundle");
     }
-    data_ = std::make_shared<Data const>(Data{type, bundle, origin});
 }
 
 BundleEvent::operator bool() const {
-    return data_ != nullptr;
+    return static_cast<bool>(bundle_);
 }
 
 Bundle BundleEvent::GetBundle() const {
-    return data_ ? data_->bundle : Bundle();
+    return bundle_;
 }
 
 BundleEvent::Type BundleEvent::GetType() const {
-    return data_ ? data_->type : BUNDLE_UNINSTALLED;
+    return type_;
 }
 
 Bundle BundleEvent::GetOrigin() const {
-    return data_ ? data_->origin : Bundle();
+    return origin_;
 }
 
 bool BundleEvent::operator==(BundleEvent const& evt) const {

@@ -108,7 +108,7 @@ void FrameworkCore::start() {
     startsBundles_.store(true);
     startMarkedBundles();
     system_->setState(Bundle::STATE_ACTIVE);
-    report(FrameworkEvent::FRAMEWORK_STARTED, system_, std::string());
+    report(FrameworkEvent::FRAMEWORK_STARTED, system_, {});
 }
 
 void FrameworkCore::startMarkedBundles() {
@@ -120,7 +120,7 @@ void FrameworkCore::startMarkedBundles() {
             try {
                 bundle->start(*this, Bundle::START_TRANSIENT);
             } catch (...) {
-                report(FrameworkEvent::FRAMEWORK_ERROR, bundle, std::string(), std::current_exception());
+                report(FrameworkEvent::FRAMEWORK_ERROR, bundle, {}, std::current_exception());
             }
         }
     }
@@ -137,8 +137,7 @@ void FrameworkCore::stop() {
             ++stops_; // there is nothing to do, and that is done
             return;
         }
-        finished.swap(stopper_);
-        stopper_ = std::thread([self = shared_from_this()] { self->stopNow(); });
+        finished = std::exchange(stopper_, std::thread([self = shared_from_this()] { self->stopNow(); }));
         stopRequested_ = true;
     }
     if (finished.joinable()) {
@@ -155,7 +154,7 @@ void FrameworkCore::stopNow() {
         stopBundles();
         system_->closeContext(*this);
         services_.forgetAll();
-        for (auto const& bundle : bundles_.clear()) {
+        for (auto const& [id, bundle] : bundles_.clear()) {
             bundle->abandon();
         }
         std::lock_guard const lock(mutex_);
@@ -168,15 +167,15 @@ void FrameworkCore::stopNow() {
 }
 
 void FrameworkCore::stopBundles() {
-    auto const bundles = bundles_.all();
-    for (auto bundle = bundles.rbegin(); bundle != bundles.rend(); ++bundle) {
-        if (*bundle == system_ || !(*bundle)->mayRun()) {
+    for (auto bundle = bundles_.findLastBefore(nullptr); bundle;
+         bundle = bundles_.findLastBefore(bundle.get())) {
+        if (bundle == system_ || !bundle->mayRun()) {
             continue;
         }
         try {
-            (*bundle)->stopForFramework(*this);
+            bundle->stopForFramework(*this);
         } catch (...) {
-            report(FrameworkEvent::FRAMEWORK_ERROR, *bundle, std::string(), std::current_exception());
+            report(FrameworkEvent::FRAMEWORK_ERROR, bundle, {}, std::current_exception());
         }
     }
 }
@@ -235,28 +234,36 @@ void FrameworkCore::removeListenersOf(ContextRecord const& context) {
 }
 
 void FrameworkCore::fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) noexcept {
-    try {
-        bundleListeners_.deliver(BundleEvent(type, Access::bundle(bundle, *this)),
-                                 [this](ContextRecord const& context) {
-                                     report(FrameworkEvent::FRAMEWORK_ERROR, context.bundle(),
-                                            "Bundle listener threw an exception", std::current_exception());
-                                 });
-    } catch (...) {
-        // There is no memory for it.
-    }
+    bundleListeners_.deliver(BundleEvent(type, Access::bundle(bundle, *this)),
+                             [this](ContextRecord const& context) {
+                                 report(FrameworkEvent::FRAMEWORK_ERROR, context.bundle(),
+                                        "Bundle listener threw an exception", std::current_exception());
+                             });
 }
 
 void FrameworkCore::report(FrameworkEvent::Type type, std::shared_ptr<BundleRecord> const& bundle,
-                           std::string const& message, std::exception_ptr error) {
-    FrameworkEvent const event(type, Access::bundle(bundle, *this), message, std::move(error));
-    // Reporting what a listener of reports threw could go on without end.
-    frameworkListeners_.deliver(event, [this](ContextRecord const& context) {
-        log("Framework listener in " + context.bundle()->symbolicName() +
-            " threw an exception: " + textOf(std::current_exception()));
-    });
+                           std::string_view message, std::exception_ptr error) noexcept {
+    try {
+        FrameworkEvent const event(type, Access::bundle(bundle, *this), std::string(message),
+                                   std::move(error));
+        frameworkListeners_.deliver(event,
+                                    [this](ContextRecord const& context) { logFailureOfListener(context); });
+    } catch (std::bad_alloc const&) {
+        // There is no memory for the event.
+    }
 }
 
-void FrameworkCore::log(std::string const& line) {
+// Reporting what a listener of reports threw could go on without end.
+void FrameworkCore::logFailureOfListener(ContextRecord const& context) noexcept {
+    try {
+        log("Framework listener in " + context.bundle()->symbolicName() +
+            " threw an exception: " + textOf(std::current_exception()));
+    } catch (std::exception const&) {
+        // There is no memory for the line.
+    }
+}
+
+void FrameworkCore::log(std::string_view line) {
     if (any_cast<bool>(property(Constants::FRAMEWORK_LOG))) {
         std::lock_guard const lock(mutex_);
         logStream_ << line << '\n';

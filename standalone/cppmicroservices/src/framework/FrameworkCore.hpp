@@ -22,6 +22,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace cppmicroservices::detail {
@@ -79,14 +80,13 @@ public:
     EventListeners<FrameworkEvent>& frameworkListeners() noexcept { return frameworkListeners_; }
     void removeListenersOf(ContextRecord const& context);
 
-    // Delivers the event to the listeners. One for which there is no memory is dropped: it comes in the
-    // middle of a change that must not end half done.
+    // Deliver the event to the listeners, in the middle of changes that must not end half done. Bundle events
+    // take no memory; a report for which there is none is dropped.
     void fire(BundleEvent::Type type, std::shared_ptr<BundleRecord> const& bundle) noexcept;
-    // Delivers the event to the listeners.
     void report(FrameworkEvent::Type type, std::shared_ptr<BundleRecord> const& bundle,
-                std::string const& message, std::exception_ptr error = nullptr);
+                std::string_view message, std::exception_ptr error = nullptr) noexcept;
     // Writes a line to the log, if the configuration asks for one.
-    void log(std::string const& line);
+    void log(std::string_view line);
 
     AnyMap properties() const;
     Any property(std::string const& key) const;
@@ -112,6 +112,8 @@ private:
     void shutDown() noexcept;
     std::string dataDirectory(BundleRecord const& bundle) const;
     void joinStopper();
+    // While an exception of a listener of that context is handled.
+    void logFailureOfListener(ContextRecord const& context) noexcept;
 
     std::uint64_t const number_;
     std::ostream& logStream_;

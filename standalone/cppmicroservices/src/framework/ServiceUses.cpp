@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <exception>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace cppmicroservices::detail {
@@ -22,13 +23,10 @@ namespace {
 // The reports come in the middle of getting and giving back objects, which must not end half done: a report
 // for which there is no memory is dropped.
 
-void report(ServiceRecord& service, std::shared_ptr<BundleRecord> const& bundle, std::string const& message,
+void report(ServiceRecord& service, std::shared_ptr<BundleRecord> const& bundle, std::string_view message,
             std::exception_ptr error, FrameworkEvent::Type type = FrameworkEvent::FRAMEWORK_ERROR) noexcept {
-    try {
-        if (auto const core = service.core()) {
-            core->report(type, bundle, message, std::move(error));
-        }
-    } catch (...) {
+    if (auto const core = service.core()) {
+        core->report(type, bundle, message, std::move(error));
     }
 }
 
