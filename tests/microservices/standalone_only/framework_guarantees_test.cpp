@@ -89,6 +89,7 @@ TEST_F(FrameworkGuarantees, ContextsRemoveNoListenersOfOthers) {
     context().RegisterService<int>(std::make_shared<int>());
     install("recorder");
     EXPECT_EQ(calls, 3);
+    stopFramework(); // before what the listeners count with goes
 }
 
 TEST_F(FrameworkGuarantees, ListenerToBundlesThatAnotherRemovesDuringADeliveryHearsNothing) {
@@ -105,6 +106,7 @@ TEST_F(FrameworkGuarantees, ListenerToBundlesThatAnotherRemovesDuringADeliveryHe
     });
     install("recorder");
     EXPECT_EQ(told, 1);
+    stopFramework(); // before what the listeners use goes
 }
 
 TEST_F(FrameworkGuarantees, UuidIsARandomOneInTheUsualForm) {
