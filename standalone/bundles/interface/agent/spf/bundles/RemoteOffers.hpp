@@ -31,8 +31,8 @@ struct PeerOffers {
 };
 
 // Registered as a service by a publisher for each connected peer, and unregistered when the peer is gone.
-// When the offers change the publisher modifies the service's properties, so that those who track it look
-// again.
+// When the offers change the publisher sets the service's properties, of which there are none, so that those
+// who track it look again.
 class RemoteOffers {
 public:
     virtual ~RemoteOffers() = default;

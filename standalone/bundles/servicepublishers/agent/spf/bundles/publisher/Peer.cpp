@@ -11,7 +11,6 @@
 
 namespace agent::spf::bundles::publisher {
 
-using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 
 namespace {
@@ -225,11 +224,10 @@ void Peer::publishOffers() {
     service_->set(std::make_shared<PeerOffers const>(PeerOffers{hello_.agent, hello_.publisher,
                                                                 owner_.endpoint(), owner_.publisherID(),
                                                                 owner_.importFilter(), offers_.offers}));
-    cppmicroservices::ServiceProperties const properties{{"revision", Any(++revision_)}};
     if (known) {
-        registration_.SetProperties(properties);
+        registration_.SetProperties(cppmicroservices::ServiceProperties());
     } else {
-        registration_ = context_.bundle.RegisterService<RemoteOffers>(service_, properties);
+        registration_ = context_.bundle.RegisterService<RemoteOffers>(service_);
         if (!connection_) {
             unregister(); // a listener that was told of the service has ended the peer
         }

@@ -97,7 +97,6 @@ private:
     std::size_t offeredBytes_ = 0; // of the message that offers_ came in
     std::shared_ptr<OffersService> service_;
     cppmicroservices::ServiceRegistration<RemoteOffers> registration_;
-    int revision_ = 0; // of offers_, for those who track the service
 };
 
 } // namespace agent::spf::bundles::publisher
