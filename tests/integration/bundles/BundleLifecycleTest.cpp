@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <utility>
@@ -36,6 +37,19 @@ TEST_F(BundleLifecycle, ALateStatusListenerIsToldThePresentStatuses) {
     EXPECT_TRUE(late->statuses.waitFor("p " + endpoint + " bound: "));
 }
 
+TEST_F(BundleLifecycle, AStatusListenerThatHasGoneIsToldNothingMore) {
+    auto const endpoint = socketEndpoint("a.sock");
+    auto const gone = std::make_shared<bundles_test::StatusRecorder>();
+    auto registration =
+        installation_.context().RegisterService<agent::spf::bundles::EndpointStatusListener>(gone);
+    registration.Unregister();
+
+    installation_.publish("one", ConfigurationMap().publisher("p", {endpoint}).build());
+
+    ASSERT_TRUE(statuses_.waitFor("p " + endpoint + " bound: "));
+    EXPECT_THAT(gone->statuses.values(), IsEmpty());
+}
+
 TEST_F(BundleLifecycle, EndpointsAreLostWithTheProviderAndComeBackWithIt) {
     auto const endpoint = socketEndpoint("a.sock");
     installation_.publish("one", clockAndClient(endpoint).build());
@@ -67,9 +81,11 @@ struct KeepingProvider : agent::spf::bundles::EndpointProvider {
         return nullptr;
     }
 
-    Handler firstHandler() const {
-        handlers.waitUntil([](auto const& all) { return !all.empty(); });
-        return handlers.values().at(0);
+    Handler firstHandler() const { return handler(0); }
+
+    Handler handler(std::size_t index) const {
+        handlers.waitUntil([index](auto const& all) { return all.size() > index; });
+        return handlers.values().at(index);
     }
 
     Record<Handler> handlers;
@@ -89,6 +105,23 @@ TEST_F(BundleLifecycle, AReasonThatDoesNotChangeIsToldOnce) {
     EXPECT_TRUE(statuses_.waitFor("p e connecting: no answer"));
     auto const statuses = statuses_.values();
     EXPECT_EQ(std::count(statuses.begin(), statuses.end(), "p e connecting: refused"), 1);
+}
+
+TEST_F(BundleLifecycle, AnEndpointThatFailsOnceItWasBoundHoldsPublicationBack) {
+    installation_.bundle("agent_spf_socketprovider").Stop();
+    auto const provider = std::make_shared<KeepingProvider>();
+    installation_.context().RegisterService<agent::spf::bundles::EndpointProvider>(provider);
+    installation_.publish("one", ConfigurationMap(1).publisher("p", {"first", "second"}).build());
+    provider->handler(0)->bound("first");
+    provider->handler(0)->failed("gone");
+    provider->handler(1)->bound("second");
+    ASSERT_TRUE(events_.waitFor("Bound second p 1"));
+
+    installation_.publish("one", ConfigurationMap(2).publisher("p", {"first", "second"}).build());
+    provider->handler(2)->bound("first");
+
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 2"));
+    EXPECT_THAT(events_.values(), Not(Contains("AllServicesPublished p 1")));
 }
 
 TEST_F(BundleLifecycle, WhatWasReportedByAProviderThatHasGoneMeanwhileCountsNoMore) {
@@ -161,6 +194,41 @@ protected:
     std::string const hello_ = R"({"type":"hello","protocol":1,"agent":"a","publisher":"b"})";
     Record<int> stopped_;
 };
+
+// Stops the publisher when it is told of the second version.
+class StopOfThePublisher : public agent::spf::bundles::EndpointStatusListener {
+public:
+    explicit StopOfThePublisher(cppmicroservices::Bundle publisher)
+        : publisher_(std::move(publisher)) {}
+    void endpointChanged(agent::spf::bundles::EndpointStatus const& status) override {
+        if (status.modificationCount == 2) {
+            publisher_.Stop();
+            threadEnded.set_value_at_thread_exit();
+        }
+    }
+    std::promise<void> threadEnded; // of the publisher
+
+private:
+    cppmicroservices::Bundle publisher_;
+};
+
+TEST_F(StoppingListeners, AreToldNothingMoreOfEndpointsOncePublishersHaveStopped) {
+    auto const publish = [this](int count) {
+        installation_.publish(
+            "one", ConfigurationMap(count).publisher("p", {endpoint_, socketEndpoint("b.sock")}).build());
+    };
+    publish(1);
+    ASSERT_TRUE(events_.waitFor("AllServicesPublished p 1"));
+    auto const toldBefore = statuses_.values().size();
+    auto const stop =
+        std::make_shared<StopOfThePublisher>(installation_.bundle("agent_spf_rpcservicepublisher"));
+    installation_.context().RegisterService<agent::spf::bundles::EndpointStatusListener>(stop);
+
+    publish(2);
+
+    ASSERT_EQ(stop->threadEnded.get_future().wait_for(patience), std::future_status::ready);
+    EXPECT_EQ(statuses_.values().size(), toldBefore + 1) << PrintToString(statuses_.values());
+}
 
 TEST_F(StoppingListeners, MayBeToldOfAConnectionThatAwaitsTheHandshake) {
     installation_.context().RegisterService<agent::spf::bundles::EndpointStatusListener>(
@@ -331,17 +399,18 @@ TEST_F(BundleLifecycle, RemovalIsReportedWhenThereIsNoPublisherBundle) {
 class SilentPublisher : public cppmicroservices::service::cm::ManagedServiceFactory {
 public:
     void Updated(std::string const& pid, cppmicroservices::AnyMap const&) override { updated.add(pid); }
-    void Removed(std::string const&) override {}
+    void Removed(std::string const& pid) override { removed.add(pid); }
     Record<std::string> updated;
+    Record<std::string> removed;
 };
+
+cppmicroservices::ServiceProperties propertiesWith(std::string const& pid) {
+    return {{cppmicroservices::Constants::SERVICE_PID, cppmicroservices::Any(pid)}};
+}
 
 TEST_F(BundleLifecycle, APublisherThatGoesUnderAnotherPIDIsMissedUnderItsFirst) {
     installation_.bundle("agent_spf_rpcservicepublisher").Stop();
     auto const publisher = std::make_shared<SilentPublisher>();
-    auto const propertiesWith = [](std::string const& pid) {
-        return cppmicroservices::ServiceProperties{
-            {cppmicroservices::Constants::SERVICE_PID, cppmicroservices::Any(pid)}};
-    };
     auto registration =
         installation_.context().RegisterService<cppmicroservices::service::cm::ManagedServiceFactory>(
             publisher, propertiesWith("qo.spf.rpcservicepublisher"));
@@ -351,6 +420,30 @@ TEST_F(BundleLifecycle, APublisherThatGoesUnderAnotherPIDIsMissedUnderItsFirst) 
     installation_.withdraw("one");
 
     registration.Unregister();
+
+    EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
+}
+
+TEST_F(BundleLifecycle, OfTwoPublishersUnderOnePIDTheLastToGoEndsTheWaitForItsWithdrawal) {
+    using cppmicroservices::service::cm::ManagedServiceFactory;
+    installation_.bundle("agent_spf_rpcservicepublisher").Stop();
+    auto const publisher = std::make_shared<SilentPublisher>();
+    auto const registerPublisher = [&] {
+        return installation_.context().RegisterService<ManagedServiceFactory>(
+            publisher, propertiesWith("qo.spf.rpcservicepublisher"));
+    };
+    auto first = registerPublisher();
+    auto second = registerPublisher();
+    installation_.publish("one", ConfigurationMap(3).publisher("p", {}).build());
+    ASSERT_TRUE(publisher->updated.waitUntil([](auto const& pids) { return !pids.empty(); }));
+    installation_.withdraw("one");
+    ASSERT_TRUE(publisher->removed.waitUntil([](auto const& pids) { return !pids.empty(); }));
+
+    first.Unregister();
+    installation_.publish("two", ConfigurationMap().map("nothing", "nobody").build());
+    ASSERT_TRUE(events_.waitForOneWith("Error nobody 1")); // the framework has seen the first go
+    EXPECT_THAT(events_.values(), Not(Contains("ConfigurationRemoved p 3")));
+    second.Unregister();
 
     EXPECT_TRUE(events_.waitFor("ConfigurationRemoved p 3"));
 }
@@ -416,6 +509,16 @@ TEST_F(PublisherConfigurationsByHand, ThatLackAModificationCountAreErrorsUnderTh
     properties["uniqueID"] = std::string("p");
     configuration->Update(properties);
     EXPECT_TRUE(events_.waitForOneWith("Error p 0: publisher \"p\": \"modificationCount\" is missing"));
+}
+
+TEST_F(PublisherConfigurationsByHand, ThatAreNotYetFilledAreNoErrors) {
+    auto const configuration = admin()->GetFactoryConfiguration(factoryPID, "x");
+
+    configuration->Update(agent::spf::bundles::makeMap()).get();
+    configuration->Update(ConfigurationMap(2).build());
+
+    EXPECT_TRUE(events_.waitForOneWith("Error "));
+    EXPECT_THAT(events_.values(), ElementsAre(HasSubstr("Error  2")));
 }
 
 TEST_F(PublisherConfigurationsByHand, ThatWereRemovedBeforeAreReportedAsRemovedAllTheSame) {

@@ -149,6 +149,10 @@ TEST_F(Discovery, NamesAreWholeAndMayHoldAnyCharacter) {
     EXPECT_FALSE(std::filesystem::exists(directory_.path() / "na"));
 }
 
+TEST(EscapeForFileName, LeavesLettersDigitsHyphensAndUnderscoresOnly) {
+    EXPECT_EQ(escapeForFileName("aZ09-_./ \xc3\xbc"), "aZ09-_%2E%2F%20%C3%BC");
+}
+
 TEST_F(Discovery, WhatADeadProcessLeftIsIgnoredAndRemovedWithItsSocket) {
     auto const socket = path_ / "name.1.2.sock";
     write("a.json", R"({"name":"name","endpoint":"unix:)" + socket.string() + R"("})");

@@ -103,6 +103,21 @@ TEST_F(LegacyPublisher, LegacyPublishersFindEachOtherByDiscoveryName) {
     EXPECT_TRUE(waitForRemoteServices({"clock i server via zentorConnectorDiscovery"}));
 }
 
+TEST_F(LegacyPublisher, ANameWaitsForTheDiscoveryServiceAndAnAddressDoesNot) {
+    auto discovery = installation_.bundle("agent_spf_runtimedirectorydiscovery");
+    discovery.Stop();
+    auto const address = socketEndpoint("a.sock");
+
+    installation_.publish("one",
+                          ConfigurationMap().legacyPublisher("p", {"name", address}, {"name"}).build());
+
+    EXPECT_TRUE(events_.waitFor("Bound " + address + " p 1"));
+    EXPECT_TRUE(statuses_.waitFor("p name binding: waits for the discovery service"));
+    EXPECT_TRUE(statuses_.waitFor("p name connecting: waits for the discovery service"));
+    discovery.Start();
+    EXPECT_TRUE(events_.waitFor("Connected name p 1"));
+}
+
 TEST_F(LegacyPublisher, ALegacyPublisherSeesTheAnnouncementGo) {
     installation_.publish("server", ConfigurationMap().legacyPublisher("server", {"name"}).build());
     installation_.publish("client", ConfigurationMap().legacyPublisher("client", {}, {"name"}).build());

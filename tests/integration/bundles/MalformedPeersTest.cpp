@@ -121,7 +121,7 @@ TEST_F(PeersInExcess, APeerThatSendsFasterThanItIsListenedToIsClosed) {
     HeldUpPublishers const held(installation_);
 
     for (int i = 0; i < 6; ++i) {
-        peer.sendFrame(std::string(1024 * 1024, ' '));
+        peer.sendFrame(offersOfSize(std::size_t{1024} * 1024));
     }
 
     EXPECT_TRUE(peer.isClosedByPeer());
@@ -133,7 +133,7 @@ TEST_F(PeersInExcess, APeerThatSendsManySmallFramesFasterThanItIsListenedToIsClo
     HeldUpPublishers const held(installation_);
     std::string frames;
     for (int i = 0; i < 20000; ++i) {
-        frames += RawSocket::frame("x");
+        frames += RawSocket::frame(R"({"type":"offers","interfaces":[]})");
     }
 
     peer.send(frames);

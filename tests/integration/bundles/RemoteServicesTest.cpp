@@ -1,4 +1,5 @@
 // The interfaces of peers as services of the registry.
+#include <functional>
 #include <future>
 #include <utility>
 
@@ -256,6 +257,19 @@ TEST_F(OffersOfARawPeer, DoNotSetWhatTheRegistryAndTheClientSet) {
     EXPECT_TRUE(reference.GetProperty("service.ranking").Empty());
 }
 
+TEST_F(OffersOfARawPeer, DoNotSetWhatTheRegistryAndTheClientSetInOtherLetterCase) {
+    offer(R"({"name":"clock","uniqueID":"i","version":1,"properties":{"OBJECTCLASS":"x","Service.ID":-1,)"
+          R"("SERVICE.RANKING":9,"Service.Scope":"x","PEER":"forged","LocalPublisher":"x"}})");
+    ASSERT_TRUE(waitForRemoteServices({seen("clock i")}));
+
+    auto const keys =
+        installation_.context().GetServiceReference<agent::spf::bundles::RemoteService>().GetPropertyKeys();
+
+    EXPECT_THAT(keys,
+                UnorderedElementsAre("objectclass", "service.id", "service.scope", "interface", "uniqueID",
+                                     "version", "publisher", "peer", "endpoint", "localPublisher"));
+}
+
 TEST_F(OffersOfARawPeer, VanishWithIt) {
     offer(R"({"name":"clock","uniqueID":"i","version":1,"properties":{}})");
     ASSERT_TRUE(waitForRemoteServices({seen("clock i")}));
@@ -267,13 +281,22 @@ TEST_F(OffersOfARawPeer, VanishWithIt) {
 
 class Peer : public agent::spf::bundles::RemoteOffers {
 public:
+    using Offers = std::vector<agent::spf::bundles::RemoteOffer>;
+
     explicit Peer(std::vector<std::string> const& ids) { offer(ids); }
+    explicit Peer(Offers offers) { offer(std::move(offers)); }
 
     void offer(std::vector<std::string> const& ids) {
-        auto next = std::make_shared<agent::spf::bundles::PeerOffers>();
+        Offers offers;
         for (auto const& id : ids) {
-            next->offers.push_back({"clock", id, 1, agent::spf::bundles::makeMap()});
+            offers.push_back({"clock", id, 1, agent::spf::bundles::makeMap()});
         }
+        offer(std::move(offers));
+    }
+
+    void offer(Offers offers) {
+        auto next = std::make_shared<agent::spf::bundles::PeerOffers>();
+        next->offers = std::move(offers);
         std::lock_guard const lock(mutex_);
         offers_ = std::move(next);
     }
@@ -288,24 +311,47 @@ private:
     std::shared_ptr<agent::spf::bundles::PeerOffers const> offers_;
 };
 
-// The offers of a peer go while the client is at work on them: a listener that it calls takes them away.
-class OffersThatGoMeanwhile : public BundlesTest {
+TEST_F(RemoteServices, AnOfferThatTheRegistryRefusesStandsInTheWayOfNoOther) {
+    cppmicroservices::AnyMap twoSpellings(cppmicroservices::AnyMap::UNORDERED_MAP);
+    twoSpellings["key"] = 1;
+    twoSpellings["KEY"] = 2;
+    Peer::Offers const offers{{"clock", "a", 1, twoSpellings},
+                              {"clock", "b", 1, agent::spf::bundles::makeMap()}};
+
+    installation_.context().RegisterService<agent::spf::bundles::RemoteOffers>(
+        std::make_shared<Peer>(offers));
+
+    EXPECT_TRUE(waitForRemoteServices({"clock b  via "}));
+}
+
+// The offers of a peer go, or change, while the client is at work on them: a listener that it calls brings
+// that about.
+class OffersBeingLookedAt : public BundlesTest {
 protected:
     using RemoteOffers = agent::spf::bundles::RemoteOffers;
 
     void TearDown() override { installation_.stop(); } // the listener refers to the test
 
-    // Takes the peer's offers away at the first event of this type.
-    void takeAwayAt(cppmicroservices::ServiceEvent::Type type) {
+    // At the first event of this type.
+    void onceAt(cppmicroservices::ServiceEvent::Type type, std::function<void()> const& act) {
         installation_.context().AddServiceListener(
-            [this, type](cppmicroservices::ServiceEvent const& event) {
-                if (event.GetType() == type && !std::exchange(isTakenAway_, true)) {
+            [this, type, act](cppmicroservices::ServiceEvent const& event) {
+                if (event.GetType() == type && !std::exchange(hasActed_, true)) {
                     isRegistered_.get_future().wait();
-                    registration_.Unregister();
+                    act();
                 }
             },
             "(" + cppmicroservices::Constants::OBJECTCLASS + "=" +
                 us_service_interface_iid<agent::spf::bundles::RemoteService>() + ")");
+    }
+
+    void takeAwayAt(cppmicroservices::ServiceEvent::Type type) {
+        onceAt(type, [this] { registration_.Unregister(); });
+    }
+
+    void change(std::vector<std::string> const& ids) {
+        peer_->offer(ids);
+        registration_.SetProperties(cppmicroservices::ServiceProperties());
     }
 
     void addPeer() {
@@ -325,25 +371,31 @@ protected:
     std::promise<void> isRegistered_;
 
 private:
-    bool isTakenAway_ = false; // used on the client's thread only
+    bool hasActed_ = false; // used on the client's thread only
 };
 
-TEST_F(OffersThatGoMeanwhile, LeaveNoServiceBehindWhenTheyGoAsOneIsRegistered) {
+TEST_F(OffersBeingLookedAt, LeaveNoServiceBehindWhenTheyGoAsOneIsRegistered) {
     takeAwayAt(cppmicroservices::ServiceEvent::SERVICE_REGISTERED);
     addPeer();
 
     EXPECT_TRUE(onlyALaterPeerIsLeft()) << testing::PrintToString(remoteServices());
 }
 
-TEST_F(OffersThatGoMeanwhile, LeaveNoServiceBehindWhenTheyGoAsOneIsUnregistered) {
+TEST_F(OffersBeingLookedAt, LeaveNoServiceBehindWhenTheyGoAsOneIsUnregistered) {
     addPeer();
     ASSERT_TRUE(waitForRemoteServices({"clock a  via ", "clock b  via "}));
     takeAwayAt(cppmicroservices::ServiceEvent::SERVICE_UNREGISTERING);
 
-    peer_->offer({});
-    registration_.SetProperties(cppmicroservices::ServiceProperties());
+    change({});
 
     EXPECT_TRUE(onlyALaterPeerIsLeft()) << testing::PrintToString(remoteServices());
+}
+
+TEST_F(OffersBeingLookedAt, AreLookedAtAgainWhenTheyChangeMeanwhile) {
+    onceAt(cppmicroservices::ServiceEvent::SERVICE_REGISTERED, [this] { change({"c"}); });
+    addPeer();
+
+    EXPECT_TRUE(waitForRemoteServices({"clock c  via "})) << testing::PrintToString(remoteServices());
 }
 
 } // namespace
