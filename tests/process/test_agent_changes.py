@@ -156,13 +156,13 @@ class Hangup(ChangeTest):
         self.check_goes_on(agent)
 
     def test_the_time_to_stay_goes_on_while_a_modification_is_late_and_its_mending_is_a_success(self):
-        agent = self.ready("--for", "3s", "--timeout", "1s")
+        agent = self.ready("--for", "8s", "--timeout", "1s")
         self.reload(agent, configuration("c", bind=["unix:first"], connect=["unix:nobody"]))
         agent.wait_for(event="outstanding", endpoint="unix:nobody")
         self.reload(agent, AFTER)
         mended = agent.wait_for(event="ready")
         ended = agent.wait_for(event="withdrawing")
-        self.assertLess(ended["elapsed"] - mended["elapsed"], 3)
+        self.assertLess(ended["elapsed"] - mended["elapsed"], 8)
         self.assertEqual(agent.end(), SUCCESS)
 
     def test_a_failure_that_a_modification_has_mended_fails_again_aloud(self):
