@@ -208,6 +208,7 @@ TEST_P(FrameworkMemoryFaults, BundleListenersAreToldWhateverOthersThrowWhichever
         return failed;
     });
     EXPECT_GT(count, 3U);
+    stopFramework(); // while there is the recorder
 }
 
 // There may be no memory for the line on what they throw.
