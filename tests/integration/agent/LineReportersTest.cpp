@@ -1,6 +1,7 @@
 // What is written of a change by those that write lines.
 #include <chrono>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,10 +17,10 @@ using testing::EndsWith;
 
 // What a reporter writes on standard error about a failure of this text.
 template <typename SomeReporter>
-std::string written(std::string const& text) {
+std::string written(std::string const& text, Details details = {}) {
     SomeReporter reporter;
     testing::internal::CaptureStderr();
-    reporter.changed({Change::Kind::Failure, "failure", text, {{"reason", text}}},
+    reporter.changed({Change::Kind::Failure, "failure", text, std::move(details)},
                      Board(ConfigurationFile{"id", {}, {}}));
     return testing::internal::GetCapturedStderr();
 }
@@ -30,10 +31,16 @@ TEST(LineReporters, ThoseForPeopleWriteNoControlCharacters) {
 }
 
 TEST(LineReporters, TextThatIsNotUtf8IsStillJson) {
-    auto const object = nlohmann::json::parse(written<JsonReporter>("a\xff"));
+    auto const object = nlohmann::json::parse(written<JsonReporter>("a\xff", {{"reason", "a\xff"}}));
 
     EXPECT_EQ(object.at("text"), "a\xef\xbf\xbd");
     EXPECT_EQ(object.at("reason"), "a\xef\xbf\xbd");
+}
+
+TEST(LineReporters, DetailsAreJsonTextsAndNumbersInTheirOrder) {
+    EXPECT_THAT(written<JsonReporter>("a", {{"reason", "b"}, {"changes", 2}, {"cause", ""}}),
+                EndsWith(R"("event":"failure","reason":"b","changes":2,"cause":"","text":"a"})"
+                         "\n"));
 }
 
 // What the heartbeat says of a board with a publisher that has an endpoint to bind to.

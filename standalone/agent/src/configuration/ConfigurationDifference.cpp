@@ -5,6 +5,7 @@
 #include <set>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace agent::program {
 
@@ -16,7 +17,7 @@ using Lines = std::vector<std::string>;
 
 Entries entriesOf(ConfigurationFile const& configuration, char const* list) {
     Entries entries;
-    for (auto const& entry : configuration.document.value(list, json::array())) {
+    for (auto const& entry : configuration.document->value(list, json::array())) {
         entries.emplace(entry.at("uniqueID").get<std::string>(), entry);
     }
     return entries;

@@ -9,8 +9,9 @@
 
 namespace agent::program {
 
-// One line per entry that is new ("+ ..."), gone ("- ...") or changed in one member ("~ ..."). Empty if both
-// are the same configuration: the order of entries, and members that are absent or empty, make no difference.
+// Of configurations that were read from a document. One line per entry that is new ("+ ..."), gone ("- ...")
+// or changed in one member ("~ ..."). Empty if both are the same configuration: the order of entries, and
+// members that are absent or empty, make no difference.
 std::vector<std::string> differences(ConfigurationFile const& before, ConfigurationFile const& after);
 
 } // namespace agent::program

@@ -77,7 +77,7 @@ ConfigurationFile toConfiguration(json document) {
     for (auto const& object : document.value("servicePublishers", json::array())) {
         configuration.publishers.push_back(toPublisher(object));
     }
-    configuration.document = std::move(document);
+    configuration.document = std::make_shared<json const>(std::move(document));
     return configuration;
 }
 

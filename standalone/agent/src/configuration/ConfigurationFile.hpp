@@ -2,12 +2,13 @@
 #ifndef AGENT_PROGRAM_CONFIGURATION_CONFIGURATION_FILE_HPP
 #define AGENT_PROGRAM_CONFIGURATION_CONFIGURATION_FILE_HPP
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <boost/property_tree/ptree.hpp>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "configuration/Problem.hpp"
 
@@ -30,12 +31,11 @@ struct PublisherEntry {
     std::string exportFilter;
 };
 
-// NOLINTNEXTLINE(bugprone-exception-escape): as for JsonDocument
 struct ConfigurationFile {
     std::string configurationID;
     std::vector<InterfaceEntry> interfaces;
     std::vector<PublisherEntry> publishers;
-    nlohmann::json document = nullptr; // what all of this was read from
+    std::shared_ptr<nlohmann::json const> document{}; // what all of this was read from
 };
 
 struct ParsedConfiguration {

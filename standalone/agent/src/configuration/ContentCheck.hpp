@@ -2,7 +2,7 @@
 #ifndef AGENT_PROGRAM_CONFIGURATION_CONTENT_CHECK_HPP
 #define AGENT_PROGRAM_CONFIGURATION_CONTENT_CHECK_HPP
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include "configuration/Problem.hpp"
 

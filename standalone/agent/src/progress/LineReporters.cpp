@@ -2,8 +2,10 @@
 #include "progress/LineReporters.hpp"
 
 #include <cstdio>
+#include <variant>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "progress/displayText.hpp"
 #include "version.hpp"
@@ -63,8 +65,8 @@ void JsonReporter::changed(Change const& change, Board const&) {
     nlohmann::ordered_json object;
     object["elapsed"] = static_cast<double>(static_cast<long>(secondsSince(start_) * 1000)) / 1000;
     object["event"] = change.event;
-    for (auto const& [name, value] : change.details.items()) {
-        object[name] = value;
+    for (auto const& [name, detail] : change.details) {
+        std::visit([&member = object[name]](auto const& value) { member = value; }, detail);
     }
     object["text"] = change.text;
     write(stderr, object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');

@@ -1,6 +1,7 @@
 // Tells what the service framework does, and keeps what is known of it.
 #include "progress/Narrator.hpp"
 
+#include <cstdint>
 #include <utility>
 
 #include <fmt/format.h>
@@ -8,8 +9,6 @@
 #include "progress/advice.hpp"
 
 namespace agent::program {
-
-using nlohmann::ordered_json;
 
 namespace {
 
@@ -110,9 +109,9 @@ void Narrator::tellOutstanding(std::vector<std::string> const& expectedInterface
 }
 
 void Narrator::outstanding(std::string const& what, std::string const& reason, std::string const& advice,
-                           ordered_json details) {
-    details["reason"] = reason;
-    details["advice"] = advice;
+                           Details details) {
+    details.emplace_back("reason", reason);
+    details.emplace_back("advice", advice);
     change(Change::Kind::Failure, "outstanding",
            withAdvice(withReason("outstanding: " + what, reason), advice), std::move(details));
 }
@@ -135,14 +134,14 @@ bool Narrator::result(std::string const& line) {
 }
 
 void Narrator::tellProblem(std::string const& text, Problem const& problem) {
-    ordered_json details{{"where", problem.where}, {"what", problem.what}};
+    Details details{{"where", problem.where}, {"what", problem.what}};
     if (problem.line != 0) {
-        details["line"] = problem.line;
+        details.emplace_back("line", static_cast<std::int64_t>(problem.line));
     }
     change(Change::Kind::Failure, "problem", text, std::move(details));
 }
 
-void Narrator::tell(std::string event, std::string text, ordered_json details) {
+void Narrator::tell(std::string event, std::string text, Details details) {
     change(Change::Kind::Step, std::move(event), std::move(text), std::move(details));
 }
 
@@ -150,7 +149,7 @@ void Narrator::tellSummary(int status) {
     tell("summary", fmt::format("ended with status {}", status), {{"status", status}});
 }
 
-void Narrator::change(Change::Kind kind, std::string event, std::string text, ordered_json details) {
+void Narrator::change(Change::Kind kind, std::string event, std::string text, Details details) {
     reporter_->changed({kind, std::move(event), std::move(text), std::move(details)}, board_);
 }
 

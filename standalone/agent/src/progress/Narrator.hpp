@@ -42,8 +42,8 @@ public:
     // A problem of the configuration file; `text` describes it whole.
     void tellProblem(std::string const& text, Problem const& problem);
 
-    // Any other step. `details` is an object for programs.
-    void tell(std::string event, std::string text, nlohmann::ordered_json details = {});
+    // Any other step.
+    void tell(std::string event, std::string text, Details details = {});
 
     // Whether the line of result was written; if not, that was told as a failure.
     bool result(std::string const& line);
@@ -58,9 +58,9 @@ public:
     void tellSummary(int status);
 
 private:
-    void change(Change::Kind kind, std::string event, std::string text, nlohmann::ordered_json details);
+    void change(Change::Kind kind, std::string event, std::string text, Details details);
     void outstanding(std::string const& what, std::string const& reason, std::string const& advice,
-                     nlohmann::ordered_json details);
+                     Details details);
 
     Board board_;
     std::unique_ptr<Reporter> const reporter_;

@@ -2,15 +2,21 @@
 #ifndef AGENT_PROGRAM_PROGRESS_REPORTER_HPP
 #define AGENT_PROGRAM_PROGRESS_REPORTER_HPP
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
-
-#include <nlohmann/json.hpp>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "progress/Board.hpp"
 
 namespace agent::program {
+
+// What a program wants to know of a change, by name, in the order in which it is written.
+using Detail = std::variant<std::string, std::int64_t>;
+using Details = std::vector<std::pair<std::string, Detail>>;
 
 // One thing that happened.
 struct Change {
@@ -21,9 +27,9 @@ struct Change {
     };
 
     Kind kind;
-    std::string event;              // "endpoint", "services", "ready", ...
-    std::string text;               // a sentence for a person
-    nlohmann::ordered_json details; // an object for a program
+    std::string event; // "endpoint", "services", "ready", ...
+    std::string text;  // a sentence for a person
+    Details details;
 };
 
 enum class ProgressStyle { Automatic, Table, Plain, Json, Quiet };

@@ -2,6 +2,7 @@
 #include "run/RunSession.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -18,7 +19,6 @@ namespace agent::program {
 namespace {
 
 using namespace std::chrono_literals;
-using nlohmann::ordered_json;
 
 constexpr std::chrono::milliseconds withdrawalLimit = ConfigurationDriver::removalTimeout + 2s;
 constexpr std::chrono::milliseconds stopLimit = 5s;
@@ -284,7 +284,7 @@ void RunSession::apply(ConfigurationFile next) {
                                configuration_.configurationID),
                    {{"configurationID", configuration_.configurationID},
                     {"modificationCount", modificationCount_},
-                    {"changes", lines.size()}});
+                    {"changes", static_cast<std::int64_t>(lines.size())}});
     for (auto const& line : lines) {
         narrator_.tell("difference", "  " + line, {{"difference", line}});
     }
@@ -312,7 +312,7 @@ void RunSession::refuse(Problems const& problems) {
     narrator_.tell("refused", source_.name() + " is refused; the running configuration stays", identity());
 }
 
-ordered_json RunSession::identity() const {
+Details RunSession::identity() const {
     return {{"configurationID", configuration_.configurationID}};
 }
 

@@ -72,7 +72,7 @@ private:
     void result(std::string const& line);
     void fail();
     void refuse(Problems const& problems);
-    nlohmann::ordered_json identity() const;
+    Details identity() const;
 
     ConfigurationSource const source_;
     ConfigurationFile configuration_; // the version that was handed over last
