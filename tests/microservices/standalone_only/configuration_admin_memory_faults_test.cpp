@@ -18,6 +18,18 @@ using agent::spf::frameworksetup::test::AllocationFailureOfThread;
 
 namespace configuration_admin_test {
 
+namespace {
+
+// Counts one that was waited for to end for a moment longer.
+std::ptrdiff_t threadCount() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+// Before a test begins any: one, and another one that a sanitizer may have.
+std::ptrdiff_t const threadsAtFirst = threadCount();
+
+} // namespace
+
 class ConfigurationAdminMemoryFaults : public ConfigurationAdminTest {
 protected:
     static AnyMap mapOf(std::initializer_list<AnyMap::value_type> entries) {
@@ -34,17 +46,12 @@ protected:
             .at(0);
     }
 
-    static std::ptrdiff_t threadCount() {
-        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-    }
-
-    // One that was waited for to end may still be counted for a moment.
-    static bool threadCountBecomes(std::ptrdiff_t count) {
+    static bool noThreadIsLeft() {
         auto const end = std::chrono::steady_clock::now() + failureGuard;
-        while (threadCount() != count && std::chrono::steady_clock::now() < end) {
+        while (threadCount() != threadsAtFirst && std::chrono::steady_clock::now() < end) {
             std::this_thread::yield();
         }
-        return threadCount() == count;
+        return threadCount() == threadsAtFirst;
     }
 
     // Whether `call`, which may throw, has an n-th allocation. That one fails, or all from there on.
@@ -164,7 +171,6 @@ TEST_F(ConfigurationAdminMemoryFaults,
     installWith("pid", numbered(1)).Start();
     admin_.reset();
     bundle_.Stop();
-    auto const threads = threadCount();
     failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
         auto const failed = runsOutOfMemoryAt(n, duration, [this] { bundle_.Start(); });
         if (bundle_.GetState() == cppmicroservices::Bundle::STATE_ACTIVE) {
@@ -172,7 +178,7 @@ TEST_F(ConfigurationAdminMemoryFaults,
         } else {
             EXPECT_TRUE(failed);
         }
-        EXPECT_TRUE(threadCountBecomes(threads));
+        EXPECT_TRUE(noThreadIsLeft());
         EXPECT_FALSE(findAdmin());
         EXPECT_THAT(bundle_.GetServicesInUse(), testing::IsEmpty());
         if (auto const numbers = service->numbers();
@@ -192,7 +198,6 @@ TEST_F(ConfigurationAdminMemoryFaults,
     });
     registerService("recording");
     bundle_.Stop();
-    auto const threads = threadCount();
     testing::internal::CaptureStderr();
     failEachAllocation([&](std::size_t n, AllocationFailure::Duration duration) {
         bundle_.Start();
@@ -201,7 +206,7 @@ TEST_F(ConfigurationAdminMemoryFaults,
         }
         auto const failed = runsOutOfMemoryAt(n, duration, [this] { bundle_.Stop(); });
         EXPECT_EQ(bundle_.GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
-        EXPECT_TRUE(threadCountBecomes(threads));
+        EXPECT_TRUE(noThreadIsLeft());
         EXPECT_FALSE(findAdmin());
         EXPECT_THAT(bundle_.GetServicesInUse(), testing::IsEmpty());
         return failed;
