@@ -63,59 +63,41 @@ std::ostream& any_value_to_cpp(std::ostream& os, std::function<ReturnT(Args...)>
     return os;
 }
 
-// Everything else that is not floating point: operator<<. These are the templates that other types
-// specialise.
+// Everything else: operator<<, with DOUBLE_PRECISION significant digits for floating point, whatever
+// precision the stream has. The three after it are the templates that other types specialise. No condition is
+// part of their type: g++ and clang++ disagree on the symbol of such a specialisation, so that a program of
+// the one could not be linked to a library of the other.
 
 template <class T>
-std::enable_if_t<!std::is_floating_point_v<T>, std::ostream&> any_value_to_string(std::ostream& os,
-                                                                                  T const& val) {
-    os << val;
+std::ostream& stream_value(std::ostream& os, T const& val) {
+    if constexpr (std::is_floating_point_v<T>) {
+        struct PrecisionGuard {
+            std::ostream& stream;
+            std::streamsize before;
+            ~PrecisionGuard() { stream.precision(before); }
+        } const guard{os, os.precision(DOUBLE_PRECISION)};
+        os << val;
+    } else {
+        os << val;
+    }
     return os;
 }
 
 template <class T>
-std::enable_if_t<!std::is_floating_point_v<T>, std::ostream&>
-any_value_to_json(std::ostream& os, T const& val, std::uint8_t const = 0, std::int32_t const = 0) {
-    os << val;
-    return os;
+std::ostream& any_value_to_string(std::ostream& os, T const& val) {
+    return stream_value(os, val);
 }
 
 template <class T>
-std::enable_if_t<!std::is_floating_point_v<T>, std::ostream&>
-any_value_to_cpp(std::ostream& os, T const& val, std::uint8_t const = 0, std::int32_t const = 0) {
-    os << val;
-    return os;
-}
-
-// Floating point: DOUBLE_PRECISION significant digits, whatever precision the stream has.
-
-template <class T>
-std::ostream& stream_floating_point(std::ostream& os, T const& val) {
-    struct PrecisionGuard {
-        std::ostream& stream;
-        std::streamsize before;
-        ~PrecisionGuard() { stream.precision(before); }
-    } const guard{os, os.precision(DOUBLE_PRECISION)};
-    os << val;
-    return os;
+std::ostream& any_value_to_json(std::ostream& os, T const& val, std::uint8_t const = 0,
+                                std::int32_t const = 0) {
+    return stream_value(os, val);
 }
 
 template <class T>
-std::enable_if_t<std::is_floating_point_v<T>, std::ostream&> any_value_to_string(std::ostream& os,
-                                                                                 T const& val) {
-    return stream_floating_point(os, val);
-}
-
-template <class T>
-std::enable_if_t<std::is_floating_point_v<T>, std::ostream&>
-any_value_to_json(std::ostream& os, T const& val, std::uint8_t const, std::int32_t const) {
-    return stream_floating_point(os, val);
-}
-
-template <class T>
-std::enable_if_t<std::is_floating_point_v<T>, std::ostream&>
-any_value_to_cpp(std::ostream& os, T const& val, std::uint8_t const, std::int32_t const) {
-    return stream_floating_point(os, val);
+std::ostream& any_value_to_cpp(std::ostream& os, T const& val, std::uint8_t const = 0,
+                               std::int32_t const = 0) {
+    return stream_value(os, val);
 }
 
 // Containers. All are declared before the first one is defined, so that they nest in any order.
