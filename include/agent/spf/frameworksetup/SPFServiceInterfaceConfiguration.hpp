@@ -19,8 +19,8 @@ struct SPFServiceInterfaceConfiguration {
     // What the client asks of the service. Kept as it is; converted to a property map when the configuration
     // is published. addRequiredRuntimeServiceProperties() adds properties that the service must carry at run
     // time.
-    // The conversion recurses: a stack of 8 MiB is enough for a tree of 4,000 levels, and a deeper tree that
-    // exhausts the stack could not be copied on it either.
+    // The conversion recurses: a stack of 8 MiB is enough for a tree of 4,000 levels. A deeper one may
+    // exhaust it, which ends the process.
     boost::property_tree::ptree requestedProperties{};
 };
 
