@@ -396,6 +396,17 @@ class PkgConfig(InstalledTest):
             source.write_text(f"#include <{header}>\n")
             run("g++", "-std=c++17", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Werror", *flags, source)
 
+    def test_programs_may_be_written_in_later_standards(self):
+        headers = sorted((self.root / "include").rglob("*.h*"))
+        text = "#define US_BUNDLE_NAME later\n" + "".join(f'#include "{header}"\n' for header in headers)
+        if provider() == "standalone":  # which the installed one does not take
+            text += 'auto const filter = cppmicroservices::LDAPProp("name") != true;\n'
+        source = self.scratch / "later.cpp"
+        source.write_text(text)
+        flags = [flag for flag in self.flags("spf-standalone-host") if not flag.lower().startswith(("-l", "-wl"))]
+        for compiler, standard in ("clang++", "c++20"), ("g++", "c++2b"):
+            run(compiler, f"-std={standard}", "-fsyntax-only", "-Wall", "-Wextra", "-Werror", *flags, source)
+
 
 class Debian(InstalledTest):
     """The Debian package, installed and removed below a root of its own with the administrative files of that root."""

@@ -64,6 +64,8 @@ public:
 
     LDAPPropExpr operator!=(std::string const& s) const;
     LDAPPropExpr operator!=(cppmicroservices::Any const& s) const;
+    // In C++20 this would otherwise be the == with a bool, negated.
+    LDAPPropExpr operator!=(bool b) const { return operator!=(textOf(b)); }
     template <class T>
     LDAPPropExpr operator!=(T const& s) const {
         return operator!=(textOf(s));
