@@ -137,6 +137,12 @@ class AgentTest(unittest.TestCase):
             self.assertLess(time.monotonic(), deadline, f"there is no {name}")
             time.sleep(0.01)
 
+    def wait_until_gone(self, name):
+        deadline = time.monotonic() + PATIENCE
+        while (self.directory / name).exists():
+            self.assertLess(time.monotonic(), deadline, f"{name} is still there")
+            time.sleep(0.01)
+
     def build_installation(self, bundle):
         """Builds an installation with one bundle more, below "root"."""
         installation = pathlib.Path(AGENT).parent

@@ -168,6 +168,13 @@ class Waiting(AgentTest):
         self.assertIn("no peer offers the expected interface Missing", outstanding[0]["text"])
         self.assertIn("check that the other agent maps it", outstanding[0]["advice"])
 
+    def test_one_of_several_expected_interfaces_is_not_enough(self):
+        self.start(configuration("binder", bind=["unix:meeting"], interfaces=["Offered"])).wait_for(event="ready")
+        expected = ("--expect", "Missing", "--expect", "Offered")
+        agent = self.start(configuration("c", connect=["unix:meeting"]), *expected, "--timeout", "3s")
+        self.assertEqual(agent.end(), NOT_READY)
+        self.assertIn("Missing", [entry.get("interface") for entry in agent.seen_of("outstanding")])
+
     def test_late_peer_is_connected_to(self):
         early = self.start(configuration("early", connect=["unix:meeting"]), "--once")
         early.wait_for(event="endpoint", state="connecting", reason="No such file or directory")

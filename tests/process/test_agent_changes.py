@@ -1,12 +1,13 @@
 """A changed file is applied to the running configuration: asked for with SIGHUP, or seen with --watch."""
 
 import copy
+import json
 import os
 import pathlib
 import shutil
 import signal
 
-from support import INVALID, SUCCESS, AgentTest, configuration
+from support import INVALID, NOT_READY, SUCCESS, AgentTest, configuration
 
 LATE_REPORT = pathlib.Path(os.environ["SPF_TEST_LATE_REPORT_BUNDLE"])
 BEFORE = configuration("c", bind=["unix:first"], interfaces=["Lamp"])
@@ -71,6 +72,17 @@ class Hangup(ChangeTest):
             agent.wait_for(event="ready")
             if present:
                 self.assertTrue((self.directory / "second").exists())
+            else:
+                self.wait_until_gone("second")
+        self.check_goes_on(agent)
+
+    def test_an_interface_that_is_left_out_is_offered_no_more(self):
+        agent = self.ready()
+        self.reload(agent, AFTER)
+        peer = self.start(configuration("peer", connect=["unix:first"]), "--expect", "Door", "--timeout", "0")
+        peer.wait_for(event="ready")
+        self.reload(agent, BEFORE)
+        peer.wait_for(event="remote", interface="Door", state="gone")
         self.check_goes_on(agent)
 
     def test_late_reports_that_an_older_version_is_removed_do_not_count(self):
@@ -146,6 +158,13 @@ class Hangup(ChangeTest):
         self.reload(agent, AFTER)
         agent.wait_for(event="ready")
         self.check_goes_on(agent)
+        self.assertEqual(len(agent.seen_of("outstanding")), 1)
+
+    def test_a_modification_that_stays_late_shows_in_the_status_at_the_end(self):
+        agent = self.ready("--for", "8s", "--timeout", "1s")
+        self.reload(agent, configuration("c", bind=["unix:first"], connect=["unix:nobody"]))
+        agent.wait_for(event="outstanding", endpoint="unix:nobody")
+        self.assertEqual(agent.end(), NOT_READY)
 
     def test_a_modification_that_is_late_becomes_ready_when_its_peer_comes(self):
         agent = self.ready("--timeout", "1s")
@@ -153,7 +172,10 @@ class Hangup(ChangeTest):
         agent.wait_for(event="outstanding", endpoint="unix:late")
         self.start(configuration("late", bind=["unix:late"]))
         agent.wait_for(event="ready")
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="unchanged")
         self.check_goes_on(agent)
+        self.assertEqual(agent.results(), ["ready c", "ready c", "withdrawn c"])
 
     def test_the_time_to_stay_goes_on_while_a_modification_is_late_and_its_mending_is_a_success(self):
         agent = self.ready("--for", "8s", "--timeout", "1s")
@@ -162,7 +184,14 @@ class Hangup(ChangeTest):
         self.reload(agent, AFTER)
         mended = agent.wait_for(event="ready")
         ended = agent.wait_for(event="withdrawing")
-        self.assertLess(ended["elapsed"] - mended["elapsed"], 8)
+        self.assertLess(ended["elapsed"] - mended["elapsed"], 7.9)  # it took more than a second to be late
+        self.assertEqual(agent.end(), SUCCESS)
+
+    def test_the_time_to_stay_ends_while_a_modification_is_waited_for(self):
+        agent = self.ready("--for", "2s", "--timeout", "0")
+        self.write("c.json", configuration("c", bind=["unix:first"], connect=["unix:nobody"]))
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="withdrawing")
         self.assertEqual(agent.end(), SUCCESS)
 
     def test_a_failure_that_a_modification_has_mended_fails_again_aloud(self):
@@ -189,6 +218,19 @@ class Watch(ChangeTest):
         self.write("c.json", AFTER)
         agent.wait_for(event="published", modificationCount=2)
         agent.wait_for(event="ready")
+        self.check_goes_on(agent)
+
+    def test_a_change_of_the_same_size_within_the_same_second_is_applied(self):
+        file = self.directory / self.write("c.json", BEFORE)
+        second = 1_000_000_000 * 1_000_000_000  # in nanoseconds
+        os.utime(file, ns=(second, second))
+        agent = self.start_with("run", "c.json", "--watch", "--progress", "json", "--runtime-directory", "runtime")
+        agent.wait_for(event="ready")
+        with open(file, "r+", encoding="utf-8") as stream:
+            stream.write(json.dumps(BEFORE).replace("Lamp", "Door"))
+            stream.flush()
+            os.utime(stream.fileno(), ns=(second, second + 1))
+        agent.wait_for(event="published", modificationCount=2)
         self.check_goes_on(agent)
 
     def test_a_file_that_is_replaced_is_applied(self):
@@ -273,6 +315,18 @@ class Watch(ChangeTest):
         self.write("c.json", AFTER)
         os.replace(self.directory / "c.json", self.directory / "current/c.json")
         self.check_follows(agent, "current/c.json")
+
+    def test_that_the_file_is_not_there_for_a_while_is_no_change(self):
+        agent = self.start_in("current")
+        os.rename(self.directory / "current", self.directory / "old")
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="refused")
+        os.rename(self.directory / "old", self.directory / "current")
+        os.replace(self.directory / self.write("new.json", AFTER), self.directory / "current/c.json")
+        agent.wait_for(event="published", modificationCount=2)
+        causes = [entry["cause"] for entry in agent.seen_of("reload")]
+        self.assertEqual(causes, ["SIGHUP", "the file has changed"])
+        self.check_goes_on(agent)
 
     def test_a_link_to_a_directory_that_leads_elsewhere_is_followed(self):
         agent = self.start_in("current", leads_to="releases/one")

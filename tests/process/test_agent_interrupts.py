@@ -27,13 +27,17 @@ class GatedAgentTest(AgentTest):
         return self.start_gated_with(gate, "run", self.write("c.json", content), *options)
 
     def start_gated_with(self, gate, *arguments):
+        return self.start_with(
+            *arguments, "--progress", "json", "--runtime-directory", "runtime", "--root", "root",
+            environment=self.build_gate(gate),
+        )
+
+    def build_gate(self, gate):
+        """Builds the installation, and returns what its bundle is to find in the environment."""
         pipe = self.directory / "gate"
         os.mkfifo(pipe)
         self.build_installation(GATE)
-        return self.start_with(
-            *arguments, "--progress", "json", "--runtime-directory", "runtime", "--root", "root",
-            environment={gate: str(pipe)},
-        )
+        return {gate: str(pipe)}
 
     def open_gate(self):
         """Waits for the bundle to come to its gate, and lets it pass."""
@@ -117,6 +121,20 @@ class WhileStarting(GatedAgentTest):
         self.assertEqual(agent.end(), TERMINATED)
         self.assertEqual(agent.texts("failure"), [])
 
+    def test_that_the_version_before_a_change_is_ready_does_not_count(self):
+        content = configuration("c")
+        del content["servicePublishers"]  # for which nothing is waited for
+        agent = self.start_gated("SPF_TEST_START_GATE", content)
+        agent.wait_for(event="starting")
+        content["serviceInterfaces"] = [{"uniqueID": "i", "name": "Lamp"}]
+        self.write("c.json", content)
+        agent.send(signal.SIGHUP)
+        agent.wait_for(event="modifying")
+        self.open_gate()
+        agent.wait_for(event="published", modificationCount=2)
+        self.assertEqual(agent.seen_of("ready"), [])
+        agent.wait_for(event="ready")
+
     def test_a_start_that_fails_after_a_change_is_told(self):
         agent = self.changed_while_starting()
         (self.directory / "root/bin/darwinarm64/spf").unlink()
@@ -133,6 +151,25 @@ class WhileStarting(GatedAgentTest):
         self.open_gate()
         self.assertEqual(agent.end(), INTERRUPTED)
         self.assertIn("root/bin/darwinarm64/spf", agent.texts("failure")[0])
+
+
+class WhileShowing(GatedAgentTest):
+    def test_nothing_is_left_behind_when_a_signal_comes(self):
+        self.write("c.json", configuration("c"))
+        temporary = self.directory / "temporary"
+        temporary.mkdir()
+        environment = {**self.build_gate("SPF_TEST_START_GATE"), "TMPDIR": str(temporary)}
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(signal=number):
+                agent = self.start_with("show", "c.json", "--root", "root", environment=environment)
+                deadline = time.monotonic() + PATIENCE
+                while not any(temporary.iterdir()):
+                    self.assertLess(time.monotonic(), deadline, "there is nothing that could be left behind")
+                    time.sleep(0.01)
+                agent.send(number)
+                self.open_gate()
+                self.assertEqual(agent.end(), -number)
+                self.assertEqual(list(temporary.iterdir()), [])
 
 
 class WhileWaiting(AgentTest):
@@ -288,16 +325,14 @@ class WhileWithdrawing(GatedAgentTest):
     def test_a_removal_that_is_not_reported_is_waited_for_so_long_only(self):
         content = configuration("c", bind=["unix:mine"])
         content["servicePublishers"].append({"uniqueID": "q", "name": "rpcservicepublisher"})
-        agent = self.start_gated("SPF_TEST_REMOVAL_GATE", content)
-        agent.wait_for(event="ready")
-        agent.send(signal.SIGINT)
+        agent = self.start_gated("SPF_TEST_REMOVAL_GATE", content, "--once")
         failure = agent.wait_for(event="failure")
         self.open_gate()
         self.assertEqual(
             failure["text"],
             "not withdrawn within 10s; the service framework has not reported the removal of every publisher",
         )
-        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.end(), FAILED)
 
 
 class WhileStopping(GatedAgentTest):
@@ -333,6 +368,14 @@ class WhileStopping(GatedAgentTest):
         agent.send(signal.SIGINT)
         self.assertEqual(agent.end(), INTERRUPTED)
         self.assertEqual(agent.seen_of("summary"), [], "nothing is said any more")
+
+    def test_the_legacy_configuration_waits_for_the_bundle_so_long_only(self):
+        agent = self.start_gated_with("SPF_TEST_STOP_GATE", "legacy")
+        agent.wait_for(event="published")
+        agent.send(signal.SIGINT)
+        agent.wait_for(event="failure", text="the framework did not stop within 10s")
+        self.assertEqual(agent.end(), INTERRUPTED)
+        self.assertEqual(agent.texts("summary"), ["ended with status 130"])
 
     def test_without_a_signal_the_wait_for_the_bundle_has_a_bound(self):
         agent = self.stopping()

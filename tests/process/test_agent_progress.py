@@ -55,6 +55,11 @@ class JsonLines(ProgressTest):
         self.assertEqual(objects[2]["status"], INVALID)
         self.assertEqual(results, [])
 
+    def test_a_problem_of_the_file_as_a_whole_has_no_line(self):
+        lines, _ = self.lines("", "--progress", "json", status=INVALID)
+        problem = json.loads(lines[1])
+        self.assertEqual((problem["event"], problem["where"]), ("problem", ""))
+        self.assertNotIn("line", problem)
 
     def test_a_failure_before_anything_is_published_is_an_object_too(self):
         gone = self.directory / "gone"

@@ -88,6 +88,13 @@ class Sizes(TerminalTest):
         self.assertIn("connecti", table[2])
         self.assertTrue(all(len(row) < 30 for row in table), table)
 
+    def test_characters_of_two_columns_are_counted_as_such(self):
+        content = configuration("c", bind=["unix:mine"])
+        content["servicePublishers"][0]["uniqueID"] = "\u63a5\u7d9a" * 5
+        screen = self.start_on_terminal(content, columns=30)
+        table = self.table(screen.wait_until(lambda rows: has("published")(rows) and has("bound")(rows)))
+        self.assertEqual(len(table), 3, "no row is wrapped")
+
     def test_a_low_window_shows_what_is_not_there_yet(self):
         endpoints = [f"unix:mine-{index}" for index in range(20)]
         screen = self.start_on_terminal(configuration("c", bind=endpoints, connect=["unix:nobody"]), rows=8)

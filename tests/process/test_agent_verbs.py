@@ -67,6 +67,10 @@ class Verbs(AgentTest):
         self.assertEqual(self.answer("validate", "-", stdin='{"configurationID": "c"}').stdout, "standard input: valid\n")
         self.assertIn("standard input:1:1: ", self.answer("validate", "-", stdin="x", status=INVALID).stderr)
 
+    def test_names_of_files_come_without_control_characters(self):
+        name = self.write("a\x1b[2J.json", configuration("c"))
+        self.assertEqual(self.answer("validate", name).stdout, "a\\x1b[2J.json: valid\n")
+
     def test_validate_notes_interfaces_that_are_offered_to_nobody(self):
         entry = '{"uniqueID": "i", "name": "Lamp"}'
         answer = self.answer("validate", "-", stdin='{"configurationID": "c", "serviceInterfaces": [\n' + entry + "]}")
@@ -113,22 +117,6 @@ class Verbs(AgentTest):
         self.answer("show", self.write("c.json", configuration("c", bind=["unix:mine"])))
         self.answer("show", "c.json", "--root", "nowhere", status=FAILED)
         self.assertEqual([entry.name for entry in self.directory.iterdir()], ["c.json"])
-
-    def test_show_leaves_nothing_behind_when_a_signal_ends_it(self):
-        self.write("c.json", configuration("c"))
-        temporary = self.directory / "temporary"
-        temporary.mkdir()
-        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
-            with self.subTest(signal=number):
-                process = subprocess.Popen(
-                    [AGENT, "show", "c.json"], cwd=self.directory,
-                    env={**os.environ, "TMPDIR": str(temporary)}, stdout=subprocess.DEVNULL,
-                )
-                while not any(temporary.iterdir()) and process.poll() is None:
-                    pass
-                process.send_signal(number)
-                self.assertEqual(process.wait(timeout=PATIENCE), -number)
-                self.assertEqual(list(temporary.iterdir()), [])
 
     def test_show_of_an_invalid_file_and_without_an_installation(self):
         self.answer("show", self.write("bad.json", "{"), status=INVALID)
